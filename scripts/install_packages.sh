@@ -1,0 +1,45 @@
+#!/usr/bin/env bash
+# install_packages.sh GROUP...: makes sure that Debian's packages of the named groups are installed.
+#
+# Groups: build (the library and the program), check (tests, benchmarks, trainers), fuzz (clang's fuzzer).
+# Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
+# When nothing is missing it asks dpkg alone and touches no network.
+set -euo pipefail
+
+# libsnappy-dev: the CMake package of libleveldb-dev names the library without depending on it.
+build=(g++ cmake ninja-build pkg-config protobuf-compiler
+       libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
+       libprotobuf-dev libboost-dev libgoogle-glog-dev libopenblas-dev libleveldb-dev libsnappy-dev
+       libcli11-dev nlohmann-json3-dev)
+check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache)
+fuzz=(clang libclang-rt-14-dev)
+
+wanted=()
+for group in "$@"; do
+  case "$group" in
+    build) wanted+=("${build[@]}") ;;
+    check) wanted+=("${check[@]}") ;;
+    fuzz) wanted+=("${fuzz[@]}") ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, check or fuzz" >&2; exit 2 ;;
+  esac
+done
+
+missing=()
+for package in "${wanted[@]}"; do
+  # Virtual and multi-arch forms both count: what matters is the status, not the architecture in the name.
+  dpkg-query -W -f='${db:Status-Status}\n' "$package" 2>/dev/null | grep -qx installed || missing+=("$package")
+done
+[ "${#missing[@]}" -eq 0 ] && exit 0
+
+echo "Missing Debian packages: ${missing[*]}" >&2
+if [ "$(id -u)" -eq 0 ]; then
+  as_root=(env DEBIAN_FRONTEND=noninteractive)
+elif command -v sudo >/dev/null && sudo -n true 2>/dev/null; then
+  as_root=(sudo -n env DEBIAN_FRONTEND=noninteractive)
+else
+  echo "Not allowed to install them. Please run, as root:" >&2
+  echo "  apt-get update && apt-get install --no-install-recommends ${missing[*]}" >&2
+  exit 1
+fi
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
