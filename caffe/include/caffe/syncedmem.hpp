@@ -1,0 +1,50 @@
+/// SyncedMemory: the holder of one block of host memory behind a Blob.
+
+#ifndef CAFFE_SYNCEDMEM_HPP_
+#define CAFFE_SYNCEDMEM_HPP_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace caffe {
+
+/// One block of host memory, allocated and zero-filled on first access.
+///
+/// The holder keeps the shape of a design with two devices, but there is only host memory.
+/// Errors   Exhausted memory is written to std::clog and ends the process with exit(-1).
+/// Threads  None of its own: the first access allocates, so that not even reads of a fresh block
+/// may be shared.
+class SyncedMemory {
+ public:
+  enum SyncedHead : std::int32_t { UNINITIALIZED = 0, HEAD_AT_CPU = 1, HEAD_BEHIND = 2 };
+
+  /// Allocates nothing. size: length of the block in bytes.
+  explicit SyncedMemory(std::size_t size);
+  ~SyncedMemory();
+  SyncedMemory(const SyncedMemory&) = delete;
+  SyncedMemory& operator=(const SyncedMemory&) = delete;
+
+  /// The block, allocated if there is none yet. Never null for a size above 0.
+  const void* cpu_data();
+  void* mutable_cpu_data();
+
+  /// Adopts data, which stays the caller's and must outlive its use here; an own block is freed
+  /// first.
+  void set_cpu_data(void* data);
+
+  SyncedHead head() const { return head_; }
+  std::size_t size() const { return size_; }
+
+ private:
+  void to_cpu();
+
+  void* cpu_ptr_;      // Null until allocated or adopted.
+  void* gpu_ptr_;      // Always null.
+  std::size_t size_;   // In bytes.
+  SyncedHead head_;    // HEAD_BEHIND is entered by no code.
+  bool own_cpu_data_;  // Whether cpu_ptr_ was allocated here and is freed here.
+};
+
+}  // namespace caffe
+
+#endif  // CAFFE_SYNCEDMEM_HPP_

@@ -1,0 +1,239 @@
+// LRNLayer: local response normalization, across channels or within each.
+
+#include <cblas.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "caffe/util/math_functions.hpp"
+#include "caffe/util/shape_checks.hpp"
+#include "caffe/vision_layers.hpp"
+
+namespace caffe {
+
+template <typename Dtype>
+void LRNLayer<Dtype>::ReadSizes(const Blob<Dtype>& bottom) {
+  num_ = bottom.num();
+  channels_ = bottom.channels();
+  height_ = bottom.height();
+  width_ = bottom.width();
+  size_ = this->layer_param_.lrn_param().local_size();
+  pre_pad_ = (size_ - 1) / 2;
+  alpha_ = this->layer_param_.lrn_param().alpha();
+  beta_ = this->layer_param_.lrn_param().beta();
+}
+
+template <typename Dtype>
+void LRNLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
+  CHECK_EQ(bottom.size(), 1) << "Local Response Normalization Layer takes a single blob as input.";
+  CHECK_EQ(top->size(), 1) << "Local Response Normalization Layer takes a single blob as output.";
+  ReadSizes(*bottom[0]);
+  CHECK_GT(size_, 0) << "local_size should be at least 1.";
+  CheckShapeFits(1, static_cast<double>(channels_) + size_, height_, width_);
+  switch (this->layer_param_.lrn_param().norm_region()) {
+    case LRNParameter_NormRegion_ACROSS_CHANNELS:
+      (*top)[0]->Reshape(num_, channels_, height_, width_);
+      scale_.Reshape(num_, channels_, height_, width_);
+      break;
+    case LRNParameter_NormRegion_WITHIN_CHANNEL:
+      SetUpWithinChannel(bottom, top);
+      break;
+    default:
+      LOG(FATAL) << "Unknown normalization region.";
+  }
+}
+
+// Builds the chain: split -> square -> average -> power -> product with the second copy.
+template <typename Dtype>
+void LRNLayer<Dtype>::SetUpWithinChannel(const vector<Blob<Dtype>*>& bottom,
+                                         vector<Blob<Dtype>*>* top) {
+  split_top_vec_ = {&product_input_, &square_input_};
+  split_layer_.reset(new SplitLayer<Dtype>(LayerParameter()));
+  split_layer_->SetUp(bottom, &split_top_vec_);
+
+  LayerParameter square_param;
+  square_param.mutable_power_param()->set_power(2.0f);
+  square_bottom_vec_ = {&square_input_};
+  square_top_vec_ = {&square_output_};
+  square_layer_.reset(new PowerLayer<Dtype>(square_param));
+  square_layer_->SetUp(square_bottom_vec_, &square_top_vec_);
+  CHECK_EQ(square_output_.num(), num_);
+  CHECK_EQ(square_output_.channels(), channels_);
+  CHECK_EQ(square_output_.height(), height_);
+  CHECK_EQ(square_output_.width(), width_);
+
+  LayerParameter pool_param;
+  pool_param.mutable_pooling_param()->set_pool(PoolingParameter_PoolMethod_AVE);
+  pool_param.mutable_pooling_param()->set_kernel_size(size_);
+  pool_param.mutable_pooling_param()->set_pad(pre_pad_);
+  pool_top_vec_ = {&pool_output_};
+  pool_layer_.reset(new PoolingLayer<Dtype>(pool_param));
+  pool_layer_->SetUp(square_top_vec_, &pool_top_vec_);
+  CHECK_EQ(pool_output_.num(), num_);
+  CHECK_EQ(pool_output_.channels(), channels_);
+  CHECK_EQ(pool_output_.height(), height_);
+  CHECK_EQ(pool_output_.width(), width_);
+
+  LayerParameter power_param;
+  power_param.mutable_power_param()->set_power(-beta_);
+  power_param.mutable_power_param()->set_scale(alpha_);
+  power_param.mutable_power_param()->set_shift(1.0f);
+  power_top_vec_ = {&power_output_};
+  power_layer_.reset(new PowerLayer<Dtype>(power_param));
+  power_layer_->SetUp(pool_top_vec_, &power_top_vec_);
+  CHECK_EQ(power_output_.num(), num_);
+  CHECK_EQ(power_output_.channels(), channels_);
+  CHECK_EQ(power_output_.height(), height_);
+  CHECK_EQ(power_output_.width(), width_);
+
+  product_bottom_vec_ = {&power_output_, &product_input_};
+  product_layer_.reset(new EltwiseProductLayer<Dtype>(LayerParameter()));
+  product_layer_->SetUp(product_bottom_vec_, top);
+}
+
+template <typename Dtype>
+void LRNLayer<Dtype>::AlterInputShape(int /*new_width*/, int /*new_height*/,
+                                      const vector<Blob<Dtype>*>& bottom,
+                                      vector<Blob<Dtype>*>* top) {
+  CHECK_EQ(bottom.size(), 1) << "Local Response Normalization Layer takes a single blob as input.";
+  CHECK_EQ(top->size(), 1) << "Local Response Normalization Layer takes a single blob as output.";
+  ReadSizes(*bottom[0]);
+  (*top)[0]->OverwriteShape(num_, channels_, height_, width_);
+  scale_.OverwriteShape(num_, channels_, height_, width_);
+}
+
+template <typename Dtype>
+Dtype LRNLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
+  switch (this->layer_param_.lrn_param().norm_region()) {
+    case LRNParameter_NormRegion_ACROSS_CHANNELS:
+      return CrossChannelForward_cpu(bottom, top);
+    case LRNParameter_NormRegion_WITHIN_CHANNEL:
+      return WithinChannelForward(bottom, top);
+    default:
+      LOG(FATAL) << "Unknown normalization region.";
+      return Dtype(0);
+  }
+}
+
+template <typename Dtype>
+Dtype LRNLayer<Dtype>::CrossChannelForward_cpu(const vector<Blob<Dtype>*>& bottom,
+                                               vector<Blob<Dtype>*>* top) {
+  const int plane = height_ * width_;
+  const int image = channels_ * plane;
+  const std::int64_t count = std::int64_t{num_} * image;
+  CheckHolds(*bottom[0], count);
+  CheckHolds(*(*top)[0], count);
+  CheckHolds(scale_, count);
+  const Dtype* input = bottom[0]->cpu_data();
+  Dtype* output = (*top)[0]->mutable_cpu_data();
+  Dtype* scale = scale_.mutable_cpu_data();
+  std::fill_n(scale, count, Dtype(1));
+
+  // The squares of one image between bands of zeros for the channels outside. A fresh blob is zero.
+  Blob<Dtype> padded_square(1, channels_ + size_ - 1, height_, width_);
+  Dtype* squares = padded_square.mutable_cpu_data();
+  const Dtype alpha_over_size = alpha_ / size_;
+  for (int n = 0; n < num_; ++n) {
+    vsSqr(image, input + bottom[0]->offset(n), squares + padded_square.offset(0, pre_pad_));
+    Dtype* first = scale + scale_.offset(n);
+    for (int c = 0; c < size_; ++c) {
+      cblas_saxpy(plane, alpha_over_size, squares + padded_square.offset(0, c), 1, first, 1);
+    }
+    // The window runs on: each channel takes the sum before it, adds the channel that comes in and
+    // subtracts the one that leaves, so that the cost does not depend on the size of the window.
+    for (int c = 1; c < channels_; ++c) {
+      Dtype* sum = scale + scale_.offset(n, c);
+      cblas_scopy(plane, scale + scale_.offset(n, c - 1), 1, sum, 1);
+      cblas_saxpy(plane, alpha_over_size, squares + padded_square.offset(0, c + size_ - 1), 1, sum,
+                  1);
+      cblas_saxpy(plane, -alpha_over_size, squares + padded_square.offset(0, c - 1), 1, sum, 1);
+    }
+  }
+  vsPowx(static_cast<int>(count), scale, -beta_, output);
+  vsMul(static_cast<int>(count), output, input, output);
+  return Dtype(0);
+}
+
+template <typename Dtype>
+Dtype LRNLayer<Dtype>::WithinChannelForward(const vector<Blob<Dtype>*>& bottom,
+                                            vector<Blob<Dtype>*>* top) {
+  split_layer_->Forward(bottom, &split_top_vec_);
+  square_layer_->Forward(square_bottom_vec_, &square_top_vec_);
+  pool_layer_->Forward(square_top_vec_, &pool_top_vec_);
+  power_layer_->Forward(pool_top_vec_, &power_top_vec_);
+  product_layer_->Forward(product_bottom_vec_, top);
+  return Dtype(0);
+}
+
+template <typename Dtype>
+void LRNLayer<Dtype>::Backward_cpu(const vector<Blob<Dtype>*>& top, bool propagate_down,
+                                   vector<Blob<Dtype>*>* bottom) {
+  switch (this->layer_param_.lrn_param().norm_region()) {
+    case LRNParameter_NormRegion_ACROSS_CHANNELS:
+      CrossChannelBackward_cpu(top, propagate_down, bottom);
+      break;
+    case LRNParameter_NormRegion_WITHIN_CHANNEL:
+      WithinChannelBackward(top, propagate_down, bottom);
+      break;
+    default:
+      LOG(FATAL) << "Unknown normalization region.";
+  }
+}
+
+// With s the scale and t the output's gradient, the gradient of input x at channel c is
+//   t * s^-beta - 2 * alpha * beta / size * x * (sum of t * output / s over the windows with c).
+// Those windows belong to the channels c - (size - 1 - pre_pad) to c + pre_pad.
+template <typename Dtype>
+void LRNLayer<Dtype>::CrossChannelBackward_cpu(const vector<Blob<Dtype>*>& top, bool propagate_down,
+                                               vector<Blob<Dtype>*>* bottom) {
+  if (!propagate_down) return;
+  const int plane = height_ * width_;
+  const int image = channels_ * plane;
+  const Dtype* input = (*bottom)[0]->cpu_data();
+  const Dtype* output = top[0]->cpu_data();
+  const Dtype* output_diff = top[0]->cpu_diff();
+  const Dtype* scale = scale_.cpu_data();
+  Dtype* input_diff = (*bottom)[0]->mutable_cpu_diff();
+  vsPowx(num_ * image, scale, -beta_, input_diff);
+  vsMul(num_ * image, input_diff, output_diff, input_diff);
+
+  Blob<Dtype> padded_ratio(1, channels_ + size_ - 1, height_, width_);
+  Blob<Dtype> window_sum(1, 1, height_, width_);
+  Dtype* ratios = padded_ratio.mutable_cpu_data();
+  Dtype* sum = window_sum.mutable_cpu_data();
+  Dtype* own_ratios = ratios + padded_ratio.offset(0, size_ - 1 - pre_pad_);
+  const Dtype factor = -2 * alpha_ * beta_ / size_;
+  for (int n = 0; n < num_; ++n) {
+    const int begin = scale_.offset(n);
+    vsMul(image, output_diff + begin, output + begin, own_ratios);
+    vsDiv(image, own_ratios, scale + begin, own_ratios);
+    std::fill_n(sum, plane, Dtype(0));
+    for (int c = 0; c < size_ - 1; ++c) {
+      cblas_saxpy(plane, 1.0f, ratios + padded_ratio.offset(0, c), 1, sum, 1);
+    }
+    for (int c = 0; c < channels_; ++c) {
+      cblas_saxpy(plane, 1.0f, ratios + padded_ratio.offset(0, c + size_ - 1), 1, sum, 1);
+      const int at = scale_.offset(n, c);
+      for (int i = 0; i < plane; ++i) {
+        input_diff[at + i] += factor * input[at + i] * sum[i];
+      }
+      cblas_saxpy(plane, -1.0f, ratios + padded_ratio.offset(0, c), 1, sum, 1);
+    }
+  }
+}
+
+template <typename Dtype>
+void LRNLayer<Dtype>::WithinChannelBackward(const vector<Blob<Dtype>*>& top, bool propagate_down,
+                                            vector<Blob<Dtype>*>* bottom) {
+  if (!propagate_down) return;
+  product_layer_->Backward(top, true, &product_bottom_vec_);
+  power_layer_->Backward(power_top_vec_, true, &pool_top_vec_);
+  pool_layer_->Backward(pool_top_vec_, true, &square_top_vec_);
+  square_layer_->Backward(square_top_vec_, true, &square_bottom_vec_);
+  split_layer_->Backward(split_top_vec_, true, bottom);
+}
+
+template class LRNLayer<float>;
+
+}  // namespace caffe

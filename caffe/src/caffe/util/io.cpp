@@ -1,0 +1,95 @@
+// Readers of messages in their text and binary form.
+
+#include "caffe/util/io.hpp"
+
+#include <fcntl.h>
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl.h>
+#include <google/protobuf/message.h>
+#include <google/protobuf/text_format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <string>
+
+#include "caffe/common.hpp"
+
+namespace caffe {
+
+namespace {
+
+const int kMaxBytes = 1073741824;
+const int kWarnBytes = 536870912;
+
+// A descriptor of a file, closed at the end of its scope. A file that cannot be opened is fatal.
+class OpenFile {
+ public:
+  explicit OpenFile(const char* filename) {
+    const int fd = OpenForReading(filename);
+    CHECK_NE(fd, -1) << "File not found: " << filename;
+    fd_ = fd;
+  }
+  ~OpenFile() { close(fd_); }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  int fd() const { return fd_; }
+  off_t size_bytes() const {
+    struct stat status;
+    return fstat(fd_, &status) == 0 ? status.st_size : 0;
+  }
+
+ private:
+  // -1 for a folder too: it opens, but would read as an empty message.
+  static int OpenForReading(const char* filename) {
+    const int fd = open(filename, O_RDONLY | O_CLOEXEC);
+    struct stat status;
+    if (fd != -1 && fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
+      close(fd);
+      return -1;
+    }
+    return fd;
+  }
+
+  int fd_;
+};
+
+}  // namespace
+
+bool ReadProtoFromTextFile(const char* filename, google::protobuf::Message* proto) {
+  const OpenFile file(filename);
+  std::ifstream stream(filename);
+  std::string text;
+  std::string line;
+  while (stream) {
+    line.clear();  // getline leaves it alone at the end of an unfinished last line.
+    std::getline(stream, line);
+    text += line;
+    text += '\n';
+  }
+  stream.close();
+  return google::protobuf::TextFormat::ParseFromString(text, proto);
+}
+
+bool ReadProtoFromBinaryFile(const char* filename, google::protobuf::Message* proto) {
+  const OpenFile file(filename);
+  if (file.size_bytes() > kWarnBytes) {
+    LOG(WARNING) << "Reading dangerously large protocol message: " << filename << " has "
+                 << file.size_bytes() << " bytes, and reading stops at " << kMaxBytes << ".";
+  }
+  google::protobuf::io::FileInputStream raw_input(file.fd());
+  bool parsed = false;
+  {
+    google::protobuf::io::CodedInputStream coded_input(&raw_input);
+    coded_input.SetTotalBytesLimit(kMaxBytes);
+    parsed = proto->ParseFromCodedStream(&coded_input) && coded_input.ConsumedEntireMessage();
+  }
+  // To the parser, the limit and a read error look like the end of the file. Weights of which a
+  // part is missing must not pass, so both are asked for.
+  const void* rest;
+  int rest_size;
+  return parsed && !raw_input.Next(&rest, &rest_size) && raw_input.GetErrno() == 0;
+}
+
+}  // namespace caffe

@@ -1,0 +1,258 @@
+// Vector math in plain loops that the compiler vectorises, and the random fills.
+//
+// Every loop body is free of branches and of calls, so that one instruction set gives the same bits
+// as another; this file is compiled without the errno of sqrt (core.cmake), which would be a call.
+
+#include "caffe/util/math_functions.hpp"
+
+#include <algorithm>
+#include <boost/math/special_functions/next.hpp>
+#include <boost/random/normal_distribution.hpp>
+#include <boost/random/uniform_real_distribution.hpp>
+#include <boost/random/variate_generator.hpp>
+#include <cmath>
+#include <cstring>
+#include <limits>
+
+#include "caffe/common.hpp"
+#include "caffe/util/rng.hpp"
+
+// Tells the compiler that y either is an operand or does not overlap it, so that a loop in place
+// takes the fast road too.
+#if defined(__clang__)
+#define OZNA_VECTOR_LOOP _Pragma("clang loop vectorize(assume_safety)")
+#elif defined(__GNUC__)
+#define OZNA_VECTOR_LOOP _Pragma("GCC ivdep")
+#else
+#define OZNA_VECTOR_LOOP
+#endif
+
+namespace {
+
+template <typename Function>
+inline void Map(int n, const float* a, float* y, Function function) {
+  OZNA_VECTOR_LOOP
+  for (int i = 0; i < n; ++i) {
+    y[i] = function(a[i]);
+  }
+}
+
+template <typename Function>
+inline void Map(int n, const float* a, const float* b, float* y, Function function) {
+  OZNA_VECTOR_LOOP
+  for (int i = 0; i < n; ++i) {
+    y[i] = function(a[i], b[i]);
+  }
+}
+
+inline std::int32_t BitsOf(float value) {
+  std::int32_t bits;
+  std::memcpy(&bits, &value, sizeof(bits));
+  return bits;
+}
+
+// 2 to the power of an exponent between -126 and 127.
+inline float PowerOfTwo(std::int32_t exponent) {
+  const std::uint32_t bits = (static_cast<std::uint32_t>(exponent) + 127u) << 23;
+  float value;
+  std::memcpy(&value, &bits, sizeof(value));
+  return value;
+}
+
+// exp within 1 unit in the last place where the result is normal: exp(x) = 2^k * exp(r) with
+// k = round(x / ln 2) and |r| <= ln 2 / 2, exp(r) by its series in Horner form.
+inline float Exp(float x) {
+  // Behind these bounds the result is 0 or infinity anyway; not-a-number passes both comparisons.
+  x = 89.0f < x ? 89.0f : x;
+  x = -104.0f > x ? -104.0f : x;
+  // Adding 1.5 * 2^23 leaves the rounded integer in the low bits of the sum.
+  const float kRound = 12582912.0f;
+  const float shifted = x * 1.44269504088896341f + kRound;
+  const std::int32_t k = BitsOf(shifted) - BitsOf(kRound);
+  const float k_float = shifted - kRound;
+  // ln 2 in two parts; the first has so few bits that its product with k is exact.
+  const float r = (x - k_float * 0.693359375f) - k_float * -2.12194440e-4f;
+  float tail = 1.0f / 5040;
+  tail = tail * r + 1.0f / 720;
+  tail = tail * r + 1.0f / 120;
+  tail = tail * r + 1.0f / 24;
+  tail = tail * r + 1.0f / 6;
+  tail = tail * r + 0.5f;
+  const float exp_r = 1.0f + (r + r * r * tail);
+  // Two factors, since 2^k alone is no normal float at either end of the range.
+  const std::int32_t half = k >> 1;
+  return exp_r * PowerOfTwo(half) * PowerOfTwo(k - half);
+}
+
+// Whether all values are positive, normal and finite.
+bool AllPositiveNormal(int n, const float* a) {
+  int outside = 0;
+  for (int i = 0; i < n; ++i) {
+    outside |= static_cast<int>(!(a[i] >= std::numeric_limits<float>::min()));
+    outside |= static_cast<int>(!(a[i] <= std::numeric_limits<float>::max()));
+  }
+  return outside == 0;
+}
+
+// y = a to the power of b by powf. The exponent is hidden from the compiler, which would turn a
+// known 0.5 into sqrt and so give other results for -0 and minus infinity.
+void PowEach(int n, const float* a, float b, float* y) {
+  const volatile float hidden = b;
+  const float exponent = hidden;
+  Map(n, a, y, [exponent](float x) { return std::pow(x, exponent); });
+}
+
+// y = a to the power of b by a formula that holds for positive normal values; a block that has any
+// other value goes through powf.
+template <typename Function>
+void PowByFormula(int n, const float* a, float b, float* y, Function formula) {
+  const int kBlock = 256;
+  for (int begin = 0; begin < n; begin += kBlock) {
+    const int size = std::min(kBlock, n - begin);
+    if (AllPositiveNormal(size, a + begin)) {
+      Map(size, a + begin, y + begin, formula);
+    } else {
+      PowEach(size, a + begin, b, y + begin);
+    }
+  }
+}
+
+}  // namespace
+
+void vsAdd(int n, const float* a, const float* b, float* y) {
+  Map(n, a, b, y, [](float left, float right) { return left + right; });
+}
+
+void vsSub(int n, const float* a, const float* b, float* y) {
+  Map(n, a, b, y, [](float left, float right) { return left - right; });
+}
+
+void vsMul(int n, const float* a, const float* b, float* y) {
+  Map(n, a, b, y, [](float left, float right) { return left * right; });
+}
+
+void vsDiv(int n, const float* a, const float* b, float* y) {
+  Map(n, a, b, y, [](float left, float right) { return left / right; });
+}
+
+void vsSqr(int n, const float* a, float* y) {
+  Map(n, a, y, [](float x) { return x * x; });
+}
+
+void vsExp(int n, const float* a, float* y) { Map(n, a, y, Exp); }
+
+void vsPowx(int n, const float* a, float b, float* y) {
+  if (b == 1.0f) {
+    Map(n, a, y, [](float x) { return x; });
+  } else if (b == 2.0f) {
+    vsSqr(n, a, y);
+  } else if (b == 0.5f) {
+    PowByFormula(n, a, b, y, [](float x) { return std::sqrt(x); });
+  } else if (b == -0.5f) {
+    PowByFormula(n, a, b, y, [](float x) { return 1.0f / std::sqrt(x); });
+  } else if (b == -0.75f) {
+    // The exponent of local response normalisation as it is nearly always trained.
+    PowByFormula(n, a, b, y, [](float x) {
+      const float root = std::sqrt(x);
+      return 1.0f / (root * std::sqrt(root));
+    });
+  } else {
+    PowEach(n, a, b, y);
+  }
+}
+
+void saxpby(const int* n, const float* alpha, const float* x, const int* incx, const float* beta,
+            float* y, const int* incy) {
+  const float alpha_value = *alpha;
+  const float beta_value = *beta;
+  if (*incx == 1 && *incy == 1) {
+    Map(*n, x, y, y, [alpha_value, beta_value](float x_value, float y_value) {
+      return alpha_value * x_value + beta_value * y_value;
+    });
+    return;
+  }
+  // As everywhere in BLAS, a negative stride walks its array from the end.
+  std::ptrdiff_t x_at = *incx < 0 ? std::ptrdiff_t{1 - *n} * *incx : 0;
+  std::ptrdiff_t y_at = *incy < 0 ? std::ptrdiff_t{1 - *n} * *incy : 0;
+  for (int i = 0; i < *n; ++i, x_at += *incx, y_at += *incy) {
+    y[y_at] = alpha_value * x[x_at] + beta_value * y[y_at];
+  }
+}
+
+namespace caffe {
+
+void caffe_add_scalar(int n, float alpha, float* y) {
+  int i = 0;
+  for (; i + 8 <= n; i += 8) {
+    for (int lane = 0; lane < 8; ++lane) {
+      y[i + lane] += alpha;
+    }
+  }
+  for (; i < n; ++i) {
+    y[i] += alpha;
+  }
+}
+
+void caffe_cpu_axpby(int n, float alpha, const float* x, float beta, float* y) {
+  const int stride = 1;
+  saxpby(&n, &alpha, x, &stride, &beta, y, &stride);
+}
+
+void caffe_cpu_sign(int n, const float* x, float* y) {
+  CHECK_GT(n, 0);
+  CHECK(x);
+  CHECK(y);
+  Map(n, x, y, [](float value) {
+    return static_cast<float>(static_cast<int>(value > 0) - static_cast<int>(value < 0));
+  });
+}
+
+unsigned int caffe_rng_rand() { return (*caffe_rng())(); }
+
+void caffe_rng_uniform(int n, float a, float b, float* r) {
+  CHECK_GE(n, 0);
+  CHECK(r);
+  CHECK_LE(a, b);
+  CHECK(std::isfinite(a) && std::isfinite(b)) << "No uniform values over " << a << " to " << b;
+  // The distribution leaves out its upper end, so the end is one float above b.
+  const float end = boost::math::nextafter(b, std::numeric_limits<float>::max());
+  boost::random::uniform_real_distribution<float> distribution(a, end);
+  boost::variate_generator<rng_t*, boost::random::uniform_real_distribution<float>> draw(
+      caffe_rng(), distribution);
+  for (int i = 0; i < n; ++i) {
+    r[i] = draw();
+  }
+}
+
+void caffe_rng_gaussian(int n, float mu, float sigma, float* r) {
+  CHECK_GE(n, 0);
+  CHECK(r);
+  CHECK_GT(sigma, 0);
+  boost::normal_distribution<float> distribution(mu, sigma);
+  boost::variate_generator<rng_t*, boost::normal_distribution<float>> draw(caffe_rng(),
+                                                                           distribution);
+  for (int i = 0; i < n; ++i) {
+    r[i] = draw();
+  }
+}
+
+template <typename Dtype>
+void caffe_rng_bernoulli(int n, Dtype p, int* r) {
+  CHECK_GE(n, 0);
+  CHECK(r);
+  CHECK_GE(p, 0);
+  CHECK_LE(p, 1);
+  if (p == 0) {
+    std::fill_n(r, n, 0);
+    return;
+  }
+  rng_t& engine = *caffe_rng();
+  for (int i = 0; i < n; ++i) {
+    r[i] = p * 4294967295.0 >= engine() ? 1 : 0;
+  }
+}
+
+template void caffe_rng_bernoulli<float>(int n, float p, int* r);
+template void caffe_rng_bernoulli<double>(int n, double p, int* r);
+
+}  // namespace caffe

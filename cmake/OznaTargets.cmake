@@ -1,0 +1,58 @@
+# Flags that every target of the tree shares, and the helpers that declare a folder's object library and its tests.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE Release)
+endif()
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
+set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g")
+
+add_library(ozna_flags INTERFACE)
+# Contraction of a * b + c changes the rounding from one processor to the next; results must not depend on it.
+target_compile_options(ozna_flags INTERFACE -ffp-contract=off -Wall -Wextra)
+target_include_directories(ozna_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/public
+                                                ${PROJECT_SOURCE_DIR}/caffe/include
+                                                ${PROJECT_BINARY_DIR}/caffe/generated)
+target_include_directories(ozna_flags SYSTEM INTERFACE ${CBLAS_INCLUDE_DIR} ${Boost_INCLUDE_DIRS})
+if(OZNA_WERROR)
+  target_compile_options(ozna_flags INTERFACE -Werror)
+endif()
+if(OZNA_SANITIZE)
+  target_compile_options(ozna_flags INTERFACE -fsanitize=${OZNA_SANITIZE} -fno-sanitize-recover=all
+                                              -fno-omit-frame-pointer)
+  target_link_options(ozna_flags INTERFACE -fsanitize=${OZNA_SANITIZE})
+endif()
+if(OZNA_COVERAGE)
+  target_compile_options(ozna_flags INTERFACE --coverage -O0)
+  target_link_options(ozna_flags INTERFACE --coverage)
+endif()
+
+# The libraries that the code of every folder may call; a folder's own includes decide what it really uses.
+add_library(ozna_dependencies INTERFACE)
+target_link_libraries(ozna_dependencies INTERFACE opencv_core opencv_imgproc protobuf::libprotobuf
+                                                  PkgConfig::GLOG leveldb::leveldb BLAS::BLAS Threads::Threads)
+
+# ozna_object_library(NAME SOURCE...): one folder's code, compiled once for the shared and the static library.
+function(ozna_object_library name)
+  add_library(${name} OBJECT ${ARGN})
+  target_link_libraries(${name} PUBLIC ozna_flags ozna_dependencies)
+endfunction()
+
+# ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case a test. Suites whose
+# name ends in Threads carry the label 'threads', which selects what runs under ThreadSanitizer.
+function(ozna_test name)
+  add_executable(${name} ${ARGN})
+  target_link_libraries(${name} PRIVATE ozna_static GTest::gmock GTest::gtest GTest::gtest_main)
+  target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
+  set(environment ENVIRONMENT "OPENBLAS_NUM_THREADS=1")
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"
+                       PROPERTIES TIMEOUT 300 ${environment})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
+                       TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 300 LABELS threads ${environment})
+endfunction()
