@@ -1,0 +1,115 @@
+/// A stack of ever more blurred copies of a grey image, and gradient descriptors taken from it at
+/// any point.
+
+#ifndef OZNA_ALIGNMENT_DESCRIPTOR_PYRAMID_H_
+#define OZNA_ALIGNMENT_DESCRIPTOR_PYRAMID_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "alignment/gaussian_blur.h"
+#include "alignment/plane.h"
+
+namespace oznalib {
+
+/// Angle of (x, y) in radians, -pi to pi, by a rational approximation that is off by 0.005 at most.
+/// 0 for (0, 0).
+float fastAtan2(float y, float x);
+
+}  // namespace oznalib
+
+namespace SDMCore {
+
+/// Gradient of one pixel, shared out to two of 8 orientation bins.
+struct GradientCell {
+  float magnitude;         ///< Length of the gradient.
+  float fraction;          ///< Distance of the angle from its nearest bin, 0 to 0.5, in bins.
+  float weight;            ///< 1 - fraction.
+  std::uint8_t bin;        ///< Nearest bin, 0 to 7; bin 0 points along x, bin 2 along y.
+  std::uint8_t neighbour;  ///< The bin on the other side of the angle.
+};
+
+/// Descriptors of points whose place and size are given, so there is no search for points and no
+/// rotation.
+///
+/// Order    Constructor, setImage, buildLevels, then any number of computeDescriptor.
+/// Threads  One object serves one thread: computeDescriptor makes gradients on first demand.
+/// Memory   One float a pixel for each of levels + 3 planes, and 8 more for each level that was
+/// asked for. Source   D. G. Lowe, Distinctive image features from scale-invariant keypoints, 2004;
+/// its use at landmarks:
+///          X. Xiong and F. De la Torre, 2013.
+class DescriptorPyramid {
+ public:
+  static constexpr int kDescriptorSize = 128;  ///< Bytes: 4 rows by 4 columns by 8 bins.
+
+  /// width, height  Of the image, in pixels.
+  /// levels         Blur levels in a doubling of the blur, at least 1.
+  DescriptorPyramid(std::uint64_t width, std::uint64_t height, std::uint64_t levels);
+
+  /// Fills plane 0 from 8-bit grey pixels, scaled to 0 to 1.
+  ///
+  /// stride  Bytes from one row to the next.
+  /// rows    Rows of the image, no more than height.
+  void setImage(const std::uint8_t* pixels, std::uint64_t stride, std::uint64_t rows);
+
+  /// Fills all planes above 0.
+  void buildLevels();
+
+  /// Fills the planes above 0 up to the given one. Planes above it stay black, and descriptors must
+  /// not ask for them.
+  void buildLevels(std::uint64_t top);
+
+  /// Makes the gradients of a level, unless they are there already. The outermost rows and columns
+  /// stay 0.
+  void prepareGradient(std::uint64_t level);
+
+  /// Takes a descriptor.
+  ///
+  /// x, y   In pixels of the image, 0 at the centre of the first pixel. The window is clipped to
+  /// the image; a point far
+  ///        outside, or one that is not a number, has an empty window.
+  /// level  Rounded to the nearest whole level. A level that does not exist gives an empty window.
+  /// norm   Receives the length of the histogram before it is normalised, or 0.
+  /// out    Receives 128 bytes: for each of 4 rows, for each of 4 columns, 8 bins. Where the length
+  /// is not above
+  ///        0.5 (a flat patch) it is left as it is, and norm is 0.
+  void computeDescriptor(float x, float y, float level, float* norm, std::uint8_t* out);
+
+  /// Takes the descriptors of several points: the same bytes as one by one, and faster.
+  ///
+  /// points  count pairs x, y.
+  /// norms   Receives count lengths.
+  /// out     Receives 128 bytes a point; where the length is not above 0.5 they are left as they
+  /// are.
+  void computeDescriptors(const float* points, std::size_t count, float level, float* norms,
+                          std::uint8_t* out);
+
+  std::uint64_t width;   ///< Of the image, in pixels.
+  std::uint64_t height;  ///< Of the image, in pixels.
+  std::uint64_t octaves = 1;
+  std::uint64_t levels;   ///< Blur levels in a doubling of the blur.
+  bool upsample = false;  ///< Whether plane 0 has twice the size of the image.
+
+  std::vector<std::vector<Plane>>
+      planes;  ///< For each octave, levels + 3 planes of width by height.
+  std::vector<std::vector<Plane>>
+      gradients;  ///< The same, of 4 * width floats: a GradientCell a pixel. Made on demand.
+
+  // Blurs are standard deviations in pixels. Those without a reader belong to the search for
+  // points.
+  float imageSigma = 0.5f;           ///< Blur that the image is taken to have.
+  float baseSigma = 0.8f;            ///< Blur of plane 0.
+  float peakThreshold = 0.02f;       ///< No reader here.
+  float edgeThreshold = 12.1f;       ///< No reader here.
+  float windowFactor = 3.0f;         ///< No reader here.
+  float magnification = 4.0f;        ///< Side of a descriptor cell in units of the level's blur.
+  float clampLevel = 0.2f;           ///< Cap of a normalised histogram entry.
+  std::uint64_t pointCapacity;       ///< No reader here.
+  std::uint64_t descriptorCapacity;  ///< No reader here. Twice pointCapacity.
+  float step;  ///< 2 to the power 1 / levels: the blur ratio of neighbouring levels.
+};
+
+}  // namespace SDMCore
+
+#endif  // OZNA_ALIGNMENT_DESCRIPTOR_PYRAMID_H_

@@ -1,0 +1,310 @@
+// Supervised descent: nine starting shapes, a chain of linear maps, the median of the outcomes.
+
+#include "alignment/regression.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <opencv2/imgproc.hpp>
+
+#include "alignment/descriptor_pyramid.h"
+#include "alignment/truncation.h"
+
+namespace oznalib {
+namespace {
+
+using SDMCore::DescriptorPyramid;
+using Shape = std::vector<float>;
+using DescriptorBuffer = std::array<std::uint8_t, DescriptorPyramid::kDescriptorSize>;
+
+constexpr std::size_t kFeaturesPerCoordinate = DescriptorPyramid::kDescriptorSize / 2;
+constexpr std::int32_t kMostLevels = 1024;
+constexpr int kLargestSide = 4096;    // Pixels. Alignment works at about 300.
+constexpr float kStartOffset = 0.1f;  // In units of the face box.
+
+std::int32_t stageLevel(const SDMModel& model, std::size_t stage) {
+  return stage < model.stageLevels.size() ? model.stageLevels[stage] : model.stageLevels.back();
+}
+
+// The level as the pyramid rounds it.
+std::int64_t wholeLevel(std::int32_t level) { return truncateToInt(level + 0.5); }
+
+bool hasLevel(const SDMModel& model, std::size_t stage) {
+  const std::int64_t level = wholeLevel(stageLevel(model, stage));
+  return level >= 0 && level < std::int64_t{model.levelsPerOctave} + 3;
+}
+
+bool holds(const mp::matrix& matrix, std::int64_t rows, std::int64_t cols) {
+  return matrix.data != nullptr && matrix.cols == cols && matrix.rows >= rows;
+}
+
+bool mapFits(const mp::pca_map& map, std::size_t coordinates) {
+  const std::int64_t outputs = static_cast<std::int64_t>(coordinates);
+  const std::int64_t inputs = outputs * static_cast<std::int64_t>(kFeaturesPerCoordinate);
+  return holds(map.mean, 1, inputs) && holds(map.projection, inputs, outputs);
+}
+
+int borderWidth(const cv::Mat& image, const Shape& shape) {
+  int pad = truncateToInt(static_cast<double>(image.cols) * 0.4);
+  const float columns = static_cast<float>(image.cols);
+  const float rows = static_cast<float>(image.rows);
+  for (std::size_t i = 0; i + 1 < shape.size(); i += 2) {
+    const float x = shape[i];
+    const float y = shape[i + 1];
+    if (x < 0.0f || y < 0.0f) {
+      pad = std::max(pad, truncateToInt(std::max(-y, -x)));
+    } else if (x >= columns || y >= rows) {
+      pad = std::max(pad, truncateToInt(std::max(y - rows + 1.0f, x - columns + 1.0f)));
+    }
+  }
+  return pad;
+}
+
+// Shape += (bias + move) where there is a bias, shape += move otherwise.
+void addMove(const float* move, const mp::matrix& bias, Shape& shape) {
+  const bool has_bias = bias.data != nullptr && std::int64_t{bias.rows} * bias.cols ==
+                                                    static_cast<std::int64_t>(shape.size());
+  for (std::size_t i = 0; i < shape.size(); ++i) {
+    shape[i] += has_bias ? bias.data[i] + move[i] : move[i];
+  }
+}
+
+// Runs shapes through the stages of a model, on one pyramid.
+class Descent {
+ public:
+  Descent(const SDMModel& model, const cv::Mat& padded)
+      : model_(model),
+        pyramid_(static_cast<std::uint64_t>(padded.cols), static_cast<std::uint64_t>(padded.rows),
+                 static_cast<std::uint64_t>(model.levelsPerOctave)),
+        features_per_shape_(model.meanShape.size() * kFeaturesPerCoordinate),
+        norms_(model.meanShape.size() / 2),
+        descriptors_(model.meanShape.size() / 2) {
+    std::int64_t top = 0;
+    for (std::size_t stage = 0; stage < model.stageMaps.size(); ++stage) {
+      top = std::max(top, wholeLevel(stageLevel(model, stage)));
+    }
+    pyramid_.setImage(padded.ptr<std::uint8_t>(), static_cast<std::uint64_t>(padded.cols),
+                      static_cast<std::uint64_t>(padded.rows));
+    pyramid_.buildLevels(static_cast<std::uint64_t>(top));
+  }
+
+  // One start after the other, each through all stages. The descriptor buffer lives through all of
+  // it: a flat patch repeats whatever descriptor came before, be it of the start before.
+  void runStartByStart(std::vector<Shape>& shapes) {
+    DescriptorBuffer buffer{};
+    mp::matrix features(1, static_cast<std::int32_t>(features_per_shape_));
+    for (Shape& shape : shapes) {
+      for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
+        describe(shape, stage, buffer, features.data);
+        applyStage(features.data, model_.stageMaps[stage], stageBias(stage), shape);
+      }
+    }
+  }
+
+  // All starts through one stage before the next, so that a stage's map, which is larger than the
+  // caches, is read once for all starts. Each start has a descriptor buffer of its own, which makes
+  // no difference as long as the first patch of each start is not flat.
+  //
+  // Returns  false if that does not hold. The shapes are then of no use.
+  bool runStageByStage(std::vector<Shape>& shapes) {
+    const std::int32_t count = static_cast<std::int32_t>(shapes.size());
+    const std::size_t coordinates = model_.meanShape.size();
+    std::vector<DescriptorBuffer> buffers(shapes.size(), DescriptorBuffer{});
+    mp::matrix features(count, static_cast<std::int32_t>(features_per_shape_));
+    mp::matrix moves(count, static_cast<std::int32_t>(coordinates));
+    for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
+      for (std::size_t i = 0; i < shapes.size(); ++i) {
+        const bool own =
+            describe(shapes[i], stage, buffers[i], features.data + i * features_per_shape_);
+        if (stage == 0 && i > 0 && !own) {
+          return false;
+        }
+      }
+      model_.stageMaps[stage].project_rows(features.data, count, moves.data);
+      for (std::size_t i = 0; i < shapes.size(); ++i) {
+        addMove(moves.data + i * coordinates, stageBias(stage), shapes[i]);
+      }
+    }
+    return true;
+  }
+
+ private:
+  const mp::matrix& stageBias(std::size_t stage) const {
+    return !model_.auxMatrices.empty() && stage < model_.stageBias.size() ? model_.stageBias[stage]
+                                                                          : no_bias_;
+  }
+
+  // Writes the features of all landmarks. A flat patch repeats the descriptor before it, the first
+  // one what the buffer holds; the last descriptor stays in the buffer. Returns whether the first
+  // landmark has a descriptor of its own.
+  bool describe(const Shape& shape, std::size_t stage, DescriptorBuffer& buffer, float* features) {
+    const std::size_t landmarks = shape.size() / 2;
+    const float level = static_cast<float>(stageLevel(model_, stage));
+    pyramid_.computeDescriptors(shape.data(), landmarks, level, norms_.data(),
+                                descriptors_.front().data());
+    for (std::size_t i = 0; i < landmarks; ++i) {
+      if (norms_[i] > 0.0f) {
+        buffer = descriptors_[i];
+      }
+      for (const std::uint8_t byte : buffer) {
+        *features++ = static_cast<float>(byte) * 0.00390625f;
+      }
+    }
+    return norms_.front() > 0.0f;
+  }
+
+  const SDMModel& model_;
+  DescriptorPyramid pyramid_;
+  std::size_t features_per_shape_;
+  std::vector<float> norms_;                   // Of the present shape's descriptors.
+  std::vector<DescriptorBuffer> descriptors_;  // Of the present shape.
+  mp::matrix no_bias_;
+};
+
+// Not-a-number goes last, so that the order is defined for every outcome.
+bool comesBefore(float a, float b) { return a < b || (a == a && b != b); }
+
+Shape medianShape(const std::vector<Shape>& shapes) {
+  Shape median = shapes.front();
+  std::vector<float> outcomes(shapes.size());
+  const auto middle = outcomes.begin() + static_cast<std::ptrdiff_t>(shapes.size() / 2);
+  for (std::size_t c = 0; c < median.size(); ++c) {
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+      outcomes[i] = shapes[i][c];
+    }
+    std::nth_element(outcomes.begin(), middle, outcomes.end(), comesBefore);
+    median[c] = *middle;
+  }
+  return median;
+}
+
+std::vector<Shape> shifted(const std::vector<Shape>& shapes, float offset) {
+  std::vector<Shape> moved = shapes;
+  for (Shape& shape : moved) {
+    for (float& coordinate : shape) {
+      coordinate += offset;
+    }
+  }
+  return moved;
+}
+
+bool scalesToSaneSize(const SDMCore::GeneralUnit& unit, int width) {
+  if (unit.box.width <= 0) {
+    return false;
+  }
+  const float scale = static_cast<float>(width) / static_cast<float>(unit.box.width);
+  return static_cast<float>(std::max(unit.image.cols, unit.image.rows)) * scale <=
+         static_cast<float>(kLargestSide);
+}
+
+}  // namespace
+
+std::vector<float> boxShape(const std::vector<float>& unit_shape, const cv::Rect& box) {
+  std::vector<float> shape(unit_shape.size());
+  for (std::size_t i = 0; i + 1 < shape.size(); i += 2) {
+    shape[i] = static_cast<float>(box.width) * unit_shape[i] + static_cast<float>(box.x);
+    shape[i + 1] = static_cast<float>(box.height) * unit_shape[i + 1] + static_cast<float>(box.y);
+  }
+  return shape;
+}
+
+int padImage(const cv::Mat& image, const std::vector<float>& shape, cv::Mat& padded) {
+  const int pad = borderWidth(image, shape);
+  if (pad < 1) {
+    padded = image;
+  } else {
+    cv::copyMakeBorder(image, padded, pad, pad, pad, pad, cv::BORDER_CONSTANT, cv::Scalar(0));
+  }
+  return pad;
+}
+
+mp::matrix applyStage(const float* features, const mp::pca_map& map, const mp::matrix& bias,
+                      std::vector<float>& shape) {
+  mp::matrix delta(1, static_cast<std::int32_t>(shape.size()));
+  map.project(features, delta.data);
+  addMove(delta.data, bias, shape);
+  return delta;
+}
+
+bool isUsable(const SDMModel& model) {
+  const std::size_t coordinates = model.meanShape.size();
+  if (coordinates == 0 || coordinates % 2 != 0 || model.faceWidth < 1 ||
+      model.levelsPerOctave < 1 || model.levelsPerOctave > kMostLevels) {
+    return false;
+  }
+  if (!model.stageMaps.empty() && model.stageLevels.empty()) {
+    return false;
+  }
+  for (std::size_t stage = 0; stage < model.stageMaps.size(); ++stage) {
+    if (!hasLevel(model, stage) || !mapFits(model.stageMaps[stage], coordinates)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
+                                 const std::vector<std::vector<float>>& starts,
+                                 std::vector<float> /*ignored*/) {
+  const auto fits = [&](const Shape& start) { return start.size() == model.meanShape.size(); };
+  if (starts.empty() || !isUsable(model) || !std::all_of(starts.begin(), starts.end(), fits) ||
+      borderWidth(image, starts.front()) > kLargestSide) {
+    return {};
+  }
+  cv::Mat padded;
+  const float pad = static_cast<float>(padImage(image, starts.front(), padded));
+  if (!padded.isContinuous()) {
+    padded = padded.clone();
+  }
+  Descent descent(model, padded);
+  std::vector<Shape> shapes = shifted(starts, pad);
+  if (!descent.runStageByStage(shapes)) {
+    shapes = shifted(starts, pad);
+    descent.runStartByStart(shapes);
+  }
+  Shape result = medianShape(shapes);
+  for (float& coordinate : result) {
+    coordinate -= pad;
+  }
+  return result;
+}
+
+std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape,
+                                            const cv::Rect& box) {
+  std::vector<std::vector<float>> starts = {boxShape(mean_shape, box)};
+  for (int a = -1; a <= 1; ++a) {
+    for (int b = -1; b <= 1; ++b) {
+      if (a == 0 && b == 0) {
+        continue;
+      }
+      const float offset_x = static_cast<float>(a) * kStartOffset;
+      const float offset_y = static_cast<float>(b) * kStartOffset;
+      Shape moved(mean_shape.size());
+      for (std::size_t i = 0; i + 1 < moved.size(); i += 2) {
+        // The way over the middle of the box is a rounding step that decides last digits.
+        moved[i] = ((mean_shape[i] - 0.5f) + 0.5f) + offset_x;
+        moved[i + 1] = ((mean_shape[i + 1] - 0.5f) + 0.5f) + offset_y;
+      }
+      starts.push_back(boxShape(moved, box));
+    }
+  }
+  return starts;
+}
+
+std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit) {
+  if (!isUsable(model) || !scalesToSaneSize(unit, model.faceWidth)) {
+    return {};
+  }
+  unit.normalize(model.faceWidth);
+  unit.shape =
+      regressShapes(model, unit.image, startShapes(model.meanShape, unit.box), unit.startShape);
+  unit.unscaleShapes();
+  return unit.shape;
+}
+
+std::vector<float> fitShape(SDMCore::GeneralUnit& unit) {
+  const SDMModel* model = globalSDMModel();
+  return model == nullptr ? std::vector<float>() : fitShape(*model, unit);
+}
+
+}  // namespace oznalib

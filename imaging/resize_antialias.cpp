@@ -1,0 +1,202 @@
+// Separable Lanczos resize of 8-bit colour images.
+
+#include "imaging/resize_antialias.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <iostream>
+#include <vector>
+
+namespace oznalib {
+namespace {
+
+constexpr int kPixelBytes = 3;
+constexpr double kPi = 3.14159265358979323846;
+
+// sin(pi * x) / (pi * x). The product is rounded to float before the sine sees it.
+float sinc(float x) {
+  if (x == 0.0f) {
+    return 1.0f;
+  }
+  const float angle = static_cast<float>(x * kPi);
+  return std::sin(angle) / angle;
+}
+
+// The source pixels that make up one output position, and their weights.
+struct Footprint {
+  int first;            // First source position.
+  int taps;             // Number of source positions.
+  float inverse_sum;    // Of the weights.
+  const float* weight;  // taps floats.
+};
+
+// The footprints of all positions along one axis.
+class FilterTable {
+ public:
+  FilterTable(int source_length, int length) {
+    const float ratio = static_cast<float>(source_length) / static_cast<float>(length);
+    // An enlargement takes the filter at its natural scale but looks half a pixel far only.
+    const float filter_scale = ratio < 1.0f ? 1.0f : ratio;
+    const float support = ratio < 1.0f ? 0.5f : 3.0f * ratio;
+    const std::size_t row = static_cast<std::size_t>(support) * 2 + 10;
+    weights_.assign(row * static_cast<std::size_t>(length), 0.0f);
+    footprints_.reserve(static_cast<std::size_t>(length));
+    for (int i = 0; i < length; ++i) {
+      float* weight = weights_.data() + row * static_cast<std::size_t>(i);
+      footprints_.push_back(makeFootprint(i, source_length, ratio, filter_scale, support, weight));
+    }
+  }
+
+  const Footprint& operator[](int position) const {
+    return footprints_[static_cast<std::size_t>(position)];
+  }
+
+ private:
+  static Footprint makeFootprint(int position, int source_length, float ratio, float filter_scale,
+                                 float support, float* weight) {
+    const float centre = (static_cast<float>(position) + 0.5f) * ratio;
+    const int low = static_cast<int>(std::max(0.0f, std::floor(centre - support)));
+    const int high =
+        static_cast<int>(std::min(static_cast<float>(source_length), std::ceil(centre + support)));
+    const float inverse_scale = 1.0f / filter_scale;
+    float sum = 0.0f;
+    for (int j = low; j < high; ++j) {
+      const float w =
+          lanczos3(((static_cast<float>(j) - centre) + 0.5f) * inverse_scale) * inverse_scale;
+      weight[j - low] = w;
+      sum += w;
+    }
+    const int taps = std::max(0, high - low);
+    return {low, taps, taps > 0 && sum != 0.0f ? 1.0f / sum : 1.0f, weight};
+  }
+
+  std::vector<float> weights_;
+  std::vector<Footprint> footprints_;
+};
+
+std::uint8_t roundToByte(float sum, float inverse_sum) {
+  const float value = sum * inverse_sum + 0.5f;
+  if (!(value >= 0.5f)) {
+    return 0;
+  }
+  return value >= 255.0f ? 255 : static_cast<std::uint8_t>(value);
+}
+
+// Eight rows run side by side, so that one weight serves 24 sums at once while each of them still
+// grows in ascending order of the source.
+constexpr int kRowBlock = 8;
+constexpr int kBlockLanes = kRowBlock * kPixelBytes;
+
+// Lays out lane (channel, row) of source column x at columns[x * kBlockLanes + channel * kRowBlock
+// + row].
+void interleaveRows(const cv::Mat& source, int first_row, int row_count,
+                    std::vector<float>& columns) {
+  for (int row = 0; row < row_count; ++row) {
+    const std::uint8_t* pixel = source.ptr<std::uint8_t>(first_row + row);
+    float* lane = columns.data() + row;
+    for (int x = 0; x < source.cols; ++x, pixel += kPixelBytes, lane += kBlockLanes) {
+      lane[0] = pixel[0];
+      lane[kRowBlock] = pixel[1];
+      lane[2 * kRowBlock] = pixel[2];
+    }
+  }
+}
+
+void resizeHorizontally(const cv::Mat& source, cv::Mat& destination) {
+  const FilterTable table(source.cols, destination.cols);
+  std::vector<float> columns(static_cast<std::size_t>(source.cols) * kBlockLanes, 0.0f);
+  for (int first_row = 0; first_row < source.rows; first_row += kRowBlock) {
+    const int row_count = std::min(kRowBlock, source.rows - first_row);
+    interleaveRows(source, first_row, row_count, columns);
+    for (int x = 0; x < destination.cols; ++x) {
+      const Footprint& footprint = table[x];
+      const float* column =
+          columns.data() + static_cast<std::size_t>(footprint.first) * kBlockLanes;
+      float sums[kBlockLanes] = {};
+      for (int tap = 0; tap < footprint.taps; ++tap, column += kBlockLanes) {
+        const float weight = footprint.weight[tap];
+        for (int lane = 0; lane < kBlockLanes; ++lane) {
+          sums[lane] += column[lane] * weight;
+        }
+      }
+      for (int row = 0; row < row_count; ++row) {
+        std::uint8_t* pixel = destination.ptr<std::uint8_t>(first_row + row) + x * kPixelBytes;
+        for (int channel = 0; channel < kPixelBytes; ++channel) {
+          pixel[channel] = roundToByte(sums[channel * kRowBlock + row], footprint.inverse_sum);
+        }
+      }
+    }
+  }
+}
+
+void resizeVertically(const cv::Mat& source, cv::Mat& destination) {
+  const FilterTable table(source.rows, destination.rows);
+  const int row_bytes = destination.cols * kPixelBytes;
+  std::vector<float> sums(static_cast<std::size_t>(row_bytes));
+  for (int y = 0; y < destination.rows; ++y) {
+    const Footprint& footprint = table[y];
+    std::fill(sums.begin(), sums.end(), 0.0f);
+    for (int tap = 0; tap < footprint.taps; ++tap) {
+      const std::uint8_t* value = source.ptr<std::uint8_t>(footprint.first + tap);
+      const float weight = footprint.weight[tap];
+      float* sum = sums.data();
+      for (int i = 0; i < row_bytes; ++i) {
+        sum[i] += static_cast<float>(value[i]) * weight;
+      }
+    }
+    std::uint8_t* out = destination.ptr<std::uint8_t>(y);
+    for (int i = 0; i < row_bytes; ++i) {
+      out[i] = roundToByte(sums[static_cast<std::size_t>(i)], footprint.inverse_sum);
+    }
+  }
+}
+
+// 32-bit product that wraps.
+std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {
+  return static_cast<std::int32_t>(static_cast<std::uint32_t>(a) * static_cast<std::uint32_t>(b));
+}
+
+}  // namespace
+
+float lanczos3(float x) {
+  if (x < -3.0f || !(x < 3.0f)) {
+    return 0.0f;
+  }
+  const float a = sinc(x);
+  const float b = sinc(x / 3.0f);
+  return b * a;
+}
+
+cv::Mat resize_antialias_oracle(const cv::Mat& source, int width, int height) {
+  cv::Mat destination(height, width, source.type());
+  if (source.rows == height) {
+    if (!destination.empty()) {
+      resizeHorizontally(source, destination);
+    }
+    return destination;
+  }
+  if (source.cols == width) {
+    if (!destination.empty()) {
+      resizeVertically(source, destination);
+    }
+    return destination;
+  }
+  std::cerr << "Error: resize_antialias_oracle size" << std::endl;
+  return cv::Mat();
+}
+
+cv::Mat resize_antialias(const cv::Mat& source, const cv::Size& size) {
+  if (source.type() != CV_8UC3) {
+    std::cerr << "Error: resize_antialias type" << std::endl;
+    return source;
+  }
+  const bool vertical_first =
+      wrappingProduct(source.cols, size.height) < wrappingProduct(source.rows, size.width);
+  const cv::Mat intermediate = vertical_first
+                                   ? resize_antialias_oracle(source, source.cols, size.height)
+                                   : resize_antialias_oracle(source, size.width, source.rows);
+  return resize_antialias_oracle(intermediate, size.width, size.height);
+}
+
+}  // namespace oznalib
