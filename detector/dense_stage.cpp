@@ -1,0 +1,147 @@
+/// The first stage: one fully convolutional network over a small pyramid of the working image.
+
+#include "detector/dense_stage.h"
+
+#include <glog/logging.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+#include <vector>
+
+#include "detector/pixel_planes.h"
+#include "detector/pixel_truncation.h"
+
+namespace oznalib {
+namespace {
+
+using FloatBlob = caffe::Blob<float>;
+using FloatNet = caffe::Net<float>;
+
+float levelFactor(float pyramid_factor, int level) {
+  return level == 2 ? pyramid_factor * pyramid_factor
+                    : std::pow(pyramid_factor, static_cast<float>(level));
+}
+
+// Gives the image of a level, or an empty one where the pyramid ends.
+cv::Mat levelImage(const cv::Mat& working, int level, float factor, int window_size) {
+  if (level == 0) {
+    return working;
+  }
+  const int width = truncateToPixel(static_cast<float>(working.cols) / factor);
+  const int height = truncateToPixel(static_cast<float>(working.rows) / factor);
+  if (width <= window_size + 1 || height <= window_size + 1) {
+    return cv::Mat();
+  }
+  cv::Mat resized;
+  cv::resize(working, resized, cv::Size(width, height), 4.0, 0.0, cv::INTER_LINEAR);
+  return resized;
+}
+
+std::int64_t capacity(const FloatBlob& blob) {
+  return blob.data_ ? static_cast<std::int64_t>(blob.data_->size() / sizeof(float)) : 0;
+}
+
+// Counts are 32-bit: a level beyond that cannot even be compared after the shapes were altered.
+bool countIsRepresentable(const FloatBlob& input, const cv::Mat& level_image) {
+  const double count = static_cast<double>(level_image.cols) * level_image.rows *
+                       std::max(input.num(), 1) * std::max(input.channels(), 1);
+  return count <= std::numeric_limits<std::int32_t>::max();
+}
+
+// Whether a forward pass at the present shapes stays within the memory of construction.
+//
+// It is enough to look at the blobs: a convolution's column buffer and its row of ones grow with
+// its output positions as its top does, and the scratch of a softmax grows with its own top. What
+// counts is the number of values and not the sides, so a wide image may pass that is wider than
+// the network.
+bool fitsMemory(const FloatNet& net) {
+  for (const auto& blob : net.blobs()) {
+    if (blob->count() > capacity(*blob)) {
+      return false;
+    }
+  }
+  if (net.firstConvLayerIndex() != 0) {
+    return true;  // The fast path refuses such a network itself.
+  }
+  const auto corrections = static_cast<std::int64_t>(net.first_run_offsets().size());
+  const std::vector<FloatBlob*>& tops = net.top_vecs()[0];
+  return std::all_of(tops.begin(), tops.end(),
+                     [&](const FloatBlob* top) { return top->count() <= corrections; });
+}
+
+void logOversize(const FloatBlob& input, const cv::Mat& level_image) {
+  const std::int64_t planes =
+      static_cast<std::int64_t>(std::max(input.num(), 1)) * std::max(input.channels(), 1);
+  LOG(ERROR) << "The working image, " << level_image.cols << " by " << level_image.rows
+             << " pixels, exceeds the first network, which is built for "
+             << capacity(input) / planes
+             << " pixels: reduce maxImageSide or raise minFaceFraction.";
+}
+
+// Where the cells of a probability map lie along one axis, in pixels of the working image.
+std::vector<std::int32_t> cellPositions(int cells, int level_side, int window_size, float factor) {
+  const float step =
+      static_cast<float>(cells - 1) / static_cast<float>(level_side - window_size - 1);
+  std::vector<std::int32_t> positions(cells);
+  for (int cell = 0; cell < cells; ++cell) {
+    const std::int32_t in_level = truncateToPixel(static_cast<float>(cell) / step + 0.5F);
+    positions[cell] = truncateToPixel(static_cast<float>(in_level) * factor);
+  }
+  return positions;
+}
+
+void appendCells(const FloatBlob& probs, const cv::Mat& level_image, int window_size, float factor,
+                 int level, std::vector<FaceCandidate>& candidates) {
+  const std::vector<std::int32_t> lefts =
+      cellPositions(probs.width(), level_image.cols, window_size, factor);
+  const std::vector<std::int32_t> tops =
+      cellPositions(probs.height(), level_image.rows, window_size, factor);
+  const std::int32_t side = truncateToPixel(static_cast<float>(window_size) * factor);
+  const float* face_probability = probs.cpu_data() + lefts.size() * tops.size();
+  candidates.reserve(candidates.size() + lefts.size() * tops.size());
+  for (const std::int32_t top : tops) {
+    for (const std::int32_t left : lefts) {
+      candidates.push_back({left, top, side, side, *face_probability++, level});
+    }
+  }
+}
+
+}  // namespace
+
+CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
+                             const CascadeParameter& parameter) {
+  FloatNet& net = *stage.net;
+  FloatBlob& input = *net.input_blobs()[0];
+  const boost::shared_ptr<FloatBlob> probs = net.blob_by_name(probsBlobName);
+  CHECK(probs != nullptr) << "The first network has no blob \"" << probsBlobName << "\".";
+  CandidateList list;
+  for (int level = 0; level < parameter.pyramidLevels; ++level) {
+    const float factor = levelFactor(parameter.pyramidFactor, level);
+    const cv::Mat level_image = levelImage(working, level, factor, parameter.windowSize);
+    if (level_image.empty()) {
+      break;
+    }
+    if (!countIsRepresentable(input, level_image)) {
+      logOversize(input, level_image);
+      return CandidateList();
+    }
+    net.AlterInputShape(level_image.cols, level_image.rows);
+    if (probs->width() < 2 || probs->height() < 2) {
+      break;
+    }
+    if (!fitsMemory(net)) {
+      logOversize(input, level_image);
+      return CandidateList();
+    }
+    writePixelPlanes(level_image, input);
+    net.FF();
+    appendCells(*probs, level_image, parameter.windowSize, factor, level, list.candidates);
+  }
+  return list;
+}
+
+}  // namespace oznalib

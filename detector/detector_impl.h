@@ -1,0 +1,54 @@
+/// DetectorImpl: what a Detector handle refers to, a cascade of networks with their tables.
+
+#ifndef OZNA_DETECTOR_DETECTOR_IMPL_H_
+#define OZNA_DETECTOR_DETECTOR_IMPL_H_
+
+#include <boost/shared_ptr.hpp>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "caffe/net.hpp"
+
+namespace oznalib {
+
+/// Name of the blob in which every network of a cascade leaves its probabilities.
+extern const std::string probsBlobName;
+
+/// One output of the calibration network: how a face lies in a crop of which it is the best match.
+struct OffsetScale {
+  std::int32_t dx = 0;  ///< Shift to the right, in pixels of the network's input.
+  std::int32_t dy = 0;  ///< Shift downwards, likewise.
+  float scale = 1;      ///< Size of the crop over the size of the face's box.
+};
+
+/// One network of a cascade with what belongs to it.
+struct CascadeStage {
+  boost::shared_ptr<caffe::Net<float>> net;  ///< Null until loaded.
+  std::vector<OffsetScale> offsets;          ///< Of the calibration stage only.
+  /// Subtracted from the network's input, in its order: plane, row, column. Empty for the first
+  /// stage, whose network corrects its first layer's output in place of its input.
+  std::vector<float> mean;
+  float threshold = 0;  ///< A candidate stays if its score is above. Unused by calibration.
+};
+
+/// A cascade, in one of four states: nothing, stages, stages and calibration, all loaded.
+///
+/// Threads  A detection writes into the networks: one thread at a time.
+class DetectorImpl {
+ public:
+  DetectorImpl() = default;
+  ~DetectorImpl();
+  DetectorImpl(const DetectorImpl&) = delete;
+  DetectorImpl& operator=(const DetectorImpl&) = delete;
+
+  std::vector<CascadeStage> stages;  ///< In the order of their run; the first is the dense one.
+  CascadeStage calibration;
+  bool loaded = false;  ///< The whole load finished. A detection tests only this.
+  bool stagesLoaded = false;
+  bool calibrationLoaded = false;
+};
+
+}  // namespace oznalib
+
+#endif  // OZNA_DETECTOR_DETECTOR_IMPL_H_

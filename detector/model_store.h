@@ -1,0 +1,41 @@
+/// The model store: from a model directory, or the built-in tables, to a cascade that can run.
+
+#ifndef OZNA_DETECTOR_MODEL_STORE_H_
+#define OZNA_DETECTOR_MODEL_STORE_H_
+
+#include <boost/thread/mutex.hpp>
+
+#include "detector/detector_impl.h"
+#include "ozna.h"
+
+namespace oznalib {
+
+/// The one lock of the process: held by every load for as long as it reads.
+///
+/// It is never destroyed, so that an exit in the middle of a load finds it alive.
+boost::mutex& loadLock();
+
+/// Fills a fresh DetectorImpl from the files of a model directory.
+///
+/// The stage list is the text file cascadeRoot + stageListName: a stage directory and a threshold a
+/// line, the dense stage first; lines that begin with "#" are skipped. A threshold that cannot be
+/// read is 0. A stage directory is cascadeRoot + its name and holds, for the first stage,
+/// "prototxt-full" and "proto-full", for a later one "prototxt-deploy", "proto" and "mean". The
+/// calibration directory, cascadeRoot + "cascades/x32Net-x32-3Scales-200/", holds what a later
+/// stage does and "offsets-scales". Text is read in the classic locale, whatever the host has set.
+///
+/// Returns  StatusOk with loaded set. StatusLoadFailed if the list names no stage: nothing else was
+///          read then.
+/// Errors   A definition or weight file that is missing or malformed ends the process. A missing
+///          "mean" or "offsets-scales" leaves the vector empty; see stage_scoring.h for what
+///          follows from that.
+/// Threads  Any number, one at a time: takes loadLock.
+Status loadFromFiles(const DetectorParams& params, DetectorImpl& detector);
+
+/// Fills a fresh DetectorImpl from the built-in tables; the weights alone are read from files, at
+/// the paths of CascadeDefaults. Otherwise as loadFromFiles.
+Status loadBuiltIn(DetectorImpl& detector);
+
+}  // namespace oznalib
+
+#endif  // OZNA_DETECTOR_MODEL_STORE_H_

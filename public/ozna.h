@@ -1,0 +1,228 @@
+/// Ozna: finds the faces in a photograph and places landmarks on them.
+///
+/// This is the one header that a host application includes. Everything runs on the CPU, in the
+/// calling thread. The order of use is: construct a Detector, load it, call detect as often as
+/// wanted, destroy it; and, independently, loadSDMModel, then align68Points or align5Points for any
+/// face rectangle.
+///
+/// Coordinates. Origin at the top left corner of the image, x to the right, y down, in pixels. A
+/// rectangle's right and bottom are edges: a box of width 10 at left 5 has right 15. Landmarks have
+/// 0 at the centre of the first pixel.
+///
+/// Errors. Functions report by Status and throw nothing of their own. A model file that exists but
+/// is damaged, or a network file that is missing, ends the process with a message, so check the
+/// files first where that matters. Exceptions of the image library and failed allocations pass
+/// through to the caller.
+
+#ifndef OZNA_H_
+#define OZNA_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#if defined(_WIN32)
+#if defined(OZNA_BUILDING)
+#define OZNA_EXPORT __declspec(dllexport)
+#elif defined(OZNA_STATIC)
+#define OZNA_EXPORT
+#else
+#define OZNA_EXPORT __declspec(dllimport)
+#endif
+#else
+#define OZNA_EXPORT __attribute__((visibility("default")))
+#endif
+
+namespace oznalib {
+
+class DetectorImpl;
+
+/// Result of a call. The numbers are part of the binary interface and never change.
+enum Status : std::int32_t {
+  StatusOk = 0,           ///< Success. A detect that found no face returns this too.
+  StatusLoadFailed = -3,  ///< No cascade stage or no calibration network found; a landmark model
+                          ///< file that cannot be opened.
+  StatusNotLoaded = -6,   ///< detect with a Detector whose load never completed.
+};
+
+/// A borrowed view of the caller's pixels: three interleaved 8-bit channels, red, green, blue.
+///
+/// The library reads the pixels during one call only; it copies and keeps no pointer and never
+/// writes to them.
+struct Image {
+  std::int32_t width;   ///< Columns.
+  std::int32_t height;  ///< Rows.
+  /// Bytes from one row to the next; 0 means packed rows of 3 * width bytes. Honoured by detect
+  /// only: the alignment functions take rows as packed, whatever stands here.
+  std::int32_t stride;
+  const std::uint8_t* data;  ///< First byte of the top left pixel.
+};
+
+/// An axis-aligned rectangle given by its edges.
+template <class T>
+struct Rectangle {
+  T left;
+  T top;
+  T right;   ///< Edge, not width: left + width.
+  T bottom;  ///< Edge, not height: top + height.
+};
+
+/// One face.
+class Detection {
+ public:
+  Rectangle<float>
+      rect;     ///< In pixels of the image that was searched. It is not clipped to the image.
+  float score;  ///< Probability of a face, 0 to 1, by the last network of the cascade.
+};
+
+/// Where the model files of a detector lie. Holds the two pointers only: the strings must outlive
+/// the call of load.
+class OZNA_EXPORT DetectorParams {
+ public:
+  /// Both strings empty.
+  DetectorParams();
+  /// Stores the pointers.
+  DetectorParams(const char* const& cascadeRoot, const char* const& stageListName);
+  DetectorParams(const DetectorParams& other);
+  DetectorParams& operator=(const DetectorParams& other);
+  ~DetectorParams();
+
+  /// Directory of the cascade. It is put before file names as it stands, so it ends in a path
+  /// separator.
+  const char* cascadeRoot;
+  const char* stageListName;  ///< Name of the stage list file under cascadeRoot.
+  std::int32_t reservedFlag;  ///< 1. Read by nothing.
+};
+
+/// How a photograph is searched. There is no default: the caller fills every field.
+///
+/// The working image, in which the first network searches, must fit that network's declared input
+/// (384 by 384 in the default cascade). Its longer side is at most maxImageSide * windowSize /
+/// (maxImageSide * minFaceFraction). The values 2.0, 640, 0.05, 12, 1.26, 13 keep within that for
+/// every image.
+struct CascadeParameter {
+  float maxUpscale;  ///< Largest factor by which a small image is enlarged, at least 1 as a rule.
+  std::int32_t maxImageSide;  ///< Longer side, in pixels, that the image is brought towards before
+                              ///< the search.
+  float minFaceFraction;      ///< Smallest face to find, as a fraction of maxImageSide.
+  std::int32_t
+      pyramidLevels;  ///< Number of sizes at which the image is searched; 0 or less finds nothing.
+  float pyramidFactor;      ///< Ratio of neighbouring sizes, above 1.
+  std::int32_t windowSize;  ///< Side in pixels of the window of one output cell of the first
+                            ///< network: 13 by default.
+};
+
+/// Handle to a loaded cascade of networks.
+///
+/// Threads  One Detector serves one thread at a time, since every call writes into its networks.
+/// Any number of
+///          Detectors may work side by side, and load in any thread: loads wait for each other.
+/// Owners   Assignment copies the pointer and nothing else: two handles then refer to one cascade,
+/// and it is freed
+///          by the first that unloads or is destroyed. Keep exactly one owner. There is no copy
+///          constructor.
+class OZNA_EXPORT Detector {
+ public:
+  Detector();   ///< Empty handle.
+  ~Detector();  ///< Frees the cascade, if there is one.
+  Detector(const Detector&) = delete;
+  Detector& operator=(const Detector& other);  ///< Copies the pointer only; see Owners above.
+
+  /// The object behind the handle, for debugging; null when nothing was loaded.
+  const void* getDetector() const;
+
+  /// Whether a load was attempted since construction or unload. It is true after a failed load too:
+  /// only the status of load, or of detect, tells whether the cascade is usable.
+  bool is_loaded() const;
+
+  /// Loads the cascade from files, replacing an earlier one.
+  ///
+  /// Reads the stage list cascadeRoot + stageListName, each stage directory that it names, and the
+  /// calibration directory cascadeRoot + "cascades/x32Net-x32-3Scales-200/". Returns  StatusOk, or
+  /// StatusLoadFailed where the list names no stage. A network file that is missing or damaged
+  ///          ends the process with a message.
+  /// Threads  Holds a process-wide lock for as long as it reads.
+  Status load(const DetectorParams& params);
+
+  /// Loads the built-in cascade: definitions, means, thresholds and calibration table are part of
+  /// the library, the four weight files are read below "../../../Ozna/public/cascades/", relative
+  /// to the current directory. Otherwise as load with files.
+  Status load();
+
+  /// Frees the cascade, if there is one. The handle is empty afterwards.
+  void unload();
+
+ private:
+  friend OZNA_EXPORT void unloadDetector(Detector& detector);
+  friend OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
+                                   std::vector<Detection>& detections,
+                                   const CascadeParameter& parameter);
+
+  DetectorImpl* impl_;  // Owned. Null when empty.
+};
+
+/// Same as detector.load(params).
+OZNA_EXPORT Status loadDetector(Detector& detector, const DetectorParams& params);
+
+/// Same as detector.load().
+OZNA_EXPORT Status loadDetector(Detector& detector);
+
+/// Same as detector.unload(). An empty handle is left as it is.
+OZNA_EXPORT void unloadDetector(Detector& detector);
+
+/// Finds the faces in an image.
+///
+/// image       Read only. Its stride is honoured.
+/// detector    A loaded detector. One thread at a time.
+/// detections  The faces are appended, best score first; what the vector held before stays in
+/// front. parameter   See CascadeParameter. Returns     StatusOk, also when there is no face;
+/// StatusNotLoaded, with the vector untouched, for a handle
+///             that is empty or whose load failed.
+/// Errors      An image or parameters that lead to a working image without area raise
+/// cv::Exception. Cost        Grows with the area of the working image and with the number of boxes
+/// that pass the first network.
+OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
+                          std::vector<Detection>& detections, const CascadeParameter& parameter);
+
+/// Loads the landmark model from directory + "/" + file into the one process-wide slot, replacing
+/// an earlier one.
+///
+/// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone
+/// in either case. Errors   The content is not checked: take the file from where you take the
+/// library. Threads  Must not run beside another load, an unload or an alignment.
+OZNA_EXPORT Status loadSDMModel(const std::string& directory, const std::string& file);
+
+/// Drops the landmark model. Returns StatusOk always, also when there was none. Threads: as
+/// loadSDMModel.
+OZNA_EXPORT Status unloadSDMModel();
+
+/// Places 68 landmarks on the face in a rectangle.
+///
+/// image    Rows are packed at 3 * width bytes, red, green, blue; stride is ignored.
+/// rect     The face, as detect gives it. A rectangle whose left is not below its right stands for
+/// the middle of
+///          the image.
+/// points   Resized to 136: x0, y0, ... x67, y67 in pixels of image, 0 at the centre of the first
+/// pixel. In order:
+///          jaw 0-16, brows 17-26, nose 27-35, eyes 36-47, mouth 48-67. All zero when no model is
+///          loaded.
+/// Returns  StatusOk always.
+/// Threads  Any number at once, as long as nobody loads or unloads the model.
+/// Source   X. Xiong and F. De la Torre, Supervised descent method and its applications to face
+/// alignment, 2013.
+OZNA_EXPORT Status align68Points(const Image& image, const Rectangle<float>& rect,
+                                 std::vector<float>& points);
+
+/// Places 5 landmarks: the centres of the two eyes, the tip of the nose, the two corners of the
+/// mouth.
+///
+/// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on
+/// the left side of the
+///          image come first.
+/// Otherwise as align68Points.
+OZNA_EXPORT Status align5Points(const Image& image, const Rectangle<float>& rect,
+                                std::vector<float>& points);
+
+}  // namespace oznalib
+
+#endif  // OZNA_H_
