@@ -1,0 +1,168 @@
+// The stage list, the files it names, and what can be told about them without the library.
+
+#include "tools/cascade_files.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "tools/exit_code.h"
+#include "tools/streams.h"
+
+namespace oznatool {
+
+const char* const kStageListName = "stages.txt";
+
+namespace {
+
+constexpr const char* kCalibrationDirectory = "cascades/x32Net-x32-3Scales-200";
+constexpr size_t kColours = 3;  // Planes of every network's input.
+
+[[noreturn]] void fail(const std::string& path, const std::string& reason) {
+  throw Failure(kExitModel, printable(path) + ": " + reason);
+}
+
+// Opens a model file that must be a readable, filled file.
+std::ifstream openModelFile(const std::string& path) {
+  struct stat status;
+  if (stat(path.c_str(), &status) == -1)
+    fail(path, std::string("model file: ") + std::strerror(errno));
+  if (!S_ISREG(status.st_mode)) fail(path, "model file: is not a file");
+  if (status.st_size == 0) fail(path, "damaged model file: is empty");
+  std::ifstream file(path, std::ios::binary);
+  if (!file) fail(path, std::string("model file: ") + std::strerror(errno));
+  return file;
+}
+
+std::string readText(const std::string& path) {
+  std::ifstream file = openModelFile(path);
+  std::ostringstream text;
+  text << file.rdbuf();
+  if (!file || !text) fail(path, "model file: cannot be read");
+  return text.str();
+}
+
+std::string withoutComments(const std::string& text) {
+  std::istringstream lines(text);
+  std::string kept;
+  for (std::string line; std::getline(lines, line);) kept += line.substr(0, line.find('#')) + "\n";
+  return kept;
+}
+
+// The integers behind every occurrence of a key in a network definition, in their order.
+std::vector<long> valuesOf(const std::string& key, const std::string& definition_text) {
+  const std::string text = withoutComments(definition_text);
+  std::vector<long> values;
+  for (size_t at = text.find(key); at != std::string::npos; at = text.find(key, at)) {
+    at = text.find_first_not_of(" \t\r\n", at + key.size());
+    if (at == std::string::npos || text[at] != ':') continue;
+    values.push_back(std::strtol(text.c_str() + at + 1, nullptr, 10));
+  }
+  return values;
+}
+
+// The size of the input that a network definition declares.
+Size declaredInput(const std::string& path) {
+  const std::vector<long> dimensions = valuesOf("input_dim", readText(path));
+  if (dimensions.size() != 4)
+    fail(path, "damaged model file: does not declare one input of four dimensions");
+  if (dimensions[1] != static_cast<long>(kColours)) {
+    fail(path, "damaged model file: its input has not three planes");
+  }
+  constexpr long kLargestSide = 32768;
+  for (const long side : {dimensions[2], dimensions[3]}) {
+    if (side < 1 || side > kLargestSide)
+      fail(path, "damaged model file: its input has no sensible size");
+  }
+  return {dimensions[3], dimensions[2]};
+}
+
+// Tests the files of one network and gives the size of its input.
+Size checkNetwork(const NetworkFiles& files) {
+  const Size input = declaredInput(files.definition);
+  openModelFile(files.weights);
+  if (files.mean.empty()) return input;
+  const size_t expected = kColours * static_cast<size_t>(input.width * input.height);
+  const size_t count = readNumbers(files.mean).size();
+  if (count != expected) {
+    fail(files.mean, "damaged model file: holds " + std::to_string(count) + " numbers instead of " +
+                         std::to_string(expected));
+  }
+  return input;
+}
+
+NetworkFiles firstStageFiles(const std::string& directory) {
+  return {directory + "/prototxt-full", directory + "/proto-full", ""};
+}
+
+NetworkFiles laterStageFiles(const std::string& directory) {
+  return {directory + "/prototxt-deploy", directory + "/proto", directory + "/mean"};
+}
+
+// The stages that the list names. Every line counts for the library, also an empty one.
+std::vector<NetworkFiles> listedStages(const std::string& root) {
+  const std::string path = root + kStageListName;
+  std::istringstream lines(readText(path));
+  std::vector<NetworkFiles> stages;
+  int line_number = 0;
+  for (std::string line; std::getline(lines, line);) {
+    ++line_number;
+    if (!line.empty() && line[0] == '#') continue;
+    std::istringstream words(line);
+    std::string name;
+    float threshold = 0;
+    if (!(words >> name >> threshold)) {
+      fail(path, "damaged model file: line " + std::to_string(line_number) +
+                     " is not a stage directory and a threshold");
+    }
+    stages.push_back(stages.empty() ? firstStageFiles(root + name) : laterStageFiles(root + name));
+  }
+  if (stages.empty()) fail(path, "damaged model file: names no stage");
+  return stages;
+}
+
+}  // namespace
+
+std::vector<float> readNumbers(const std::string& path) {
+  std::istringstream text(readText(path));
+  std::vector<float> numbers;
+  for (float number = 0; text >> number;) {
+    if (!std::isfinite(number)) break;
+    numbers.push_back(number);
+  }
+  if (!text.eof()) fail(path, "damaged model file: holds something that is not a number");
+  return numbers;
+}
+
+CascadeFiles checkCascadeFiles(const std::string& root) {
+  CascadeFiles files;
+  files.root = root;
+  files.networks = listedStages(root);
+  files.networks.push_back(laterStageFiles(root + kCalibrationDirectory));
+  files.first_input = checkNetwork(files.networks.front());
+  for (size_t i = 1; i < files.networks.size(); ++i) checkNetwork(files.networks[i]);
+
+  files.calibration_table = root + kCalibrationDirectory + "/offsets-scales";
+  readNumbers(files.calibration_table);
+  return files;
+}
+
+void checkCalibrationTable(const CascadeFiles& files) {
+  const std::string definition = readText(files.networks.back().definition);
+  const std::vector<long> outputs = valuesOf("num_output", definition);
+  const size_t patterns =
+      outputs.empty() || outputs.back() < 1 ? 1 : static_cast<size_t>(outputs.back());
+  const size_t count = readNumbers(files.calibration_table).size();
+  if (count % 3 != 0 || count / 3 < patterns) {
+    fail(files.calibration_table, "damaged model file: holds " + std::to_string(count) +
+                                      " numbers instead of three for each of " +
+                                      std::to_string(patterns) + " patterns");
+  }
+}
+
+}  // namespace oznatool

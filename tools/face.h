@@ -1,0 +1,23 @@
+/// What a command found out about one face.
+
+#ifndef OZNA_TOOLS_FACE_H_
+#define OZNA_TOOLS_FACE_H_
+
+#include <optional>
+#include <vector>
+
+#include "ozna.h"
+
+namespace oznatool {
+
+/// A face in the pixels of its upright photograph.
+struct Face {
+  oznalib::Rectangle<float> rect;  ///< Edges; not clipped to the photograph.
+  std::optional<float> score;  ///< Probability of a face. None for a rectangle that the user gave.
+  std::vector<float>
+      points;  ///< x0, y0, x1, y1, ... of 68 or 5 landmarks; empty where none were asked for.
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_FACE_H_

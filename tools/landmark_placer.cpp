@@ -1,0 +1,31 @@
+// Loading the landmark model, and its use.
+
+#include "tools/landmark_placer.h"
+
+#include "tools/exit_code.h"
+#include "tools/landmark_file.h"
+#include "tools/streams.h"
+
+namespace oznatool {
+
+LandmarkPlacer::LandmarkPlacer(const std::string& models, int point_count)
+    : point_count_(point_count) {
+  const std::string directory = models + kLandmarkDirectory;
+  const std::string path = directory + "/" + kLandmarkName;
+  checkLandmarkFile(path);
+  if (oznalib::loadSDMModel(directory, kLandmarkName) != oznalib::StatusOk) {
+    throw Failure(kExitModel, printable(path) + ": model file: cannot be opened");
+  }
+}
+
+LandmarkPlacer::~LandmarkPlacer() { oznalib::unloadSDMModel(); }
+
+void LandmarkPlacer::place(const Photograph& photograph, Face* face) const {
+  if (point_count_ == 5) {
+    oznalib::align5Points(photograph.image(), face->rect, face->points);
+  } else {
+    oznalib::align68Points(photograph.image(), face->rect, face->points);
+  }
+}
+
+}  // namespace oznatool

@@ -1,0 +1,20 @@
+// Thread limits of the libraries below.
+
+#include "tools/math_threads.h"
+
+#include <dlfcn.h>
+
+#include <opencv2/core/utility.hpp>
+
+namespace oznatool {
+
+void limitMathThreads() {
+  // Looked up by name, since the program must start with any BLAS that the library was linked with.
+  using SetNumThreads = void (*)(int);
+  const auto set_blas_threads =
+      reinterpret_cast<SetNumThreads>(dlsym(RTLD_DEFAULT, "openblas_set_num_threads"));
+  if (set_blas_threads != nullptr) set_blas_threads(1);
+  cv::setNumThreads(1);
+}
+
+}  // namespace oznatool

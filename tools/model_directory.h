@@ -1,0 +1,23 @@
+/// Finds the directory that holds the model files.
+
+#ifndef OZNA_TOOLS_MODEL_DIRECTORY_H_
+#define OZNA_TOOLS_MODEL_DIRECTORY_H_
+
+#include <string>
+
+namespace oznatool {
+
+/// The directory of the models, with a separator at its end.
+///
+/// given    What the user asked for; it is taken as it is. When empty, the first of these that
+/// holds a stage list or a
+///          landmark model: ../share/ozna beside the program's own directory, public/ of the source
+///          tree that the program was built from, share/ozna under the prefix that it was
+///          configured for.
+/// Errors   Failure with kExitModel where a given directory is none, or none is found; the message
+/// names the places.
+std::string modelDirectory(const std::string& given);
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_MODEL_DIRECTORY_H_

@@ -1,0 +1,45 @@
+/// The program's standard streams: data goes to standard output, messages to standard error, and
+/// nothing else to either.
+
+#ifndef OZNA_TOOLS_STREAMS_H_
+#define OZNA_TOOLS_STREAMS_H_
+
+#include <string>
+
+namespace oznatool {
+
+/// Makes the streams safe to use; called once, first thing in main.
+///
+/// Standard descriptors that the caller closed are opened on nothing, so that no photograph can
+/// take their numbers and be written over. A reader of standard output that goes away ends the
+/// program quietly.
+void prepareStreams();
+
+/// Writes one message to standard error: "ozna: ", the text, a line break. Control characters turn
+/// into "?", so that no file name can forge a second line. Any thread may call it, also while
+/// QuietStandardError holds.
+void say(const std::string& text);
+
+/// Writes text to standard output and flushes it. Throws Failure with kExitOutput where the write
+/// fails.
+void writeData(const std::string& text);
+
+/// A file name as messages and tables show it: control characters turn into "?", an empty name into
+/// ''.
+std::string printable(const std::string& text);
+
+/// While at least one of these lives, what anything but say writes to standard error is dropped.
+///
+/// The image codecs print remarks of their own there and offer no switch against it.
+/// Threads  Any number may live at once, in any threads: the first redirects, the last restores.
+class QuietStandardError {
+ public:
+  QuietStandardError();
+  ~QuietStandardError();
+  QuietStandardError(const QuietStandardError&) = delete;
+  QuietStandardError& operator=(const QuietStandardError&) = delete;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_STREAMS_H_
