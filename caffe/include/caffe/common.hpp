@@ -6,6 +6,7 @@
 
 #include <glog/logging.h>
 
+#include <atomic>
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
 #include <map>
@@ -23,9 +24,8 @@ using std::vector;
 
 /// The singleton. A fresh one is in mode CPU and in the train phase.
 ///
-/// Threads  One object for the whole process, without a lock. Loads of detectors write mode and
-/// phase, always the same
-///          values.
+/// Threads: one object for the whole process, without a lock. Loads of detectors write mode and
+/// phase, always the same values.
 class Caffe {
  public:
   enum Brew : std::int32_t {
@@ -70,8 +70,9 @@ class Caffe {
   Caffe();
 
   boost::shared_ptr<RNG> random_generator_;  // Empty until first used.
-  Brew mode_;
-  Phase phase_;
+  // Atomic, since one thread may load a detector while another one's layers read the mode.
+  std::atomic<Brew> mode_;
+  std::atomic<Phase> phase_;
 };
 
 }  // namespace caffe
