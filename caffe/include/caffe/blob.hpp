@@ -13,13 +13,18 @@ namespace caffe {
 /// A dense array in the order (num, channels, height, width), row-major with width fastest, and its
 /// gradient.
 ///
-/// Memory   Both blocks are allocated, zero-filled, on first access: an untouched gradient costs
-/// nothing. Errors   A misuse named at a member is a fatal check. Threads  No locks; not even the
-/// const accessors may be shared on a fresh blob, since the first one allocates.
+/// Memory: both blocks are allocated, zero-filled, on first access, so that an untouched gradient
+/// costs nothing. Resizing a network in place (Net::AlterInputShape) writes the five shape fields
+/// directly and leaves the blocks as they are. So count() may be smaller than what the blocks hold,
+/// never larger, and the fields are public.
 ///
-/// Resizing a network in place (Net::AlterInputShape) writes the five shape fields directly and
-/// leaves the blocks as they are. So count() may be smaller than what the blocks hold, never
-/// larger, and the fields are public.
+/// Errors: a misuse named at a member is a fatal check.
+///
+/// Threads: no locks. Not even the const accessors may be shared on a fresh blob, since the first
+/// one allocates.
+///
+/// Blob<unsigned char> is a record of a shape: it has the constructors, Reshape, OverwriteShape and
+/// the sizes, and its values are never touched.
 template <typename Dtype>
 class Blob {
  public:
@@ -28,8 +33,8 @@ class Blob {
   Blob(const Blob&) = delete;
   Blob& operator=(const Blob&) = delete;
 
-  /// Sets the shape, each size zero or more, and drops the old blocks, whatever their size: values
-  /// are lost.
+  /// Sets the shape and drops the old blocks, whatever their size: values are lost. A negative
+  /// size, and a product above 2^31 - 1, is fatal.
   void Reshape(int num, int channels, int height, int width);
 
   /// Writes the shape fields alone, for a shape that is no larger than the blocks. Nothing is
@@ -64,10 +69,10 @@ class Blob {
   void ShareData(const Blob& other);
   void ShareDiff(const Blob& other);
 
-  /// Takes shape and values, and gradients if there are any. A proto with fewer values than its
-  /// shape is fatal.
+  /// Takes shape and values, and gradients if there are any; values beyond the shape are ignored.
+  /// A proto with fewer values than its shape, or of a shape without elements, is fatal.
   void FromProto(const BlobProto& proto);
-  /// Writes shape and values, and gradients if write_diff is set.
+  /// Writes shape and values, and gradients if write_diff is set. A blob without elements is fatal.
   void ToProto(BlobProto* proto, bool write_diff = false) const;
 
   boost::shared_ptr<SyncedMemory> data_;  // Null while count_ is 0.

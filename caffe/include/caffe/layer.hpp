@@ -14,12 +14,15 @@ namespace caffe {
 /// One step of a network: reads its bottom blobs, writes its top blobs, holds its learned
 /// parameters.
 ///
-/// Order    Construct, SetUp once, UpdateDerivedSizes after the parameters were copied in, then any
-/// number of
-///          AlterInputShape and Forward.
-/// Owners   Bottom and top lists hold pointers that own nothing; the Net owns blobs and layers.
-/// Errors   Bad definitions and shapes are fatal checks in SetUp, never in Forward unless a layer
-/// says so. Threads  A layer holds scratch memory and shapes: one call at a time.
+/// Order: construct, SetUp once, UpdateDerivedSizes after the parameters were copied in, then any
+/// number of AlterInputShape and Forward.
+///
+/// Owners: bottom and top lists hold pointers that own nothing; the Net owns blobs and layers.
+///
+/// Errors: bad definitions and shapes are fatal checks in SetUp, never in Forward unless a layer
+/// says so.
+///
+/// Threads: a layer holds scratch memory and shapes, so one call at a time.
 template <typename Dtype>
 class Layer {
  public:
@@ -42,7 +45,8 @@ class Layer {
   virtual void AlterInputShape(int new_width, int new_height, const vector<Blob<Dtype>*>& bottom,
                                vector<Blob<Dtype>*>* top);
 
-  /// Writes the definition and the parameters, with their gradients if write_diff is set.
+  /// Replaces the contents of param by the definition and the present parameters, with their
+  /// gradients if write_diff is set.
   virtual void ToProto(LayerParameter* param, bool write_diff = false);
 
   /// Runs the layer. Returns its loss: 0 for every layer that is not a loss.

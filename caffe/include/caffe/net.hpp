@@ -25,15 +25,18 @@ struct FromText {};
 /// A network in one of two modes.
 ///
 /// Plain, from construction on: ForwardAll runs all layers on what the input blob holds.
+///
 /// Fast, from FirstRun on: AlterInputShape and FF, for a network that slides over images of many
 /// sizes. FF adds to the first convolution's output the response to a constant input of 100,
 /// measured by FirstRun.
 ///
-/// Memory   Built at the largest input size; every smaller size works in the same memory.
-/// Errors   A definition or weight file that is missing or malformed is fatal. Use of a run
-/// operation in the wrong mode
-///          logs an error and ends the process with exit(-1).
-/// Threads  One thread at a time. Nothing locks.
+/// Memory: built at the largest input size; every smaller size works in the same memory, and a run
+/// allocates nothing once each blob was touched, unless a layer says so.
+///
+/// Errors: a definition or weight file that is missing or malformed is fatal. Use of a run
+/// operation in the wrong mode logs an error and ends the process with exit(-1).
+///
+/// Threads: one thread at a time. Nothing locks.
 template <typename Dtype>
 class Net {
  public:

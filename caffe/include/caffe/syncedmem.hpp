@@ -11,9 +11,11 @@ namespace caffe {
 /// One block of host memory, allocated and zero-filled on first access.
 ///
 /// The holder keeps the shape of a design with two devices, but there is only host memory.
-/// Errors   Exhausted memory is written to std::clog and ends the process with exit(-1).
-/// Threads  None of its own: the first access allocates, so that not even reads of a fresh block
-/// may be shared.
+///
+/// Errors: exhausted memory is written to std::clog and ends the process with exit(-1).
+///
+/// Threads: no locks. The first access allocates, so that not even reads of a fresh block may be
+/// shared.
 class SyncedMemory {
  public:
   enum SyncedHead : std::int32_t { UNINITIALIZED = 0, HEAD_AT_CPU = 1, HEAD_BEHIND = 2 };
@@ -38,11 +40,11 @@ class SyncedMemory {
  private:
   void to_cpu();
 
-  void* cpu_ptr_;      // Null until allocated or adopted.
-  void* gpu_ptr_;      // Always null.
-  std::size_t size_;   // In bytes.
-  SyncedHead head_;    // HEAD_BEHIND is entered by no code.
-  bool own_cpu_data_;  // Whether cpu_ptr_ was allocated here and is freed here.
+  void* cpu_ptr_;                   // Null until allocated or adopted.
+  [[maybe_unused]] void* gpu_ptr_;  // Always null.
+  std::size_t size_;                // In bytes.
+  SyncedHead head_;                 // HEAD_BEHIND is entered by no code.
+  bool own_cpu_data_;               // Whether cpu_ptr_ was allocated here and is freed here.
 };
 
 }  // namespace caffe

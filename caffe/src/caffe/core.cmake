@@ -9,6 +9,7 @@ set(OZNA_CAFFE_CORE_SOURCES
   src/caffe/util/insert_splits.cpp
   src/caffe/util/io.cpp
   src/caffe/util/math_functions.cpp
+  src/caffe/util/upgrade_layer.cpp
   src/caffe/util/upgrade_proto.cpp)
 
 # sqrt must be one instruction and comparisons must not stop a loop from being vectorised. Neither flag changes a

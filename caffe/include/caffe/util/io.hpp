@@ -15,8 +15,9 @@ namespace caffe {
 /// fatal.
 bool ReadProtoFromTextFile(const char* filename, google::protobuf::Message* proto);
 
-/// Parses a binary file into proto, up to 2^30 bytes. Returns whether the bytes parsed; a file that
-/// cannot be opened is fatal.
+/// Parses a binary file into proto. Returns whether the bytes parsed, all of them: a file above
+/// 2^30 bytes, one with a tail that is no field, and one that cannot be read to its end give false.
+/// A file above 2^29 bytes draws a warning. A file that cannot be opened is fatal.
 bool ReadProtoFromBinaryFile(const char* filename, google::protobuf::Message* proto);
 
 }  // namespace caffe

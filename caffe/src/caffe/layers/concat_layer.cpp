@@ -87,6 +87,10 @@ void ConcatLayer<Dtype>::CheckBlocks(const vector<Blob<Dtype>*>& bottom,
 template <typename Dtype>
 Dtype ConcatLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
                                       vector<Blob<Dtype>*>* top) {
+  for (const Blob<Dtype>* input : bottom) {
+    CheckHolds(*input, input->count());
+  }
+  CheckBlocks(bottom, *(*top)[0]);
   Dtype* output = (*top)[0]->mutable_cpu_data();
   ForEachBlock(*this, bottom, *(*top)[0], [&](const Block& block) {
     cblas_scopy(block.size, bottom[block.input]->cpu_data() + block.input_offset, 1,

@@ -32,6 +32,7 @@ void Im2colLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<D
 template <typename Dtype>
 Dtype Im2colLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
                                       vector<Blob<Dtype>*>* top) {
+  CheckHolds(*bottom[0], bottom[0]->count());
   const Dtype* input = bottom[0]->cpu_data();
   Dtype* output = (*top)[0]->mutable_cpu_data();
   for (int n = 0; n < bottom[0]->num(); ++n) {

@@ -115,6 +115,8 @@ void ImageDataLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blo
   const int new_width = param.new_height();
   CHECK((new_height == 0 && new_width == 0) || (new_height > 0 && new_width > 0))
       << "Current implementation requires new_height and new_width to be set at the same time.";
+  // Refused here, before an image of that size takes all memory.
+  DatumSize(/*channels=*/3, new_height, new_width);
   if (activeImagePtrs_.empty()) {
     activeImagePtrs_.push_back(shared_ptr<cv::Mat>(new cv::Mat(new_height, new_width, CV_8UC3)));
   }

@@ -19,6 +19,7 @@ void LRNLayer<Dtype>::ReadSizes(const Blob<Dtype>& bottom) {
   height_ = bottom.height();
   width_ = bottom.width();
   size_ = this->layer_param_.lrn_param().local_size();
+  CHECK_GT(size_, 0) << "local_size should be at least 1.";
   pre_pad_ = (size_ - 1) / 2;
   alpha_ = this->layer_param_.lrn_param().alpha();
   beta_ = this->layer_param_.lrn_param().beta();
@@ -29,7 +30,6 @@ void LRNLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtyp
   CHECK_EQ(bottom.size(), 1) << "Local Response Normalization Layer takes a single blob as input.";
   CHECK_EQ(top->size(), 1) << "Local Response Normalization Layer takes a single blob as output.";
   ReadSizes(*bottom[0]);
-  CHECK_GT(size_, 0) << "local_size should be at least 1.";
   CheckShapeFits(1, static_cast<double>(channels_) + size_, height_, width_);
   switch (this->layer_param_.lrn_param().norm_region()) {
     case LRNParameter_NormRegion_ACROSS_CHANNELS:

@@ -35,6 +35,12 @@ Window WindowAt(int cell, int kernel_size, int stride, int pad, int size) {
   return {std::max(begin, 0), std::min(end, size), end - begin};
 }
 
+// The size of a window. A large stride leads far behind the image, where the lengths are negative
+// and their product takes more than 32 bits.
+float Area(int padded_height, int padded_width) {
+  return static_cast<float>(std::int64_t{padded_height} * padded_width);
+}
+
 // The cells [begin, end) whose windows lie wholly inside the image along the columns.
 struct Cells {
   int begin, end;
@@ -125,11 +131,11 @@ void PoolRow(const PoolingLayer<float>& layer, const float* plane, const Window&
 // Divides a row of sums by the sizes of their windows. A window of size 0 divides by 0.
 void DivideByWindowSizes(const PoolingLayer<float>& layer, const Window& rows, const Cells& inside,
                          float* dst) {
-  const float inside_size = static_cast<float>(rows.padded_length * layer.kernel_size_);
+  const float inside_size = Area(rows.padded_length, layer.kernel_size_);
   const auto divide_clipped = [&](int cell) {
     const Window window =
         WindowAt(cell, layer.kernel_size_, layer.stride_, layer.pad_, layer.width_);
-    dst[cell] /= static_cast<float>(rows.padded_length * window.padded_length);
+    dst[cell] /= Area(rows.padded_length, window.padded_length);
   };
   for (int cell = 0; cell < inside.begin; ++cell) divide_clipped(cell);
   for (int cell = inside.begin; cell < inside.end; ++cell) dst[cell] /= inside_size;
@@ -183,7 +189,7 @@ void ForEachWindowValue(const PoolingLayer<float>& layer, int planes, const Visi
         for (int h = rows.begin; h < rows.end; ++h) {
           for (int w = cols.begin; w < cols.end; ++w) {
             visit(plane + std::int64_t{h} * layer.width_ + w, cell,
-                  rows.padded_length * cols.padded_length);
+                  Area(rows.padded_length, cols.padded_length));
           }
         }
       }
@@ -268,13 +274,13 @@ void PoolingLayer<Dtype>::Backward_cpu(const vector<Blob<Dtype>*>& top, bool pro
   std::fill_n(bottom_diff, (*bottom)[0]->count(), Dtype(0));
   switch (this->layer_param_.pooling_param().pool()) {
     case PoolingParameter_PoolMethod_MAX:
-      ForEachWindowValue(*this, planes, [&](std::int64_t in, std::int64_t out, int /*size*/) {
+      ForEachWindowValue(*this, planes, [&](std::int64_t in, std::int64_t out, float /*size*/) {
         if (bottom_data[in] == top_data[out]) bottom_diff[in] += top_diff[out];
       });
       break;
     case PoolingParameter_PoolMethod_AVE:
-      ForEachWindowValue(*this, planes, [&](std::int64_t in, std::int64_t out, int size) {
-        bottom_diff[in] += top_diff[out] / static_cast<Dtype>(size);
+      ForEachWindowValue(*this, planes, [&](std::int64_t in, std::int64_t out, float size) {
+        bottom_diff[in] += top_diff[out] / size;
       });
       break;
     case PoolingParameter_PoolMethod_STOCHASTIC:

@@ -7,8 +7,8 @@
 namespace caffe {
 namespace {
 
-// One load, one comparison, one store an element, which the compiler vectorises; an input in place
-// goes element by element as well, so the overlap that it tests for is no hazard.
+// Two loops, since the compiler vectorises the first only for blobs that do not overlap, and in
+// place they do.
 void Rectify(int count, const float* input, float* output) {
   for (int i = 0; i < count; ++i) {
     output[i] = input[i] >= 0.0f ? input[i] : 0.0f;

@@ -74,6 +74,7 @@ Dtype SoftmaxLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
   CheckHolds(*bottom[0], count);
   CheckHolds(*(*top)[0], count);
   CheckHolds(sum_multiplier_, sum_multiplier_.count());
+  CheckHolds(scale_, scale_.count());
   CheckHolds(sum_buffer_, spatial);
   const Dtype* input = bottom[0]->cpu_data();
   Dtype* output = (*top)[0]->mutable_cpu_data();
