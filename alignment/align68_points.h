@@ -32,10 +32,9 @@ struct AlignmentWindow {
 ///
 /// image   Rows are packed at 3 * width bytes; stride is ignored.
 /// rect    In pixels of image. If left is not below right, or a number is not finite, the middle of
-/// the whole
-///         image stands in.
+///         the whole image stands in.
 /// Errors  A window without area (the rectangle lies outside, or has no height) raises
-/// cv::Exception.
+///         cv::Exception.
 AlignmentWindow cutAlignmentWindow(const Image& image, const Rectangle<float>& rect);
 
 /// The unit to regress on: the window in grey, with its face box.
@@ -55,8 +54,7 @@ std::vector<float> mapToWindow(const AlignmentWindow& window, const std::vector<
 /// Places 68 landmarks with the model in the slot; see align68Points.
 ///
 /// Returns  StatusOk always. points has 136 floats, all zero if there is no model, if it is not
-/// usable or has fewer than
-///          68 landmarks, or if the face box has no width.
+///          usable or has fewer than 68 landmarks, or if the face box has no width.
 Status placeLandmarks68(const Image& image, const Rectangle<float>& rect,
                         std::vector<float>& points);
 

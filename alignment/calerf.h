@@ -13,8 +13,10 @@ enum class ErrorFunction {
 /// Evaluates one of the two in double precision.
 ///
 /// erfc is 0 from 9.194 on: that is where its value leaves the range of float, and the taps of a
-/// blur kernel, which are made of it, are floats. Source  W. J. Cody, Rational Chebyshev
-/// approximations for the error function, Mathematics of Computation 23, 1969.
+/// blur kernel, which are made of it, are floats.
+///
+/// Source  W. J. Cody, Rational Chebyshev approximations for the error function, Mathematics of
+///         Computation 23, 1969.
 double calerf(double x, ErrorFunction function);
 
 }  // namespace oznalib

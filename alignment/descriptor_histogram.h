@@ -35,8 +35,8 @@ struct DescriptorWindow {
 
   std::vector<AxisTap> column_taps;  ///< From left to right.
   std::vector<AxisTap> row_taps;     ///< From top to bottom.
-  std::array<float, DescriptorPyramid::kDescriptorSize>
-      histogram;  ///< 4 rows by 4 columns by 8 bins.
+  /// 4 rows by 4 columns by 8 bins.
+  std::array<float, DescriptorPyramid::kDescriptorSize> histogram;
 };
 
 /// Windows that are filled side by side. The sums of one window depend on each other, pixel after

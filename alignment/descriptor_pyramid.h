@@ -35,10 +35,9 @@ struct GradientCell {
 ///
 /// Order    Constructor, setImage, buildLevels, then any number of computeDescriptor.
 /// Threads  One object serves one thread: computeDescriptor makes gradients on first demand.
-/// Memory   One float a pixel for each of levels + 3 planes, and 8 more for each level that was
-/// asked for. Source   D. G. Lowe, Distinctive image features from scale-invariant keypoints, 2004;
-/// its use at landmarks:
-///          X. Xiong and F. De la Torre, 2013.
+/// Memory   One float a pixel for each of levels + 3 planes, and 4 more for each level in use.
+/// Source   D. G. Lowe, Distinctive image features from scale-invariant keypoints, 2004; its use at
+///          landmarks: X. Xiong and F. De la Torre, 2013.
 class DescriptorPyramid {
  public:
   static constexpr int kDescriptorSize = 128;  ///< Bytes: 4 rows by 4 columns by 8 bins.
@@ -67,13 +66,11 @@ class DescriptorPyramid {
   /// Takes a descriptor.
   ///
   /// x, y   In pixels of the image, 0 at the centre of the first pixel. The window is clipped to
-  /// the image; a point far
-  ///        outside, or one that is not a number, has an empty window.
+  ///        the image; a point far outside, or one that is not a number, has an empty window.
   /// level  Rounded to the nearest whole level. A level that does not exist gives an empty window.
   /// norm   Receives the length of the histogram before it is normalised, or 0.
   /// out    Receives 128 bytes: for each of 4 rows, for each of 4 columns, 8 bins. Where the length
-  /// is not above
-  ///        0.5 (a flat patch) it is left as it is, and norm is 0.
+  ///        is not above 0.5 (a flat patch) it is left as it is, and norm is 0.
   void computeDescriptor(float x, float y, float level, float* norm, std::uint8_t* out);
 
   /// Takes the descriptors of several points: the same bytes as one by one, and faster.
@@ -81,7 +78,7 @@ class DescriptorPyramid {
   /// points  count pairs x, y.
   /// norms   Receives count lengths.
   /// out     Receives 128 bytes a point; where the length is not above 0.5 they are left as they
-  /// are.
+  ///         are.
   void computeDescriptors(const float* points, std::size_t count, float level, float* norms,
                           std::uint8_t* out);
 
@@ -91,10 +88,10 @@ class DescriptorPyramid {
   std::uint64_t levels;   ///< Blur levels in a doubling of the blur.
   bool upsample = false;  ///< Whether plane 0 has twice the size of the image.
 
-  std::vector<std::vector<Plane>>
-      planes;  ///< For each octave, levels + 3 planes of width by height.
-  std::vector<std::vector<Plane>>
-      gradients;  ///< The same, of 4 * width floats: a GradientCell a pixel. Made on demand.
+  /// For each octave, levels + 3 planes of width by height.
+  std::vector<std::vector<Plane>> planes;
+  /// As many planes of 4 * width floats, a GradientCell a pixel, each made on first demand.
+  std::vector<std::vector<Plane>> gradients;
 
   // Blurs are standard deviations in pixels. Those without a reader belong to the search for
   // points.

@@ -47,15 +47,15 @@ bool isUsable(const SDMModel& model);
 ///
 /// image    8-bit grey, scaled so that the face box has the width that the model expects.
 /// starts   Shapes of model.meanShape.size() floats, in pixels of image. The first one decides the
-/// border. ignored  Has no effect. Returns  In pixels of image. Of an even number of outcomes, the
-/// upper median. Empty without starts, with a model
-///          that is not usable, or where the border would exceed 4096 pixels.
+///          border.
+/// ignored  Has no effect.
+/// Returns  In pixels of image. Of an even number of outcomes, the upper median. Empty without
+///          starts, with a model that is not usable, or where the border would exceed 4096 pixels.
 /// Threads  Any number at once on one model.
 /// Cost     One pyramid, then for each stage a descriptor for each landmark of each start and one
-/// matrix product
-///          for all starts together.
+///          matrix product for all starts together.
 /// Source   X. Xiong and F. De la Torre, Supervised descent method and its applications to face
-/// alignment, 2013.
+///          alignment, 2013.
 std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
                                  const std::vector<std::vector<float>>& starts,
                                  std::vector<float> ignored);
@@ -70,11 +70,9 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
 /// in unit.shape.
 ///
 /// unit     image and box must be set. image and box stay scaled afterwards, the shape is in pixels
-/// of the image as it
-///          was given.
+///          of the image as it was given.
 /// Returns  A copy of unit.shape. Empty, with the unit untouched, where the model is not usable,
-/// the box has no
-///          width, or the scaled image would exceed 4096 pixels on a side.
+///          the box has no width, or the scaled image would exceed 4096 pixels on a side.
 std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit);
 
 /// The same with the model in the slot; empty where there is none.

@@ -17,28 +17,27 @@ namespace oznalib {
 /// One model: a mean shape and a chain of linear maps.
 ///
 /// File    Little-endian, no gaps: int32 count and auxMatrices; count and stageBias; count and
-/// meanShape (float32);
-///         count and auxValues (float32); count and stageMaps; count and stageLevels (int32); then
-///         four int32: a word that is dropped, reservedFlag, levelsPerOctave, faceWidth. Matrices
-///         and maps are in their own file forms.
+///         meanShape (float32); count and auxValues (float32); count and stageMaps; count and
+///         stageLevels (int32); then four int32: a word that is dropped, reservedFlag,
+///         levelsPerOctave, faceWidth. Matrices and maps are in their own file forms.
 /// Source  X. Xiong and F. De la Torre, Supervised descent method and its applications to face
-/// alignment, 2013.
+///         alignment, 2013.
 class SDMModel {
  public:
   SDMModel();
 
-  std::vector<std::int32_t>
-      stageLevels;  ///< Pyramid level of each stage; the last one serves all further stages.
+  /// Pyramid level of each stage; the last one serves all further stages.
+  std::vector<std::int32_t> stageLevels;
   std::int32_t levelsPerOctave = 3;  ///< Blur levels in a doubling of the blur.
   std::int32_t faceWidth = 100;      ///< Width in pixels that a face box is brought to.
   std::int32_t reservedFlag = 1;     ///< Kept from the file; read by nothing.
   std::vector<float> meanShape;      ///< x0, y0, x1, y1, ... in units of the face box, 0 to 1.
   std::vector<float> auxValues;      ///< Kept from the file; read by nothing.
-  std::vector<mp::matrix>
-      auxMatrices;  ///< Without any, stageBias is not used. The content is read by nothing.
+  /// Without any, stageBias is not used. The content is read by nothing.
+  std::vector<mp::matrix> auxMatrices;
   std::vector<mp::matrix> stageBias;  ///< 1 by meanShape.size() each, in pixels; or empty.
-  std::vector<mp::pca_map>
-      stageMaps;  ///< One a stage: 64 * meanShape.size() features to meanShape.size() moves.
+  /// One a stage: 64 * meanShape.size() features to meanShape.size() moves.
+  std::vector<mp::pca_map> stageMaps;
   bool reservedByte = false;  ///< Read by nothing.
 };
 
@@ -48,19 +47,18 @@ SDMModel* globalSDMModel();
 /// Reads a file into the model in the slot.
 ///
 /// Returns  Whether there is a model and the file could be opened. The content is not checked: a
-/// file that ends
-///          early leaves what it does not reach as it was, and a count that cannot be read repeats
-///          the count before it.
+///          file that ends early leaves what it does not reach as it was, and a count that cannot
+///          be read repeats the count before it.
 /// Errors   A count or a matrix that claims far more than the rest of the file holds is cut to what
-/// may be
-///          there, so that a damaged file does not exhaust the memory.
+///          may be there, so that a damaged file does not exhaust the memory.
 bool readSDMFile(const std::string& path);
 
 /// Replaces the model in the slot by a new one with default values and reads directory + "/" + file
 /// into it.
 ///
 /// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened: then the slot keeps the
-/// default model. Threads  Must not run beside another load, an unload or an alignment.
+///          default model.
+/// Threads  Must not run beside another load, an unload or an alignment.
 Status loadModelSlot(const std::string& directory, const std::string& file);
 
 /// Empties the slot. Returns StatusOk always. Threads: as loadModelSlot.

@@ -16,9 +16,9 @@ float lanczos3(float x);
 /// source   8-bit, three channels; rows need not be continuous.
 /// size     Target size in pixels.
 /// Returns  A new image. The axis with the stronger reduction goes first, the horizontal one on a
-/// tie. Errors   A source of any other type is returned as it is (a second header on its pixels),
-/// after the line
-///          "Error: resize_antialias type" on the standard error stream.
+///          tie.
+/// Errors   A source of any other type is returned as it is (a second header on its pixels), after
+///          the line "Error: resize_antialias type" on the standard error stream.
 /// Threads  Any number at once.
 cv::Mat resize_antialias(const cv::Mat& source, const cv::Size& size);
 
@@ -29,10 +29,9 @@ cv::Mat resize_antialias(const cv::Mat& source, const cv::Size& size);
 /// reduction by r looks 3 * r pixels to each side. Products are summed in float, in ascending order
 /// of the source.
 ///
-/// source   8-bit, three channels.
-/// Errors   If both sides differ: an empty image, after the line "Error: resize_antialias_oracle
-/// size" on the
-///          standard error stream.
+/// source  8-bit, three channels.
+/// Errors  If both sides differ: an empty image, after the line "Error: resize_antialias_oracle
+///         size" on the standard error stream.
 cv::Mat resize_antialias_oracle(const cv::Mat& source, int width, int height);
 
 }  // namespace oznalib

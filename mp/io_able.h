@@ -12,8 +12,9 @@ namespace mp {
 /// Abstract, without data.
 ///
 /// Errors   None is reported: a failed stream operation is left in the state of the stream, for
-/// whoever asks it. Threads  Different objects are independent. The const operations of one object
-/// may run side by side.
+///          whoever asks it.
+/// Threads  Different objects are independent. The const operations of one object may run side by
+///          side.
 class io_able {
  public:
   virtual ~io_able() = default;
@@ -27,7 +28,8 @@ class io_able {
   /// Reads the file form.
   ///
   /// limit    Bytes that the object may take up; 0 and -1 (all ones, as an unsigned number) never
-  /// refuse. Returns  false only where an object refuses because of the limit.
+  ///          refuse.
+  /// Returns  false only where an object refuses because of the limit.
   virtual bool load(std::istream& in, std::int64_t limit) = 0;
 
   /// Writes the cells as text, for inspection.

@@ -12,7 +12,8 @@ namespace mp {
 /// Row-major matrix of float.
 ///
 /// File form  rows and cols as little-endian int64, then rows * cols float32; no cells where rows *
-/// cols is 0. Owners     The matrix owns its cells. Copies are deep; a moved-from matrix is empty.
+///            cols is 0.
+/// Owners     The matrix owns its cells. Copies are deep; a moved-from matrix is empty.
 /// Errors     Allocation failures raise std::bad_alloc and leave the object as it was.
 class matrix : public io_able {
  public:
@@ -31,12 +32,12 @@ class matrix : public io_able {
   /// Reads the file form and replaces the content.
   ///
   /// limit    If not 0, and as an unsigned number below 4 * cells + 8, the matrix is refused. The
-  /// header of 16
-  ///          bytes counts 8 here, so that a limit of an object's exact size has 8 bytes to spare.
+  ///          header of 16 bytes counts 8 here, so that a limit of an object's exact size has 8
+  ///          bytes to spare.
   /// Returns  false for a refused matrix: the object is unchanged, the header is consumed.
-  /// Otherwise true. Errors   A stream that ends early goes unnoticed: cells that were not reached
-  /// are 0. Sizes beyond any
-  ///          memory raise std::bad_alloc.
+  ///          Otherwise true.
+  /// Errors   A stream that ends early goes unnoticed: cells that were not reached are 0. Sizes
+  ///          beyond any memory raise std::bad_alloc.
   bool load(std::istream& in, std::int64_t limit) override;
 
   /// Writes "[rows,cols]" and an end of line to the standard output, whatever stream is given, and

@@ -35,9 +35,9 @@ class pca_map : public io_able {
 
   /// As project for several inputs, reading projection once for all of them.
   ///
-  /// x        count rows of K floats.
-  /// y        count rows of N floats; overwritten. Each row equals that of project up to the order
-  /// of summation.
+  /// x  count rows of K floats.
+  /// y  count rows of N floats; overwritten. Each row equals that of project up to the order of
+  ///    summation.
   void project_rows(const float* x, std::int32_t count, float* y) const;
 
   matrix mean;        ///< 1 by K.

@@ -20,19 +20,18 @@ namespace {
 
 const char kEmpty[] = "";
 
-// Replaces what a handle holds by a fresh object. It is in the handle before the load begins, which
-// is why a handle counts as loaded after a load that failed.
-void replaceImpl(DetectorImpl*& impl) {
-  delete impl;
-  impl = nullptr;
-  caffe::Caffe::set_mode(caffe::Caffe::CPU);
-  caffe::Caffe::set_phase(caffe::Caffe::TEST);
-  impl = new DetectorImpl;
-}
-
 void freeImpl(DetectorImpl*& impl) {
   delete impl;
   impl = nullptr;
+}
+
+// Replaces what a handle holds by a fresh object. It is in the handle before the load begins, which
+// is why a handle counts as loaded after a load that failed.
+void replaceImpl(DetectorImpl*& impl) {
+  freeImpl(impl);
+  caffe::Caffe::set_mode(caffe::Caffe::CPU);
+  caffe::Caffe::set_phase(caffe::Caffe::TEST);
+  impl = new DetectorImpl;
 }
 
 // A header on the caller's pixels. A stride of 0 stands for packed rows here as it does there, and

@@ -39,10 +39,10 @@ class DetectorImpl;
 
 /// Result of a call. The numbers are part of the binary interface and never change.
 enum Status : std::int32_t {
-  StatusOk = 0,           ///< Success. A detect that found no face returns this too.
-  StatusLoadFailed = -3,  ///< No cascade stage or no calibration network found; a landmark model
-                          ///< file that cannot be opened.
-  StatusNotLoaded = -6,   ///< detect with a Detector whose load never completed.
+  StatusOk = 0,  ///< Success. A detect that found no face returns this too.
+  /// No cascade stage or no calibration network found; a landmark model file that cannot be opened.
+  StatusLoadFailed = -3,
+  StatusNotLoaded = -6,  ///< detect with a Detector whose load never completed.
 };
 
 /// A borrowed view of the caller's pixels: three interleaved 8-bit channels, red, green, blue.
@@ -70,9 +70,10 @@ struct Rectangle {
 /// One face.
 class Detection {
  public:
-  Rectangle<float>
-      rect;     ///< In pixels of the image that was searched. It is not clipped to the image.
-  float score;  ///< Probability of a face, 0 to 1, by the last network of the cascade.
+  /// In pixels of the image that was searched. It is not clipped to the image.
+  Rectangle<float> rect;
+  /// Probability of a face, 0 to 1, by the last network of the cascade.
+  float score;
 };
 
 /// Where the model files of a detector lie. Holds the two pointers only: the strings must outlive
@@ -101,26 +102,29 @@ class OZNA_EXPORT DetectorParams {
 /// (maxImageSide * minFaceFraction). The values 2.0, 640, 0.05, 12, 1.26, 13 keep within that for
 /// every image.
 struct CascadeParameter {
-  float maxUpscale;  ///< Largest factor by which a small image is enlarged, at least 1 as a rule.
-  std::int32_t maxImageSide;  ///< Longer side, in pixels, that the image is brought towards before
-                              ///< the search.
-  float minFaceFraction;      ///< Smallest face to find, as a fraction of maxImageSide.
-  std::int32_t
-      pyramidLevels;  ///< Number of sizes at which the image is searched; 0 or less finds nothing.
-  float pyramidFactor;      ///< Ratio of neighbouring sizes, above 1.
-  std::int32_t windowSize;  ///< Side in pixels of the window of one output cell of the first
-                            ///< network: 13 by default.
+  /// Largest factor by which a small image is enlarged, at least 1 as a rule.
+  float maxUpscale;
+  /// Longer side, in pixels, that the image is brought towards before the search.
+  std::int32_t maxImageSide;
+  /// Smallest face to find, as a fraction of maxImageSide.
+  float minFaceFraction;
+  /// Number of sizes at which the image is searched; 0 or less finds nothing.
+  std::int32_t pyramidLevels;
+  /// Ratio of neighbouring sizes, above 1.
+  float pyramidFactor;
+  /// Side in pixels of the window that one output cell of the first network stands for: 13 in the
+  /// default cascade.
+  std::int32_t windowSize;
 };
 
 /// Handle to a loaded cascade of networks.
 ///
-/// Threads  One Detector serves one thread at a time, since every call writes into its networks.
-/// Any number of
-///          Detectors may work side by side, and load in any thread: loads wait for each other.
+/// Threads  One Detector serves one thread at a time, since every call writes into its networks. Any
+///          number of Detectors may work side by side, and load in any thread: loads wait for each
+///          other.
 /// Owners   Assignment copies the pointer and nothing else: two handles then refer to one cascade,
-/// and it is freed
-///          by the first that unloads or is destroyed. Keep exactly one owner. There is no copy
-///          constructor.
+///          and it is freed by the first that unloads or is destroyed. Keep exactly one owner.
+///          There is no copy constructor.
 class OZNA_EXPORT Detector {
  public:
   Detector();   ///< Empty handle.
@@ -138,9 +142,11 @@ class OZNA_EXPORT Detector {
   /// Loads the cascade from files, replacing an earlier one.
   ///
   /// Reads the stage list cascadeRoot + stageListName, each stage directory that it names, and the
-  /// calibration directory cascadeRoot + "cascades/x32Net-x32-3Scales-200/". Returns  StatusOk, or
-  /// StatusLoadFailed where the list names no stage. A network file that is missing or damaged
-  ///          ends the process with a message.
+  /// calibration directory cascadeRoot + "cascades/x32Net-x32-3Scales-200/".
+  ///
+  /// Returns  StatusOk, or StatusLoadFailed where the list names no stage.
+  /// Errors   A network file that is missing or damaged ends the process with a message; a mean
+  ///          image that is missing or too short does so when its stage is first used.
   /// Threads  Holds a process-wide lock for as long as it reads.
   Status load(const DetectorParams& params);
 
@@ -174,22 +180,26 @@ OZNA_EXPORT void unloadDetector(Detector& detector);
 ///
 /// image       Read only. Its stride is honoured.
 /// detector    A loaded detector. One thread at a time.
-/// detections  The faces are appended, best score first; what the vector held before stays in
-/// front. parameter   See CascadeParameter. Returns     StatusOk, also when there is no face;
-/// StatusNotLoaded, with the vector untouched, for a handle
-///             that is empty or whose load failed.
-/// Errors      An image or parameters that lead to a working image without area raise
-/// cv::Exception. Cost        Grows with the area of the working image and with the number of boxes
-/// that pass the first network.
+/// detections  The faces are appended, best score first; what the vector held before stays in front.
+/// parameter   See CascadeParameter.
+/// Returns     StatusOk, also when there is no face; StatusNotLoaded, with the vector untouched, for
+///             a handle that is empty or whose load failed.
+/// Errors      An image or parameters that lead to a working image without area raise cv::Exception.
+///             A working image that the first network cannot hold finds no face, with a line in the
+///             error log that names both sizes.
+/// Cost        Grows with the area of the working image and with the number of boxes that pass the
+///             first network.
 OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
                           std::vector<Detection>& detections, const CascadeParameter& parameter);
 
 /// Loads the landmark model from directory + "/" + file into the one process-wide slot, replacing
 /// an earlier one.
 ///
-/// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone
-/// in either case. Errors   The content is not checked: take the file from where you take the
-/// library. Threads  Must not run beside another load, an unload or an alignment.
+/// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone in
+///          either case.
+/// Errors   A file that is not a model, or ends early, loads with StatusOk; alignment then gives
+///          zeros where what was read does not fit together.
+/// Threads  Must not run beside another load, an unload or an alignment.
 OZNA_EXPORT Status loadSDMModel(const std::string& directory, const std::string& file);
 
 /// Drops the landmark model. Returns StatusOk always, also when there was none. Threads: as
@@ -200,25 +210,24 @@ OZNA_EXPORT Status unloadSDMModel();
 ///
 /// image    Rows are packed at 3 * width bytes, red, green, blue; stride is ignored.
 /// rect     The face, as detect gives it. A rectangle whose left is not below its right stands for
-/// the middle of
-///          the image.
+///          the middle of the image.
 /// points   Resized to 136: x0, y0, ... x67, y67 in pixels of image, 0 at the centre of the first
-/// pixel. In order:
-///          jaw 0-16, brows 17-26, nose 27-35, eyes 36-47, mouth 48-67. All zero when no model is
-///          loaded.
+///          pixel. In order: jaw 0-16, brows 17-26, nose 27-35, eyes 36-47, mouth 48-67. All zero
+///          when no model is loaded.
 /// Returns  StatusOk always.
+/// Errors   A rectangle that lies outside the image raises cv::Exception.
 /// Threads  Any number at once, as long as nobody loads or unloads the model.
 /// Source   X. Xiong and F. De la Torre, Supervised descent method and its applications to face
-/// alignment, 2013.
+///          alignment, 2013.
 OZNA_EXPORT Status align68Points(const Image& image, const Rectangle<float>& rect,
                                  std::vector<float>& points);
 
 /// Places 5 landmarks: the centres of the two eyes, the tip of the nose, the two corners of the
 /// mouth.
 ///
-/// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on
-/// the left side of the
-///          image come first.
+/// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on the
+///          left side of the image come first.
+///
 /// Otherwise as align68Points.
 OZNA_EXPORT Status align5Points(const Image& image, const Rectangle<float>& rect,
                                 std::vector<float>& points);
