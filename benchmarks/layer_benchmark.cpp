@@ -1,0 +1,185 @@
+// Benchmarks of the layers, each at the shapes that the detector's networks give it.
+//
+// Items are the values that a layer writes; for products, the multiplications. Compare a
+// convolution with its product alone and with its unfolding alone to see where its time goes. As in
+// the command line program, BLAS runs on one thread: OPENBLAS_NUM_THREADS=1.
+
+#include <benchmark/benchmark.h>
+#include <cblas.h>
+#include <google/protobuf/text_format.h>
+
+#include <cstdint>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "caffe/layer.hpp"
+#include "caffe/util/im2col.hpp"
+
+namespace {
+
+using caffe::Blob;
+using caffe::Layer;
+
+void FillNormal(float* values, int count) {
+  std::mt19937 engine(1);
+  std::normal_distribution<float> normal;
+  for (int i = 0; i < count; ++i) values[i] = normal(engine);
+}
+
+// A layer with one input image of random values, set up.
+class LayerRun {
+ public:
+  LayerRun(const std::string& definition, int channels, int height, int width, bool in_place)
+      : input_(1, channels, height, width) {
+    caffe::LayerParameter param;
+    google::protobuf::TextFormat::ParseFromString(definition, &param);
+    layer_.reset(caffe::GetLayer(param));
+    bottom_ = {&input_};
+    top_ = {in_place ? &input_ : &output_};
+    layer_->SetUp(bottom_, &top_);
+    FillNormal(input_.mutable_cpu_data(), input_.count());
+  }
+
+  void Forward() { layer_->Forward(bottom_, &top_); }
+  int output_count() const { return top_[0]->count(); }
+
+ private:
+  Blob<float> input_;
+  Blob<float> output_;
+  std::vector<Blob<float>*> bottom_;
+  std::vector<Blob<float>*> top_;
+  std::unique_ptr<Layer<float>> layer_;
+};
+
+void Forward(benchmark::State& state, const std::string& definition, int channels, int height,
+             int width, bool in_place = false) {
+  LayerRun run(definition, channels, height, width, in_place);
+  run.Forward();  // Allocates.
+  for (auto _ : state) {
+    run.Forward();
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * run.output_count());
+}
+
+struct Convolution {
+  const char* name;
+  int channels, size;  // Of the square input.
+  int outputs, kernel, stride;
+
+  int out_size() const { return caffe::im2col_output_size(size, kernel, /*pad=*/0, stride); }
+  int out_spatial() const { return out_size() * out_size(); }
+  int depth() const { return channels * kernel * kernel; }
+  std::string definition() const {
+    return "type: CONVOLUTION convolution_param { num_output: " + std::to_string(outputs) +
+           " kernel_size: " + std::to_string(kernel) + " stride: " + std::to_string(stride) +
+           " weight_filler { type: 'gaussian' std: 0.01 } }";
+  }
+};
+
+const Convolution kConvolutions[] = {
+    {"first/conv1", 3, 384, 16, 3, 1},     {"first/fc4-conv", 16, 191, 16, 5, 3},
+    {"first/fcf-conv", 16, 63, 2, 1, 1},   {"second/x32-conv1", 3, 24, 32, 5, 1},
+    {"second/x16-conv1", 3, 12, 16, 3, 1}, {"third/x64-conv1", 3, 48, 64, 5, 1},
+    {"third/x64-conv2", 64, 22, 64, 5, 1},
+};
+
+void Unfold(benchmark::State& state, const Convolution& conv) {
+  std::vector<float> image(conv.channels * conv.size * conv.size);
+  std::vector<float> columns(conv.depth() * conv.out_spatial());
+  FillNormal(image.data(), static_cast<int>(image.size()));
+  for (auto _ : state) {
+    caffe::im2col_cpu(image.data(), conv.channels, conv.size, conv.size, conv.kernel, /*pad=*/0,
+                      conv.stride, columns.data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * columns.size());
+}
+
+// Row-major product of (m, k) and (k, n), added to the result if accumulate is set.
+void Product(benchmark::State& state, int m, int n, int k, bool transpose_b, bool accumulate) {
+  std::vector<float> a(m * k), b(k * n), c(m * n);
+  FillNormal(a.data(), m * k);
+  FillNormal(b.data(), k * n);
+  for (auto _ : state) {
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, transpose_b ? CblasTrans : CblasNoTrans, m, n, k, 1.0f,
+                a.data(), k, b.data(), transpose_b ? k : n, accumulate ? 1.0f : 0.0f, c.data(), n);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * std::int64_t{m} * n * k);
+}
+
+void RegisterConvolutions() {
+  for (const Convolution& conv : kConvolutions) {
+    const std::string name = conv.name;
+    benchmark::RegisterBenchmark(("convolution/" + name).c_str(), [conv](benchmark::State& state) {
+      Forward(state, conv.definition(), conv.channels, conv.size, conv.size);
+    });
+    benchmark::RegisterBenchmark(("im2col/" + name).c_str(),
+                                 [conv](benchmark::State& state) { Unfold(state, conv); });
+    benchmark::RegisterBenchmark(("product/" + name).c_str(), [conv](benchmark::State& state) {
+      Product(state, conv.outputs, conv.out_spatial(), conv.depth(), false, false);
+    });
+    benchmark::RegisterBenchmark(("bias/" + name).c_str(), [conv](benchmark::State& state) {
+      Product(state, conv.outputs, conv.out_spatial(), 1, false, true);
+    });
+  }
+}
+
+void RegisterForward(const std::string& name, const std::string& definition, int channels,
+                     int height, int width, bool in_place = false) {
+  benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+    Forward(state, definition, channels, height, width, in_place);
+  });
+}
+
+void RegisterPooling() {
+  const std::string max = "type: POOLING pooling_param { pool: MAX kernel_size: 3 stride: 2 }";
+  const std::string ave = "type: POOLING pooling_param { pool: AVE kernel_size: 3 stride: 2 }";
+  RegisterForward("max_pooling/first/pool1", max, 16, 382, 382);
+  RegisterForward("max_pooling/second/x32-pool1", max, 32, 20, 20);
+  RegisterForward("max_pooling/second/x16-pool1", max, 16, 10, 10);
+  RegisterForward("max_pooling/third/x64-pool1", max, 64, 44, 44);
+  RegisterForward("max_pooling/third/x64-pool2", max, 64, 18, 18);
+  RegisterForward("average_pooling/second/x16-data", ave, 3, 24, 24);
+  RegisterForward("average_pooling/third/x32-data", ave, 3, 48, 48);
+}
+
+void RegisterPointwise() {
+  const std::string lrn = "type: LRN lrn_param { local_size: 9 alpha: 0.001 beta: 0.75 }";
+  RegisterForward("relu/first/pool1", "type: RELU", 16, 191, 191, /*in_place=*/true);
+  RegisterForward("relu/third/x64-conv1", "type: RELU", 64, 44, 44, /*in_place=*/true);
+  RegisterForward("lrn/third/x64-rnorm1", lrn, 64, 22, 22);
+  RegisterForward("lrn/third/x64-rnorm2", lrn, 64, 18, 18);
+  RegisterForward("softmax/first/probs", "type: SOFTMAX", 2, 63, 63);
+  RegisterForward("softmax/calibration/probs", "type: SOFTMAX", 19, 1, 1);
+}
+
+void RegisterInnerProduct(const std::string& name, int channels, int size, int outputs) {
+  RegisterForward("inner_product/" + name,
+                  "type: INNER_PRODUCT inner_product_param { num_output: " +
+                      std::to_string(outputs) + " weight_filler { type: 'gaussian' std: 0.01 } }",
+                  channels, size, size);
+  const int depth = channels * size * size;
+  benchmark::RegisterBenchmark(("product/" + name).c_str(), [=](benchmark::State& state) {
+    Product(state, 1, outputs, depth, /*transpose_b=*/true, /*accumulate=*/false);
+  });
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  RegisterConvolutions();
+  RegisterPooling();
+  RegisterPointwise();
+  RegisterInnerProduct("calibration/x28-fc4", 32, 10, 64);
+  RegisterInnerProduct("second/x16-fc4", 16, 5, 16);
+  RegisterInnerProduct("third/x64-fc4", 64, 9, 256);
+  RegisterInnerProduct("third/fcf", 336, 1, 2);
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
