@@ -1,0 +1,53 @@
+// JSON lines to annotated faces, and photographs in the library's channel order.
+
+#include "training/alignment/dataset.h"
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+
+namespace alignment_training {
+namespace {
+
+LandmarkFace parseFace(const std::string& line) {
+  const nlohmann::json record = nlohmann::json::parse(line);
+  LandmarkFace face;
+  face.image = record.at("image").get<std::string>();
+  face.manual = record.at("quality").get<std::string>() == "manual";
+  for (const auto& point : record.at("points")) {
+    face.points.push_back(point.at(0).get<float>());
+    face.points.push_back(point.at(1).get<float>());
+  }
+  if (face.points.size() != kCoordinates) throw std::runtime_error("not 68 points");
+  return face;
+}
+
+}  // namespace
+
+std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std::string& split) {
+  const std::string path = folder + "/" + split + ".jsonl";
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("cannot open " + path);
+  std::vector<LandmarkFace> faces;
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty()) continue;
+    try {
+      faces.push_back(parseFace(line));
+    } catch (const std::exception& error) {
+      throw std::runtime_error(path + ":" + std::to_string(number) + ": " + error.what());
+    }
+  }
+  return faces;
+}
+
+cv::Mat readPhotoRgb(const std::string& path) {
+  cv::Mat photo = cv::imread(path, cv::IMREAD_COLOR);
+  if (photo.empty()) throw std::runtime_error("cannot read " + path);
+  cv::cvtColor(photo, photo, cv::COLOR_BGR2RGB);
+  return photo;
+}
+
+}  // namespace alignment_training

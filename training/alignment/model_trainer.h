@@ -1,0 +1,49 @@
+// Trains a whole landmark model, stage after stage, with checkpoints.
+
+#ifndef OZNA_TRAINING_ALIGNMENT_MODEL_TRAINER_H_
+#define OZNA_TRAINING_ALIGNMENT_MODEL_TRAINER_H_
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <vector>
+
+#include "alignment/sdm_model.h"
+#include "training/alignment/stage_trainer.h"
+
+namespace alignment_training {
+
+struct ModelOptions {
+  std::vector<int> stageLevels{4, 3, 2, 1, 1};  // Pyramid level of each stage.
+  int levelsPerOctave = 3;
+  int faceWidth = 100;      // Pixels; that of the samples.
+  int startsPerSample = 4;  // Of the nine.
+  std::uint64_t seed = 1;
+  StageOptions stage;
+  std::vector<float> errorKnees{0.0F, 0.0F, 0.0F,
+                                0.05F};  // stage.errorKnee of each stage; the last repeats.
+  std::string checkpointFolder;          // Empty for none; otherwise it exists.
+};
+
+/// Errors before the first stage (index 0) and after each, as shares of the outer eye distance.
+struct TrainingCurve {
+  std::vector<double> trainManual;   // Mean of all rows, out of fold.
+  std::vector<double> trainTracked;  //
+  std::vector<double> devManual;     // Mean of the medians of nine starts.
+  std::vector<double> devTracked;
+};
+
+/// Trains on `train` and reports on `dev`, which takes no part in anything that is learnt or chosen
+/// here; it may be empty. `curve` may be null.
+///
+/// Checkpoints  After each stage the model so far (stage-N.sdm) and the rows' shapes (shapes.bin).
+///              A run in the same folder goes on behind the last stage that it finds; use a fresh
+///              folder for other data or options (a wrong number of rows is noticed, no more).
+/// Memory       8704 bytes a row, the samples, and what trainStage takes.
+oznalib::SDMModel trainModel(const std::vector<AlignmentSample>& train,
+                             const std::vector<AlignmentSample>& dev, const ModelOptions& options,
+                             std::ostream& log, TrainingCurve* curve);
+
+}  // namespace alignment_training
+
+#endif  // OZNA_TRAINING_ALIGNMENT_MODEL_TRAINER_H_

@@ -1,0 +1,69 @@
+// Rank-k updates by BLAS and one Cholesky factorisation by LAPACK.
+
+#include "training/alignment/normal_equations.h"
+
+#include <cblas.h>
+
+#include <cstddef>
+#include <stdexcept>
+#include <string>
+
+extern "C" {
+void spotrf_(const char* triangle, const int* n, float* a, const int* lda, int* info);
+void spotrs_(const char* triangle, const int* n, const int* sides, const float* a, const int* lda,
+             float* b, const int* ldb, int* info);
+}
+
+namespace alignment_training {
+
+NormalEquations::NormalEquations(int features, int outputs)
+    : features_(features),
+      outputs_(outputs),
+      gram_(static_cast<size_t>(features) * features),
+      cross_(static_cast<size_t>(outputs) * features) {}
+
+void NormalEquations::add(const float* x, const float* y, int rows) {
+  if (rows == 0) return;
+  cblas_ssyrk(CblasRowMajor, CblasUpper, CblasTrans, features_, rows, 1.0F, x, features_, 1.0F,
+              gram_.data(), features_);
+  cblas_sgemm(CblasRowMajor, CblasTrans, CblasNoTrans, outputs_, features_, rows, 1.0F, y, outputs_,
+              x, features_, 1.0F, cross_.data(), features_);
+}
+
+void NormalEquations::accumulate(const NormalEquations& other, float factor) {
+  for (size_t i = 0; i < gram_.size(); ++i) gram_[i] += factor * other.gram_[i];
+  for (size_t i = 0; i < cross_.size(); ++i) cross_[i] += factor * other.cross_[i];
+}
+
+double NormalEquations::meanDiagonal() const {
+  double sum = 0;
+  for (int i = 0; i < features_; ++i) sum += gram_[static_cast<size_t>(i) * features_ + i];
+  return sum / features_;
+}
+
+std::vector<float> NormalEquations::solveInPlace(double ridge) {
+  for (int i = 0; i < features_; ++i) {
+    gram_[static_cast<size_t>(i) * features_ + i] += static_cast<float>(ridge);
+  }
+  // LAPACK reads columns first: the upper triangle of rows is its lower triangle of columns, and
+  // each right-hand side, a row here, is a column there.
+  const char triangle = 'L';
+  int info = 0;
+  spotrf_(&triangle, &features_, gram_.data(), &features_, &info);
+  if (info != 0) {
+    throw std::runtime_error("the ridge is too small: no Cholesky factor beyond row " +
+                             std::to_string(info));
+  }
+  spotrs_(&triangle, &features_, &outputs_, gram_.data(), &features_, cross_.data(), &features_,
+          &info);
+  std::vector<float> projection(static_cast<size_t>(features_) * outputs_);
+  for (int row = 0; row < features_; ++row) {
+    for (int column = 0; column < outputs_; ++column) {
+      projection[static_cast<size_t>(row) * outputs_ + column] =
+          cross_[static_cast<size_t>(column) * features_ + row];
+    }
+  }
+  return projection;
+}
+
+}  // namespace alignment_training

@@ -1,0 +1,174 @@
+// Variants of a face: mirrored, turned, under jittered or detected rectangles.
+
+#include "training/alignment/sampler.h"
+
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "alignment/align68_points.h"
+#include "training/alignment/face_boxes.h"
+#include "training/alignment/parallel_for.h"
+
+namespace alignment_training {
+namespace {
+
+/// A photograph with the points and boxes that belong to it.
+struct Scene {
+  cv::Mat rgb;
+  Shape points;
+  std::vector<FaceRect> boxes;
+};
+
+Scene mirrorScene(const Scene& scene) {
+  Scene mirrored;
+  cv::flip(scene.rgb, mirrored.rgb, /*flipCode=*/1);
+  mirrored.points = mirrorShape(scene.points, scene.rgb.cols);
+  for (const FaceRect& box : scene.boxes) mirrored.boxes.push_back(mirrorRect(box, scene.rgb.cols));
+  return mirrored;
+}
+
+/// Turns the photograph about the middle of the face. Boxes do not turn with it, so none is left.
+Scene turnScene(const Scene& scene, double degrees) {
+  const Extent extent = extentOf(scene.points);
+  const cv::Point2f centre(0.5F * (extent.left + extent.right),
+                           0.5F * (extent.top + extent.bottom));
+  const cv::Mat turn = cv::getRotationMatrix2D(centre, degrees, /*scale=*/1.0);
+  Scene turned;
+  cv::warpAffine(scene.rgb, turned.rgb, turn, scene.rgb.size(), cv::INTER_LINEAR,
+                 cv::BORDER_REPLICATE);
+  turned.points.resize(scene.points.size());
+  for (int i = 0; i < kLandmarks; ++i) {
+    const double x = scene.points[2 * i];
+    const double y = scene.points[2 * i + 1];
+    for (int row = 0; row < 2; ++row) {
+      const double* coefficients = turn.ptr<double>(row);
+      turned.points[2 * i + row] =
+          static_cast<float>(coefficients[0] * x + coefficients[1] * y + coefficients[2]);
+    }
+  }
+  return turned;
+}
+
+void applyGamma(cv::Mat& grey, double gamma) {
+  cv::Mat table(1, 256, CV_8U);
+  for (int i = 0; i < 256; ++i) {
+    table.at<uchar>(i) = cv::saturate_cast<uchar>(255.0 * std::pow(i / 255.0, gamma));
+  }
+  cv::LUT(grey, table, grey);
+}
+
+/// The rectangle of one training variant.
+FaceRect drawRect(const Scene& scene, const SamplerOptions& options, std::mt19937_64& random) {
+  const FaceRect square = conventionSquare(scene.points);
+  const FaceRect* box = bestBox(scene.boxes, square, kLeastOverlap);
+  std::uniform_real_distribution<float> uniform(0.0F, 1.0F);
+  if (box == nullptr || uniform(random) >= options.boxShare) {
+    return jitterSquare(square, options.noise, random);
+  }
+  // A detector that sees a slightly different picture gives a slightly different box.
+  const RectNoise tremble{0.3F * options.noise.centre, 0.3F * options.noise.size, 0.0F};
+  return jitterSquare(*box, tremble, random);
+}
+
+AlignmentSample makeVariant(const Scene& plain, const Scene& mirrored, int variant,
+                            const SamplerOptions& options, std::mt19937_64& random) {
+  std::uniform_real_distribution<double> uniform(0.0, 1.0);
+  std::normal_distribution<double> normal(0.0, 1.0);
+  const Scene& side = variant % 2 == 0 ? plain : mirrored;
+  AlignmentSample sample;
+  if (uniform(random) < options.rotatedShare) {
+    const Scene turned = turnScene(side, normal(random) * options.rotationDegrees);
+    sample =
+        makeSample(turned.rgb, drawRect(turned, options, random), turned.points, options.faceWidth);
+  } else {
+    sample = makeSample(side.rgb, drawRect(side, options, random), side.points, options.faceWidth);
+  }
+  if (uniform(random) < 0.5) {
+    applyGamma(sample.grey, std::exp(normal(random) * options.gammaSpread));
+  }
+  return sample;
+}
+
+std::vector<FaceRect> boxesOf(const LandmarkFace& face, const BoxTable* boxes) {
+  if (boxes == nullptr) return {};
+  const auto found = boxes->find(face.image);
+  return found == boxes->end() ? std::vector<FaceRect>() : found->second;
+}
+
+}  // namespace
+
+std::mt19937_64 generatorFor(std::uint64_t seed, std::uint64_t index) {
+  std::seed_seq sequence{static_cast<std::uint32_t>(seed), static_cast<std::uint32_t>(seed >> 32),
+                         static_cast<std::uint32_t>(index),
+                         static_cast<std::uint32_t>(index >> 32)};
+  return std::mt19937_64(sequence);
+}
+
+AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape& points,
+                           int faceWidth) {
+  const oznalib::AlignmentWindow window = oznalib::cutAlignmentWindow(viewOf(rgb), rect);
+  SDMCore::GeneralUnit unit = oznalib::makeGreyUnit(window);
+  unit.shape = oznalib::mapToWindow(window, points);
+  unit.normalize(faceWidth);
+  AlignmentSample sample;
+  sample.grey = unit.image;
+  sample.box = unit.box;
+  sample.truth = unit.shape;
+  sample.unitsX = window.scale_x * unit.scale;
+  sample.unitsY = window.scale_y * unit.scale;
+  return sample;
+}
+
+std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
+                                                 const std::vector<LandmarkFace>& faces,
+                                                 const BoxTable* boxes,
+                                                 const SamplerOptions& options, int threads) {
+  std::vector<std::vector<AlignmentSample>> byFace(faces.size());
+  parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
+    const LandmarkFace& face = faces[index];
+    const Scene plain{readPhotoRgb(folder + "/" + face.image), face.points, boxesOf(face, boxes)};
+    const Scene mirrored = mirrorScene(plain);
+    std::mt19937_64 random = generatorFor(options.seed, index);
+    const int variants = face.manual ? options.manualVariants : options.trackedVariants;
+    for (int variant = 0; variant < variants; ++variant) {
+      AlignmentSample sample = makeVariant(plain, mirrored, variant, options, random);
+      sample.face = index;
+      sample.manual = face.manual;
+      byFace[index].push_back(std::move(sample));
+    }
+  });
+  std::vector<AlignmentSample> samples;
+  for (std::vector<AlignmentSample>& some : byFace) {
+    for (AlignmentSample& sample : some) samples.push_back(std::move(sample));
+  }
+  return samples;
+}
+
+FaceRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& face,
+                        const RectNoise& noise, std::uint64_t seed, int index, bool* found) {
+  const FaceRect square = conventionSquare(face.points);
+  const FaceRect* box = bestBox(boxes, square, kLeastOverlap);
+  if (found != nullptr) *found = box != nullptr;
+  if (box != nullptr) return *box;
+  std::mt19937_64 random = generatorFor(seed, index);
+  return jitterSquare(square, noise, random);
+}
+
+std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
+                                                  const std::vector<LandmarkFace>& faces,
+                                                  const BoxTable* boxes, const RectNoise& noise,
+                                                  int faceWidth, std::uint64_t seed, int threads) {
+  std::vector<AlignmentSample> samples(faces.size());
+  parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
+    const LandmarkFace& face = faces[index];
+    const FaceRect rect =
+        evaluationRect(boxesOf(face, boxes), face, noise, seed, index, /*found=*/nullptr);
+    samples[index] =
+        makeSample(readPhotoRgb(folder + "/" + face.image), rect, face.points, faceWidth);
+    samples[index].face = index;
+    samples[index].manual = face.manual;
+  });
+  return samples;
+}
+
+}  // namespace alignment_training

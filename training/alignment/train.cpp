@@ -1,0 +1,119 @@
+// Command line program that trains the landmark model.
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <iostream>
+#include <memory>
+
+#include "training/alignment/dataset.h"
+#include "training/alignment/model_trainer.h"
+#include "training/alignment/model_writer.h"
+#include "training/alignment/sampler.h"
+
+namespace at = alignment_training;
+
+extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
+
+namespace {
+
+struct Arguments {
+  std::string data;
+  std::string out;
+  std::string boxes;
+  int limit = 0;  // Every n-th face so that about so many remain; 0 for all.
+  at::SamplerOptions sampler;
+  at::ModelOptions model;
+};
+
+void declareOptions(CLI::App& app, Arguments& arguments) {
+  at::SamplerOptions& sampler = arguments.sampler;
+  at::ModelOptions& model = arguments.model;
+  app.add_option("data", arguments.data, "Folder with train.jsonl, dev.jsonl and the photographs")
+      ->required();
+  app.add_option("--out", arguments.out, "Model file to write")->required();
+  app.add_option("--boxes", arguments.boxes, "Detector boxes, as detect_boxes writes them");
+  app.add_option("--limit", arguments.limit, "Train on about so many faces only");
+  app.add_option("--seed", model.seed, "Seed of all random choices")->capture_default_str();
+  app.add_option("--threads", model.stage.threads, "Threads")->capture_default_str();
+  app.add_option("--checkpoints", model.checkpointFolder,
+                 "Existing folder to save in, and go on from");
+  app.add_option("--stage-levels", model.stageLevels, "Pyramid level of each stage")
+      ->delimiter(',')
+      ->capture_default_str();
+  app.add_option("--levels-per-octave", model.levelsPerOctave)->capture_default_str();
+  app.add_option("--face-width", model.faceWidth, "Width of the scaled face box in pixels")
+      ->capture_default_str();
+  app.add_option("--starts", model.startsPerSample, "Of the nine starting shapes, so many a sample")
+      ->check(CLI::Range(1, at::kStarts))
+      ->capture_default_str();
+  app.add_option("--ridges", model.stage.ridges, "Candidates, in units of the mean diagonal")
+      ->delimiter(',')
+      ->capture_default_str();
+  app.add_option("--error-knees", model.errorKnees,
+                 "For each stage: an error at which a row counts half; 0: all rows count alike")
+      ->delimiter(',')
+      ->capture_default_str();
+  app.add_option("--folds", model.stage.folds)->check(CLI::PositiveNumber)->capture_default_str();
+  app.add_option("--manual-weight", model.stage.manualWeight)->capture_default_str();
+  app.add_option("--manual-variants", sampler.manualVariants)->capture_default_str();
+  app.add_option("--tracked-variants", sampler.trackedVariants)->capture_default_str();
+  app.add_option("--centre-noise", sampler.noise.centre, "In sides of the square")
+      ->capture_default_str();
+  app.add_option("--size-noise", sampler.noise.size, "Of the logarithm")->capture_default_str();
+  app.add_option("--wild-share", sampler.noise.wildShare, "Share with twice the noise")
+      ->capture_default_str();
+  app.add_option("--box-share", sampler.boxShare, "Share from detector boxes")
+      ->capture_default_str();
+  app.add_option("--rotation", sampler.rotationDegrees, "Standard deviation, in degrees")
+      ->capture_default_str();
+  app.add_option("--rotated-share", sampler.rotatedShare)->capture_default_str();
+}
+
+std::vector<at::LandmarkFace> thin(const std::vector<at::LandmarkFace>& faces, int limit) {
+  if (limit <= 0 || static_cast<size_t>(limit) >= faces.size()) return faces;
+  std::vector<at::LandmarkFace> kept;
+  for (int i = 0; i < limit; ++i) kept.push_back(faces[i * faces.size() / limit]);
+  return kept;
+}
+
+void train(Arguments& arguments) {
+  at::SamplerOptions& sampler = arguments.sampler;
+  sampler.seed = arguments.model.seed;
+  sampler.faceWidth = arguments.model.faceWidth;
+  const int threads = arguments.model.stage.threads;
+  std::unique_ptr<at::BoxTable> boxes;
+  if (!arguments.boxes.empty()) {
+    boxes = std::make_unique<at::BoxTable>(at::readBoxes(arguments.boxes));
+  }
+  const auto faces = thin(at::readLandmarkFaces(arguments.data, "train"), arguments.limit);
+  const auto devFaces = at::readLandmarkFaces(arguments.data, "dev");
+  const auto samples =
+      at::makeTrainingSamples(arguments.data, faces, boxes.get(), sampler, threads);
+  const auto dev =
+      at::makeMeasuringSamples(arguments.data, devFaces, boxes.get(), at::kMeasuringNoise,
+                               sampler.faceWidth, /*seed=*/1, threads);
+  const oznalib::SDMModel model =
+      at::trainModel(samples, dev, arguments.model, std::cout, /*curve=*/nullptr);
+  at::writeModel(model, arguments.out);
+  std::cout << "wrote " << arguments.out << std::endl;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Trains the model that places 68 landmarks.");
+  Arguments arguments;
+  declareOptions(app, arguments);
+  CLI11_PARSE(app, argc, argv);
+  // The bits of a product depend on how BLAS splits it, so the number of its threads is fixed.
+  if (openblas_set_num_threads != nullptr) {
+    openblas_set_num_threads(arguments.model.stage.threads);
+  }
+  try {
+    train(arguments);
+  } catch (const std::exception& error) {
+    std::cerr << "train_alignment: " << error.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}
