@@ -1,0 +1,403 @@
+// Tests of the pyramid, its gradients and its descriptors against a plain reference and hand-worked
+// values.
+
+#include "alignment/descriptor_pyramid.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+#include "tests/alignment/reference_pyramid.h"
+
+namespace {
+
+using oznalib::fastAtan2;
+using SDMCore::DescriptorPyramid;
+using SDMCore::GradientCell;
+using Bytes = std::array<std::uint8_t, 128>;
+
+// Blobs and noise with a flat, black strip on the right.
+std::vector<std::uint8_t> texture(int width, int height, unsigned seed) {
+  std::mt19937 random(seed);
+  std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * height);
+  for (int y = 0; y < height; ++y) {
+    for (int x = 0; x < width * 3 / 4; ++x) {
+      const double wave = 90 + 60 * std::sin(x * 0.21) * std::cos(y * 0.17);
+      pixels[static_cast<std::size_t>(y) * width + x] =
+          static_cast<std::uint8_t>(wave + static_cast<double>(random() % 60));
+    }
+  }
+  return pixels;
+}
+
+DescriptorPyramid built(const std::vector<std::uint8_t>& pixels, int width, int height,
+                        int levels) {
+  DescriptorPyramid pyramid(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height),
+                            static_cast<std::uint64_t>(levels));
+  pyramid.setImage(pixels.data(), static_cast<std::uint64_t>(width),
+                   static_cast<std::uint64_t>(height));
+  pyramid.buildLevels();
+  return pyramid;
+}
+
+const GradientCell* cellsOf(const DescriptorPyramid& pyramid, std::size_t level) {
+  return reinterpret_cast<const GradientCell*>(pyramid.gradients[0][level].data);
+}
+
+TEST(FastAtan2, CoversTheAxes) {
+  EXPECT_EQ(fastAtan2(0.0f, 0.0f), 0.0f);
+  EXPECT_EQ(fastAtan2(2.0f, 0.0f), 1.5707962513f);
+  EXPECT_EQ(fastAtan2(-2.0f, 0.0f), -1.5707962513f);
+  EXPECT_EQ(fastAtan2(0.0f, 3.0f), 0.0f);
+  EXPECT_EQ(fastAtan2(0.0f, -3.0f), 3.1415925026f);
+  EXPECT_EQ(fastAtan2(-0.0f, -3.0f), 3.1415925026f);
+}
+
+TEST(FastAtan2, EqualsTheBranchesOfItsDefinition) {
+  std::mt19937 random(1);
+  std::uniform_real_distribution<float> uniform(-1, 1);
+  for (int i = 0; i < 20000; ++i) {
+    const float y = uniform(random);
+    const float x = uniform(random);
+    ASSERT_EQ(fastAtan2(y, x), reference::angleOf(y, x)) << y << " " << x;
+    ASSERT_NEAR(fastAtan2(y, x), std::atan2(y, x), 0.006) << y << " " << x;
+  }
+}
+
+TEST(FastAtan2, TakesTheFlatBranchOnTheDiagonal) {
+  EXPECT_EQ(fastAtan2(1.0f, 1.0f), 1.0f / (0.28f + 1.0f));
+  EXPECT_EQ(fastAtan2(-1.0f, -1.0f), 1.0f / (0.28f + 1.0f) - 3.1415925026f);
+}
+
+TEST(DescriptorPyramid, CarriesItsConfiguration) {
+  const DescriptorPyramid pyramid(64, 48, 3);
+  EXPECT_EQ(pyramid.octaves, 1u);
+  EXPECT_EQ(pyramid.levels, 3u);
+  EXPECT_FALSE(pyramid.upsample);
+  EXPECT_EQ(pyramid.planes.size(), 1u);
+  EXPECT_EQ(pyramid.planes[0].size(), 6u);
+  EXPECT_EQ(pyramid.gradients[0].size(), 6u);
+  EXPECT_FLOAT_EQ(pyramid.step, 1.259921f);
+  EXPECT_EQ(pyramid.imageSigma, 0.5f);
+  EXPECT_EQ(pyramid.baseSigma, 0.8f);
+  EXPECT_EQ(pyramid.peakThreshold, 0.02f);
+  EXPECT_EQ(pyramid.edgeThreshold, 12.1f);
+  EXPECT_EQ(pyramid.windowFactor, 3.0f);
+  EXPECT_EQ(pyramid.magnification, 4.0f);
+  EXPECT_EQ(pyramid.clampLevel, 0.2f);
+  EXPECT_EQ(pyramid.pointCapacity, 128u);
+  EXPECT_EQ(pyramid.descriptorCapacity, 256u);
+  EXPECT_EQ(DescriptorPyramid(512, 512, 3).pointCapacity, 512u);
+  for (const SDMCore::Plane& plane : pyramid.planes[0]) {
+    EXPECT_EQ(plane.width, 64u);
+    EXPECT_EQ(plane.height, 48u);
+  }
+}
+
+TEST(DescriptorPyramid, PlanesEqualThePlainBlur) {
+  const int width = 61;
+  const int height = 43;
+  for (const int levels : {1, 2, 3, 5}) {
+    const std::vector<std::uint8_t> pixels = texture(width, height, 5);
+    const DescriptorPyramid pyramid = built(pixels, width, height, levels);
+    const auto expected = reference::pyramid(pixels, width, height, levels);
+    ASSERT_EQ(pyramid.planes[0].size(), expected.size());
+    for (std::size_t level = 0; level < expected.size(); ++level) {
+      const SDMCore::Plane& plane = pyramid.planes[0][level];
+      for (std::size_t i = 0; i < expected[level].pixels.size(); ++i) {
+        // Taps may differ in their last digit from those of the standard library's error function.
+        ASSERT_NEAR(plane.data[i], expected[level].pixels[i], 1e-6f) << levels << " " << level;
+      }
+    }
+  }
+}
+
+TEST(DescriptorPyramid, SetImageHonoursTheStride) {
+  const int width = 20;
+  const int height = 10;
+  const std::vector<std::uint8_t> pixels = texture(width, height, 6);
+  std::vector<std::uint8_t> padded(static_cast<std::size_t>(width + 5) * height, 255);
+  for (int y = 0; y < height; ++y) {
+    std::copy_n(pixels.data() + y * width, width, padded.data() + y * (width + 5));
+  }
+  DescriptorPyramid pyramid(width, height, 3);
+  pyramid.setImage(padded.data(), width + 5, height);
+  EXPECT_EQ(pyramid.planes[0][0].storage, built(pixels, width, height, 3).planes[0][0].storage);
+}
+
+TEST(DescriptorPyramid, SetImageCopiesWhereNoBlurIsMissing) {
+  DescriptorPyramid pyramid(4, 1, 3);
+  pyramid.baseSigma = pyramid.imageSigma;
+  const std::uint8_t pixels[] = {0, 51, 255, 1};
+  pyramid.setImage(pixels, 4, 1);
+  EXPECT_EQ(pyramid.planes[0][0].storage, (std::vector<float>{0.0f, 0.2f, 1.0f, 1.0f / 255.0f}));
+}
+
+TEST(DescriptorPyramid, PartialBuildEqualsTheFullOneUpToItsTop) {
+  const std::vector<std::uint8_t> pixels = texture(40, 30, 8);
+  const DescriptorPyramid full = built(pixels, 40, 30, 3);
+  DescriptorPyramid partial(40, 30, 3);
+  partial.setImage(pixels.data(), 40, 30);
+  partial.buildLevels(2);
+  for (std::size_t level = 0; level <= 2; ++level) {
+    EXPECT_EQ(partial.planes[0][level].storage, full.planes[0][level].storage);
+  }
+}
+
+TEST(PrepareGradient, EqualsThePlainGradientOfItsPlane) {
+  const int width = 45;
+  const int height = 38;
+  DescriptorPyramid pyramid = built(texture(width, height, 9), width, height, 3);
+  for (const std::size_t level : {0u, 2u, 5u}) {
+    reference::Picture plane(width, height);
+    plane.pixels = pyramid.planes[0][level].storage;
+    pyramid.prepareGradient(level);
+    EXPECT_EQ(pyramid.gradients[0][level].width, 4u * width);
+    EXPECT_EQ(pyramid.gradients[0][level].height, static_cast<std::uint64_t>(height));
+    for (int y = 0; y < height; ++y) {
+      for (int x = 0; x < width; ++x) {
+        const GradientCell& cell = cellsOf(pyramid, level)[y * width + x];
+        const reference::Cell expected = reference::gradientAt(plane, x, y);
+        ASSERT_EQ(cell.magnitude, expected.magnitude) << x << " " << y;
+        ASSERT_EQ(cell.fraction, expected.fraction) << x << " " << y;
+        ASSERT_EQ(cell.weight, expected.weight) << x << " " << y;
+        ASSERT_EQ(cell.bin, expected.bin) << x << " " << y;
+        ASSERT_EQ(cell.neighbour, expected.neighbour) << x << " " << y;
+      }
+    }
+  }
+}
+
+TEST(PrepareGradient, IsMadeOnFirstDemandAndOnce) {
+  DescriptorPyramid pyramid = built(texture(40, 40, 2), 40, 40, 3);
+  EXPECT_EQ(pyramid.gradients[0][1].data, nullptr);
+  float norm = 0;
+  Bytes out{};
+  pyramid.computeDescriptor(20, 20, 1, &norm, out.data());
+  EXPECT_NE(pyramid.gradients[0][1].data, nullptr);
+  EXPECT_EQ(pyramid.gradients[0][0].data, nullptr);
+  pyramid.gradients[0][1].data[4 * (20 * 40 + 20)] = -7;  // A second run would overwrite it.
+  pyramid.prepareGradient(1);
+  EXPECT_EQ(pyramid.gradients[0][1].data[4 * (20 * 40 + 20)], -7);
+}
+
+// Sets the four neighbours of the middle of a 3 by 3 plane so that its gradient is (dx, dy).
+GradientCell gradientOf(float dx, float dy) {
+  DescriptorPyramid pyramid(3, 3, 3);
+  float* p = pyramid.planes[0][0].data;
+  p[5] = dx;
+  p[7] = dy;
+  pyramid.prepareGradient(0);
+  return cellsOf(pyramid, 0)[4];
+}
+
+TEST(PrepareGradient, SharesAnAngleBetweenItsTwoBins) {
+  const GradientCell right = gradientOf(2, 0);
+  EXPECT_EQ(right.magnitude, 2);
+  EXPECT_EQ(right.bin, 0);
+  EXPECT_EQ(right.neighbour, 7);  // On the bin's centre counts as below it.
+  EXPECT_EQ(right.fraction, 0);
+  EXPECT_EQ(right.weight, 1);
+
+  const GradientCell down = gradientOf(0, 3);
+  EXPECT_EQ(down.bin, 2);
+  EXPECT_EQ(down.neighbour, 1);  // The quarter turn is a step short of pi / 2.
+
+  const GradientCell above_first = gradientOf(10, 1);  // About 5.7 degrees.
+  EXPECT_EQ(above_first.bin, 0);
+  EXPECT_EQ(above_first.neighbour, 1);
+  EXPECT_NEAR(above_first.fraction, std::atan(0.1) / (M_PI / 4), 0.005);
+}
+
+TEST(PrepareGradient, AnglesJustBelowTheFullTurnWrapToBinZero) {
+  const GradientCell just_below = gradientOf(10, -1);  // Nearest is bin 8, which is bin 0.
+  EXPECT_EQ(just_below.bin, 0);
+  EXPECT_EQ(just_below.neighbour, 7);
+  EXPECT_NEAR(just_below.fraction, std::atan(0.1) / (M_PI / 4), 0.005);
+
+  const GradientCell nearer_to_seven = gradientOf(10, -7);
+  EXPECT_EQ(nearer_to_seven.bin, 7);
+  EXPECT_EQ(nearer_to_seven.neighbour, 0);
+
+  const GradientCell beyond_seven = gradientOf(7, -10);
+  EXPECT_EQ(beyond_seven.bin, 7);
+  EXPECT_EQ(beyond_seven.neighbour, 6);
+}
+
+TEST(PrepareGradient, ImagesWithoutInteriorHaveNone) {
+  for (const std::uint64_t side : {1u, 2u}) {
+    DescriptorPyramid pyramid(side, side, 3);
+    pyramid.prepareGradient(0);
+    EXPECT_EQ(pyramid.gradients[0][0].storage, std::vector<float>(4 * side * side, 0.0f));
+  }
+}
+
+TEST(ComputeDescriptor, EqualsThePlainDescriptorByteForByte) {
+  const int width = 83;
+  const int height = 71;
+  std::mt19937 random(17);
+  std::uniform_real_distribution<float> across(-12.0f, static_cast<float>(width) + 12.0f);
+  for (const int levels : {2, 3}) {
+    DescriptorPyramid pyramid = built(texture(width, height, 10), width, height, levels);
+    // The planes of the code under test, so that the comparison is about the descriptor alone.
+    std::vector<reference::Picture> planes;
+    for (const SDMCore::Plane& plane : pyramid.planes[0]) {
+      planes.emplace_back(width, height);
+      planes.back().pixels = plane.storage;
+    }
+    int flat = 0;
+    for (int i = 0; i < 600; ++i) {
+      const float x = i % 7 == 0 ? static_cast<float>(i % width) : across(random);
+      const float y = i % 11 == 0 ? static_cast<float>(i % height) + 0.5f : across(random);
+      const float level = static_cast<float>(i % (levels + 3));
+      Bytes expected;
+      expected.fill(77);
+      Bytes out = expected;
+      float norm = -1;
+      const float expected_norm =
+          reference::descriptor(planes, levels, x, y, level, expected.data());
+      pyramid.computeDescriptor(x, y, level, &norm, out.data());
+      ASSERT_EQ(norm, expected_norm) << x << " " << y << " " << level;
+      ASSERT_EQ(out, expected) << x << " " << y << " " << level;
+      flat += expected_norm == 0.0f ? 1 : 0;
+    }
+    EXPECT_GT(flat, 0);
+    EXPECT_LT(flat, 300);
+  }
+}
+
+TEST(ComputeDescriptor, SeveralAtOnceEqualOneByOne) {
+  const int width = 83;
+  const int height = 71;
+  DescriptorPyramid pyramid = built(texture(width, height, 10), width, height, 3);
+  std::mt19937 random(23);
+  std::uniform_real_distribution<float> across(-12.0f, static_cast<float>(width) + 12.0f);
+  for (const std::size_t count : {0u, 1u, 2u, 3u, 8u, 67u}) {
+    std::vector<float> points(2 * count);
+    for (float& coordinate : points) {
+      coordinate = across(random);
+    }
+    if (count > 2) {
+      points[2] = std::nanf("");
+    }
+    std::vector<float> norms(count, -1.0f);
+    std::vector<std::uint8_t> out(128 * count, 33);
+    pyramid.computeDescriptors(points.data(), count, 1, norms.data(), out.data());
+    for (std::size_t i = 0; i < count; ++i) {
+      Bytes expected;
+      expected.fill(33);
+      float norm = -1;
+      pyramid.computeDescriptor(points[2 * i], points[2 * i + 1], 1, &norm, expected.data());
+      EXPECT_EQ(norms[i], norm) << count << " " << i;
+      EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.data() + 128 * i))
+          << count << " " << i;
+    }
+  }
+}
+
+TEST(ComputeDescriptor, BlackImageLeavesTheBuffer) {
+  DescriptorPyramid pyramid = built(std::vector<std::uint8_t>(50 * 50), 50, 50, 3);
+  Bytes out;
+  out.fill(9);
+  const Bytes before = out;
+  float norm = 5;
+  for (float at = -5; at < 60; at += 3.7f) {
+    pyramid.computeDescriptor(at, at, 0, &norm, out.data());
+    EXPECT_EQ(norm, 0);
+    EXPECT_EQ(out, before);
+  }
+}
+
+TEST(ComputeDescriptor, FaintPatchIsFlatUpToALengthOfOneHalf) {
+  // A vertical edge: scaled until the raw length passes 0.5.
+  const auto lengthAt = [](int contrast, Bytes& out) {
+    std::vector<std::uint8_t> pixels(60 * 60);
+    for (std::size_t i = 0; i < pixels.size(); ++i) {
+      pixels[i] = static_cast<std::uint8_t>(i % 60 < 30 ? 100 : 100 + contrast);
+    }
+    DescriptorPyramid pyramid = built(pixels, 60, 60, 3);
+    float norm = -1;
+    pyramid.computeDescriptor(30, 30, 0, &norm, out.data());
+    return norm;
+  };
+  Bytes strong{};
+  const float full = lengthAt(100, strong);
+  ASSERT_GT(full, 0.5f);
+  const int below = static_cast<int>(100 * 0.45f / full);
+  const int above = static_cast<int>(100 * 0.6f / full) + 1;
+  Bytes faint{};
+  EXPECT_EQ(lengthAt(below, faint), 0);
+  EXPECT_EQ(faint, Bytes{});
+  EXPECT_GT(lengthAt(above, faint), 0.5f);
+  EXPECT_NE(faint, Bytes{});
+}
+
+TEST(ComputeDescriptor, CornerSeesTheInteriorOnly) {
+  // All that a window at (0, 0) may touch starts at pixel (1, 1): the cells right of and below the
+  // middle.
+  DescriptorPyramid pyramid = built(texture(60, 60, 12), 60, 60, 3);
+  Bytes out{};
+  float norm = 0;
+  pyramid.computeDescriptor(0, 0, 0, &norm, out.data());
+  ASSERT_GT(norm, 0);
+  for (int cell = 0; cell < 16; ++cell) {
+    int sum = 0;
+    for (int bin = 0; bin < 8; ++bin) {
+      sum += out[static_cast<std::size_t>(cell * 8 + bin)];
+    }
+    const bool reached = cell / 4 >= 1 && cell % 4 >= 1;  // Shares reach half a cell back.
+    EXPECT_EQ(sum > 0, reached) << cell;
+  }
+}
+
+TEST(ComputeDescriptor, HorizontalStepFillsBinZeroOfTheMiddleColumns) {
+  std::vector<std::uint8_t> pixels(60 * 60);
+  for (std::size_t i = 0; i < pixels.size(); ++i) {
+    pixels[i] = i % 60 < 30 ? 0 : 200;
+  }
+  DescriptorPyramid pyramid = built(pixels, 60, 60, 3);
+  Bytes out{};
+  float norm = 0;
+  pyramid.computeDescriptor(29.5f, 30, 0, &norm, out.data());
+  for (int cell = 0; cell < 16; ++cell) {
+    for (int bin = 0; bin < 8; ++bin) {
+      const bool edge = (cell % 4 == 1 || cell % 4 == 2) && bin == 0;
+      EXPECT_EQ(out[static_cast<std::size_t>(cell * 8 + bin)] > 20, edge) << cell << " " << bin;
+    }
+  }
+}
+
+TEST(ComputeDescriptor, RunawayPointsHaveEmptyWindows) {
+  DescriptorPyramid pyramid = built(texture(50, 50, 3), 50, 50, 3);
+  const float infinity = std::numeric_limits<float>::infinity();
+  Bytes out{};
+  for (const float bad : {infinity, -infinity, std::nanf(""), 1e30f, -1e30f, 3e9f, -3e9f, 1e6f}) {
+    for (const bool in_x : {true, false}) {
+      float norm = 3;
+      pyramid.computeDescriptor(in_x ? bad : 20, in_x ? 20 : bad, 0, &norm, out.data());
+      EXPECT_EQ(norm, 0) << bad;
+      EXPECT_EQ(out, Bytes{}) << bad;
+    }
+  }
+}
+
+TEST(ComputeDescriptor, LevelsThatDoNotExistHaveEmptyWindows) {
+  DescriptorPyramid pyramid = built(texture(50, 50, 3), 50, 50, 3);
+  Bytes out{};
+  for (const float level : {6.0f, -2.0f, 1e20f}) {
+    float norm = 3;
+    pyramid.computeDescriptor(20, 20, level, &norm, out.data());
+    EXPECT_EQ(norm, 0) << level;
+  }
+  float norm = 0;
+  pyramid.computeDescriptor(20, 20, -1, &norm, out.data());  // Cut towards zero: level 0.
+  EXPECT_GT(norm, 0);
+}
+
+}  // namespace

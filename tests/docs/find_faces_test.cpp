@@ -1,0 +1,45 @@
+// The smallest program of the README, on a sample photograph.
+
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <opencv2/imgcodecs.hpp>
+#include <sstream>
+#include <string>
+
+namespace {
+
+std::string outputOf(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(command.c_str(), "r");
+  if (pipe == nullptr) return output;
+  char buffer[256];
+  while (fgets(buffer, sizeof(buffer), pipe) != nullptr) output += buffer;
+  pclose(pipe);
+  return output;
+}
+
+TEST(FindFaces, PrintsTheOneFaceOfAPortrait) {
+  const cv::Mat portrait = cv::imread(OZNA_SOURCE_DIR "/samples/astronaut.png");
+  ASSERT_FALSE(portrait.empty());
+  const std::string ppm = testing::TempDir() + "/find_faces_test.ppm";
+  ASSERT_TRUE(cv::imwrite(ppm, portrait));
+
+  std::istringstream lines(
+      outputOf("'" FIND_FACES "' '" OZNA_SOURCE_DIR "/public/' '" + ppm + "'"));
+  float left, top, right, bottom, score;
+  std::string word;
+  ASSERT_TRUE(lines >> left >> top >> right >> bottom >> word >> score);
+  EXPECT_EQ(word, "score");
+  EXPECT_GT(score, 0.98f);
+  // The eyes stand at about (206, 113) and (245, 113), the chin at about (226, 160).
+  EXPECT_LT(left, 200);
+  EXPECT_GT(right, 250);
+  EXPECT_LT(top, 108);
+  EXPECT_GT(bottom, 140);
+  std::string rest;
+  EXPECT_FALSE(lines >> rest) << "a second face: " << rest;
+  std::remove(ppm.c_str());
+}
+
+}  // namespace

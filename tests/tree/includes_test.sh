@@ -1,0 +1,37 @@
+#!/usr/bin/env bash
+# Checks that includes point one way only: each folder may include the folders named for it here, and its own.
+set -euo pipefail
+root=$1
+fail=0
+
+# allow FOLDER PATTERN: an include in quotes in FOLDER must match PATTERN, an extended regular expression.
+allow() {
+  local folder=$1 pattern=$2 hits
+  hits=$(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' "$root/$folder" \
+           --include='*.h' --include='*.hpp' --include='*.cpp' | grep -vE "include[[:space:]]*\"($pattern)" || true)
+  if [ -n "$hits" ]; then
+    echo "$folder/ may include only: $pattern. Found:"
+    echo "$hits"
+    fail=1
+  fi
+}
+
+allow caffe 'caffe/'
+allow mp 'mp/|caffe/util/math_functions\.hpp'
+allow imaging 'imaging/'
+allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/math_functions\.hpp'
+allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
+allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
+allow tools 'tools/|ozna\.h'
+
+# The one header of a host includes standard headers alone.
+if grep -nE '^[[:space:]]*#[[:space:]]*include' "$root/public/ozna.h" | grep -vE '<(cstdint|string|vector)>'; then
+  echo "public/ozna.h may include <cstdint>, <string> and <vector> only"
+  fail=1
+fi
+# Photograph files are the program's affair (and the trainers', which are programs too).
+if grep -rnE 'opencv2/(imgcodecs|highgui)' "$root/public" "$root/detector" "$root/alignment" "$root/mp" "$root/imaging" "$root/caffe"; then
+  echo "Only tools/ and training/ read image files"
+  fail=1
+fi
+exit "$fail"
