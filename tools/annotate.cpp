@@ -89,13 +89,29 @@ void drawScore(cv::Mat& pixels, const cv::Rect& box, float score, int width) {
               scale, kTextColour, stroke, cv::LINE_AA);
 }
 
+// In pixels; a fixed share of the face, so that the landmarks of an eye can be told apart at every size.
+float pointRadius(const Face& face) {
+  constexpr float kShareOfFace = 0.012F;
+  constexpr float kSmallest = 0.6F;
+  constexpr float kLargest = 100.0F;
+  const float side = std::min(face.rect.right - face.rect.left, face.rect.bottom - face.rect.top);
+  return std::clamp(side * kShareOfFace, kSmallest, kLargest);
+}
+
 bool isFinite(const std::vector<float>& points, size_t landmark) {
   return std::isfinite(points[2 * landmark]) && std::isfinite(points[2 * landmark + 1]);
 }
 
+// Landmarks are drawn to a sixteenth of a pixel, so that those of small faces stay apart.
+constexpr int kFractionBits = 4;
+constexpr float kFraction = 1 << kFractionBits;
+
 cv::Point landmarkPixel(const cv::Mat& pixels, const std::vector<float>& points, size_t landmark) {
-  return {pixelAt(points[2 * landmark], pixels.cols),
-          pixelAt(points[2 * landmark + 1], pixels.rows)};
+  const auto fixed = [](float coordinate, int side) {
+    const float margin = 2.0F * static_cast<float>(side);
+    return static_cast<int>(std::lround(std::clamp(coordinate, -margin, margin) * kFraction));
+  };
+  return {fixed(points[2 * landmark], pixels.cols), fixed(points[2 * landmark + 1], pixels.rows)};
 }
 
 void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
@@ -104,15 +120,16 @@ void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
     for (size_t i = curve.first; i <= curve.last; ++i) {
       if (isFinite(points, i)) line.push_back(landmarkPixel(pixels, points, i));
     }
-    cv::polylines(pixels, line, curve.closed, kOutlineColour, width, cv::LINE_AA);
+    cv::polylines(pixels, line, curve.closed, kOutlineColour, width, cv::LINE_AA, kFractionBits);
   }
 }
 
-void drawPoints(cv::Mat& pixels, const std::vector<float>& points, int width) {
+void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius) {
   for (size_t i = 0; i < points.size() / 2; ++i) {
     if (!isFinite(points, i)) continue;
-    cv::circle(pixels, landmarkPixel(pixels, points, i), width, kPointColour, cv::FILLED,
-               cv::LINE_AA);
+    cv::circle(pixels, landmarkPixel(pixels, points, i),
+               static_cast<int>(std::lround(radius * kFraction)), kPointColour, cv::FILLED,
+               cv::LINE_AA, kFractionBits);
   }
 }
 
@@ -125,8 +142,11 @@ void annotate(cv::Mat& pixels, const std::vector<Face>& faces) {
     const cv::Rect box = boxPixels(pixels, face.rect);
     if (!box.empty()) drawFrame(pixels, box, width);
     if (!box.empty() && face.score) drawScore(pixels, box, *face.score, width);
-    if (face.points.size() == 2 * kOutlinedLandmarks) drawOutline(pixels, face.points, width);
-    drawPoints(pixels, face.points, width);
+    const float radius = pointRadius(face);
+    if (face.points.size() == 2 * kOutlinedLandmarks) {
+      drawOutline(pixels, face.points, std::max(1, static_cast<int>(radius)));
+    }
+    drawPoints(pixels, face.points, radius);
   }
 }
 
