@@ -11,7 +11,7 @@ build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
        libprotobuf-dev libboost-dev libgoogle-glog-dev libopenblas-dev libleveldb-dev libsnappy-dev
        libcli11-dev nlohmann-json3-dev)
-check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache)
+check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales)
 fuzz=(clang libclang-rt-14-dev)
 
 wanted=()

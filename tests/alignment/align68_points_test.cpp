@@ -273,7 +273,9 @@ TEST_F(Align68, HugeRectanglesAreRefusedByTheImageLibrary) {
   }
 }
 
-TEST_F(Align68, ThreadsShareTheModel) {
+using Align68Threads = Align68;
+
+TEST_F(Align68Threads, ShareTheModel) {
   ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002f, 4)).load(), StatusOk);
   const cv::Mat image = texturedImage(400, 400, 3, 2);
   const Box rect = {120, 120, 250, 260};
