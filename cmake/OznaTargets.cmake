@@ -51,8 +51,8 @@ function(ozna_test name)
   target_link_libraries(${name} PRIVATE ozna_static GTest::gmock GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   set(environment ENVIRONMENT "OPENBLAS_NUM_THREADS=1")
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"
                        PROPERTIES TIMEOUT 300 ${environment})
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
                        TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 300 LABELS threads ${environment})
 endfunction()

@@ -34,23 +34,30 @@ for definition in "$root"/public/cascades/*/prototxt-*; do
   cp "$definition" "$corpus/net/$name"
 done
 
-# The products here are of a few numbers each; threads of the BLAS library would only slow them down.
-export OPENBLAS_NUM_THREADS=1
 export ASAN_OPTIONS="allocator_may_return_null=1${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
 export UBSAN_OPTIONS="print_stacktrace=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
-failed=0
-for target in text_reader binary_reader net record; do
-  log=$findings/$target.log
-  status=0
+
+# fuzz TARGET: runs one target and prints a line on its outcome.
+fuzz() {
+  local target=$1 log=$findings/$1.log status=0 runs
   "$build_folder/fuzz/${target}_fuzzer" -max_total_time="$seconds" -max_len=8192 -timeout=25 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$findings/$target-" "$corpus/$target" >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
   if [ "$status" -eq 0 ]; then
     echo "$target: no finding in ${runs:-an unknown number of} runs"
   else
-    failed=1
     tail -n 60 "$log" >&2
     echo "$target: finding, exit status $status; the log is $log"
   fi
+  return "$status"
+}
+
+# Two at a time: that many processors even a small machine has.
+failed=0
+for pair in "text_reader binary_reader" "net record"; do
+  read -r first second <<<"$pair"
+  fuzz "$first" &
+  fuzz "$second" || failed=1
+  wait $! || failed=1
 done
 exit "$failed"
