@@ -18,6 +18,7 @@ namespace {
 using caffe_test::DataOf;
 using caffe_test::MakeNet;
 using caffe_test::ParseNet;
+using caffe_test::SetData;
 using caffe_test::ShapeOf;
 
 std::string Input(const std::string& name, int num, int channels, int height, int width) {
@@ -238,6 +239,32 @@ TEST(NetInitDeathTest, EndsForALayerWithoutAClass) {
   EXPECT_DEATH(MakeNet("layers { name: 'h' type: WINDOW_DATA top: 'y' }"),
                "Layer h has unknown type 24");
   EXPECT_DEATH(MakeNet("layers { name: 'h' top: 'y' }"), "Layer h has unspecified type.");
+}
+
+// The layer before would write the shape that it was built with into the smaller or larger blob.
+TEST(NetInitDeathTest, EndsForALayerThatResizesItsBottomInPlace) {
+  const std::string input =
+      "input: 'data' input_dim: 1 input_dim: 2 input_dim: 6 input_dim: 6 "
+      "layers { name: 'first' type: CONVOLUTION bottom: 'data' top: 'a' "
+      "convolution_param { num_output: 2 kernel_size: 1 } } ";
+  const std::string message = "Layer second works in place but changes the size of its bottom.";
+  for (const char* layer : {"type: CONVOLUTION convolution_param { num_output: 32 kernel_size: 5 }",
+                            "type: POOLING pooling_param { kernel_size: 3 }",
+                            "type: INNER_PRODUCT inner_product_param { num_output: 2 }"}) {
+    EXPECT_DEATH(MakeNet(input + "layers { name: 'second' bottom: 'a' top: 'a' " + layer + " }"),
+                 message);
+  }
+}
+
+TEST(NetInit, LetsALayerFoldItsBottomInPlace) {
+  const auto net = MakeNet(
+      "input: 'data' input_dim: 2 input_dim: 1 input_dim: 2 input_dim: 2 "
+      "layers { name: 'first' type: POWER bottom: 'data' top: 'a' power_param { scale: 2 } } "
+      "layers { name: 'second' type: FLATTEN bottom: 'a' top: 'a' }");
+  SetData(net->input_blobs()[0], {1, 2, 3, 4, 5, 6, 7, 8});
+  net->ForwardAll();
+  EXPECT_EQ((std::vector<int>{2, 4, 1, 1}), ShapeOf(*net->blob_by_name("a")));
+  EXPECT_EQ((std::vector<float>{2, 4, 6, 8, 10, 12, 14, 16}), DataOf(*net->blob_by_name("a")));
 }
 
 TEST(NetInitDeathTest, EndsForWrongMultipliers) {

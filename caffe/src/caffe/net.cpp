@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <utility>
 
 #include "caffe/data_layers.hpp"
 #include "caffe/util/insert_splits.hpp"
@@ -28,6 +29,17 @@ const float kFirstRunInput = 100.0f;
 template <typename Dtype>
 void SetSize(int width, int height, Blob<Dtype>* blob) {
   blob->OverwriteShape(blob->num(), blob->channels(), height, width);
+}
+
+// The number of images and the number of values of each blob: what the memory and the loops of a
+// layer depend on. A layer may fold the other three sizes in place.
+template <typename Dtype>
+vector<std::pair<int, int>> SizesOf(const vector<Blob<Dtype>*>& blobs) {
+  vector<std::pair<int, int>> sizes;
+  for (const Blob<Dtype>* blob : blobs) {
+    sizes.emplace_back(blob->num(), blob->count());
+  }
+  return sizes;
 }
 
 }  // namespace
@@ -151,7 +163,11 @@ void Net<Dtype>::AppendLayer(const NetParameter& param, int i, BlobTable* table)
   bool need_backward = param.force_backward();
   need_backward |= AppendBottoms(layer_param, i, table);
   AppendTops(layer_param, i, param.force_backward(), table);
+  const vector<std::pair<int, int>> bottom_sizes = SizesOf(bottom_vecs_[i]);
   layers_[i]->SetUp(bottom_vecs_[i], &top_vecs_[i]);
+  // The layers before have sized their buffers and loops by these blobs.
+  CHECK(SizesOf(bottom_vecs_[i]) == bottom_sizes)
+      << "Layer " << layer_param.name() << " works in place but changes the size of its bottom.";
   need_backward |= ParamsNeedBackward(i);
   layer_need_backward_.push_back(need_backward);
   if (need_backward) {
