@@ -18,29 +18,6 @@ constexpr float kScoreFloor = 0.0F;
 constexpr float kUnionLimit = 0.5F;         // Between stages.
 constexpr float kContainmentLimit = 0.25F;  // At the end.
 
-cv::Mat resizeToWorkingImage(const cv::Mat& image, float scale) {
-  const cv::Size size(truncateToPixel(static_cast<float>(image.cols) * scale),
-                      truncateToPixel(static_cast<float>(image.rows) * scale));
-  cv::Mat working;
-  cv::resize(image, working, size, 4.0, 0.0, cv::INTER_LINEAR);
-  return working;
-}
-
-// Takes boxes from the working image to the caller's. Their coordinates were cut to whole pixels
-// once before; the networks are trained on boxes that are cut twice.
-void mapToImage(CandidateList& list, float scale) {
-  const float reciprocal = 1.0F / scale;
-  const auto map = [&](std::int32_t value) {
-    return truncateToPixel(static_cast<float>(value) * reciprocal);
-  };
-  for (FaceCandidate& candidate : list.candidates) {
-    candidate.x = map(candidate.x);
-    candidate.y = map(candidate.y);
-    candidate.width = map(candidate.width);
-    candidate.height = map(candidate.height);
-  }
-}
-
 }  // namespace
 
 float workingScale(int rows, int columns, const CascadeParameter& parameter) {
@@ -56,12 +33,34 @@ float workingScale(int rows, int columns, const CascadeParameter& parameter) {
   return face_to_window * std::min(parameter.maxUpscale, ratio);
 }
 
+cv::Mat makeWorkingImage(const cv::Mat& image, const CascadeParameter& parameter) {
+  const float scale = workingScale(image.rows, image.cols, parameter);
+  const cv::Size size(truncateToPixel(static_cast<float>(image.cols) * scale),
+                      truncateToPixel(static_cast<float>(image.rows) * scale));
+  cv::Mat working;
+  cv::resize(image, working, size, 4.0, 0.0, cv::INTER_LINEAR);
+  return working;
+}
+
+// The networks are trained on boxes that were cut to whole pixels twice.
+void mapToImage(CandidateList& list, float scale) {
+  const float reciprocal = 1.0F / scale;
+  const auto map = [&](std::int32_t value) {
+    return truncateToPixel(static_cast<float>(value) * reciprocal);
+  };
+  for (FaceCandidate& candidate : list.candidates) {
+    candidate.x = map(candidate.x);
+    candidate.y = map(candidate.y);
+    candidate.width = map(candidate.width);
+    candidate.height = map(candidate.height);
+  }
+}
+
 CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stageResults,
                          const CascadeParameter& parameter) {
-  const float scale = workingScale(image.rows, image.cols, parameter);
-  const cv::Mat working = resizeToWorkingImage(image, scale);
-  CandidateList list = scanDenseStage(detector.stages[0], working, parameter);
-  mapToImage(list, scale);
+  CandidateList list =
+      scanDenseStage(detector.stages[0], makeWorkingImage(image, parameter), parameter);
+  mapToImage(list, workingScale(image.rows, image.cols, parameter));
   sortByScore(list);
   stageResults[0].push_back(list);
   keepAboveThreshold(list, detector.stages[0].threshold);

@@ -22,6 +22,17 @@ using StageResults = std::vector<std::vector<CandidateList>>;
 /// smaller image is enlarged towards maxImageSide before that, by no more than maxUpscale.
 float workingScale(int rows, int columns, const CascadeParameter& parameter);
 
+/// The image in which the dense stage searches: image, resized bilinearly by workingScale.
+///
+/// image    8-bit, 3 channels; read only.
+/// Errors   A result without area raises cv::Exception.
+/// Threads  Any number.
+cv::Mat makeWorkingImage(const cv::Mat& image, const CascadeParameter& parameter);
+
+/// Takes boxes, in place, from the working image of that scale to the caller's image. The
+/// coordinates, cut to whole pixels when the boxes were made, are cut once more.
+void mapToImage(CandidateList& list, float scale);
+
 /// Finds the faces of an image.
 ///
 /// detector      A complete cascade of at least one stage. Its networks are written.

@@ -26,21 +26,6 @@ float levelFactor(float pyramid_factor, int level) {
                     : std::pow(pyramid_factor, static_cast<float>(level));
 }
 
-// Gives the image of a level, or an empty one where the pyramid ends.
-cv::Mat levelImage(const cv::Mat& working, int level, float factor, int window_size) {
-  if (level == 0) {
-    return working;
-  }
-  const int width = truncateToPixel(static_cast<float>(working.cols) / factor);
-  const int height = truncateToPixel(static_cast<float>(working.rows) / factor);
-  if (width <= window_size + 1 || height <= window_size + 1) {
-    return cv::Mat();
-  }
-  cv::Mat resized;
-  cv::resize(working, resized, cv::Size(width, height), 4.0, 0.0, cv::INTER_LINEAR);
-  return resized;
-}
-
 std::int64_t capacity(const FloatBlob& blob) {
   return blob.data_ ? static_cast<std::int64_t>(blob.data_->size() / sizeof(float)) : 0;
 }
@@ -112,6 +97,21 @@ void appendCells(const FloatBlob& probs, const cv::Mat& level_image, int window_
 
 }  // namespace
 
+cv::Mat makeLevelImage(const cv::Mat& working, int level, const CascadeParameter& parameter) {
+  if (level == 0) {
+    return working;
+  }
+  const float factor = levelFactor(parameter.pyramidFactor, level);
+  const int width = truncateToPixel(static_cast<float>(working.cols) / factor);
+  const int height = truncateToPixel(static_cast<float>(working.rows) / factor);
+  if (width <= parameter.windowSize + 1 || height <= parameter.windowSize + 1) {
+    return cv::Mat();
+  }
+  cv::Mat resized;
+  cv::resize(working, resized, cv::Size(width, height), 4.0, 0.0, cv::INTER_LINEAR);
+  return resized;
+}
+
 CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
                              const CascadeParameter& parameter) {
   FloatNet& net = *stage.net;
@@ -120,8 +120,7 @@ CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
   CHECK(probs != nullptr) << "The first network has no blob \"" << probsBlobName << "\".";
   CandidateList list;
   for (int level = 0; level < parameter.pyramidLevels; ++level) {
-    const float factor = levelFactor(parameter.pyramidFactor, level);
-    const cv::Mat level_image = levelImage(working, level, factor, parameter.windowSize);
+    const cv::Mat level_image = makeLevelImage(working, level, parameter);
     if (level_image.empty()) {
       break;
     }
@@ -139,6 +138,7 @@ CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
     }
     writePixelPlanes(level_image, input);
     net.FF();
+    const float factor = levelFactor(parameter.pyramidFactor, level);
     appendCells(*probs, level_image, parameter.windowSize, factor, level, list.candidates);
   }
   return list;

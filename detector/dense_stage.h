@@ -11,6 +11,11 @@
 
 namespace oznalib {
 
+/// The image of a pyramid level: working itself, shared, for level 0, and working reduced bilinearly
+/// by pyramidFactor to the power of the level otherwise. Empty where the pyramid ends, which is at
+/// a level whose sides are not both above windowSize + 1.
+cv::Mat makeLevelImage(const cv::Mat& working, int level, const CascadeParameter& parameter);
+
 /// Scans the working image and makes a candidate of every cell of every probability map.
 ///
 /// stage      The first one. Its network is in fast mode and ends in a blob "probs" of 2 planes,
