@@ -27,10 +27,11 @@
 #include "training/alignment/model_trainer.h"
 #include "training/alignment/model_writer.h"
 #include "training/alignment/normal_equations.h"
-#include "training/alignment/parallel_for.h"
 #include "training/alignment/rectangles.h"
 #include "training/alignment/sampler.h"
 #include "training/alignment/shapes.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
 
 namespace alignment_training {
 namespace {
@@ -327,7 +328,8 @@ TEST(ReadPhotoRgb, PutsRedFirst) {
   const ScratchFolder folder;
   ASSERT_TRUE(
       cv::imwrite(folder.path() + "/red.png", cv::Mat(2, 2, CV_8UC3, cv::Scalar(0, 0, 200))));
-  EXPECT_EQ(readPhotoRgb(folder.path() + "/red.png").at<cv::Vec3b>(1, 1), cv::Vec3b(200, 0, 0));
+  EXPECT_EQ(training::readPhotoRgb(folder.path() + "/red.png").at<cv::Vec3b>(1, 1),
+            cv::Vec3b(200, 0, 0));
 }
 
 // --------------------------------------------------------------------------------------- sampler
@@ -379,20 +381,20 @@ TEST(MakeTrainingSamples, StartFromDetectorBoxesWhereAsked) {
   options.boxShare = 1;
   options.noise = {0, 0, 0};
   const auto samples = makeTrainingSamples(folder.path(), faces, &boxes, options, 1);
-  const AlignmentSample expected =
-      makeSample(readPhotoRgb(folder.path() + "/" + faces[0].image), box, faces[0].points, 100);
+  const AlignmentSample expected = makeSample(
+      training::readPhotoRgb(folder.path() + "/" + faces[0].image), box, faces[0].points, 100);
   ASSERT_EQ(samples.size(), 1U);
   for (int i = 0; i < kCoordinates; ++i) EXPECT_NEAR(samples[0].truth[i], expected.truth[i], 0.01);
 }
 
 TEST(ParallelFor, VisitsEachIndexOnceAndPassesOnFailures) {
   std::vector<int> visits(100);
-  parallelFor(100, 3, [&](int index) { ++visits[index]; });
+  training::parallelFor(100, 3, [&](int index) { ++visits[index]; });
   EXPECT_EQ(visits, std::vector<int>(100, 1));
-  EXPECT_THROW(parallelFor(10, 3,
-                           [](int index) {
-                             if (index == 4) throw std::runtime_error("four");
-                           }),
+  EXPECT_THROW(training::parallelFor(10, 3,
+                                     [](int index) {
+                                       if (index == 4) throw std::runtime_error("four");
+                                     }),
                std::runtime_error);
 }
 

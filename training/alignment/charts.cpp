@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
+#include "training/common/photograph.h"
+
 namespace alignment_training {
 namespace {
 
@@ -109,7 +111,8 @@ cv::Mat drawWorstFaces(const std::string& folder, const std::vector<LandmarkFace
   cv::Mat sheet(std::max(rows, 1) * kCellSide, kColumns * kCellSide, CV_8UC3, cv::Scalar(0, 0, 0));
   for (size_t i = 0; i < measured.size(); ++i) {
     const LandmarkFace& face = faces[measured[i].face];
-    const cv::Mat cell = drawFace(readPhotoRgb(folder + "/" + face.image), face, measured[i]);
+    const cv::Mat cell =
+        drawFace(training::readPhotoRgb(folder + "/" + face.image), face, measured[i]);
     const int column = static_cast<int>(i) % kColumns;
     const int row = static_cast<int>(i) / kColumns;
     cell.copyTo(sheet(cv::Rect(column * kCellSide, row * kCellSide, kCellSide, kCellSide)));

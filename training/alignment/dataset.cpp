@@ -1,11 +1,9 @@
-// JSON lines to annotated faces, and photographs in the library's channel order.
+// JSON lines to annotated faces.
 
 #include "training/alignment/dataset.h"
 
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <opencv2/imgcodecs.hpp>
-#include <opencv2/imgproc.hpp>
 #include <stdexcept>
 
 namespace alignment_training {
@@ -41,13 +39,6 @@ std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std
     }
   }
   return faces;
-}
-
-cv::Mat readPhotoRgb(const std::string& path) {
-  cv::Mat photo = cv::imread(path, cv::IMREAD_COLOR);
-  if (photo.empty()) throw std::runtime_error("cannot read " + path);
-  cv::cvtColor(photo, photo, cv::COLOR_BGR2RGB);
-  return photo;
 }
 
 }  // namespace alignment_training

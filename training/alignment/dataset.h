@@ -3,7 +3,6 @@
 #ifndef OZNA_TRAINING_ALIGNMENT_DATASET_H_
 #define OZNA_TRAINING_ALIGNMENT_DATASET_H_
 
-#include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
@@ -21,10 +20,6 @@ struct LandmarkFace {
 /// Reads folder/split.jsonl: one JSON object a line with "image", "quality" ("manual" or "tracked")
 /// and "points", 68 pairs. Throws std::runtime_error that names the file and the line.
 std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std::string& split);
-
-/// Loads a photograph with its channels in the order red, green, blue and its rows packed, as the
-/// library takes it. Throws std::runtime_error for a file that cannot be read.
-cv::Mat readPhotoRgb(const std::string& path);
 
 }  // namespace alignment_training
 

@@ -11,7 +11,8 @@
 
 #include "training/alignment/dataset.h"
 #include "training/alignment/face_boxes.h"
-#include "training/alignment/parallel_for.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
 
 namespace at = alignment_training;
 
@@ -33,10 +34,10 @@ void detectAll(const std::string& data, const std::string& models, const std::st
   std::vector<std::string> lines(faces.size());
   std::vector<int> found(threads);
   // One cascade a thread, since a detector writes into its networks.
-  at::parallelFor(threads, threads, [&](int thread) {
+  training::parallelFor(threads, threads, [&](int thread) {
     at::BoxFinder finder(models);
     for (size_t i = thread; i < faces.size(); i += threads) {
-      const auto boxes = finder.find(at::readPhotoRgb(data + "/" + faces[i].image));
+      const auto boxes = finder.find(training::readPhotoRgb(data + "/" + faces[i].image));
       lines[i] = boxLine(faces[i].image, boxes);
       const at::FaceRect square = at::conventionSquare(faces[i].points);
       found[thread] += at::bestBox(boxes, square, at::kLeastOverlap) != nullptr ? 1 : 0;

@@ -11,6 +11,7 @@
 #include "training/alignment/dataset.h"
 #include "training/alignment/evaluation.h"
 #include "training/alignment/face_boxes.h"
+#include "training/common/photograph.h"
 
 namespace at = alignment_training;
 
@@ -61,7 +62,7 @@ at::BoxTable boxesFor(const Arguments& arguments, const std::vector<at::Landmark
   if (arguments.models.empty()) return table;
   at::BoxFinder finder(arguments.models);
   for (const at::LandmarkFace& face : faces) {
-    table[face.image] = finder.find(at::readPhotoRgb(arguments.data + "/" + face.image));
+    table[face.image] = finder.find(training::readPhotoRgb(arguments.data + "/" + face.image));
   }
   return table;
 }

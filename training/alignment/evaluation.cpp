@@ -8,8 +8,9 @@
 #include "alignment/landmark_groups.h"
 #include "ozna.h"
 #include "training/alignment/face_boxes.h"
-#include "training/alignment/parallel_for.h"
 #include "training/alignment/sampler.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
 
 namespace alignment_training {
 namespace {
@@ -42,14 +43,14 @@ std::vector<MeasuredFace> measureFaces(const std::string& folder,
                                        const BoxTable& boxes, const RectNoise& noise,
                                        std::uint64_t seed, int threads) {
   std::vector<MeasuredFace> measured(faces.size());
-  parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
+  training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
     const auto known = boxes.find(face.image);
     bool detected = false;
     const FaceRect rect =
         evaluationRect(known == boxes.end() ? std::vector<FaceRect>() : known->second, face, noise,
                        seed, index, &detected);
-    measured[index] = measureFace(readPhotoRgb(folder + "/" + face.image), face, rect);
+    measured[index] = measureFace(training::readPhotoRgb(folder + "/" + face.image), face, rect);
     measured[index].face = index;
     measured[index].detected = detected;
   });

@@ -8,7 +8,7 @@
 
 #include "alignment/descriptor_pyramid.h"
 #include "alignment/regression.h"
-#include "training/alignment/parallel_for.h"
+#include "training/common/parallel_for.h"
 
 namespace alignment_training {
 namespace {
@@ -71,7 +71,7 @@ RegressionRows makeRows(const std::vector<AlignmentSample>& samples, const Shape
 void describeRows(const std::vector<AlignmentSample>& samples, const Shape& meanShape, int level,
                   int levelsPerOctave, int threads, RegressionRows& rows) {
   rows.features.resize(rows.count() * kFeatures);
-  parallelFor(static_cast<int>(samples.size()), threads, [&](int index) {
+  training::parallelFor(static_cast<int>(samples.size()), threads, [&](int index) {
     cv::Mat padded;
     padSample(samples[index], meanShape, padded);
     SDMCore::DescriptorPyramid pyramid(padded.cols, padded.rows, levelsPerOctave);

@@ -7,7 +7,8 @@
 
 #include "alignment/align68_points.h"
 #include "training/alignment/face_boxes.h"
-#include "training/alignment/parallel_for.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
 
 namespace alignment_training {
 namespace {
@@ -124,9 +125,10 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
                                                  const BoxTable* boxes,
                                                  const SamplerOptions& options, int threads) {
   std::vector<std::vector<AlignmentSample>> byFace(faces.size());
-  parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
+  training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
-    const Scene plain{readPhotoRgb(folder + "/" + face.image), face.points, boxesOf(face, boxes)};
+    const Scene plain{training::readPhotoRgb(folder + "/" + face.image), face.points,
+                      boxesOf(face, boxes)};
     const Scene mirrored = mirrorScene(plain);
     std::mt19937_64 random = generatorFor(options.seed, index);
     const int variants = face.manual ? options.manualVariants : options.trackedVariants;
@@ -159,12 +161,12 @@ std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const BoxTable* boxes, const RectNoise& noise,
                                                   int faceWidth, std::uint64_t seed, int threads) {
   std::vector<AlignmentSample> samples(faces.size());
-  parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
+  training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
     const FaceRect rect =
         evaluationRect(boxesOf(face, boxes), face, noise, seed, index, /*found=*/nullptr);
     samples[index] =
-        makeSample(readPhotoRgb(folder + "/" + face.image), rect, face.points, faceWidth);
+        makeSample(training::readPhotoRgb(folder + "/" + face.image), rect, face.points, faceWidth);
     samples[index].face = index;
     samples[index].manual = face.manual;
   });

@@ -10,7 +10,7 @@
 #include <memory>
 
 #include "training/alignment/normal_equations.h"
-#include "training/alignment/parallel_for.h"
+#include "training/common/parallel_for.h"
 
 namespace alignment_training {
 namespace {
@@ -62,7 +62,7 @@ void forBatches(const RegressionRows& rows, const RowList& list, const std::vect
   std::vector<float> x(static_cast<size_t>(options.batchRows) * kFeatures);
   for (size_t first = 0; first < list.size(); first += options.batchRows) {
     const int count = static_cast<int>(std::min<size_t>(options.batchRows, list.size() - first));
-    parallelFor(count, options.threads, [&](int i) {
+    training::parallelFor(count, options.threads, [&](int i) {
       const std::uint8_t* bytes = rows.feature(list[first + i]);
       float* out = x.data() + static_cast<size_t>(i) * kFeatures;
       for (int k = 0; k < kFeatures; ++k) out[k] = bytes[k] * kFeatureScale - mean[k];

@@ -1,6 +1,6 @@
 // Threads that draw the next index from a shared counter.
 
-#include "training/alignment/parallel_for.h"
+#include "training/common/parallel_for.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace alignment_training {
+namespace training {
 
 void parallelFor(int count, int threads, const std::function<void(int)>& work) {
   std::atomic<int> next{0};
@@ -33,4 +33,4 @@ void parallelFor(int count, int threads, const std::function<void(int)>& work) {
   if (failure) std::rethrow_exception(failure);
 }
 
-}  // namespace alignment_training
+}  // namespace training

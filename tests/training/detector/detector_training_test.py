@@ -1,0 +1,152 @@
+"""The fitting of the detector's networks: twins that agree with the library, and a tiny training from nothing."""
+
+import json
+import os
+import shutil
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+
+torch = pytest.importorskip("torch")
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
+TRAINING = os.path.join(ROOT, "training/detector")
+TOOLS = os.environ.get("OZNA_TRAINING_TOOLS", os.path.join(ROOT, "build/release/training/detector"))
+sys.path.insert(0, TRAINING)
+
+import fitting  # noqa: E402
+import networks  # noqa: E402
+import train  # noqa: E402
+import windows as w  # noqa: E402
+
+# Squares around the nine faces of samples/group.jpg: centre and side, measured by eye.
+GROUP = [(856, 112, 74), (376, 480, 66), (616, 496, 80), (1164, 410, 66), (182, 123, 120), (900, 476, 140), (126, 525, 108),
+         (547, 178, 158), (1137, 144, 130)]
+
+
+@pytest.fixture(scope="module")
+def data(tmp_path_factory):
+    """A data folder of the sample photographs, each under many names, since a tenth of the names is held back."""
+    folder = tmp_path_factory.mktemp("data")
+    photographs = folder / "detection" / "train"
+    photographs.mkdir(parents=True)
+    (folder / "negatives").mkdir()
+    faces = [{"cx": cx, "cy": cy, "side": side, "ignore": False} for cx, cy, side in GROUP]
+    with open(folder / "detection" / "train.jsonl", "w", encoding="ascii") as file:
+        for i in range(12):
+            shutil.copy(os.path.join(ROOT, "samples/group.jpg"), photographs / f"{i}.jpg")
+            json.dump({"image": f"train/{i}.jpg", "width": 1280, "height": 700, "faces": faces}, file)
+            file.write("\n")
+    return folder
+
+
+@pytest.fixture(scope="module")
+def schema(tmp_path_factory):
+    folder = tmp_path_factory.mktemp("schema")
+    source = os.path.join(ROOT, "caffe/src/caffe/proto")
+    subprocess.run(["protoc", f"--proto_path={source}", f"--python_out={folder}", "caffe.proto"], check=True)
+    sys.path.insert(0, str(folder))
+    import caffe_pb2
+
+    return caffe_pb2
+
+
+def trained_twin(schema, network):
+    folder, definition, weights, side = train.NETWORKS[network]
+    base = os.path.join(ROOT, "public/cascades", folder)
+    twin = networks.Twin(networks.read_definition(schema, os.path.join(base, definition)), (3, side, side))
+    message = schema.NetParameter()
+    with open(os.path.join(base, weights), "rb") as file:
+        message.ParseFromString(file.read())
+    twin.from_message(message)
+    return twin, message
+
+
+@pytest.mark.parametrize("network", ["first", "second", "third"])
+def test_twin_scores_windows_as_the_library_does(data, schema, tmp_path, network):
+    prefix = str(tmp_path / network)
+    command = [os.path.join(TOOLS, "mine_windows"), str(data), "--models", os.path.join(ROOT, "public"), "--out", prefix,
+               "--target", network, "--score", "--negatives", "100", "--jittered", "2", "--limit", "1"]
+    subprocess.run(command, check=True)
+    mined = w.Windows([prefix])
+    assert len(mined) > 50
+    twin, _ = trained_twin(schema, network)
+    mean = 100.0 if network == "first" else w.read_mean(
+        os.path.join(ROOT, "public/cascades", train.NETWORKS[network][0], "mean"))
+    if network == "first":  # What the exported bias does in the library, pixels less 100 do in the twin.
+        with torch.no_grad():
+            twin.modules_by_name["conv1"].bias.zero_()
+    logits = fitting.answers(twin, mined, mean)
+    scores = 1 / (1 + np.exp(logits[:, 0] - logits[:, 1]))
+    assert np.abs(scores - mined.labels[:, w.SCORE]).max() < 1e-3
+    assert scores.max() - scores.min() > 0.5
+
+
+@pytest.mark.parametrize("network", list(train.NETWORKS))
+def test_weights_come_back_as_they_were_read(schema, network):
+    twin, message = trained_twin(schema, network)
+    written = {layer.name: layer for layer in twin.to_message().layers}
+    for layer in message.layers:
+        assert len(layer.blobs) == len(written[layer.name].blobs)
+        for one, other in zip(layer.blobs, written[layer.name].blobs):
+            assert (one.num, one.channels, one.height, one.width) == (other.num, other.channels, other.height, other.width)
+            np.testing.assert_allclose(np.array(one.data), np.array(other.data), rtol=1e-6)
+
+
+def test_the_first_network_is_written_with_the_bias_of_pixels_less_100(schema):
+    twin, _ = trained_twin(schema, "first")
+    twin.initialise(torch.Generator().manual_seed(3))
+    fitting.first_network_bias(twin)
+    conv = next(layer for layer in twin.to_message().layers if layer.name == "conv1")
+    weight = np.array(conv.blobs[0].data).reshape(16, 27)
+    np.testing.assert_allclose(np.array(conv.blobs[1].data), -100 * weight.sum(1), rtol=1e-4, atol=1e-4)
+
+
+def test_normalisation_across_channels_is_the_plain_formula():
+    x = torch.randn(1, 12, 2, 3, generator=torch.Generator().manual_seed(1)) * 30
+    y = networks.AcrossChannels(12, 9, 0.001)(x)
+    for c in range(12):
+        near = x[0, max(0, c - 4) : c + 5].double()
+        expected = x[0, c].double() * (1 + 0.001 / 9 * near.square().sum(0)) ** -0.75
+        np.testing.assert_allclose(y[0, c].numpy(), expected.numpy(), rtol=1e-4)
+
+
+def test_jitter_keeps_shape_and_range_and_changes_colours():
+    pixels = np.random.default_rng(0).integers(0, 256, (64, 3, 24, 24), dtype=np.uint8)
+    changed = w.jitter(pixels, np.random.default_rng(1), mirror=True, occlude=0.5)
+    assert changed.shape == pixels.shape
+    assert changed.min() >= 0 and changed.max() <= 255
+    grey = [(row[0] == row[1]).all() and (row[1] == row[2]).all() for row in changed]
+    assert 1 <= sum(grey) <= 24
+    assert (changed - torch.from_numpy(pixels).float()).abs().mean() > 3
+
+
+def test_hard_windows_are_drawn_more_often():
+    sampler = fitting.Sampler(np.ones(1000, np.float32))
+    sampler.saw(np.arange(1000), np.where(np.arange(1000) < 100, 1.0, 0.0))
+    drawn = sampler.epoch(20000, np.random.default_rng(2))
+    # 100 windows of difficulty 1 against 900 of 0.08: 100 / 172 of the draws.
+    assert abs((drawn < 100).mean() - 100 / 172) < 0.02
+    assert sampler.correction(np.array([0, 999])) == pytest.approx([1, 1 / np.sqrt(0.08)])
+
+
+def test_a_tiny_training_from_nothing_lowers_every_loss_and_resumes(data, tmp_path):
+    command = [sys.executable, os.path.join(TRAINING, "train.py"), str(data), "--work", str(tmp_path), "--tools", TOOLS,
+               "--threads", "1", "--scale", "0.006", "--seed", "4"]
+    subprocess.run(command, check=True)
+    losses = {network: [] for network in train.NETWORKS}
+    for number, (kind, network, _) in enumerate(train.PLAN, 1):
+        if kind == "fit":
+            with open(tmp_path / f"{number}-fit-{network}.curve.json", encoding="ascii") as file:
+                losses[network] += [loss for _, loss in json.load(file)]
+    for network, values in losses.items():
+        assert values[-1] < 0.9 * values[0], f"{network}: {values}"
+    # All is done: a second run has nothing to do and leaves the model as it is.
+    weights = tmp_path / "model/cascades/x64Net/proto"
+    before = weights.read_bytes()
+    again = subprocess.run(command, check=True, capture_output=True, text=True)
+    assert "Step" not in again.stderr
+    assert weights.read_bytes() == before
+    assert before != open(os.path.join(ROOT, "public/cascades/x64Net/proto"), "rb").read()

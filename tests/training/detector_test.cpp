@@ -1,0 +1,368 @@
+// The detector's training: data, views, windows, evaluation.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+#include <set>
+#include <string>
+
+#include "detector/model_store.h"
+#include "detector/pixel_planes.h"
+#include "training/common/photograph.h"
+#include "training/detector/charts.h"
+#include "training/detector/evaluation.h"
+#include "training/detector/miner.h"
+#include "training/detector/overlap.h"
+#include "training/detector/photographs.h"
+#include "training/detector/views.h"
+#include "training/detector/window_file.h"
+
+namespace {
+
+using namespace detector_training;  // NOLINT: the whole file is about it.
+using oznalib::FaceCandidate;
+using testing::HasSubstr;
+
+const std::string kModels = OZNA_SOURCE_DIR "/public";
+const std::string kGroup = OZNA_SOURCE_DIR "/samples/group.jpg";
+
+// Squares around the nine faces of the group photograph, measured by eye to a few pixels.
+const std::vector<FaceSquare> kGroupFaces{
+    {856, 112, 74, false},  {376, 480, 66, false},  {616, 496, 80, false},
+    {1164, 410, 66, false}, {182, 123, 120, false}, {900, 476, 140, false},
+    {126, 525, 108, false}, {547, 178, 158, false}, {1137, 144, 130, false}};
+
+void loadCascade(oznalib::DetectorImpl& detector) {
+  const std::string root = kModels + "/";
+  const char* folder = root.c_str();
+  ASSERT_EQ(loadFromFiles(oznalib::DetectorParams(folder, "stages.txt"), detector),
+            oznalib::StatusOk);
+}
+
+std::string emptyFolder(const std::string& name) {
+  const std::string folder = testing::TempDir() + "/" + name;
+  std::filesystem::remove_all(folder);
+  std::filesystem::create_directories(folder);
+  return folder;
+}
+
+TEST(DetectionPhotographs, AreReadLineByLine) {
+  const std::string folder = emptyFolder("detection_photographs");
+  std::filesystem::create_directories(folder + "/detection");
+  std::ofstream(folder + "/detection/train.jsonl")
+      << R"({"image": "train/a.jpg", "width": 40, "height": 30, "faces": [{"cx": 9.5, "cy": 8, "side": 6.25, "ignore": true}]})"
+      << "\n\n"
+      << R"({"image": "train/b.jpg", "width": 4, "height": 3, "faces": []})"
+      << "\n";
+  const auto photographs = readPhotographs(folder, "train");
+  ASSERT_EQ(photographs.size(), 2U);
+  EXPECT_EQ(photographs[0].path, folder + "/detection/train/a.jpg");
+  EXPECT_EQ(photographs[0].width, 40);
+  EXPECT_EQ(photographs[0].height, 30);
+  ASSERT_EQ(photographs[0].faces.size(), 1U);
+  EXPECT_EQ(photographs[0].faces[0].cx, 9.5);
+  EXPECT_EQ(photographs[0].faces[0].cy, 8);
+  EXPECT_EQ(photographs[0].faces[0].side, 6.25);
+  EXPECT_TRUE(photographs[0].faces[0].ignore);
+  EXPECT_TRUE(photographs[1].faces.empty());
+}
+
+TEST(DetectionPhotographs, NameTheLineThatCannotBeRead) {
+  const std::string folder = emptyFolder("detection_bad");
+  std::filesystem::create_directories(folder + "/detection");
+  std::ofstream(folder + "/detection/dev.jsonl")
+      << R"({"image": "a.jpg", "width": 4, "height": 3, "faces": []})"
+      << "\n{\"image\": 1}\n";
+  try {
+    readPhotographs(folder, "dev");
+    FAIL() << "a bad line was read";
+  } catch (const std::runtime_error& error) {
+    EXPECT_THAT(error.what(), HasSubstr("dev.jsonl:2: "));
+  }
+  EXPECT_THROW(readPhotographs(folder, "train"), std::runtime_error);
+}
+
+TEST(DetectionPhotographs, AreDividedByNameAlone) {
+  std::vector<Photograph> here;
+  std::vector<Photograph> there;
+  for (int i = 0; i < 1000; ++i) {
+    const std::string name = std::to_string(i) + ".jpg";
+    here.push_back({"/here/" + name, 0, 0, {}});
+    there.push_back({"/there/" + name, 0, 0, {}});
+  }
+  const auto held = takePart(here, Part::Held);
+  const auto fit = takePart(here, Part::Fit);
+  EXPECT_EQ(held.size() + fit.size(), here.size());
+  EXPECT_GT(held.size(), 60U);
+  EXPECT_LT(held.size(), 140U);
+  std::set<std::string> names;
+  for (const Photograph& photograph : held) names.insert(photograph.path.substr(6));
+  for (const Photograph& photograph : fit) EXPECT_EQ(names.count(photograph.path.substr(6)), 0U);
+  const auto heldThere = takePart(there, Part::Held);
+  ASSERT_EQ(heldThere.size(), held.size());
+  for (const Photograph& photograph : heldThere) {
+    EXPECT_EQ(names.count(photograph.path.substr(7)), 1U);
+  }
+  EXPECT_EQ(takePart(here, Part::All).size(), here.size());
+}
+
+TEST(Overlap, IsIntersectionOverUnion) {
+  // The box covers 0 to 10, the square 5 to 15: 5 * 5 shared of 100 + 100 - 25.
+  EXPECT_DOUBLE_EQ(overlap({0, 0, 10, 10, 0, 0}, {10, 10, 10, false}), 25.0 / 175.0);
+  EXPECT_DOUBLE_EQ(overlap({0, 0, 10, 10, 0, 0}, {5, 5, 10, false}), 1);
+  EXPECT_DOUBLE_EQ(overlap({0, 0, 10, 10, 0, 0}, {15, 5, 10, false}), 0);
+}
+
+TEST(Overlap, LooksAmongCountedOrIgnoredFacesOnly) {
+  const std::vector<FaceSquare> faces{{5, 5, 10, true}, {10, 10, 10, false}};
+  const FaceCandidate box{0, 0, 10, 10, 0, 0};
+  EXPECT_EQ(bestFace(box, faces, /*ignored=*/true).face, 0);
+  EXPECT_EQ(bestFace(box, faces, /*ignored=*/true).overlap, 1);
+  EXPECT_EQ(bestFace(box, faces, /*ignored=*/false).face, 1);
+  EXPECT_EQ(bestFace({100, 100, 10, 10, 0, 0}, faces, false).face, -1);
+}
+
+// A dark picture with one bright disc, the "face".
+cv::Mat discPicture(const FaceSquare& face) {
+  cv::Mat picture(300, 400, CV_8UC3, cv::Scalar(20, 20, 20));
+  cv::circle(picture, cv::Point2d(face.cx - 0.5, face.cy - 0.5), static_cast<int>(face.side / 2),
+             cv::Scalar(220, 220, 220), cv::FILLED);
+  return picture;
+}
+
+TEST(Views, TheFirstIsThePhotographItself) {
+  const FaceSquare face{170, 120, 60, false};
+  const cv::Mat picture = discPicture(face);
+  const View view = makeView(picture, {face}, /*variant=*/0, /*seed=*/3);
+  EXPECT_EQ(cv::norm(view.rgb, picture, cv::NORM_INF), 0);
+  EXPECT_EQ(view.faces[0].cx, face.cx);
+}
+
+TEST(Views, SquaresFollowTheirPixels) {
+  const FaceSquare face{170, 120, 60, false};
+  const cv::Mat picture = discPicture(face);
+  std::set<int> widths;
+  for (int variant = 1; variant <= 60; ++variant) {
+    const View view = makeView(picture, {face}, variant, /*seed=*/7);
+    cv::Mat grey;
+    cv::cvtColor(view.rgb, grey, cv::COLOR_RGB2GRAY);
+    const cv::Moments moments = cv::moments(grey > 100, /*binaryImage=*/true);
+    ASSERT_GT(moments.m00, 0) << "variant " << variant;
+    const double side = std::sqrt(moments.m00 / (0.25 * CV_PI));
+    EXPECT_NEAR(moments.m10 / moments.m00 + 0.5, view.faces[0].cx, 1.5) << "variant " << variant;
+    EXPECT_NEAR(moments.m01 / moments.m00 + 0.5, view.faces[0].cy, 1.5) << "variant " << variant;
+    EXPECT_NEAR(side, view.faces[0].side, 0.08 * side) << "variant " << variant;
+    widths.insert(view.rgb.cols);
+  }
+  EXPECT_GT(widths.size(), 5U) << "views are cut and rescaled";
+}
+
+TEST(Views, RepeatWithTheirSeed) {
+  const FaceSquare face{170, 120, 60, false};
+  const cv::Mat picture = discPicture(face);
+  int differing = 0;
+  for (int variant = 1; variant <= 10; ++variant) {
+    const View one = makeView(picture, {face}, variant, 5);
+    const View same = makeView(picture, {face}, variant, 5);
+    const View other = makeView(picture, {face}, variant, 6);
+    ASSERT_EQ(one.rgb.size(), same.rgb.size());
+    EXPECT_EQ(cv::norm(one.rgb, same.rgb, cv::NORM_INF), 0);
+    differing += one.rgb.size() != other.rgb.size() || cv::norm(one.rgb, other.rgb) > 0 ? 1 : 0;
+  }
+  EXPECT_GE(differing, 8);
+}
+
+TEST(WindowFile, HoldsPlanesInTheOrderOfANetwork) {
+  const std::string prefix = emptyFolder("window_file") + "/some";
+  Window window;
+  window.pixels.create(2, 2, CV_8UC3);
+  for (int i = 0; i < 12; ++i) window.pixels.data[i] = static_cast<std::uint8_t>(i);
+  window.label.photograph = 4;
+  window.label.overlap = 0.5F;
+  window.label.moved[18] = 0.25F;
+  WindowFile file(prefix, 2);
+  file.append({window});
+  EXPECT_FALSE(std::filesystem::exists(prefix + ".json")) << "complete before it was closed";
+  file.close();
+
+  std::ifstream pixels(prefix + ".u8", std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(pixels)), {});
+  EXPECT_EQ(bytes, std::string("\x02\x05\x08\x0b\x01\x04\x07\x0a\x00\x03\x06\x09", 12));
+  std::ifstream labels(prefix + ".f32", std::ios::binary);
+  std::vector<float> values(28);
+  labels.read(reinterpret_cast<char*>(values.data()), 28 * sizeof(float));
+  EXPECT_EQ(labels.peek(), EOF);
+  EXPECT_EQ(values[0], 4);
+  EXPECT_EQ(values[6], 0.5F);
+  EXPECT_EQ(values[27], 0.25F);
+  const auto description = nlohmann::json::parse(std::ifstream(prefix + ".json"));
+  EXPECT_EQ(description["windows"], 1);
+  EXPECT_EQ(description["side"], 2);
+  EXPECT_EQ(description["label_values"], 28);
+}
+
+TEST(WindowFile, RefusesAFolderThatIsNotThere) {
+  EXPECT_THROW(WindowFile("/nowhere/at/all", 2), std::runtime_error);
+}
+
+// The score of a window by itself: the first network run on nothing but its 13 by 13 pixels.
+float scoreAlone(oznalib::DetectorImpl& detector, const cv::Mat& pixels) {
+  caffe::Net<float>& net = *detector.stages[0].net;
+  net.AlterInputShape(pixels.cols, pixels.rows);
+  oznalib::writePixelPlanes(pixels, *net.input_blobs()[0]);
+  net.FF();
+  return net.blob_by_name("probs")->cpu_data()[1];
+}
+
+TEST(Miner, CutsTheVeryPixelsThatTheFirstNetworkJudged) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.target = Target::First;
+  options.negatives = 300;
+  const View view{training::readPhotoRgb(kGroup), kGroupFaces};
+  const auto windows = mineView(detector, view, options);
+  int onFaces = 0;
+  for (const Window& window : windows) {
+    ASSERT_EQ(window.pixels.size(), cv::Size(13, 13));
+    EXPECT_NEAR(scoreAlone(detector, window.pixels), window.label.score, 1e-4);
+    onFaces += window.label.overlap >= 0.3F ? 1 : 0;
+  }
+  EXPECT_GE(onFaces, 30) << "several windows on each of nine faces";
+  EXPECT_GT(windows.size(), 200U + onFaces);
+}
+
+TEST(Miner, LabelsBoxesByTheirOverlapBeforeAndAfterEachMove) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.target = Target::Second;
+  options.jittered = 3;
+  const View view{training::readPhotoRgb(kGroup), kGroupFaces};
+  std::set<int> faces;
+  for (const Window& window : mineView(detector, view, options)) {
+    const WindowLabel& label = window.label;
+    ASSERT_EQ(window.pixels.size(), cv::Size(24, 24));
+    if (label.overlap < 0.3F) continue;
+    faces.insert(static_cast<int>(label.face));
+    const FaceSquare& face = kGroupFaces[static_cast<size_t>(label.face)];
+    const auto side = static_cast<std::int32_t>(label.side);
+    const FaceCandidate box{
+        static_cast<std::int32_t>(label.x), static_cast<std::int32_t>(label.y), side, side, 0, 0};
+    EXPECT_FLOAT_EQ(label.overlap, static_cast<float>(overlap(box, face)));
+    // Pattern 0 moves nothing; pattern 4 moves to the left by a sixth.
+    EXPECT_FLOAT_EQ(label.moved[0], label.overlap);
+    FaceCandidate moved = box;
+    moved.x -= static_cast<int>(static_cast<float>(side) * (4.0F / 24.0F));
+    EXPECT_FLOAT_EQ(label.moved[4], static_cast<float>(overlap(moved, face)));
+  }
+  EXPECT_EQ(faces.size(), kGroupFaces.size());
+}
+
+TEST(Miner, LeavesIgnoredFacesOut) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.target = Target::Third;
+  options.negatives = 1000;
+  std::vector<FaceSquare> ignored = kGroupFaces;
+  for (FaceSquare& face : ignored) face.ignore = true;
+  const cv::Mat rgb = training::readPhotoRgb(kGroup);
+  EXPECT_FALSE(mineView(detector, {rgb, kGroupFaces}, options).empty());
+  for (const Window& window : mineView(detector, {rgb, ignored}, options)) {
+    EXPECT_LT(window.label.ignoredOverlap, 0.2F);
+    EXPECT_EQ(window.label.overlap, 0);
+  }
+}
+
+TEST(Miner, KeepsTheHardestNegativesOfTheTarget) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.target = Target::Second;
+  options.scoreTarget = true;
+  options.negatives = 1000000;
+  const View view{training::readPhotoRgb(kGroup), {}};
+  std::vector<float> all;
+  for (const Window& window : mineView(detector, view, options)) all.push_back(window.label.score);
+  std::sort(all.begin(), all.end(), std::greater<>());
+  ASSERT_GT(all.size(), 20U);
+  options.negatives = 10;
+  std::vector<float> hardest;
+  for (const Window& window : mineView(detector, view, options)) {
+    hardest.push_back(window.label.score);
+  }
+  EXPECT_EQ(hardest, std::vector<float>(all.begin(), all.begin() + 10));
+}
+
+FaceResult foundFace(float score, double overlapWithFace) {
+  FaceResult face;
+  face.score = score;
+  face.overlap = overlapWithFace;
+  return face;
+}
+
+Measurement handMade() {
+  Measurement measurement;
+  measurement.photographs = 10;
+  measurement.threshold = 0.98F;
+  measurement.faces = {foundFace(0.99F, 0.8), foundFace(0.9F, 0.6), foundFace(0.5F, 0.7),
+                       foundFace(-1, 0)};
+  measurement.wrong = {{0, {0, 0, 9, 9, 0.95F, 0}}, {3, {0, 0, 9, 9, 0.6F, 0}}};
+  return measurement;
+}
+
+TEST(Evaluation, CountsAboveAThreshold) {
+  const OperatingPoint high = atThreshold(handMade(), 0.98F);
+  EXPECT_DOUBLE_EQ(high.recall, 0.25);
+  EXPECT_DOUBLE_EQ(high.wrongEach, 0);
+  EXPECT_DOUBLE_EQ(high.meanOverlap, 0.8);
+  const OperatingPoint low = atThreshold(handMade(), 0.55F);
+  EXPECT_DOUBLE_EQ(low.recall, 0.5);
+  EXPECT_DOUBLE_EQ(low.wrongEach, 0.2);
+  EXPECT_DOUBLE_EQ(low.meanOverlap, 0.7);
+}
+
+TEST(Evaluation, FindsTheThresholdOfARate) {
+  // None wrong: above 0.95 stands one face of four. One wrong in ten photographs: above 0.6, two.
+  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.05).recall, 0.25);
+  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.1).recall, 0.5);
+  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.1).wrongEach, 0.1);
+  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.5).recall, 0.75);
+}
+
+TEST(Evaluation, FindsTheFacesOfTheGroup) {
+  std::vector<FaceSquare> faces = kGroupFaces;
+  faces[1].ignore = true;                           // Found, counts neither way.
+  faces.push_back({640, 350, 100, false});          // Nobody there: missed.
+  faces.push_back({856, 112, 0.04 * 1280, false});  // Too small to count.
+  faces.erase(faces.begin() + 2);                   // A face that nobody annotated: wrong.
+  const std::vector<Photograph> photographs{{kGroup, 1280, 700, faces}};
+  const Measurement measurement = measure(kModels, photographs, /*threads=*/1);
+  EXPECT_EQ(measurement.faces.size(), 8U);
+  const OperatingPoint point = atThreshold(measurement, measurement.threshold);
+  EXPECT_DOUBLE_EQ(point.recall, 7.0 / 8.0);
+  EXPECT_DOUBLE_EQ(point.wrongEach, 1);
+  EXPECT_GT(point.meanOverlap, 0.6);
+  EXPECT_GT(measurement.cells, measurement.intoSecond);
+  EXPECT_GT(measurement.intoSecond, measurement.intoThird);
+  EXPECT_GE(measurement.intoThird, measurement.passed);
+  EXPECT_GE(measurement.passed, 9);
+  EXPECT_FALSE(drawRecallCurves({measurement}).empty());
+  EXPECT_FALSE(drawMisses(measurement, photographs, 10).empty());
+  EXPECT_FALSE(drawWrong(measurement, photographs, 10).empty());
+}
+
+TEST(Evaluation, RefusesAFolderWithoutAModel) {
+  EXPECT_THROW(measure(emptyFolder("no_model"), {}, 1), std::runtime_error);
+}
+
+}  // namespace

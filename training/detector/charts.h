@@ -1,0 +1,30 @@
+// Pictures of an evaluation: curves of recall, and contact sheets of misses and of wrong boxes.
+
+#ifndef OZNA_TRAINING_DETECTOR_CHARTS_H_
+#define OZNA_TRAINING_DETECTOR_CHARTS_H_
+
+#include <opencv2/core.hpp>
+#include <vector>
+
+#include "training/detector/evaluation.h"
+
+namespace detector_training {
+
+// All pictures are 8-bit, blue, green, red, as cv::imwrite takes them.
+
+/// Recall (upwards, 0.5 to 1) over false positives a photograph (to the right, 0.01 to 1,
+/// logarithmic), a line a measurement, with a dot at the built-in threshold.
+cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements);
+
+/// The first `count` counted faces that the built-in threshold misses, each amid its surroundings,
+/// with the best score that it got.
+cv::Mat drawMisses(const Measurement& measurement, const std::vector<Photograph>& photographs,
+                   int count);
+
+/// The `count` wrong boxes with the highest scores.
+cv::Mat drawWrong(const Measurement& measurement, const std::vector<Photograph>& photographs,
+                  int count);
+
+}  // namespace detector_training
+
+#endif  // OZNA_TRAINING_DETECTOR_CHARTS_H_

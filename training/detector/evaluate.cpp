@@ -1,0 +1,166 @@
+// Command line program that measures cascades on annotated photographs.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <map>
+#include <opencv2/imgcodecs.hpp>
+#include <stdexcept>
+
+#include "training/detector/charts.h"
+#include "training/detector/evaluation.h"
+#include "training/detector/photographs.h"
+
+namespace dt = detector_training;
+
+extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
+
+namespace {
+
+struct Arguments {
+  std::string data;
+  std::vector<std::string> models;
+  std::string split = "dev";
+  dt::Part part = dt::Part::All;
+  std::string curve;
+  std::string misses;
+  std::string wrong;
+  int sheetCount = 96;
+  int limit = 0;
+  int threads = 2;
+};
+
+// A row of the table: what is told, and how of one measurement.
+using Row = std::pair<std::string, std::function<double(const dt::Measurement&)>>;
+using FaceChoice = std::function<bool(const dt::FaceResult&)>;
+
+double recallOf(const dt::Measurement& measurement, const FaceChoice& choice) {
+  dt::Measurement part;
+  for (const dt::FaceResult& face : measurement.faces) {
+    if (choice(face)) part.faces.push_back(face);
+  }
+  return dt::atThreshold(part, measurement.threshold).recall;
+}
+
+FaceChoice between(double dt::FaceResult::*value, double from, double to) {
+  return [=](const dt::FaceResult& face) { return face.*value >= from && face.*value < to; };
+}
+
+std::vector<std::pair<std::string, FaceChoice>> faceClasses() {
+  const auto side = &dt::FaceResult::relativeSide;
+  const auto brightness = &dt::FaceResult::brightness;
+  return {{"side 5 to 8 percent", between(side, 0.05, 0.08)},
+          {"side 8 to 15 percent", between(side, 0.08, 0.15)},
+          {"side 15 to 30 percent", between(side, 0.15, 0.30)},
+          {"side from 30 percent", between(side, 0.30, 9)},
+          {"dark face (grey level below 80)", between(brightness, 0, 80)},
+          {"medium face (80 to 140)", between(brightness, 80, 140)},
+          {"light face (from 140)", between(brightness, 140, 256)},
+          {"black and white photograph",
+           [](const dt::FaceResult& face) { return face.greyPhotograph; }}};
+}
+
+std::vector<Row> tableRows(const dt::Measurement& any) {
+  std::vector<Row> rows;
+  for (const double rate : {0.02, 0.05, 0.1, 0.2, 0.5}) {
+    char name[64];
+    std::snprintf(name, sizeof name, "recall at %g false positives a photograph", rate);
+    rows.emplace_back(name,
+                      [rate](const dt::Measurement& m) { return dt::atWrongEach(m, rate).recall; });
+  }
+  const auto builtIn = [](const dt::Measurement& m) { return dt::atThreshold(m, m.threshold); };
+  rows.emplace_back("built-in thresholds: recall",
+                    [=](const dt::Measurement& m) { return builtIn(m).recall; });
+  rows.emplace_back("built-in thresholds: false positives a photograph",
+                    [=](const dt::Measurement& m) { return builtIn(m).wrongEach; });
+  rows.emplace_back("built-in thresholds: mean overlap of matches",
+                    [=](const dt::Measurement& m) { return builtIn(m).meanOverlap; });
+  for (const auto& [name, choice] : faceClasses()) {
+    const auto count = std::count_if(any.faces.begin(), any.faces.end(), choice);
+    rows.emplace_back("recall, " + name + ", " + std::to_string(count) + " faces",
+                      [choice = choice](const dt::Measurement& m) { return recallOf(m, choice); });
+  }
+  const auto each = [&](const std::string& name, double dt::Measurement::*value) {
+    rows.emplace_back(
+        name, [value](const dt::Measurement& m) { return m.*value / std::max(m.photographs, 1); });
+  };
+  each("windows scanned a photograph", &dt::Measurement::cells);
+  each("boxes into the second network", &dt::Measurement::intoSecond);
+  each("boxes into the third network", &dt::Measurement::intoThird);
+  each("boxes into the last suppression", &dt::Measurement::passed);
+  each("milliseconds a photograph", &dt::Measurement::milliseconds);
+  return rows;
+}
+
+void printTable(const std::vector<dt::Measurement>& measurements) {
+  std::printf("%d photographs, %d faces that count\n", measurements[0].photographs,
+              static_cast<int>(measurements[0].faces.size()));
+  std::printf("%-60s", "");
+  for (const dt::Measurement& m : measurements) std::printf(" %16s", m.name.c_str());
+  std::printf("\n");
+  for (const Row& row : tableRows(measurements[0])) {
+    std::printf("%-60s", row.first.c_str());
+    for (const dt::Measurement& m : measurements) std::printf(" %16.3f", row.second(m));
+    std::printf("\n");
+  }
+}
+
+void save(const std::string& path, const cv::Mat& picture) {
+  if (!path.empty() && !cv::imwrite(path, picture)) {
+    throw std::runtime_error("cannot write " + path);
+  }
+}
+
+void evaluate(const Arguments& arguments) {
+  auto photographs =
+      dt::takePart(dt::readPhotographs(arguments.data, arguments.split), arguments.part);
+  if (arguments.limit > 0 && photographs.size() > static_cast<size_t>(arguments.limit)) {
+    photographs.resize(arguments.limit);
+  }
+  std::vector<dt::Measurement> measurements;
+  for (const std::string& models : arguments.models) {
+    measurements.push_back(dt::measure(models, photographs, arguments.threads));
+  }
+  printTable(measurements);
+  save(arguments.curve, dt::drawRecallCurves(measurements));
+  if (!arguments.misses.empty()) {
+    save(arguments.misses, dt::drawMisses(measurements[0], photographs, arguments.sheetCount));
+  }
+  if (!arguments.wrong.empty()) {
+    save(arguments.wrong, dt::drawWrong(measurements[0], photographs, arguments.sheetCount));
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Measures the detector's cascade.");
+  Arguments arguments;
+  const std::map<std::string, dt::Part> parts{
+      {"all", dt::Part::All}, {"fit", dt::Part::Fit}, {"held", dt::Part::Held}};
+  app.add_option("data", arguments.data, "Folder with detection/")->required();
+  app.add_option("--models", arguments.models,
+                 "Folder with stages.txt and cascades/; several: a column each")
+      ->required();
+  app.add_option("--split", arguments.split)->capture_default_str();
+  app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
+      ->transform(CLI::CheckedTransformer(parts));
+  app.add_option("--curve", arguments.curve, "Picture of the recall curves to write");
+  app.add_option("--misses", arguments.misses, "Contact sheet of missed faces to write");
+  app.add_option("--wrong", arguments.wrong, "Contact sheet of wrong boxes to write");
+  app.add_option("--sheet-count", arguments.sheetCount, "Pictures on a sheet, at most")
+      ->capture_default_str();
+  app.add_option("--limit", arguments.limit, "So many photographs only");
+  app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
+  try {
+    evaluate(arguments);
+  } catch (const std::exception& error) {
+    std::cerr << "evaluate_detector: " << error.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,180 @@
+// Detections against annotations, greedily by score.
+
+#include "training/detector/evaluation.h"
+
+#include <algorithm>
+#include <chrono>
+#include <memory>
+#include <opencv2/imgproc.hpp>
+#include <stdexcept>
+
+#include "detector/cascade_driver.h"
+#include "detector/model_store.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
+#include "training/detector/miner.h"
+#include "training/detector/overlap.h"
+
+namespace detector_training {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Of one photograph.
+struct PhotographResult {
+  std::vector<FaceResult> faces;
+  std::vector<WrongBox> wrong;
+  double cells = 0;
+  double intoSecond = 0;
+  double intoThird = 0;
+  double passed = 0;
+  double milliseconds = 0;
+};
+
+double countAbove(const oznalib::CandidateList& list, float threshold) {
+  return static_cast<double>(
+      std::count_if(list.candidates.begin(), list.candidates.end(),
+                    [&](const oznalib::FaceCandidate& box) { return box.score > threshold; }));
+}
+
+bool isGrey(const cv::Mat& rgb) {
+  std::vector<cv::Mat> planes;
+  cv::split(rgb, planes);
+  return cv::norm(planes[0], planes[1], cv::NORM_INF) <= 6 &&
+         cv::norm(planes[1], planes[2], cv::NORM_INF) <= 6;
+}
+
+FaceResult describe(const cv::Mat& rgb, bool grey, const FaceSquare& face, int photograph) {
+  FaceResult result;
+  result.photograph = photograph;
+  result.face = face;
+  result.relativeSide = face.side / std::max(rgb.cols, rgb.rows);
+  result.greyPhotograph = grey;
+  const cv::Rect square(static_cast<int>(face.cx - 0.5 * face.side),
+                        static_cast<int>(face.cy - 0.5 * face.side), static_cast<int>(face.side),
+                        static_cast<int>(face.side));
+  const cv::Rect inside = square & cv::Rect(0, 0, rgb.cols, rgb.rows);
+  if (!inside.empty()) {
+    cv::Mat part;
+    cv::cvtColor(rgb(inside), part, cv::COLOR_RGB2GRAY);
+    result.brightness = cv::mean(part)[0];
+  }
+  return result;
+}
+
+void match(const oznalib::CandidateList& found, const Photograph& photograph, int index,
+           PhotographResult& result, const std::vector<int>& resultOfFace) {
+  for (const oznalib::FaceCandidate& box : found.candidates) {  // By descending score.
+    int best = -1;
+    double bestOverlap = 0;
+    for (size_t i = 0; i < photograph.faces.size(); ++i) {
+      const double value = overlap(box, photograph.faces[i]);
+      if (value > bestOverlap) {
+        best = static_cast<int>(i);
+        bestOverlap = value;
+      }
+    }
+    if (best < 0 || bestOverlap < kMatchOverlap) {
+      result.wrong.push_back({index, box});
+    } else if (resultOfFace[best] >= 0 && result.faces[resultOfFace[best]].score < 0) {
+      result.faces[resultOfFace[best]].score = box.score;
+      result.faces[resultOfFace[best]].overlap = bestOverlap;
+    }
+  }
+}
+
+// `threshold` is the last network's own, which the detector was relieved of.
+PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
+                            const Photograph& photograph, int index) {
+  const cv::Mat rgb = training::readPhotoRgb(photograph.path);
+  PhotographResult result;
+  const auto start = Clock::now();
+  oznalib::StageResults stages(detector.stages.size());
+  const oznalib::CandidateList found = oznalib::runCascade(detector, rgb, stages, kSearch);
+  result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
+  result.cells = static_cast<double>(stages[0][0].candidates.size());
+  result.intoSecond = countAbove(stages[0][0], detector.stages[0].threshold);
+  result.intoThird = countAbove(stages[1][0], detector.stages[1].threshold);
+  result.passed = countAbove(stages[2][0], threshold);
+  const bool grey = isGrey(rgb);
+  std::vector<int> resultOfFace;
+  for (const FaceSquare& face : photograph.faces) {
+    const bool counts = !face.ignore && face.side >= kLeastSide * std::max(rgb.cols, rgb.rows);
+    resultOfFace.push_back(counts ? static_cast<int>(result.faces.size()) : -1);
+    if (counts) result.faces.push_back(describe(rgb, grey, face, index));
+  }
+  match(found, photograph, index, result, resultOfFace);
+  return result;
+}
+
+std::unique_ptr<oznalib::DetectorImpl> loadCascade(const std::string& models) {
+  auto detector = std::make_unique<oznalib::DetectorImpl>();
+  const std::string root = models + "/";
+  const char* folder = root.c_str();
+  const oznalib::DetectorParams params(folder, "stages.txt");
+  if (oznalib::loadFromFiles(params, *detector) != oznalib::StatusOk ||
+      detector->stages.size() != 3) {
+    throw std::runtime_error("no cascade of three stages in " + models);
+  }
+  return detector;
+}
+
+}  // namespace
+
+Measurement measure(const std::string& models, const std::vector<Photograph>& photographs,
+                    int threads) {
+  Measurement sum;
+  sum.name = models;
+  sum.photographs = static_cast<int>(photographs.size());
+  std::vector<std::unique_ptr<oznalib::DetectorImpl>> detectors;
+  for (int i = 0; i < threads; ++i) detectors.push_back(loadCascade(models));
+  sum.threshold = detectors[0]->stages[2].threshold;
+  for (const auto& detector : detectors) detector->stages[2].threshold = 0;
+  std::vector<PhotographResult> results(photographs.size());
+  training::parallelFor(threads, threads, [&](int thread) {
+    for (size_t i = thread; i < photographs.size(); i += threads) {
+      results[i] =
+          measureOne(*detectors[thread], sum.threshold, photographs[i], static_cast<int>(i));
+    }
+  });
+  for (const PhotographResult& result : results) {
+    sum.faces.insert(sum.faces.end(), result.faces.begin(), result.faces.end());
+    sum.wrong.insert(sum.wrong.end(), result.wrong.begin(), result.wrong.end());
+    sum.cells += result.cells;
+    sum.intoSecond += result.intoSecond;
+    sum.intoThird += result.intoThird;
+    sum.passed += result.passed;
+    sum.milliseconds += result.milliseconds;
+  }
+  std::stable_sort(sum.wrong.begin(), sum.wrong.end(),
+                   [](const WrongBox& a, const WrongBox& b) { return a.box.score > b.box.score; });
+  return sum;
+}
+
+OperatingPoint atThreshold(const Measurement& measurement, float threshold) {
+  OperatingPoint point;
+  point.threshold = threshold;
+  double found = 0;
+  double overlaps = 0;
+  for (const FaceResult& face : measurement.faces) {
+    if (face.score <= threshold) continue;
+    found += 1;
+    overlaps += face.overlap;
+  }
+  double wrong = 0;
+  for (const WrongBox& box : measurement.wrong) wrong += box.box.score > threshold ? 1 : 0;
+  point.recall = measurement.faces.empty() ? 0 : found / measurement.faces.size();
+  point.meanOverlap = found > 0 ? overlaps / found : 0;
+  point.wrongEach = measurement.photographs > 0 ? wrong / measurement.photographs : 0;
+  return point;
+}
+
+OperatingPoint atWrongEach(const Measurement& measurement, double wrongEach) {
+  const auto allowed = static_cast<size_t>(wrongEach * measurement.photographs);
+  // Scores above that of the first wrong box too many; ties of wrong boxes go out together.
+  const float threshold =
+      allowed < measurement.wrong.size() ? measurement.wrong[allowed].box.score : 0;
+  return atThreshold(measurement, threshold);
+}
+
+}  // namespace detector_training

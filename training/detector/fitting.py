@@ -1,0 +1,204 @@
+"""Fits one network to its windows: loss, sampling, schedule, averaged weights, checkpoints."""
+
+import math
+import os
+import sys
+import time
+
+import numpy as np
+import torch
+import torch.nn.functional as F
+
+import networks
+import windows as w
+
+
+# What a face network should answer for a window of a given overlap: faces from about a half up, and better placed ones
+# score higher, so that the last suppression keeps them. The first network sees faces through a coarse grid of cells, which
+# may leave no window of a larger overlap.
+ANSWERS = {
+    "first": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
+    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
+    "third": ([0.3, 0.5, 0.65, 0.8], [0.0, 0.8, 0.95, 1.0]),
+}
+
+
+def face_weights(overlap):
+    """Windows that are neither here nor there count less."""
+    return np.interp(overlap, [0.25, 0.3, 0.4, 0.5, 0.6], [1.0, 0.5, 0.25, 0.6, 1.0]).astype(np.float32)
+
+
+class FaceTask:
+    """Face or no face. Both classes weigh the same in sum."""
+
+    mirror = True
+
+    def __init__(self, data, network, occlude=0.0):
+        overlap = data.labels[:, w.OVERLAP]
+        self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32))
+        weights = face_weights(overlap)
+        positive = overlap >= 0.4
+        weights[positive] *= 0.5 / max(weights[positive].sum(), 1e-9)
+        weights[~positive] *= 0.5 / max(weights[~positive].sum(), 1e-9)
+        self.weights = weights
+        self.occlude = occlude
+
+    def losses(self, logits, index):
+        """Cross entropy of each window, and how far each answer is off, 0 to 1."""
+        logits = logits.flatten(1)
+        target = self.targets[index]
+        difference = logits[:, 1] - logits[:, 0]
+        loss = F.binary_cross_entropy_with_logits(difference, target, reduction="none")
+        # Small logits: a softmax over a map takes one maximum for all of its cells.
+        loss = loss + 1e-3 * logits.square().sum(1)
+        return loss, (torch.sigmoid(difference) - target).abs()
+
+
+class CalibrationTask:
+    """Which pattern's move leaves the best overlap. The patterns differ little, so the answer is a soft one."""
+
+    mirror = False  # The table of patterns has no mirror image.
+
+    def __init__(self, data, temperature=0.03, occlude=0.0):
+        moved = torch.from_numpy(data.labels[:, w.MOVES].copy())
+        self.targets = F.softmax(moved / temperature, 1)
+        self.moved = moved
+        self.weights = np.full(len(data), 1.0 / len(data), np.float32)
+        self.occlude = occlude
+
+    def losses(self, logits, index):
+        loss = -(self.targets[index] * F.log_softmax(logits, 1)).sum(1)
+        moved = self.moved[index]
+        lost = moved.max(1).values - moved.gather(1, logits.argmax(1, keepdim=True))[:, 0]
+        return loss, (5 * lost).clamp(0, 1)
+
+
+class Sampler:
+    """Draws windows by weight, hard ones more often.
+
+    A window's difficulty is its last error, at least `least`; the draw is in proportion to weight times difficulty, and the
+    loss is divided by the root of the difficulty: half way between plain sampling and training on the hard ones alone.
+    """
+
+    def __init__(self, weights, least=0.08):
+        self.weights, self.least = weights.astype(np.float64), least
+        self.difficulty = np.ones(len(weights))
+
+    def epoch(self, count, rng):
+        share = self.weights * self.difficulty
+        return rng.choice(len(share), count, p=share / share.sum())
+
+    def correction(self, index):
+        return 1.0 / np.sqrt(self.difficulty[index])
+
+    def saw(self, index, errors):
+        self.difficulty[index] = np.clip(errors, self.least, 1)
+
+
+def first_network_bias(twin):
+    """Keeps the first network's condition: its bias is that of weights that saw pixels less 100."""
+    conv = twin.modules_by_name["conv1"]
+    with torch.no_grad():
+        conv.bias.copy_((-100.0 / networks.INPUT_SCALE * conv.weight.double().sum((1, 2, 3))).float())
+
+
+def network_input(x, mean):
+    """Pixels to the twin's input; `mean` is an image, or the number 100 for the first network."""
+    return ((x - mean) / networks.INPUT_SCALE).contiguous(memory_format=torch.channels_last)
+
+
+def fit(twin, data, task, mean, options, checkpoint, name):
+    """Fits `twin` in place and returns the list of (samples seen, loss).
+
+    options     dict of samples, batch, rate, seed, bf16, threads
+    checkpoint  file that is written now and then and continued from
+    """
+    torch.set_num_threads(options["threads"])
+    rng = np.random.default_rng(options["seed"])
+    twin.to(memory_format=torch.channels_last)
+    first = name == "first"
+    parameters = [p for n, p in twin.named_parameters() if not (first and n == "modules_by_name.conv1.bias")]
+    if first:
+        with torch.no_grad():
+            twin.modules_by_name["conv1"].bias.zero_()
+        twin.modules_by_name["conv1"].bias.requires_grad_(False)
+    optimiser = torch.optim.Adam(parameters, lr=options["rate"], betas=(0.9, 0.99))
+    average = {k: v.clone() for k, v in twin.state_dict().items()}
+    sampler, curve, seen = Sampler(task.weights), [], 0
+    batch, total = options["batch"], options["samples"]
+    if os.path.exists(checkpoint):
+        saved = torch.load(checkpoint)
+        twin.load_state_dict(saved["twin"])
+        optimiser.load_state_dict(saved["optimiser"])
+        average, curve, seen = saved["average"], saved["curve"], saved["seen"]
+        if len(saved["difficulty"]) == len(sampler.difficulty):
+            sampler.difficulty = saved["difficulty"]
+        rng = np.random.default_rng([options["seed"], seen])
+    start, start_seen, shown, running, steps = time.time(), seen, 0.0, 0.0, 0
+    saved_at, noted = time.time(), seen
+    while seen < total:
+        index = sampler.epoch(batch * 64, rng)
+        for i in range(0, len(index), batch):
+            if seen >= total:
+                break
+            chosen = np.sort(index[i : i + batch])
+            progress = seen / total
+            rate = options["rate"] * min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress))
+            for group in optimiser.param_groups:
+                group["lr"] = max(rate, options["rate"] * 1e-3)
+            x = network_input(w.jitter(data.pixels[chosen], rng, task.mirror, task.occlude), mean)
+            with torch.autocast("cpu", dtype=torch.bfloat16, enabled=options["bf16"]):
+                logits = twin(x)
+            losses, errors = task.losses(logits.float(), torch.from_numpy(chosen))
+            correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32))
+            loss = (losses * correction).mean()
+            optimiser.zero_grad(set_to_none=True)
+            loss.backward()
+            torch.nn.utils.clip_grad_norm_(parameters, 5.0)
+            optimiser.step()
+            sampler.saw(chosen, errors.detach().numpy())
+            seen += len(chosen)
+            keep = min(0.999, 1 - batch / max(batch, 0.02 * seen))
+            with torch.no_grad():
+                for key, value in twin.state_dict().items():
+                    average[key].mul_(keep).add_(value, alpha=1 - keep)
+            # Undone, the hard draw gives the loss that plain draws would have.
+            undo = correction.square()
+            plain = float((losses.detach() * undo).sum() / undo.sum())
+            steps += 1
+            running += (plain - running) * max(0.02, 1 / steps)
+            if seen - noted >= total / 100 or seen >= total or not curve:
+                noted = seen
+                curve.append((seen, running))
+            if time.time() - shown > 5 or seen >= total:
+                shown = time.time()
+                speed = (seen - start_seen) / max(shown - start, 1e-9)
+                print(
+                    f"\r{name}: {seen / total:6.1%}  loss {running:.4f}  rate {rate:.1e}  {speed:.0f} windows/s  "
+                    f"{(total - seen) / max(speed, 1e-9) / 60:.1f} min left   ",
+                    end="" if sys.stderr.isatty() else "\n",
+                    file=sys.stderr,
+                    flush=True,
+                )
+        if time.time() - saved_at > 60 or seen >= total:
+            saved_at = time.time()
+            state = {"twin": twin.state_dict(), "optimiser": optimiser.state_dict(), "average": average}
+            state.update(curve=curve, seen=seen, difficulty=sampler.difficulty)
+            torch.save(state, checkpoint + ".new")
+            os.replace(checkpoint + ".new", checkpoint)
+    print(file=sys.stderr)
+    twin.load_state_dict(average)
+    if first:
+        first_network_bias(twin)
+    return curve
+
+
+def answers(twin, data, mean, threads=1, batch=1024):
+    """Logits (N, classes) of a fitted twin for all windows as they are."""
+    torch.set_num_threads(threads)
+    rows = []
+    with torch.no_grad():
+        for i in range(0, len(data), batch):
+            x = torch.from_numpy(data.pixels[i : i + batch]).float()
+            rows.append(twin(network_input(x, mean)).flatten(1))
+    return torch.cat(rows).numpy()

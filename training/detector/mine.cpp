@@ -1,0 +1,155 @@
+// Command line program that writes the training windows of one network.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <map>
+#include <memory>
+
+#include "detector/model_store.h"
+#include "training/common/parallel_for.h"
+#include "training/common/photograph.h"
+#include "training/detector/miner.h"
+#include "training/detector/photographs.h"
+#include "training/detector/views.h"
+#include "training/detector/window_file.h"
+
+namespace dt = detector_training;
+
+extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
+
+namespace {
+
+struct Arguments {
+  std::string data;
+  std::string models;
+  std::string out;
+  dt::Part part = dt::Part::Fit;
+  std::string photographs = "all";
+  int firstVariant = 0;
+  int variants = 1;
+  int limit = 0;
+  int threads = 2;
+  dt::MinerOptions miner;
+};
+
+std::vector<dt::Photograph> gather(const Arguments& arguments) {
+  std::vector<dt::Photograph> list;
+  if (arguments.photographs != "negatives") {
+    list = dt::readPhotographs(arguments.data, "train");
+  }
+  if (arguments.photographs != "faces") {
+    for (dt::Photograph& photograph : dt::listNegatives(arguments.data)) {
+      list.push_back(std::move(photograph));
+    }
+  }
+  list = dt::takePart(list, arguments.part);
+  if (arguments.limit > 0 && list.size() > static_cast<size_t>(arguments.limit)) {
+    std::vector<dt::Photograph> thinned;
+    for (int i = 0; i < arguments.limit; ++i) {
+      thinned.push_back(list[i * list.size() / arguments.limit]);
+    }
+    list = thinned;
+  }
+  return list;
+}
+
+std::vector<dt::Window> mineOne(oznalib::DetectorImpl& detector, const Arguments& arguments,
+                                const dt::Photograph& photograph, int index) {
+  const cv::Mat rgb = training::readPhotoRgb(photograph.path);
+  std::vector<dt::Window> windows;
+  for (int i = 0; i < arguments.variants; ++i) {
+    const int variant = arguments.firstVariant + i;
+    dt::MinerOptions options = arguments.miner;
+    options.seed = arguments.miner.seed * 1000003 + index * 101 + variant;
+    const dt::View view = dt::makeView(rgb, photograph.faces, variant, options.seed);
+    for (dt::Window& window : dt::mineView(detector, view, options)) {
+      window.label.photograph = static_cast<float>(index);
+      window.label.variant = static_cast<float>(variant);
+      windows.push_back(std::move(window));
+    }
+  }
+  return windows;
+}
+
+void mineAll(const Arguments& arguments) {
+  const std::string root = arguments.models + "/";
+  std::vector<std::unique_ptr<oznalib::DetectorImpl>> detectors;
+  for (int i = 0; i < arguments.threads; ++i) {
+    detectors.push_back(std::make_unique<oznalib::DetectorImpl>());
+    const char* folder = root.c_str();
+    const oznalib::DetectorParams params(folder, "stages.txt");
+    if (oznalib::loadFromFiles(params, *detectors.back()) != oznalib::StatusOk) {
+      throw std::runtime_error("no cascade in " + arguments.models);
+    }
+  }
+  const std::vector<dt::Photograph> photographs = gather(arguments);
+  dt::WindowFile file(arguments.out, dt::windowSide(arguments.miner.target));
+  // In batches, so that the order of the file does not depend on the threads and memory is bounded.
+  constexpr int kBatch = 32;
+  const int count = static_cast<int>(photographs.size());
+  for (int start = 0; start < count; start += kBatch) {
+    const int size = std::min(kBatch, count - start);
+    std::vector<std::vector<dt::Window>> windows(size);
+    training::parallelFor(arguments.threads, arguments.threads, [&](int thread) {
+      for (int i = thread; i < size; i += arguments.threads) {
+        windows[i] = mineOne(*detectors[thread], arguments, photographs[start + i], start + i);
+      }
+    });
+    for (const auto& some : windows) file.append(some);
+    std::fprintf(stderr, "\r%d of %d photographs, %lld windows", start + size, count,
+                 static_cast<long long>(file.count()));
+  }
+  std::fprintf(stderr, "\n");
+  file.close();
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app("Cuts training windows for one network of the detector.");
+  Arguments arguments;
+  const std::map<std::string, dt::Target> targets{
+      {"first", dt::Target::First}, {"second", dt::Target::Second}, {"third", dt::Target::Third}};
+  const std::map<std::string, dt::Part> parts{
+      {"all", dt::Part::All}, {"fit", dt::Part::Fit}, {"held", dt::Part::Held}};
+  dt::MinerOptions& miner = arguments.miner;
+  app.add_option("data", arguments.data, "Folder with detection/ and negatives/")->required();
+  app.add_option("--models", arguments.models, "Folder with stages.txt and cascades/")->required();
+  app.add_option("--out", arguments.out, "Prefix of the files to write")->required();
+  app.add_option("--target", miner.target, "Network to cut windows for: first, second, third")
+      ->transform(CLI::CheckedTransformer(targets))
+      ->required();
+  app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
+      ->transform(CLI::CheckedTransformer(parts));
+  app.add_option("--photographs", arguments.photographs, "faces, negatives or all")
+      ->check(CLI::IsMember({"faces", "negatives", "all"}))
+      ->capture_default_str();
+  app.add_option("--first-variant", arguments.firstVariant, "0 is the photograph as it is")
+      ->capture_default_str();
+  app.add_option("--variants", arguments.variants, "Views a photograph")->capture_default_str();
+  app.add_option("--limit", arguments.limit, "About so many photographs only");
+  app.add_option("--first-floor", miner.firstFloor, "Least score to reach the second network")
+      ->capture_default_str();
+  app.add_option("--second-floor", miner.secondFloor, "Least score to reach the third network")
+      ->capture_default_str();
+  app.add_flag("--score", miner.scoreTarget, "Judge windows by their network; keep the hardest");
+  app.add_option("--keep-above", miner.keepAbove, "Drop negatives that score less")
+      ->capture_default_str();
+  app.add_option("--negatives", miner.negatives, "Most negatives a view")->capture_default_str();
+  app.add_option("--jittered", miner.jittered, "Further boxes around each face")
+      ->capture_default_str();
+  app.add_option("--seed", miner.seed)->capture_default_str();
+  app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();
+  CLI11_PARSE(app, argc, argv);
+  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
+  try {
+    mineAll(arguments);
+  } catch (const std::exception& error) {
+    std::cerr << "mine_windows: " << error.what() << std::endl;
+    return 1;
+  }
+  return 0;
+}

@@ -1,0 +1,223 @@
+// Windows by the scan, the scoring, the calibration and the suppression of the library.
+
+#include "training/detector/miner.h"
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <numeric>
+#include <opencv2/imgproc.hpp>
+#include <random>
+
+#include "detector/cascade_driver.h"
+#include "detector/dense_stage.h"
+#include "detector/stage_scoring.h"
+#include "detector/suppression.h"
+#include "training/detector/overlap.h"
+
+namespace detector_training {
+namespace {
+
+using oznalib::CandidateList;
+using oznalib::CascadeStage;
+using oznalib::DetectorImpl;
+using oznalib::FaceCandidate;
+
+constexpr int kReceptiveField = 13;  // Of the first network, in pixels of a level,
+constexpr int kStride = 6;           // and the distance of its cells.
+constexpr double kFaceOverlap = 0.3;
+constexpr double kIgnoredOverlap = 0.2;
+
+// A box, and for the first network the level and cell that it stands for.
+struct Place {
+  FaceCandidate box;
+  int row = 0;
+  int column = 0;
+};
+
+// The list of a scan tells no cells, but it runs level by level and row by row.
+std::vector<Place> withCells(const CandidateList& list) {
+  std::vector<Place> places;
+  for (const FaceCandidate& box : list.candidates) {
+    Place place{box};
+    if (!places.empty() && places.back().box.level == box.level) {
+      const Place& last = places.back();
+      const bool same_row = last.box.y == box.y;
+      place.row = same_row ? last.row : last.row + 1;
+      place.column = same_row ? last.column + 1 : 0;
+    }
+    places.push_back(place);
+  }
+  return places;
+}
+
+void keepAbove(CandidateList& list, float floor) { oznalib::keepAboveThreshold(list, floor); }
+
+// The boxes that reach the second network.
+CandidateList afterFirst(DetectorImpl& detector, const cv::Mat& rgb, float floor) {
+  CandidateList list =
+      oznalib::scanDenseStage(detector.stages[0], oznalib::makeWorkingImage(rgb, kSearch), kSearch);
+  oznalib::mapToImage(list, oznalib::workingScale(rgb.rows, rgb.cols, kSearch));
+  oznalib::sortByScore(list);
+  keepAbove(list, floor);
+  return list;
+}
+
+// The boxes that reach the third network: the driver's middle round with other floors.
+CandidateList afterSecond(DetectorImpl& detector, const cv::Mat& rgb, const MinerOptions& options) {
+  CandidateList list = afterFirst(detector, rgb, options.firstFloor);
+  oznalib::scoreCandidates(detector.stages[1], rgb, list);
+  oznalib::calibrateCandidates(detector.calibration, rgb, list);
+  list = oznalib::suppressBySize(list, 0.0F, 0.5F);
+  keepAbove(list, options.secondFloor);
+  return list;
+}
+
+// Boxes around the faces: moved by up to an eighth, scaled by up to a quarter.
+void appendJittered(const View& view, int count, std::mt19937_64& random, CandidateList& list) {
+  std::uniform_real_distribution<double> unit(-1, 1);
+  for (const FaceSquare& face : view.faces) {
+    if (face.ignore || face.side < 14) continue;
+    for (int i = 0; i < count; ++i) {
+      const double side = face.side * std::exp(0.25 * unit(random));
+      FaceCandidate box;
+      box.width = box.height = static_cast<int>(side);
+      box.x = static_cast<int>(std::floor(face.cx + 0.125 * unit(random) * face.side - 0.5 * side));
+      box.y = static_cast<int>(std::floor(face.cy + 0.125 * unit(random) * face.side - 0.5 * side));
+      if (box.x < 0 || box.y < 0 || box.x + box.width > view.rgb.cols ||
+          box.y + box.height > view.rgb.rows) {
+        continue;
+      }
+      box.score = -1;
+      list.candidates.push_back(box);
+    }
+  }
+}
+
+// The overlap after each calibration move, in the library's own arithmetic.
+void fillMoves(const std::vector<oznalib::OffsetScale>& offsets, const FaceCandidate& box,
+               const FaceSquare& face, WindowLabel& label) {
+  const auto side = static_cast<float>(windowSide(Target::Second));
+  for (size_t k = 0; k < offsets.size() && k < label.moved.size(); ++k) {
+    const float width = static_cast<float>(box.width);
+    FaceCandidate moved = box;
+    moved.x -= static_cast<int>(width * (static_cast<float>(offsets[k].dx) / side));
+    moved.y -= static_cast<int>(width * (static_cast<float>(offsets[k].dy) / side));
+    moved.width = moved.height = static_cast<int>(width / offsets[k].scale);
+    label.moved[k] = static_cast<float>(overlap(moved, face));
+  }
+}
+
+WindowLabel labelOf(const DetectorImpl& detector, const FaceCandidate& box, const View& view) {
+  WindowLabel label;
+  label.x = static_cast<float>(box.x);
+  label.y = static_cast<float>(box.y);
+  label.side = static_cast<float>(box.width);
+  label.score = box.score;
+  const BestFace best = bestFace(box, view.faces, /*ignored=*/false);
+  label.overlap = static_cast<float>(best.overlap);
+  label.face = static_cast<float>(best.face);
+  label.ignoredOverlap = static_cast<float>(bestFace(box, view.faces, /*ignored=*/true).overlap);
+  if (best.overlap >= kFaceOverlap) {
+    fillMoves(detector.calibration.offsets, box, view.faces[best.face], label);
+  }
+  return label;
+}
+
+// Chooses which windows to keep, by index. Negatives come in random order or hardest first.
+std::vector<size_t> choose(const std::vector<WindowLabel>& labels, const MinerOptions& options,
+                           std::mt19937_64& random) {
+  std::vector<size_t> kept;
+  std::vector<size_t> negatives;
+  for (size_t i = 0; i < labels.size(); ++i) {
+    const WindowLabel& label = labels[i];
+    if (label.overlap >= kFaceOverlap) {
+      kept.push_back(i);
+    } else if (label.ignoredOverlap < kIgnoredOverlap && label.overlap < kIgnoredOverlap &&
+               label.score > options.keepAbove) {
+      negatives.push_back(i);
+    }
+  }
+  std::shuffle(negatives.begin(), negatives.end(), random);
+  if (options.scoreTarget) {
+    std::stable_sort(negatives.begin(), negatives.end(),
+                     [&](size_t a, size_t b) { return labels[a].score > labels[b].score; });
+  }
+  if (negatives.size() > static_cast<size_t>(options.negatives)) {
+    negatives.resize(options.negatives);
+  }
+  kept.insert(kept.end(), negatives.begin(), negatives.end());
+  return kept;
+}
+
+std::vector<WindowLabel> labelsOf(const DetectorImpl& detector, const CandidateList& list,
+                                  const View& view) {
+  std::vector<WindowLabel> labels;
+  for (const FaceCandidate& box : list.candidates) labels.push_back(labelOf(detector, box, view));
+  return labels;
+}
+
+std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const MinerOptions& options,
+                              std::mt19937_64& random) {
+  const cv::Mat working = oznalib::makeWorkingImage(view.rgb, kSearch);
+  CandidateList list = oznalib::scanDenseStage(detector.stages[0], working, kSearch);
+  const std::vector<Place> places = withCells(list);
+  oznalib::mapToImage(list, oznalib::workingScale(view.rgb.rows, view.rgb.cols, kSearch));
+  const std::vector<WindowLabel> labels = labelsOf(detector, list, view);
+  std::map<int, cv::Mat> levels;
+  std::vector<Window> windows;
+  for (const size_t i : choose(labels, options, random)) {
+    cv::Mat& level = levels[places[i].box.level];
+    if (level.empty()) level = oznalib::makeLevelImage(working, places[i].box.level, kSearch);
+    const cv::Rect field(kStride * places[i].column, kStride * places[i].row, kReceptiveField,
+                         kReceptiveField);
+    // Pooling rounds up, so the last cells look over the edge by a pixel or two.
+    if ((field & cv::Rect(0, 0, level.cols, level.rows)) != field) continue;
+    windows.push_back({level(field).clone(), labels[i]});
+  }
+  return windows;
+}
+
+std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const MinerOptions& options,
+                             std::mt19937_64& random) {
+  const bool third = options.target == Target::Third;
+  CandidateList list = third ? afterSecond(detector, view.rgb, options)
+                             : afterFirst(detector, view.rgb, options.firstFloor);
+  appendJittered(view, options.jittered, random, list);
+  if (options.scoreTarget) {
+    oznalib::scoreCandidates(detector.stages[third ? 2 : 1], view.rgb, list);
+  }
+  const int side = windowSide(options.target);
+  const std::vector<WindowLabel> labels = labelsOf(detector, list, view);
+  std::vector<Window> windows;
+  for (const size_t i : choose(labels, options, random)) {
+    const FaceCandidate& box = list.candidates[i];
+    cv::Mat pixels;
+    cv::resize(view.rgb(cv::Rect(box.x, box.y, box.width, box.height)), pixels,
+               cv::Size(side, side), 4.0, 0.0, cv::INTER_LINEAR);
+    windows.push_back({pixels, labels[i]});
+  }
+  return windows;
+}
+
+}  // namespace
+
+int windowSide(Target target) {
+  switch (target) {
+    case Target::First:
+      return kReceptiveField;
+    case Target::Second:
+      return 24;
+    default:
+      return 48;
+  }
+}
+
+std::vector<Window> mineView(DetectorImpl& detector, const View& view,
+                             const MinerOptions& options) {
+  std::mt19937_64 random(options.seed);
+  return options.target == Target::First ? cutLevels(detector, view, options, random)
+                                         : cutBoxes(detector, view, options, random);
+}
+
+}  // namespace detector_training

@@ -1,0 +1,214 @@
+#!/usr/bin/env python3
+"""Trains the detector's cascade: mines windows with the library, fits the networks one after the other, sets their
+operating points, and writes a model directory. See README.md beside this file."""
+
+import argparse
+import json
+import os
+import shutil
+import subprocess
+import sys
+
+import numpy as np
+import torch
+
+import fitting
+import networks
+import windows as w
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(os.path.dirname(HERE))
+
+# Folder, definition, weights and input side of each network in a cascade.
+NETWORKS = {
+    "first": ("x16Net-demo", "prototxt-full", "proto-full", 13),
+    "second": ("x32Net", "prototxt-deploy", "proto", 24),
+    "calibration": ("x32Net-x32-3Scales-200", "prototxt-deploy", "proto", 24),
+    "third": ("x64Net", "prototxt-deploy", "proto", 48),
+}
+
+# The steps in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
+# network's present weights with all windows that are named; a `point` step adds the constant to the face logit with which
+# the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass.
+PLAN = [
+    ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
+    ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
+    ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
+                            "--score", "--keep-above", "0.1"]),
+    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 5_000_000, "batch": 512, "rate": 1e-3}),
+    ("point", "first", {"boxes": 190}),
+    ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
+                        "--first-floor", "0.3"]),
+    ("fit", "calibration", {"windows": ["second"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
+    ("fit", "second", {"windows": ["second"], "samples": 5_000_000, "batch": 256, "rate": 1e-3}),
+    ("point", "second", {"boxes": 18}),
+    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "1",
+                       "--first-floor", "0.4", "--second-floor", "0.4"]),
+    ("fit", "third", {"windows": ["third"], "samples": 700_000, "batch": 128, "rate": 7e-4}),
+    ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "15", "--score",
+                            "--keep-above", "0.05", "--first-floor", "0.35", "--second-floor", "0.5"]),
+    ("fit", "third", {"windows": ["third", "third-hard"], "samples": 800_000, "batch": 128, "rate": 5e-4}),
+    ("point", "third", {"boxes": 0.09}),
+]
+
+
+class Trainer:
+    """One run in a working folder, which also remembers the steps that are done."""
+
+    def __init__(self, arguments):
+        self.arguments = arguments
+        self.work = arguments.work
+        self.cascade = os.path.join(self.work, "model")
+        self.done_path = os.path.join(self.work, "done.json")
+        os.makedirs(self.work, exist_ok=True)
+        self.schema = self._load_schema()
+        self.done = []
+        if os.path.exists(self.done_path):
+            with open(self.done_path, encoding="ascii") as file:
+                self.done = json.load(file)
+        else:
+            self._begin()
+
+    def _load_schema(self):
+        generated = os.path.join(self.work, "schema")
+        os.makedirs(generated, exist_ok=True)
+        source = os.path.join(ROOT, "caffe/src/caffe/proto")
+        subprocess.run(["protoc", f"--proto_path={source}", f"--python_out={generated}", "caffe.proto"], check=True)
+        sys.path.insert(0, generated)
+        import caffe_pb2  # pylint: disable=import-outside-toplevel,import-error
+
+        return caffe_pb2
+
+    def _begin(self):
+        """A cascade with the definitions and tables of public/ and the weights of --start, or random ones."""
+        shutil.copytree(os.path.join(ROOT, "public/cascades"), os.path.join(self.cascade, "cascades"), dirs_exist_ok=True)
+        shutil.copy(os.path.join(ROOT, "public/stages.txt"), self.cascade)
+        generator = torch.Generator().manual_seed(self.arguments.seed)
+        for network in NETWORKS:
+            if self.arguments.start:
+                folder, _, weights, _ = NETWORKS[network]
+                shutil.copy(os.path.join(self.arguments.start, "cascades", folder, weights),
+                            os.path.join(self.cascade, "cascades", folder, weights))
+            else:
+                twin = self._twin(network, empty=True)
+                twin.initialise(generator)
+                if network == "first":
+                    fitting.first_network_bias(twin)
+                self._save(network, twin)
+
+    def _path(self, network, which):
+        return os.path.join(self.cascade, "cascades", NETWORKS[network][0], NETWORKS[network][which])
+
+    def _twin(self, network, empty=False):
+        side = NETWORKS[network][3]
+        twin = networks.Twin(networks.read_definition(self.schema, self._path(network, 1)), (3, side, side))
+        if not empty:
+            message = self.schema.NetParameter()
+            with open(self._path(network, 2), "rb") as file:
+                message.ParseFromString(file.read())
+            twin.from_message(message)
+        return twin
+
+    def _save(self, network, twin):
+        path = self._path(network, 2)
+        with open(path + ".new", "wb") as file:
+            file.write(twin.to_message().SerializeToString(deterministic=True))
+        os.replace(path + ".new", path)
+
+    def _mean(self, network):
+        if network == "first":
+            return 100.0
+        return w.read_mean(os.path.join(self.cascade, "cascades", NETWORKS[network][0], "mean"))
+
+    def _tool(self, name, *arguments):
+        command = [os.path.join(self.arguments.tools, name), self.arguments.data, "--models", self.cascade,
+                   "--threads", str(self.arguments.threads), *arguments]
+        if self.arguments.limit:
+            command += ["--limit", str(self.arguments.limit)]
+        subprocess.run(command, check=True)
+
+    def run(self):
+        for number, (kind, name, what) in enumerate(PLAN, 1):
+            key = f"{number}-{kind}-{name}"
+            if key in self.done:
+                continue
+            if self.arguments.only and name.split("-")[0] not in self.arguments.only:
+                continue
+            print(f"Step {number} of {len(PLAN)}: {kind} {name}", file=sys.stderr, flush=True)
+            getattr(self, kind)(name, what, key)
+            self.done.append(key)
+            with open(self.done_path, "w", encoding="ascii") as file:
+                json.dump(self.done, file)
+
+    def mine(self, name, options, _key):
+        self._tool("mine_windows", "--out", os.path.join(self.work, name), "--seed", str(self.arguments.seed), *options)
+
+    def fit(self, network, what, key):
+        data = w.Windows([os.path.join(self.work, name) for name in what["windows"]])
+        if network == "calibration":
+            data.keep(data.labels[:, w.OVERLAP] >= 0.35)
+            task = fitting.CalibrationTask(data)
+        else:
+            task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
+        options = {
+            "samples": int(what["samples"] * self.arguments.scale),
+            "batch": what["batch"],
+            "rate": what["rate"],
+            "seed": self.arguments.seed,
+            "bf16": self.arguments.bf16 and network == "third",
+            "threads": self.arguments.threads,
+        }
+        twin = self._twin(network)
+        checkpoint = os.path.join(self.work, key + ".checkpoint")
+        curve = fitting.fit(twin, data, task, self._mean(network), options, checkpoint, network)
+        self._save(network, twin)
+        with open(os.path.join(self.work, key + ".curve.json"), "w", encoding="ascii") as file:
+            json.dump(curve, file)
+
+    def point(self, network, what, _key):
+        """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""
+        order = list(NETWORKS)
+        threshold = {"first": 0.4, "second": 0.8, "third": 0.98}[network]
+        name = os.path.join(self.work, "held-" + network)
+        # The next network's windows are what this one lets through; the third's own are judged by itself.
+        target = {"first": "second", "second": "third", "third": "third"}[network]
+        options = ["--target", target, "--part", "held", "--photographs", "faces", "--negatives", "1000000"]
+        options += {"first": ["--first-floor", "0.000001"], "second": ["--second-floor", "0.000001", "--first-floor", "0.4"],
+                    "third": ["--first-floor", "0.4", "--second-floor", "0.8", "--score"]}[network]
+        self._tool("mine_windows", "--out", name, *options)
+        labels = w.Windows([name]).labels
+        photographs = len(np.unique(labels[:, w.PHOTOGRAPH]))
+        scores = labels[:, w.SCORE].astype(np.float64)
+        if network == "third":
+            scores = scores[labels[:, w.OVERLAP] < 0.3]
+        ranked = np.sort(scores)[::-1]
+        cut = ranked[min(len(ranked) - 1, int(what["boxes"] * photographs))]
+        logit = lambda p: np.log(p) - np.log1p(-p)
+        constant = logit(threshold) - logit(min(max(cut, 1e-7), 1 - 1e-7))
+        twin = self._twin(network)
+        with torch.no_grad():
+            twin.last_layer().bias[1] += float(constant)
+        self._save(network, twin)
+        print(f"{network}: {constant:+.3f} on the face logit; raw score {cut:.4f} now meets {threshold} "
+              f"({photographs} photographs, {order.index(network) + 1} of {len(order)})", file=sys.stderr)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("data", help="folder with detection/ and negatives/")
+    parser.add_argument("--work", required=True, help="folder for windows, checkpoints and the growing model")
+    parser.add_argument("--tools", default=os.path.join(ROOT, "build/release/training/detector"),
+                        help="folder of the built mine_windows")
+    parser.add_argument("--start", help="model directory to start from; random weights otherwise")
+    parser.add_argument("--only", type=lambda text: text.split(","), help="networks to train, such as first,second")
+    parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--threads", type=int, default=2)
+    parser.add_argument("--scale", type=float, default=1.0, help="factor on the samples of every fit")
+    parser.add_argument("--limit", type=int, default=0, help="about so many photographs only")
+    parser.add_argument("--bf16", action="store_true", help="fit the third network in bfloat16, twice as fast where the "
+                        "processor has it")
+    Trainer(parser.parse_args()).run()
+
+
+if __name__ == "__main__":
+    main()

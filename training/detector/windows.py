@@ -1,0 +1,69 @@
+"""Training windows as the miner writes them, and their random changes of colour."""
+
+import json
+
+import numpy as np
+import torch
+
+# Columns of a label, in the order of WindowLabel in window_file.h.
+PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE = range(9)
+MOVES = slice(9, 28)
+
+
+class Windows:
+    """Windows of one or several files: `pixels` (N, 3, side, side) bytes, `labels` (N, 28) floats."""
+
+    def __init__(self, prefixes):
+        pixels, labels = [], []
+        for prefix in prefixes:
+            with open(prefix + ".json", encoding="ascii") as file:
+                about = json.load(file)
+            count, side = about["windows"], about["side"]
+            pixels.append(np.fromfile(prefix + ".u8", np.uint8).reshape(count, 3, side, side))
+            labels.append(np.fromfile(prefix + ".f32", np.float32).reshape(count, about["label_values"]))
+        self.pixels = np.concatenate(pixels) if len(pixels) > 1 else pixels[0]
+        self.labels = np.concatenate(labels) if len(labels) > 1 else labels[0]
+
+    def keep(self, mask):
+        """Drops the windows whose mask is false."""
+        self.pixels, self.labels = self.pixels[mask], self.labels[mask]
+        return self
+
+    def __len__(self):
+        return len(self.labels)
+
+
+def jitter(pixels, rng, mirror, occlude):
+    """Random colours (and places) for a batch; floats (N, 3, side, side), 0 to 255, plane 0 first.
+
+    Hosts pass both channel orders, so a quarter of the windows swap theirs, and one in eight is grey. Gain, contrast and
+    offset vary, and half of the windows are darkened, since faces in the dark are what annotated photographs show least;
+    `mirror` flips half of the windows; `occlude` is the share that loses a random rectangle.
+    """
+    x = torch.from_numpy(pixels).float()
+    n, _, side, _ = x.shape
+    uniform = lambda a, b: torch.from_numpy(rng.uniform(a, b, (n, 1, 1, 1)).astype(np.float32))
+    chosen = lambda share: torch.from_numpy(rng.random(n) < share)
+    swap = chosen(0.25)
+    x[swap] = x[swap].flip(1)
+    grey = chosen(0.125)
+    x[grey] = x[grey].mean(1, keepdim=True).expand(-1, 3, -1, -1)
+    light = torch.where(chosen(0.5)[:, None, None, None], torch.exp(uniform(-1.1, 0.3)), torch.ones(()))
+    x = x * light
+    mean = x.mean((1, 2, 3), keepdim=True)
+    x = (x - mean) * uniform(0.75, 1.3) + mean + uniform(-15, 15)
+    if mirror:
+        flipped = chosen(0.5)
+        x[flipped] = x[flipped].flip(3)
+    for i in np.flatnonzero(rng.random(n) < occlude):
+        height, width = rng.integers(side // 8, side * 2 // 5, 2)
+        top, left = rng.integers(0, side - height), rng.integers(0, side - width)
+        x[i, :, top : top + height, left : left + width] = float(rng.uniform(0, 255))
+    return x.clamp_(0, 255)
+
+
+def read_mean(path):
+    """A mean image as (3, side, side) floats, the very values that the library subtracts."""
+    values = np.loadtxt(path, dtype=np.float64).astype(np.float32).ravel()
+    side = int(round((values.size / 3) ** 0.5))
+    return torch.from_numpy(values.reshape(3, side, side))
