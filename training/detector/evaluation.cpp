@@ -67,18 +67,23 @@ void match(const oznalib::CandidateList& found, const Photograph& photograph, in
   for (const oznalib::FaceCandidate& box : found.candidates) {  // By descending score.
     int best = -1;
     double bestOverlap = 0;
+    double bestUncounted = 0;
     for (size_t i = 0; i < photograph.faces.size(); ++i) {
       const double value = overlap(box, photograph.faces[i]);
-      if (value > bestOverlap) {
-        best = static_cast<int>(i);
+      if (resultOfFace[i] < 0) {
+        bestUncounted = std::max(bestUncounted, value);
+      } else if (value > bestOverlap) {
+        best = resultOfFace[i];
         bestOverlap = value;
       }
     }
-    if (best < 0 || bestOverlap < kMatchOverlap) {
+    if (bestOverlap >= kMatchOverlap) {
+      FaceResult& face = result.faces[best];
+      if (face.score >= 0) continue;
+      face.score = box.score;
+      face.overlap = bestOverlap;
+    } else if (bestUncounted < kUncountedOverlap) {
       result.wrong.push_back({index, box});
-    } else if (resultOfFace[best] >= 0 && result.faces[resultOfFace[best]].score < 0) {
-      result.faces[resultOfFace[best]].score = box.score;
-      result.faces[resultOfFace[best]].overlap = bestOverlap;
     }
   }
 }

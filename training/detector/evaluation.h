@@ -14,6 +14,9 @@ namespace detector_training {
 
 /// A detection matches a face from this intersection over union on.
 constexpr double kMatchOverlap = 0.45;
+/// A detection that overlaps an ignored or too small face by this counts neither way. Less than for a
+/// match, since such faces are annotated loosely.
+constexpr double kUncountedOverlap = 0.3;
 /// Faces count from this share of the photograph's longer side on.
 constexpr double kLeastSide = 0.05;
 

@@ -28,6 +28,11 @@ def face_weights(overlap):
     return np.interp(overlap, [0.25, 0.3, 0.4, 0.5, 0.6], [1.0, 0.5, 0.25, 0.6, 1.0]).astype(np.float32)
 
 
+def device():
+    """Where to compute: a GPU if there is one."""
+    return torch.device("cuda" if torch.cuda.is_available() else "cpu")
+
+
 class FaceTask:
     """Face or no face. Both classes weigh the same in sum."""
 
@@ -35,7 +40,7 @@ class FaceTask:
 
     def __init__(self, data, network, occlude=0.0):
         overlap = data.labels[:, w.OVERLAP]
-        self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32))
+        self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
         weights = face_weights(overlap)
         positive = overlap >= 0.4
         weights[positive] *= 0.5 / max(weights[positive].sum(), 1e-9)
@@ -60,7 +65,7 @@ class CalibrationTask:
     mirror = False  # The table of patterns has no mirror image.
 
     def __init__(self, data, temperature=0.03, occlude=0.0):
-        moved = torch.from_numpy(data.labels[:, w.MOVES].copy())
+        moved = torch.from_numpy(data.labels[:, w.MOVES].copy()).to(device())
         self.targets = F.softmax(moved / temperature, 1)
         self.moved = moved
         self.weights = np.full(len(data), 1.0 / len(data), np.float32)
@@ -115,7 +120,8 @@ def fit(twin, data, task, mean, options, checkpoint, name):
     """
     torch.set_num_threads(options["threads"])
     rng = np.random.default_rng(options["seed"])
-    twin.to(memory_format=torch.channels_last)
+    twin.to(device(), memory_format=torch.channels_last)
+    mean = mean.to(device()) if torch.is_tensor(mean) else mean
     first = name == "first"
     parameters = [p for n, p in twin.named_parameters() if not (first and n == "modules_by_name.conv1.bias")]
     if first:
@@ -127,7 +133,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
     sampler, curve, seen = Sampler(task.weights), [], 0
     batch, total = options["batch"], options["samples"]
     if os.path.exists(checkpoint):
-        saved = torch.load(checkpoint)
+        saved = torch.load(checkpoint, map_location=device())
         twin.load_state_dict(saved["twin"])
         optimiser.load_state_dict(saved["optimiser"])
         average, curve, seen = saved["average"], saved["curve"], saved["seen"]
@@ -146,17 +152,18 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             rate = options["rate"] * min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress))
             for group in optimiser.param_groups:
                 group["lr"] = max(rate, options["rate"] * 1e-3)
-            x = network_input(w.jitter(data.pixels[chosen], rng, task.mirror, task.occlude), mean)
-            with torch.autocast("cpu", dtype=torch.bfloat16, enabled=options["bf16"]):
+            pixels = w.jitter(data.pixels[chosen], rng, task.mirror, task.occlude).to(device())
+            x = network_input(pixels, mean)
+            with torch.autocast(device().type, dtype=torch.bfloat16, enabled=options["bf16"]):
                 logits = twin(x)
-            losses, errors = task.losses(logits.float(), torch.from_numpy(chosen))
-            correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32))
+            losses, errors = task.losses(logits.float(), torch.from_numpy(chosen).to(device()))
+            correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32)).to(device())
             loss = (losses * correction).mean()
             optimiser.zero_grad(set_to_none=True)
             loss.backward()
             torch.nn.utils.clip_grad_norm_(parameters, 5.0)
             optimiser.step()
-            sampler.saw(chosen, errors.detach().numpy())
+            sampler.saw(chosen, errors.detach().cpu().numpy())
             seen += len(chosen)
             keep = min(0.999, 1 - batch / max(batch, 0.02 * seen))
             with torch.no_grad():
@@ -188,6 +195,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             os.replace(checkpoint + ".new", checkpoint)
     print(file=sys.stderr)
     twin.load_state_dict(average)
+    twin.to("cpu")
     if first:
         first_network_bias(twin)
     return curve
