@@ -16,31 +16,10 @@ using oznalib::truncateToInt;
 constexpr int kBins = 8;
 constexpr int kCells = 4;       // Along each side of a descriptor.
 constexpr int kFirstCell = -3;  // The first whose shares reach the grid.
-constexpr int kLastCell = 1;    // The last.
+constexpr std::uint32_t kCellsThatReach = 5;
 
-// For values near 0. The library's floor is a call where the processor's baseline has no rounding.
-std::int32_t floorToInt(float value) {
-  const std::int32_t cut = truncateToInt(value);
-  return static_cast<float>(cut) > value ? cut - 1 : cut;
-}
-
-// Pixels along one axis that reach a cell: of those from -radius to radius around the rounded
-// position that lie within the image's interior.
-void fillTaps(float position, std::uint64_t image_length, float cell_size,
-              std::vector<AxisTap>& taps) {
-  const std::int64_t centre = truncateToInt(static_cast<double>(position) + 0.5);
-  const std::int64_t radius =
-      truncateToInt(static_cast<double>(cell_size) * 1.4142135623730951 * kCells * 0.5 + 0.5);
-  const std::int64_t first = std::max(-radius, 1 - centre);
-  const std::int64_t last = std::min(static_cast<std::int64_t>(image_length) - centre - 2, radius);
-  const float shift = static_cast<float>(centre) - position;
-  for (std::int64_t delta = first; delta <= last; ++delta) {
-    const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5f;
-    const std::int32_t cell = floorToInt(place);
-    if (cell >= kFirstCell && cell <= kLastCell) {
-      taps.push_back({centre + delta, cell, place - static_cast<float>(cell)});
-    }
-  }
+std::int64_t roundedPosition(float position) {
+  return truncateToInt(static_cast<double>(position) + 0.5);
 }
 
 using Float4 = float __attribute__((vector_size(16)));
@@ -54,28 +33,29 @@ Float4 loadFloat4(const float* from) {
 void storeFloat4(float* to, Float4 value) { std::memcpy(to, &value, sizeof(value)); }
 
 // The two neighbouring rows of cells that the current image row contributes to. Entry (bin, column,
-// row) stands at bin * kBinFloats + column * 2 + row, with columns from -1 to 4 and rows cell_row +
-// 2 and cell_row + 3: a pixel's four shares then are four neighbouring floats. Shares that fall off
-// the grid go to the rows and columns around it.
+// row) stands at bin * kShareBinFloats + column * 2 + row, with columns from -1 to 4 and the rows
+// of the grid on which the last two cells of a pixel's four lie: a pixel's four shares then are
+// four neighbouring floats. Shares that fall off the grid go to the rows and columns around it.
 class HistogramRows {
  public:
-  static constexpr int kBinFloats = 16;
-
-  void add(int bin, int column, Float4 amount) {
-    float* at = cells_ + bin * kBinFloats + column * 2;
+  // Adds a pixel's shares for one bin.
+  //
+  // bin_start  kShareBinFloats times the bin.
+  void add(std::size_t bin_start, std::size_t column_cell, Float4 amount) {
+    float* at = cells_ + (bin_start + 2 * column_cell);
     storeFloat4(at, loadFloat4(at) + amount);
   }
 
   // Moves on to a later row of cells, storing those that are complete.
-  void advanceTo(int cell_row, float* histogram) {
+  void advanceTo(std::uint32_t cell_row, float* histogram) {
     for (; cell_row_ < cell_row; ++cell_row_) {
-      const int row = cell_row_ + 2;
+      const int row = static_cast<int>(cell_row_) - 1;
       if (row >= 0 && row < kCells) {
         store(histogram + row * kCells * kBins);
       }
-      for (int i = 0; i < kBins * kBinFloats; i += 2) {
-        cells_[i] = cells_[i + 1];
-        cells_[i + 1] = 0.0f;
+      for (int i = 0; i < kBins * kShareBinFloats; i += 4) {
+        const Float4 old = loadFloat4(cells_ + i);
+        storeFloat4(cells_ + i, Float4{old[1], 0.0f, old[3], 0.0f});
       }
     }
   }
@@ -84,99 +64,157 @@ class HistogramRows {
   void store(float* histogram_row) const {
     for (int column = 0; column < kCells; ++column) {
       for (int bin = 0; bin < kBins; ++bin) {
-        histogram_row[column * kBins + bin] = cells_[bin * kBinFloats + (column + 1) * 2];
+        histogram_row[column * kBins + bin] = cells_[bin * kShareBinFloats + (column + 1) * 2];
       }
     }
   }
 
-  alignas(64) float cells_[kBins * kBinFloats] = {};
-  int cell_row_ = kFirstCell;
+  alignas(64) float cells_[kBins * kShareBinFloats] = {};
+  std::uint32_t cell_row_ = 0;
 };
 
-// The pixels of one image row that are still to be added.
+// The pixels of one image row that are to be added.
 struct RowWalk {
-  void addPixel() {
-    const GradientCell& cell = line[column->pixel];
-    const float share = cell.magnitude * cell.weight;
-    const float neighbour_ratio = cell.fraction / (cell.weight + 1e-6f);
-    const float near_share = share - column->fraction * share;
-    const float far_share = share - near_share;
-    const Float4 amount = row_shares * Float4{near_share, near_share, far_share, far_share};
-    rows->add(cell.bin, column->cell - kFirstCell, amount);
-    rows->add(cell.neighbour, column->cell - kFirstCell, amount * neighbour_ratio);
-    ++column;
-  }
-  void addAll() {
-    while (column != end) {
-      addPixel();
+  void start(const GradientShare* level, std::int64_t width, DescriptorWindow& window,
+             std::size_t index) {
+    count = 0;
+    if (index >= window.rows.count) {
+      return;
     }
+    const std::size_t entry = window.rows.first + index;
+    rows.advanceTo(window.rows.cell[entry], window.histogram.data());
+    const float v = window.rows.fraction[entry];
+    row_shares = Float4{1.0f - v, v, 1.0f - v, v};
+    const AxisTaps& columns = window.columns;
+    const std::int64_t y = window.rows.first_pixel + static_cast<std::int64_t>(index);
+    shares = level + (y * width + columns.first_pixel);
+    cells = columns.cell.data() + columns.first;
+    fractions = columns.fraction.data() + columns.first;
+    count = columns.count;
   }
 
-  HistogramRows* rows;
-  const GradientCell* line;
-  const AxisTap* column;
-  const AxisTap* end;
-  Float4 row_shares;
+  HistogramRows rows;
+  const GradientShare* shares = nullptr;
+  const std::uint32_t* cells = nullptr;
+  const float* fractions = nullptr;
+  std::size_t count = 0;
+  Float4 row_shares = {};
 };
 
-RowWalk startRow(const Plane& gradient, DescriptorWindow& window, std::size_t index,
-                 HistogramRows& rows) {
-  if (index >= window.row_taps.size()) {
-    return {&rows, nullptr, nullptr, nullptr, Float4{}};
-  }
-  const AxisTap& row = window.row_taps[index];
-  rows.advanceTo(row.cell, window.histogram.data());
-  const GradientCell* line = reinterpret_cast<const GradientCell*>(gradient.data) +
-                             row.pixel * static_cast<std::int64_t>(gradient.width / 4);
-  const float v = row.fraction;
-  const AxisTap* columns = window.column_taps.data();
-  return {&rows, line, columns, columns + window.column_taps.size(),
-          Float4{1.0f - v, v, 1.0f - v, v}};
+inline void addPixel(const GradientShare& share, std::uint32_t cell, float fraction,
+                     Float4 row_shares, HistogramRows& rows) {
+  const float near_share = share.nearest - fraction * share.nearest;
+  const float far_share = share.nearest - near_share;
+  const Float4 amount = row_shares * Float4{near_share, near_share, far_share, far_share};
+  const Float4 neighbour_amount = amount * share.neighbour_ratio;
+  rows.add(share.bin, cell, amount);
+  rows.add(share.neighbour, cell, neighbour_amount);
 }
 
-void addTogether(RowWalk a, RowWalk b) {
-  const std::ptrdiff_t common = std::min(a.end - a.column, b.end - b.column);
-  for (std::ptrdiff_t i = 0; i < common; ++i) {
-    a.addPixel();
-    b.addPixel();
+// What the loop needs stands in arrays of its own: what it stores might be anything else, for all
+// that the compiler knows.
+void addTogether(std::array<RowWalk, kWindowsTogether>& walks) {
+  const GradientShare* shares[kWindowsTogether];
+  const std::uint32_t* cells[kWindowsTogether];
+  const float* fractions[kWindowsTogether];
+  Float4 row_shares[kWindowsTogether];
+  std::size_t common = walks[0].count;
+  for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+    shares[k] = walks[k].shares;
+    cells[k] = walks[k].cells;
+    fractions[k] = walks[k].fractions;
+    row_shares[k] = walks[k].row_shares;
+    common = std::min(common, walks[k].count);
   }
-  a.addAll();
-  b.addAll();
+  for (std::size_t i = 0; i < common; ++i) {
+    for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+      addPixel(shares[k][i], cells[k][i], fractions[k][i], row_shares[k], walks[k].rows);
+    }
+  }
+  for (RowWalk& walk : walks) {
+    for (std::size_t i = common; i < walk.count; ++i) {
+      addPixel(walk.shares[i], walk.cells[i], walk.fractions[i], walk.row_shares, walk.rows);
+    }
+  }
 }
 
 }  // namespace
 
-void DescriptorWindow::place(float x, float y, std::uint64_t columns, std::uint64_t rows,
-                             float cell_size) {
-  clear();
+PixelArea windowArea(float x, float y, std::uint64_t columns, std::uint64_t rows, float cell_size) {
   if (std::isnan(x) || std::isnan(y)) {
-    return;
+    return {};
   }
-  fillTaps(x, columns, cell_size, column_taps);
-  fillTaps(y, rows, cell_size, row_taps);
+  const std::int64_t radius =
+      truncateToInt(static_cast<double>(cell_size) * 1.4142135623730951 * kCells * 0.5 + 0.5);
+  const std::int64_t column = roundedPosition(x);
+  const std::int64_t row = roundedPosition(y);
+  return {std::max<std::int64_t>(column - radius, 1), std::max<std::int64_t>(row - radius, 1),
+          std::min(column + radius + 1, static_cast<std::int64_t>(columns) - 1),
+          std::min(row + radius + 1, static_cast<std::int64_t>(rows) - 1)};
+}
+
+void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float cell_size) {
+  clear();
+  const std::size_t pixels = static_cast<std::size_t>(std::max<std::int64_t>(end - begin, 0));
+  cell.resize(pixels);
+  fraction.resize(pixels);
+  const std::int64_t centre = roundedPosition(position);
+  const float shift = static_cast<float>(centre) - position;
+  const std::int32_t first_delta = static_cast<std::int32_t>(begin - centre);
+  std::uint32_t* cells = cell.data();
+  float* fractions = fraction.data();
+  for (std::size_t i = 0; i < pixels; ++i) {
+    const std::int32_t delta = first_delta + static_cast<std::int32_t>(i);
+    const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5f;
+    // Whatever lies beyond these limits, or is not a number, reaches no cell.
+    const float high = place > -8.0f ? place : -8.0f;
+    const float limited = high < 8.0f ? high : 8.0f;
+    const std::int32_t cut = static_cast<std::int32_t>(limited);
+    const std::int32_t floor = static_cast<float>(cut) > limited ? cut - 1 : cut;
+    cells[i] = static_cast<std::uint32_t>(floor - kFirstCell);
+    fractions[i] = place - static_cast<float>(floor);
+  }
+  std::size_t last = pixels;
+  first = 0;
+  while (first < last && static_cast<std::int32_t>(cells[first]) < 0) {
+    ++first;
+  }
+  while (last > first && cells[last - 1] >= kCellsThatReach) {
+    --last;
+  }
+  first_pixel = begin + static_cast<std::int64_t>(first);
+  count = last - first;
+}
+
+void DescriptorWindow::place(float x, float y, const PixelArea& area, float cell_size) {
+  columns.place(x, area.left, area.right, cell_size);
+  rows.place(y, area.top, area.bottom, cell_size);
 }
 
 void DescriptorWindow::clear() {
-  column_taps.clear();
-  row_taps.clear();
+  columns.clear();
+  rows.clear();
 }
 
-void fillHistograms(const Plane& gradient,
-                    std::array<DescriptorWindow, kWindowsTogether>& windows) {
-  static_assert(kWindowsTogether == 2, "Two rows are walked at a time.");
-  HistogramRows rows[kWindowsTogether];
-  const std::size_t row_count = std::max(windows[0].row_taps.size(), windows[1].row_taps.size());
+void fillHistograms(const GradientShares& shares, std::size_t level, WindowGroup& windows) {
+  std::array<RowWalk, kWindowsTogether> walks;
+  std::size_t row_count = 0;
+  for (const DescriptorWindow& window : windows) {
+    row_count = std::max(row_count, window.rows.count);
+  }
+  const GradientShare* level_shares = shares.level(level);
   for (std::size_t i = 0; i < row_count; ++i) {
-    addTogether(startRow(gradient, windows[0], i, rows[0]),
-                startRow(gradient, windows[1], i, rows[1]));
+    for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+      walks[k].start(level_shares, shares.width(), windows[k], i);
+    }
+    addTogether(walks);
   }
-  for (std::size_t i = 0; i < kWindowsTogether; ++i) {
-    rows[i].advanceTo(kLastCell + 1, windows[i].histogram.data());
+  for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+    walks[k].rows.advanceTo(kCellsThatReach, windows[k].histogram.data());
   }
 }
 
-std::array<float, kWindowsTogether> histogramLengths(
-    const std::array<DescriptorWindow, kWindowsTogether>& windows) {
+std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows) {
   std::array<float, kWindowsTogether> sums = {};
   for (std::size_t i = 0; i < windows[0].histogram.size(); ++i) {
     for (std::size_t k = 0; k < kWindowsTogether; ++k) {

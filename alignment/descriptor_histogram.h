@@ -5,53 +5,74 @@
 #define OZNA_ALIGNMENT_DESCRIPTOR_HISTOGRAM_H_
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
-#include "alignment/descriptor_pyramid.h"
-#include "alignment/plane.h"
+#include "alignment/gradient_shares.h"
+#include "alignment/pixel_area.h"
 
 namespace SDMCore {
 
-/// One column or row of a window.
-struct AxisTap {
-  std::int64_t pixel;  ///< In the image.
-  std::int32_t cell;  ///< The last cell whose centre is not beyond the pixel, -3 to 1; -1 and 0 are
-                      ///< around the middle.
-  float fraction;     ///< Place between that cell's centre and the next one's, 0 to 1.
+/// Pixels of an image that the window around a point may reach: a square around the pixel that the
+/// point is rounded to, clipped to the interior of the image. A coordinate that is not a number, or
+/// is far outside, gives an empty area.
+///
+/// x, y           In pixels of the image, 0 at the centre of the first pixel.
+/// columns, rows  Of the image.
+/// cell_size      Side of a cell in pixels.
+PixelArea windowArea(float x, float y, std::uint64_t columns, std::uint64_t rows, float cell_size);
+
+/// Neighbouring columns, or rows, of a window that reach its grid of cells.
+struct AxisTaps {
+  /// Places the taps of those pixels from begin to end - 1 that reach a cell.
+  ///
+  /// position   Of the window's point along the axis, in pixels.
+  /// cell_size  Side of a cell in pixels.
+  void place(float position, std::int64_t begin, std::int64_t end, float cell_size);
+
+  void clear() { count = 0; }
+
+  std::int64_t first_pixel = 0;  ///< In the image.
+  std::size_t first = 0;         ///< Where the entry of that pixel stands in cell and fraction.
+  std::size_t count = 0;
+  /// The last cell whose centre is not beyond the pixel, counted from the first one that reaches
+  /// the grid: 0 to 4, where 2 and 3 are around the middle. What lies outside of the taps is larger.
+  std::vector<std::uint32_t> cell;
+  std::vector<float> fraction;  ///< Place between that cell's centre and the next one's, 0 to 1.
 };
 
 /// The pixels around a point that reach its grid of 4 by 4 cells, and the histograms over that
 /// grid.
 struct DescriptorWindow {
-  /// Places the window, clipped to the interior of the image. A coordinate that is not a number, or
-  /// is far outside, gives an empty window.
+  /// Places the window.
   ///
-  /// columns, rows  Of the image.
-  /// cell_size      Side of a cell in pixels.
-  void place(float x, float y, std::uint64_t columns, std::uint64_t rows, float cell_size);
+  /// area  What windowArea gives for the point.
+  void place(float x, float y, const PixelArea& area, float cell_size);
 
   void clear();  ///< Makes the window empty.
 
-  std::vector<AxisTap> column_taps;  ///< From left to right.
-  std::vector<AxisTap> row_taps;     ///< From top to bottom.
+  AxisTaps columns;  ///< From left to right.
+  AxisTaps rows;     ///< From top to bottom.
   /// 4 rows by 4 columns by 8 bins.
-  std::array<float, DescriptorPyramid::kDescriptorSize> histogram;
+  std::array<float, 128> histogram;
 };
 
 /// Windows that are filled side by side. The sums of one window depend on each other, pixel after
-/// pixel; a second window fills the time that the processor would wait.
-constexpr std::size_t kWindowsTogether = 2;
+/// pixel; the other windows fill the time that the processor would wait.
+constexpr std::size_t kWindowsTogether = 4;
 
-/// Fills the histograms of windows, which may be empty, from one level's gradients.
+using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
+
+/// Fills the histograms of windows, which may be empty, from one level's gradients. Those of their
+/// areas must have been prepared.
 ///
 /// Each pixel is shared out to the four cells around it and to two bins. Every entry is a float sum
 /// over the window's pixels, row after row.
-void fillHistograms(const Plane& gradient, std::array<DescriptorWindow, kWindowsTogether>& windows);
+void fillHistograms(const GradientShares& shares, std::size_t level, WindowGroup& windows);
 
 /// Lengths of the histograms, squares summed in float in ascending order.
-std::array<float, kWindowsTogether> histogramLengths(
-    const std::array<DescriptorWindow, kWindowsTogether>& windows);
+std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows);
 
 }  // namespace SDMCore
 

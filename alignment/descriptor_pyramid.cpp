@@ -9,39 +9,11 @@
 #include "alignment/descriptor_histogram.h"
 #include "alignment/truncation.h"
 
-namespace oznalib {
-namespace {
-
-// One step of float precision below pi / 2 and pi.
-constexpr float kQuarterTurn = 1.5707962513f;
-constexpr float kHalfTurn = 3.1415925026f;
-
-}  // namespace
-
-// All cases are worked out and one is selected: without branches, a row of pixels goes through as
-// vectors.
-float fastAtan2(float y, float x) {
-  const float t = y / x;
-  const float upward = kQuarterTurn - t / (t * t + 0.28f);
-  const float steep = y < 0.0f ? upward - kHalfTurn : upward;
-  const float right = t / (t * 0.28f * t + 1.0f);
-  const float left = y < 0.0f ? right - kHalfTurn : right + kHalfTurn;
-  const float flat = x < 0.0f ? left : right;
-  const float oblique = std::fabs(t) > 1.0f ? steep : flat;
-  const float side = y >= 0.0f ? kQuarterTurn : -kQuarterTurn;
-  const float vertical = y == 0.0f ? 0.0f : side;
-  return x == 0.0f ? vertical : oblique;
-}
-
-}  // namespace oznalib
-
 namespace SDMCore {
 namespace {
 
 using oznalib::truncateToInt;
 
-constexpr float kTwoPi = 6.2831855f;
-constexpr int kBins = 8;
 constexpr float kFlatNorm = 0.5f;
 
 // Powers by repeated squaring: their rounding decides the last digit of the cell size.
@@ -55,43 +27,6 @@ float integerPower(float base, std::int64_t exponent) {
   }
   return result;
 }
-
-// What the gradients of one row are worked out into, one array a value, so that the arithmetic
-// vectorises.
-struct GradientRow {
-  explicit GradientRow(std::size_t width)
-      : magnitude(width), fraction(width), bin(width), neighbour(width) {}
-
-  std::vector<float> magnitude;
-  std::vector<float> fraction;
-  std::vector<std::int32_t> bin;
-  std::vector<std::int32_t> neighbour;
-};
-
-// Fills columns 1 to width - 2 from the rows above, at and below. The two bins next to an angle
-// wrap around: the nearest one may come out as 8, which is 0 again.
-void computeGradientRow(const float* above, const float* here, const float* below,
-                        std::size_t width, GradientRow& row) {
-  float* magnitude = row.magnitude.data();
-  float* fraction = row.fraction.data();
-  std::int32_t* bin = row.bin.data();
-  std::int32_t* neighbour = row.neighbour.data();
-  for (std::size_t x = 1; x + 1 < width; ++x) {
-    const float dx = here[x + 1] - here[x - 1];
-    const float dy = below[x] - above[x];
-    magnitude[x] = std::sqrt(dy * dy + dx * dx);
-    float angle = oznalib::fastAtan2(dy, dx);
-    angle = angle < 0.0f ? angle + kTwoPi : angle;
-    angle = angle * 8.0f / kTwoPi;
-    const std::int32_t nearest = static_cast<std::int32_t>(angle + 0.5f);
-    const float rest = angle - static_cast<float>(nearest);
-    fraction[x] = std::fabs(rest);
-    bin[x] = nearest & (kBins - 1);
-    neighbour[x] = (nearest + (rest > 0.0f ? 1 : -1)) & (kBins - 1);
-  }
-}
-
-using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 
 // Normalises the histograms, caps their entries and normalises them again.
 void normalise(WindowGroup& windows, const std::array<float, kWindowsTogether>& lengths,
@@ -127,7 +62,8 @@ DescriptorPyramid::DescriptorPyramid(std::uint64_t columns, std::uint64_t rows,
       gradients(1),
       pointCapacity(std::clamp<std::uint64_t>(columns * rows / 512, 128, 8192)),
       descriptorCapacity(2 * pointCapacity),
-      step(std::pow(2.0f, 1.0f / static_cast<float>(level_count))) {
+      step(std::pow(2.0f, 1.0f / static_cast<float>(level_count))),
+      shares_(columns, rows, static_cast<std::size_t>(level_count) + 3) {
   planes[0].resize(level_count + 3);
   for (Plane& plane : planes[0]) {
     plane.resize(columns, rows);
@@ -171,13 +107,17 @@ void DescriptorPyramid::prepareGradient(std::uint64_t level) {
     return;
   }
   gradient.resize(4 * width, height);
+  if (width < 3) {
+    return;
+  }
   const float* pixels = planes[0][level].data;
-  GradientRow row(width);
+  const std::size_t columns = static_cast<std::size_t>(width) - 2;
+  GradientRow row(columns);
   for (std::uint64_t y = 1; y + 1 < height; ++y) {
-    const float* here = pixels + y * width;
-    computeGradientRow(here - width, here, here + width, width, row);
-    GradientCell* cells = reinterpret_cast<GradientCell*>(gradient.data + y * gradient.width);
-    for (std::uint64_t x = 1; x + 1 < width; ++x) {
+    const float* here = pixels + y * width + 1;
+    row.compute(here - width, here, here + width, columns);
+    GradientCell* cells = reinterpret_cast<GradientCell*>(gradient.data + y * gradient.width) + 1;
+    for (std::size_t x = 0; x < columns; ++x) {
       cells[x] = {row.magnitude[x], row.fraction[x], 1.0f - row.fraction[x],
                   static_cast<std::uint8_t>(row.bin[x]),
                   static_cast<std::uint8_t>(row.neighbour[x])};
@@ -185,8 +125,22 @@ void DescriptorPyramid::prepareGradient(std::uint64_t level) {
   }
 }
 
+std::int64_t DescriptorPyramid::existingLevel(float level) const {
+  const std::int64_t whole = truncateToInt(static_cast<double>(level) + 0.5);
+  return whole < static_cast<std::int64_t>(planes[0].size()) ? whole : -1;
+}
+
 void DescriptorPyramid::computeDescriptor(float x, float y, float level, float* norm,
                                           std::uint8_t* out) {
+  const std::int64_t whole_level = existingLevel(level);
+  if (whole_level >= 0) {
+    // Of the whole level: points that come one by one may lie anywhere.
+    const std::size_t index = static_cast<std::size_t>(whole_level);
+    prepareGradient(index);
+    shares_.prepare(
+        index, planes[0][index], gradients[0][index],
+        {1, 1, static_cast<std::int64_t>(width) - 1, static_cast<std::int64_t>(height) - 1});
+  }
   const float point[] = {x, y};
   computeDescriptors(point, 1, level, norm, out);
 }
@@ -194,23 +148,28 @@ void DescriptorPyramid::computeDescriptor(float x, float y, float level, float* 
 void DescriptorPyramid::computeDescriptors(const float* points, std::size_t count, float level,
                                            float* norms, std::uint8_t* out) {
   std::fill_n(norms, count, 0.0f);
-  const std::int64_t whole_level = truncateToInt(static_cast<double>(level) + 0.5);
-  if (whole_level < 0 || whole_level >= static_cast<std::int64_t>(planes[0].size())) {
+  const std::int64_t whole_level = existingLevel(level);
+  if (whole_level < 0) {
     return;
   }
-  prepareGradient(static_cast<std::uint64_t>(whole_level));
-  const Plane& gradient = gradients[0][static_cast<std::size_t>(whole_level)];
+  const std::size_t index = static_cast<std::size_t>(whole_level);
   const float cell_size = integerPower(step, whole_level) * baseSigma * magnification;
+  std::vector<PixelArea> areas(count);
+  PixelArea all;
+  for (std::size_t i = 0; i < count; ++i) {
+    areas[i] = windowArea(points[2 * i], points[2 * i + 1], width, height, cell_size);
+    all = all.joined(areas[i]);
+  }
+  shares_.prepare(index, planes[0][index], gradients[0][index], all);
   WindowGroup windows;
   for (std::size_t first = 0; first < count; first += kWindowsTogether) {
     const std::size_t present = std::min(kWindowsTogether, count - first);
     for (std::size_t k = 0; k < kWindowsTogether; ++k) {
       const float* point = points + 2 * (first + k);
-      k < present
-          ? windows[k].place(point[0], point[1], planes[0][0].width, planes[0][0].height, cell_size)
-          : windows[k].clear();
+      k < present ? windows[k].place(point[0], point[1], areas[first + k], cell_size)
+                  : windows[k].clear();
     }
-    fillHistograms(gradient, windows);
+    fillHistograms(shares_, index, windows);
     const std::array<float, kWindowsTogether> lengths = histogramLengths(windows);
     normalise(windows, lengths, clampLevel);
     for (std::size_t k = 0; k < present; ++k) {

@@ -9,33 +9,20 @@
 #include <vector>
 
 #include "alignment/gaussian_blur.h"
+#include "alignment/gradient_row.h"
+#include "alignment/gradient_shares.h"
 #include "alignment/plane.h"
 
-namespace oznalib {
-
-/// Angle of (x, y) in radians, -pi to pi, by a rational approximation that is off by 0.005 at most.
-/// 0 for (0, 0).
-float fastAtan2(float y, float x);
-
-}  // namespace oznalib
-
 namespace SDMCore {
-
-/// Gradient of one pixel, shared out to two of 8 orientation bins.
-struct GradientCell {
-  float magnitude;         ///< Length of the gradient.
-  float fraction;          ///< Distance of the angle from its nearest bin, 0 to 0.5, in bins.
-  float weight;            ///< 1 - fraction.
-  std::uint8_t bin;        ///< Nearest bin, 0 to 7; bin 0 points along x, bin 2 along y.
-  std::uint8_t neighbour;  ///< The bin on the other side of the angle.
-};
 
 /// Descriptors of points whose place and size are given, so there is no search for points and no
 /// rotation.
 ///
 /// Order    Constructor, setImage, buildLevels, then any number of computeDescriptor.
-/// Threads  One object serves one thread: computeDescriptor makes gradients on first demand.
-/// Memory   One float a pixel for each of levels + 3 planes, and 4 more for each level in use.
+/// Threads  One object serves one thread: descriptors make gradients on first demand.
+/// Memory   One float a pixel for each of levels + 3 planes. 3 more are reserved with the first
+///          descriptor, and taken up in levels in use where windows have reached; computeDescriptor
+///          and prepareGradient take 4 more of the whole level.
 /// Source   D. G. Lowe, Distinctive image features from scale-invariant keypoints, 2004; its use at
 ///          landmarks: X. Xiong and F. De la Torre, 2013.
 class DescriptorPyramid {
@@ -63,7 +50,7 @@ class DescriptorPyramid {
   /// stay 0.
   void prepareGradient(std::uint64_t level);
 
-  /// Takes a descriptor.
+  /// Takes a descriptor, and prepares the gradients of its level for it.
   ///
   /// x, y   In pixels of the image, 0 at the centre of the first pixel. The window is clipped to
   ///        the image; a point far outside, or one that is not a number, has an empty window.
@@ -73,7 +60,8 @@ class DescriptorPyramid {
   ///        is not above 0.5 (a flat patch) it is left as it is, and norm is 0.
   void computeDescriptor(float x, float y, float level, float* norm, std::uint8_t* out);
 
-  /// Takes the descriptors of several points: the same bytes as one by one, and faster.
+  /// Takes the descriptors of several points: the same bytes as one by one, and faster, since
+  /// gradients are worked out only around the points. The more points at once, the better.
   ///
   /// points  count pairs x, y.
   /// norms   Receives count lengths.
@@ -105,6 +93,12 @@ class DescriptorPyramid {
   std::uint64_t pointCapacity;       ///< No reader here.
   std::uint64_t descriptorCapacity;  ///< No reader here. Twice pointCapacity.
   float step;  ///< 2 to the power 1 / levels: the blur ratio of neighbouring levels.
+
+ private:
+  // The whole level that a level is rounded to; negative if there is none.
+  std::int64_t existingLevel(float level) const;
+
+  GradientShares shares_;
 };
 
 }  // namespace SDMCore

@@ -76,9 +76,8 @@ class Descent {
       : model_(model),
         pyramid_(static_cast<std::uint64_t>(padded.cols), static_cast<std::uint64_t>(padded.rows),
                  static_cast<std::uint64_t>(model.levelsPerOctave)),
-        features_per_shape_(model.meanShape.size() * kFeaturesPerCoordinate),
-        norms_(model.meanShape.size() / 2),
-        descriptors_(model.meanShape.size() / 2) {
+        landmarks_(model.meanShape.size() / 2),
+        features_per_shape_(model.meanShape.size() * kFeaturesPerCoordinate) {
     std::int64_t top = 0;
     for (std::size_t stage = 0; stage < model.stageMaps.size(); ++stage) {
       top = std::max(top, wholeLevel(stageLevel(model, stage)));
@@ -95,7 +94,8 @@ class Descent {
     mp::matrix features(1, static_cast<std::int32_t>(features_per_shape_));
     for (Shape& shape : shapes) {
       for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
-        describe(shape, stage, buffer, features.data);
+        describe(&shape, 1, stage);
+        writeFeatures(0, buffer, features.data);
         applyStage(features.data, model_.stageMaps[stage], stageBias(stage), shape);
       }
     }
@@ -113,9 +113,9 @@ class Descent {
     mp::matrix features(count, static_cast<std::int32_t>(features_per_shape_));
     mp::matrix moves(count, static_cast<std::int32_t>(coordinates));
     for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
+      describe(shapes.data(), shapes.size(), stage);
       for (std::size_t i = 0; i < shapes.size(); ++i) {
-        const bool own =
-            describe(shapes[i], stage, buffers[i], features.data + i * features_per_shape_);
+        const bool own = writeFeatures(i, buffers[i], features.data + i * features_per_shape_);
         if (stage == 0 && i > 0 && !own) {
           return false;
         }
@@ -134,15 +134,25 @@ class Descent {
                                                                           : no_bias_;
   }
 
-  // Writes the features of all landmarks. A flat patch repeats the descriptor before it, the first
-  // one what the buffer holds; the last descriptor stays in the buffer. Returns whether the first
-  // landmark has a descriptor of its own.
-  bool describe(const Shape& shape, std::size_t stage, DescriptorBuffer& buffer, float* features) {
-    const std::size_t landmarks = shape.size() / 2;
-    const float level = static_cast<float>(stageLevel(model_, stage));
-    pyramid_.computeDescriptors(shape.data(), landmarks, level, norms_.data(),
+  // Takes the descriptors of all landmarks of several shapes.
+  void describe(const Shape* shapes, std::size_t count, std::size_t stage) {
+    points_.clear();
+    for (std::size_t i = 0; i < count; ++i) {
+      points_.insert(points_.end(), shapes[i].begin(), shapes[i].end());
+    }
+    norms_.resize(count * landmarks_);
+    descriptors_.resize(count * landmarks_);
+    pyramid_.computeDescriptors(points_.data(), norms_.size(),
+                                static_cast<float>(stageLevel(model_, stage)), norms_.data(),
                                 descriptors_.front().data());
-    for (std::size_t i = 0; i < landmarks; ++i) {
+  }
+
+  // Writes the features of one of the shapes that were described. A flat patch repeats the
+  // descriptor before it, the first one what the buffer holds; the last descriptor stays in the
+  // buffer. Returns whether the first landmark has a descriptor of its own.
+  bool writeFeatures(std::size_t index, DescriptorBuffer& buffer, float* features) const {
+    const std::size_t first = index * landmarks_;
+    for (std::size_t i = first; i < first + landmarks_; ++i) {
       if (norms_[i] > 0.0f) {
         buffer = descriptors_[i];
       }
@@ -150,14 +160,17 @@ class Descent {
         *features++ = static_cast<float>(byte) * 0.00390625f;
       }
     }
-    return norms_.front() > 0.0f;
+    return norms_[first] > 0.0f;
   }
 
   const SDMModel& model_;
   DescriptorPyramid pyramid_;
+  std::size_t landmarks_;
   std::size_t features_per_shape_;
-  std::vector<float> norms_;                   // Of the present shape's descriptors.
-  std::vector<DescriptorBuffer> descriptors_;  // Of the present shape.
+  // Of the shapes that were described last, one after the other.
+  Shape points_;
+  std::vector<float> norms_;
+  std::vector<DescriptorBuffer> descriptors_;
   mp::matrix no_bias_;
 };
 

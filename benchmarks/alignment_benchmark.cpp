@@ -30,7 +30,9 @@ constexpr int kLandmarks = 68;
 constexpr int kCoordinates = 2 * kLandmarks;
 constexpr int kFeatures = DescriptorPyramid::kDescriptorSize * kLandmarks;
 constexpr int kStarts = 9;
+// The windows of the upper levels are the larger ones.
 const std::vector<std::int32_t> kStageLevels = {2, 2, 1, 1, 0};
+const std::vector<std::int32_t> kUpperStageLevels = {4, 3, 2, 1, 1};  // Those of face68.sdm.
 
 cv::Mat texturedImage(int columns, int rows, int channels) {
   std::mt19937 random(1);
@@ -69,15 +71,15 @@ void fillRandom(mp::matrix& matrix, float scale, std::mt19937& random) {
 }
 
 // Landmarks on a grid over the face box, and maps whose moves are some pixels.
-SDMModel randomModel() {
+SDMModel randomModel(const std::vector<std::int32_t>& levels = kStageLevels) {
   std::mt19937 random(2);
   SDMModel model;
-  model.stageLevels = kStageLevels;
+  model.stageLevels = levels;
   for (int i = 0; i < kLandmarks; ++i) {
     model.meanShape.push_back(0.1f + 0.8f * static_cast<float>(i % 9) / 8.0f);
     model.meanShape.push_back(0.1f + 0.8f * static_cast<float>(i / 9) / 7.0f);
   }
-  model.stageMaps.resize(kStageLevels.size());
+  model.stageMaps.resize(levels.size());
   for (mp::pca_map& map : model.stageMaps) {
     map.mean = mp::matrix(1, kFeatures);
     map.mean.fill(0.25f);
@@ -162,7 +164,7 @@ void Descriptor(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(Descriptor)->Arg(0)->Arg(1)->Arg(2);
+BENCHMARK(Descriptor)->DenseRange(0, 4);
 
 // All landmarks of a shape in one call, as a stage takes them; an item is a descriptor.
 void ShapeDescriptors(benchmark::State& state) {
@@ -178,7 +180,7 @@ void ShapeDescriptors(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations() * kLandmarks);
 }
-BENCHMARK(ShapeDescriptors)->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
+BENCHMARK(ShapeDescriptors)->DenseRange(0, 4)->Unit(benchmark::kMicrosecond);
 
 // Nine shapes through one stage, the pyramid included.
 void OneStage(benchmark::State& state) {
@@ -192,7 +194,7 @@ void OneStage(benchmark::State& state) {
   }
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(OneStage)->Arg(0)->Arg(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(OneStage)->Arg(0)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 
 // One product for nine shapes, and nine products for one shape each. The maps take turns, as stages
 // do.
@@ -214,10 +216,11 @@ void StageProduct(benchmark::State& state) {
 }
 BENCHMARK(StageProduct)->Arg(1)->Arg(kStarts)->Unit(benchmark::kMillisecond);
 
-// The counter product_share is the part of the time that the stages' matrix products take, measured
-// alone, in the same run.
+// side: of the rectangle. upper: whether the stages are on the upper levels. The counter
+// product_share is the part of the time that the stages' matrix products take, measured alone, in the
+// same run.
 void Align68(benchmark::State& state) {
-  const SDMModel model = randomModel();
+  const SDMModel model = randomModel(state.range(1) != 0 ? kUpperStageLevels : kStageLevels);
   if (!loadIntoSlot(model)) {
     state.SkipWithError("cannot write the model file");
     return;
@@ -252,6 +255,10 @@ void Align68(benchmark::State& state) {
   state.counters["product_share"] =
       static_cast<double>(product.count()) / static_cast<double>(total.count());
 }
-BENCHMARK(Align68)->Arg(125)->Arg(200)->UseManualTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(Align68)
+    ->ArgNames({"side", "upper"})
+    ->ArgsProduct({{125, 200}, {0, 1}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace

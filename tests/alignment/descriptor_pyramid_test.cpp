@@ -301,6 +301,90 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualOneByOne) {
   }
 }
 
+// Windows that reach ever further, so that the gradients known grow between the calls.
+TEST(ComputeDescriptor, SeveralAtOnceEqualThePlainDescriptorsHoweverFarTheyReach) {
+  const int width = 230;
+  const int height = 190;
+  const std::vector<std::uint8_t> pixels = texture(width, height, 31);
+  std::mt19937 random(37);
+  for (const int level : {0, 1, 4, 5}) {
+    DescriptorPyramid pyramid = built(pixels, width, height, 3);
+    std::vector<reference::Picture> planes;
+    for (const SDMCore::Plane& plane : pyramid.planes[0]) {
+      planes.emplace_back(width, height);
+      planes.back().pixels = plane.storage;
+    }
+    for (const float reach : {3.0f, 20.0f, 45.0f, 90.0f, 140.0f, 4000.0f}) {
+      std::uniform_real_distribution<float> around(-reach, reach);
+      std::vector<float> points(2 * 13);
+      for (std::size_t i = 0; i < points.size(); i += 2) {
+        points[i] = 80.0f + around(random);
+        points[i + 1] = 70.0f + around(random);
+      }
+      points[8] = std::nanf("");
+      std::vector<float> norms(13, -1.0f);
+      std::vector<std::uint8_t> out(128 * 13, 55);
+      pyramid.computeDescriptors(points.data(), 13, static_cast<float>(level), norms.data(),
+                                 out.data());
+      for (std::size_t i = 0; i < 13; ++i) {
+        Bytes expected;
+        expected.fill(55);
+        const float norm = i == 4
+                               ? 0.0f
+                               : reference::descriptor(planes, 3, points[2 * i], points[2 * i + 1],
+                                                       static_cast<float>(level), expected.data());
+        EXPECT_EQ(norms[i], norm) << level << " " << reach << " " << i;
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.data() + 128 * i))
+            << level << " " << reach << " " << i;
+      }
+    }
+  }
+}
+
+TEST(ComputeDescriptor, SeveralAtOnceMakeNoGradientsOfTheWholeLevel) {
+  DescriptorPyramid pyramid = built(texture(60, 60, 10), 60, 60, 3);
+  const float points[] = {20, 20, 30, 25};
+  float norms[2] = {};
+  std::vector<std::uint8_t> out(2 * 128);
+  pyramid.computeDescriptors(points, 2, 1, norms, out.data());
+  EXPECT_GT(norms[0], 0);
+  EXPECT_EQ(pyramid.gradients[0][1].data, nullptr);
+}
+
+TEST(ComputeDescriptor, OneByOneBetweenSeveralAtOnceChangesNothing) {
+  const std::vector<std::uint8_t> pixels = texture(90, 80, 41);
+  const float points[] = {30, 33, 70.25f, 61.5f, 12.75f, 9};
+  Bytes alone[3] = {};
+  Bytes mixed[3] = {};
+  float norms[3] = {};
+  DescriptorPyramid first = built(pixels, 90, 80, 3);
+  for (int i = 0; i < 3; ++i) {
+    first.computeDescriptor(points[2 * i], points[2 * i + 1], 2, &norms[i], alone[i].data());
+    ASSERT_GT(norms[i], 0);
+  }
+  DescriptorPyramid second = built(pixels, 90, 80, 3);
+  second.computeDescriptors(points, 1, 2, norms, mixed[0].data());
+  second.computeDescriptor(points[2], points[3], 2, norms, mixed[1].data());
+  second.computeDescriptors(points + 4, 1, 2, norms, mixed[2].data());
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(mixed[i], alone[i]) << i;
+  }
+}
+
+TEST(ComputeDescriptor, ImagesWithoutInteriorHaveEmptyWindows) {
+  for (const std::uint64_t side : {1u, 2u}) {
+    DescriptorPyramid pyramid(side, side, 3);
+    const float points[] = {0, 0, 1, 1};
+    float norms[] = {5, 5};
+    std::vector<std::uint8_t> out(2 * 128, 3);
+    pyramid.computeDescriptors(points, 2, 0, norms, out.data());
+    pyramid.computeDescriptor(1, 1, 0, norms, out.data());
+    EXPECT_EQ(norms[0], 0);
+    EXPECT_EQ(norms[1], 0);
+    EXPECT_EQ(out, std::vector<std::uint8_t>(2 * 128, 3));
+  }
+}
+
 TEST(ComputeDescriptor, BlackImageLeavesTheBuffer) {
   DescriptorPyramid pyramid = built(std::vector<std::uint8_t>(50 * 50), 50, 50, 3);
   Bytes out;

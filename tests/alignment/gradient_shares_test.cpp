@@ -1,0 +1,130 @@
+// Tests of the gradients as histograms take them, against the plain gradient of each pixel.
+
+#include "alignment/gradient_shares.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <random>
+#include <vector>
+
+#include "tests/alignment/reference_pyramid.h"
+
+namespace {
+
+using SDMCore::GradientCell;
+using SDMCore::GradientShare;
+using SDMCore::GradientShares;
+using SDMCore::PixelArea;
+using SDMCore::Plane;
+
+constexpr int kWidth = 70;
+constexpr int kHeight = 60;
+
+Plane noise(unsigned seed) {
+  std::mt19937 random(seed);
+  Plane plane(kWidth, kHeight);
+  for (float& pixel : plane.storage) {
+    pixel = static_cast<float>(random() % 1000) / 1000.0f;
+  }
+  return plane;
+}
+
+void expectShare(const GradientShare& share, const reference::Cell& cell, int x, int y) {
+  ASSERT_EQ(share.nearest, cell.magnitude * cell.weight) << x << " " << y;
+  ASSERT_EQ(share.neighbour_ratio, cell.fraction / (cell.weight + 1e-6f)) << x << " " << y;
+  ASSERT_EQ(share.bin, cell.bin * SDMCore::kShareBinFloats) << x << " " << y;
+  ASSERT_EQ(share.neighbour, cell.neighbour * SDMCore::kShareBinFloats) << x << " " << y;
+}
+
+void expectShares(const GradientShares& shares, std::size_t level, const Plane& plane,
+                  const PixelArea& area) {
+  reference::Picture picture(kWidth, kHeight);
+  picture.pixels = plane.storage;
+  for (std::int64_t y = area.top; y < area.bottom; ++y) {
+    for (std::int64_t x = area.left; x < area.right; ++x) {
+      const int column = static_cast<int>(x);
+      const int row = static_cast<int>(y);
+      expectShare(shares.level(level)[y * shares.width() + x],
+                  reference::gradientAt(picture, column, row), column, row);
+    }
+  }
+}
+
+TEST(GradientShares, HaveNoMemoryBeforeTheFirstDemand) {
+  GradientShares shares(kWidth, kHeight, 3);
+  EXPECT_EQ(shares.level(2), nullptr);
+  shares.prepare(2, noise(1), Plane(), {7, 7, 7, 20});
+  EXPECT_EQ(shares.level(2), nullptr);
+}
+
+TEST(GradientShares, ReserveLargeLevelsOneByOne) {
+  GradientShares small(kWidth, kHeight, 3);
+  small.prepare(1, noise(1), Plane(), {20, 20, 24, 24});
+  EXPECT_NE(small.level(0), nullptr);
+  EXPECT_EQ(small.level(2) - small.level(0), 2 * kWidth * kHeight);
+
+  const Plane plane(2000, 1500);  // 72 MB of shares for two levels.
+  GradientShares large(2000, 1500, 2);
+  large.prepare(1, plane, Plane(), {1000, 700, 1010, 710});
+  EXPECT_EQ(large.level(0), nullptr);
+  EXPECT_EQ(large.level(1)[705 * 2000 + 1005].nearest, 0.0f);
+}
+
+TEST(GradientShares, AreThoseOfThePixelsOfTheArea) {
+  const Plane plane = noise(2);
+  GradientShares shares(kWidth, kHeight, 1);
+  const PixelArea area = {20, 25, 33, 31};
+  shares.prepare(0, plane, Plane(), area);
+  expectShares(shares, 0, plane, area);
+}
+
+TEST(GradientShares, GrowToEachSide) {
+  const Plane plane = noise(3);
+  const PixelArea middle = {30, 25, 34, 29};
+  for (const PixelArea& more :
+       {PixelArea{2, 26, 5, 28}, PixelArea{31, 1, 33, 2}, PixelArea{60, 26, 69, 28},
+        PixelArea{31, 50, 33, 59}, PixelArea{3, 4, 6, 7}, PixelArea{1, 1, 69, 59}}) {
+    GradientShares shares(kWidth, kHeight, 1);
+    shares.prepare(0, plane, Plane(), middle);
+    shares.prepare(0, plane, Plane(), more);
+    expectShares(shares, 0, plane, middle.joined(more));
+  }
+}
+
+TEST(GradientShares, StandApartForEachLevel) {
+  const Plane first = noise(4);
+  const Plane last = noise(5);
+  GradientShares shares(kWidth, kHeight, 3);
+  const PixelArea interior = {1, 1, kWidth - 1, kHeight - 1};
+  shares.prepare(0, first, Plane(), interior);
+  shares.prepare(2, last, Plane(), interior);
+  expectShares(shares, 0, first, interior);
+  expectShares(shares, 2, last, interior);
+}
+
+TEST(GradientShares, ComeFromTheGradientsWhereThereAreAny) {
+  Plane gradient(4 * kWidth, kHeight);
+  GradientCell* cells = reinterpret_cast<GradientCell*>(gradient.data);
+  cells[22 * kWidth + 21] = {8.0f, 0.25f, 0.75f, 7, 0};
+  GradientShares shares(kWidth, kHeight, 1);
+  shares.prepare(0, noise(6), gradient, {20, 20, 24, 24});
+  const GradientShare& share = shares.level(0)[22 * kWidth + 21];
+  EXPECT_EQ(share.nearest, 6.0f);
+  EXPECT_EQ(share.neighbour_ratio, 0.25f / (0.75f + 1e-6f));
+  EXPECT_EQ(share.bin, 112);
+  EXPECT_EQ(share.neighbour, 0);
+  EXPECT_EQ(shares.level(0)[22 * kWidth + 22].nearest, 0.0f);
+}
+
+TEST(GradientShares, AreMadeOnce) {
+  const Plane plane = noise(7);
+  GradientShares shares(kWidth, kHeight, 1);
+  const PixelArea area = {20, 20, 24, 24};
+  shares.prepare(0, plane, Plane(), area);
+  shares.prepare(0, noise(8), Plane(), area);
+  expectShares(shares, 0, plane, area);
+}
+
+}  // namespace
