@@ -3,7 +3,10 @@
 #include "caffe/common.hpp"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <ctime>
 #include <random>
 
 #include "caffe/util/math_functions.hpp"
@@ -73,6 +76,35 @@ TEST(CaffeRng, SeedsOfStreamsOfTheirOwnDoNotTouchTheSingleton) {
   std::mt19937 independent(11);
   EXPECT_EQ(independent(), (*static_cast<rng_t*>(own.generator()))());
   EXPECT_EQ(std::mt19937(10)(), caffe_rng_rand());
+}
+
+// Whether first_draw is what some second from begin to end gives this process.
+bool IsFirstDrawOfProcess(unsigned first_draw, std::time_t begin, std::time_t end) {
+  for (std::time_t second = begin; second <= end; ++second) {
+    if (std::mt19937(Caffe::RNG::SeedFrom(getpid(), second))() == first_draw) return true;
+  }
+  return false;
+}
+
+TEST(CaffeRng, TakesItsSeedFromProcessAndSecondWithoutOne) {
+  const std::time_t begin = std::time(nullptr);
+  Caffe::RNG own;
+  const std::time_t end = std::time(nullptr);
+  EXPECT_TRUE(IsFirstDrawOfProcess((*static_cast<rng_t*>(own.generator()))(), begin, end));
+}
+
+// In a process of its own, since the stream of this one may have a seed already.
+TEST(CaffeRngDeathTest, SeedsTheStreamOfAProcessThatGaveNoSeed) {
+  const auto style = testing::FLAGS_gtest_death_test_style;
+  testing::FLAGS_gtest_death_test_style = "threadsafe";
+  EXPECT_EXIT(
+      {
+        const std::time_t begin = std::time(nullptr);
+        const unsigned first_draw = caffe_rng_rand();
+        std::exit(IsFirstDrawOfProcess(first_draw, begin, std::time(nullptr)) ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "");
+  testing::FLAGS_gtest_death_test_style = style;
 }
 
 TEST(CaffeRngSeed, IsZeroForProcess83) {

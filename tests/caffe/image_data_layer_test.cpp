@@ -165,6 +165,23 @@ TEST_F(ImageDataLayerTest, TakesBothSidesFromNewHeight) {
   EXPECT_EQ((std::vector<int>{1, 3, 32, 32}), ShapeOf(data_));
 }
 
+TEST_F(ImageDataLayerTest, TellsSizeOfRecordAndPhaseOfItsThread) {
+  const auto& layer = Layer({CountingImage(4, 6, 0)}, "batch_size: 1 crop_size: 2");
+  EXPECT_EQ(3, layer.datum_channels());
+  EXPECT_EQ(4, layer.datum_height());
+  EXPECT_EQ(6, layer.datum_width());
+  EXPECT_EQ(72, layer.datum_size());
+  EXPECT_EQ(Caffe::TEST, layer.phase());
+}
+
+TEST_F(ImageDataLayerTest, LeavesGradientsAlone) {
+  Layer({CountingImage(2, 2, 0)}, "batch_size: 1");
+  layer_->Forward({}, &tops_);
+  std::vector<Blob<float>*> bottoms;
+  layer_->Backward(tops_, true, &bottoms);
+  EXPECT_EQ(std::vector<float>(12, 0), DiffOf(data_));
+}
+
 TEST_F(ImageDataLayerTest, DoesNotReadNewWidth) {
   Layer({CountingImage(10, 20, 0)}, "batch_size: 1 new_height: 8");
   EXPECT_EQ((std::vector<int>{1, 3, 8, 8}), ShapeOf(data_));

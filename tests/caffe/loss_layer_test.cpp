@@ -34,6 +34,30 @@ TEST(LossLayerDeathTest, RefusesDifferentNumbersOfImages) {
   }
 }
 
+// A loss that needs nothing beyond what all losses share.
+class CountingLoss : public caffe::LossLayer<float> {
+ public:
+  using caffe::LossLayer<float>::LossLayer;
+
+ protected:
+  float Forward_cpu(const std::vector<Blob<float>*>& bottom,
+                    std::vector<Blob<float>*>* /*top*/) override {
+    return static_cast<float>(bottom[0]->num());
+  }
+  void Backward_cpu(const std::vector<Blob<float>*>& /*top*/, bool /*propagate_down*/,
+                    std::vector<Blob<float>*>* /*bottom*/) override {}
+};
+
+TEST(LossLayer, NeedsNoSetUpOfItsOwn) {
+  CountingLoss loss(ParseLayer("name: 'count'"));
+  Blob<float> data(3, 2, 1, 1);
+  Blob<float> labels(3, 1, 1, 1);
+  const std::vector<Blob<float>*> bottom = {&data, &labels};
+  std::vector<Blob<float>*> top;
+  loss.SetUp(bottom, &top);
+  EXPECT_EQ(3, loss.Forward(bottom, &top));
+}
+
 TEST(LossLayerDeathTest, RefusesForwardOnNothing) {
   LayerBench bench("type: HINGE_LOSS", {{0, 2, 1, 1}, {0, 1, 1, 1}}, 0);
   EXPECT_DEATH(bench.Forward(), HasSubstr("Check failed: data_ "));

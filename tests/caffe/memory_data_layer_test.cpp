@@ -21,7 +21,12 @@ TEST(MemoryDataLayer, ShapesTopsByDefinition) {
   LayerBench bench(Text(5, 2, 3, 4), {}, 2);
   EXPECT_EQ((std::vector<int>{5, 2, 3, 4}), ShapeOf(*bench.top(0)));
   EXPECT_EQ((std::vector<int>{5, 1, 1, 1}), ShapeOf(*bench.top(1)));
-  EXPECT_EQ(24, bench.layer_as<MemoryLayer>().datum_size());
+  const auto& layer = bench.layer_as<MemoryLayer>();
+  EXPECT_EQ(24, layer.datum_size());
+  EXPECT_EQ(2, layer.datum_channels());
+  EXPECT_EQ(3, layer.datum_height());
+  EXPECT_EQ(4, layer.datum_width());
+  EXPECT_EQ(5, layer.batch_size());
 }
 
 TEST(MemoryDataLayer, PointsTopsAtArraysBatchByBatchAndWraps) {
@@ -30,6 +35,7 @@ TEST(MemoryDataLayer, PointsTopsAtArraysBatchByBatchAndWraps) {
   std::vector<float> labels(6);
   auto& layer = bench.layer_as<MemoryLayer>();
   layer.Reset(data.data(), labels.data(), 6);
+  EXPECT_EQ(6, layer.n());
   for (int batch = 0; batch < 7; ++batch) {
     EXPECT_EQ(0, bench.Forward());
     const int position = batch % 3 * 2;

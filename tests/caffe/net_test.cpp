@@ -59,6 +59,15 @@ TEST(NetInit, HasItsInputsAsOutputsWithoutLayers) {
   EXPECT_EQ(net->input_blobs()[0], net->output_blobs()[1]);
 }
 
+TEST(NetInit, TakesADefinitionThatIsParsedAlready) {
+  const std::string text =
+      "name: 'n' " + Input("in", 1, 1, 2, 2) + Conv("c", "in", "out") + Relu("r", "out", "last");
+  Net<float> net(ParseNet(text));
+  EXPECT_EQ(MakeNet(text)->blob_names(), net.blob_names());
+  EXPECT_EQ((std::vector<std::string>{"c", "r"}), net.layer_names());
+  EXPECT_EQ((std::vector<int>{1, 2, 2, 2}), ShapeOf(*net.output_blobs()[0]));
+}
+
 TEST(NetInit, BuildsNothingFromAnEmptyText) {
   const auto net = MakeNet("");
   EXPECT_TRUE(net->layers().empty());

@@ -112,6 +112,8 @@ TEST(ConcatDeathTest, ChecksBlobsAndDimension) {
                HasSubstr("Check failed: concat_dim_ >= 0 (-1 vs. 0) concat_dim should be >= 0"));
   EXPECT_DEATH(LayerBench(kConcat, {{1, 1, 2, 2}, {1, 1, 2, 3}}),
                HasSubstr("Check failed: count_ == (*top)[0]->count() (10 vs. 8)"));
+  EXPECT_DEATH(LayerBench(kConcat, {{1, 1, 32768, 32768}, {1, 1, 32768, 32768}}),
+               HasSubstr("The output has too many elements."));
 }
 
 TEST(ConcatDeathTest, RefusesAnotherDimensionInTheForwardPass) {
