@@ -90,6 +90,29 @@ TEST(DetectionPhotographs, NameTheLineThatCannotBeRead) {
   EXPECT_THROW(readPhotographs(folder, "train"), std::runtime_error);
 }
 
+TEST(DetectionPhotographs, OfLandmarksHaveTheSquareOfTheirFace) {
+  const std::string folder = emptyFolder("landmark_photographs");
+  std::filesystem::create_directories(folder + "/landmarks");
+  // 40 wide, 60 high: the height decides. 100 wide, 60 high: nine tenths of the width do.
+  std::ofstream(folder + "/landmarks/train.jsonl")
+      << R"({"image": "train/a.jpg", "width": 400, "height": 300, "points": [[10, 20], [50, 30], [30, 80]]})"
+      << "\n"
+      << R"({"image": "train/b.jpg", "width": 400, "height": 300, "points": [[10, 80], [110, 20]]})"
+      << "\n";
+  const auto photographs = readLandmarkPhotographs(folder, "train");
+  ASSERT_EQ(photographs.size(), 2U);
+  EXPECT_EQ(photographs[0].path, folder + "/landmarks/train/a.jpg");
+  EXPECT_TRUE(photographs[0].backgroundUnknown);
+  ASSERT_EQ(photographs[0].faces.size(), 1U);
+  const FaceSquare& face = photographs[0].faces[0];
+  EXPECT_DOUBLE_EQ(face.cx, 30.5);
+  EXPECT_DOUBLE_EQ(face.cy, 80 - 0.675 * 60 + 0.5);
+  EXPECT_DOUBLE_EQ(face.side, 1.18 * 60);
+  EXPECT_FALSE(face.ignore);
+  EXPECT_DOUBLE_EQ(photographs[1].faces[0].side, 1.18 * 0.9 * 100);
+  EXPECT_THROW(readLandmarkPhotographs(folder, "dev"), std::runtime_error);
+}
+
 TEST(DetectionPhotographs, AreDividedByNameAlone) {
   std::vector<Photograph> here;
   std::vector<Photograph> there;
@@ -180,6 +203,32 @@ TEST(Views, RepeatWithTheirSeed) {
   EXPECT_GE(differing, 8);
 }
 
+TEST(Views, StepBackLeavesRoomAroundASmallerFace) {
+  // A disc on the face's square: its centre of mass and its area tell where the face went.
+  cv::Mat rgb(400, 300, CV_8UC3, cv::Scalar::all(0));
+  cv::circle(rgb, {150, 180}, 100, cv::Scalar::all(255), cv::FILLED);
+  std::set<int> sides;
+  for (std::uint64_t seed = 0; seed < 20; ++seed) {
+    View view{rgb.clone(), {{150.5, 180.5, 250, false}}};
+    stepBack(view, seed);
+    const FaceSquare& face = view.faces[0];
+    sides.insert(static_cast<int>(face.side));
+    EXPECT_GE(face.side, 27);
+    EXPECT_LE(face.side, 121);
+    EXPECT_GE(face.cx, 1.2 * face.side);
+    EXPECT_GE(face.cy, 1.2 * face.side);
+    EXPECT_LE(face.cx, view.rgb.cols - 1.2 * face.side);
+    EXPECT_LE(face.cy, view.rgb.rows - 1.2 * face.side);
+    cv::Mat grey;
+    cv::cvtColor(view.rgb, grey, cv::COLOR_RGB2GRAY);
+    const cv::Moments disc = cv::moments(grey);
+    EXPECT_NEAR(disc.m10 / disc.m00 + 0.5, face.cx, 1);
+    EXPECT_NEAR(disc.m01 / disc.m00 + 0.5, face.cy, 1);
+    EXPECT_NEAR(std::sqrt(disc.m00 / 255 / 3.14159), 0.4 * face.side, 0.02 * face.side + 0.5);
+  }
+  EXPECT_GT(sides.size(), 10U);
+}
+
 TEST(WindowFile, HoldsPlanesInTheOrderOfANetwork) {
   const std::string prefix = emptyFolder("window_file") + "/some";
   Window window;
@@ -265,6 +314,26 @@ TEST(Miner, LabelsBoxesByTheirOverlapBeforeAndAfterEachMove) {
     EXPECT_FLOAT_EQ(label.moved[4], static_cast<float>(overlap(moved, face)));
   }
   EXPECT_EQ(faces.size(), kGroupFaces.size());
+}
+
+TEST(Miner, KeepsBadlyPlacedBoxesForTheThirdNetwork) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.negatives = 0;
+  options.jittered = 8;
+  const View view{training::readPhotoRgb(kGroup), kGroupFaces};
+  const auto least = [&](Target target) {
+    options.target = target;
+    float overlap = 1;
+    for (const Window& window : mineView(detector, view, options)) {
+      overlap = std::min(overlap, window.label.overlap);
+    }
+    return overlap;
+  };
+  EXPECT_GE(least(Target::Second), 0.3F);
+  EXPECT_LT(least(Target::Third), 0.25F);
+  EXPECT_GE(least(Target::Third), 0.15F);
 }
 
 TEST(Miner, LeavesIgnoredFacesOut) {
@@ -356,6 +425,12 @@ TEST(Evaluation, FindsTheFacesOfTheGroup) {
   EXPECT_GT(measurement.intoSecond, measurement.intoThird);
   EXPECT_GE(measurement.intoThird, measurement.passed);
   EXPECT_GE(measurement.passed, 9);
+  for (size_t i = 0; i < measurement.faces.size(); ++i) {
+    const FaceResult& face = measurement.faces[i];
+    const bool someone = face.face.cx != 640;
+    EXPECT_EQ(face.reachedThird, someone);
+    EXPECT_TRUE(face.scanned && (face.reachedSecond || !someone)) << "face " << i;
+  }
   EXPECT_FALSE(drawRecallCurves({measurement}).empty());
   EXPECT_FALSE(drawMisses(measurement, photographs, 10).empty());
   EXPECT_FALSE(drawWrong(measurement, photographs, 10).empty());

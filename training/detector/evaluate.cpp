@@ -22,6 +22,7 @@ namespace {
 struct Arguments {
   std::string data;
   std::vector<std::string> models;
+  std::vector<std::string> names;
   std::string split = "dev";
   dt::Part part = dt::Part::All;
   std::string curve;
@@ -82,6 +83,16 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
     rows.emplace_back("recall, " + name + ", " + std::to_string(count) + " faces",
                       [choice = choice](const dt::Measurement& m) { return recallOf(m, choice); });
   }
+  const auto reached = [&](const std::string& name, bool dt::FaceResult::*flag) {
+    rows.emplace_back("share of faces " + name, [flag](const dt::Measurement& m) {
+      const auto count = std::count_if(m.faces.begin(), m.faces.end(),
+                                       [&](const dt::FaceResult& face) { return face.*flag; });
+      return static_cast<double>(count) / std::max<size_t>(m.faces.size(), 1);
+    });
+  };
+  reached("with a window of the scan", &dt::FaceResult::scanned);
+  reached("with a box into the second network", &dt::FaceResult::reachedSecond);
+  reached("with a box into the third network", &dt::FaceResult::reachedThird);
   const auto each = [&](const std::string& name, double dt::Measurement::*value) {
     rows.emplace_back(
         name, [value](const dt::Measurement& m) { return m.*value / std::max(m.photographs, 1); });
@@ -123,6 +134,9 @@ void evaluate(const Arguments& arguments) {
   for (const std::string& models : arguments.models) {
     measurements.push_back(dt::measure(models, photographs, arguments.threads));
   }
+  for (size_t i = 0; i < std::min(arguments.names.size(), measurements.size()); ++i) {
+    measurements[i].name = arguments.names[i];
+  }
   printTable(measurements);
   save(arguments.curve, dt::drawRecallCurves(measurements));
   if (!arguments.misses.empty()) {
@@ -144,6 +158,7 @@ int main(int argc, char** argv) {
   app.add_option("--models", arguments.models,
                  "Folder with stages.txt and cascades/; several: a column each")
       ->required();
+  app.add_option("--names", arguments.names, "What to call them in place of their folders");
   app.add_option("--split", arguments.split)->capture_default_str();
   app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
       ->transform(CLI::CheckedTransformer(parts));

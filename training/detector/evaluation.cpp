@@ -37,6 +37,14 @@ double countAbove(const oznalib::CandidateList& list, float threshold) {
                     [&](const oznalib::FaceCandidate& box) { return box.score > threshold; }));
 }
 
+// Whether a box with a score above the threshold would match the face.
+bool covers(const oznalib::CandidateList& list, float threshold, const FaceSquare& face) {
+  return std::any_of(list.candidates.begin(), list.candidates.end(),
+                     [&](const oznalib::FaceCandidate& box) {
+                       return box.score > threshold && overlap(box, face) >= kMatchOverlap;
+                     });
+}
+
 bool isGrey(const cv::Mat& rgb) {
   std::vector<cv::Mat> planes;
   cv::split(rgb, planes);
@@ -106,7 +114,11 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
   for (const FaceSquare& face : photograph.faces) {
     const bool counts = !face.ignore && face.side >= kLeastSide * std::max(rgb.cols, rgb.rows);
     resultOfFace.push_back(counts ? static_cast<int>(result.faces.size()) : -1);
-    if (counts) result.faces.push_back(describe(rgb, grey, face, index));
+    if (!counts) continue;
+    result.faces.push_back(describe(rgb, grey, face, index));
+    result.faces.back().scanned = covers(stages[0][0], -1, face);
+    result.faces.back().reachedSecond = covers(stages[0][0], detector.stages[0].threshold, face);
+    result.faces.back().reachedThird = covers(stages[1][0], detector.stages[1].threshold, face);
   }
   match(found, photograph, index, result, resultOfFace);
   return result;

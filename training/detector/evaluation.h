@@ -27,8 +27,11 @@ struct FaceResult {
   double relativeSide = 0;  ///< Side over the photograph's longer side.
   double brightness = 0;    ///< Mean grey level of the square, 0 to 255.
   bool greyPhotograph = false;
-  float score = -1;    ///< Of the best detection that matches; -1 without one.
-  double overlap = 0;  ///< Of that detection.
+  float score = -1;            ///< Of the best detection that matches; -1 without one.
+  double overlap = 0;          ///< Of that detection.
+  bool scanned = false;        ///< A window of the dense scan would match,
+  bool reachedSecond = false;  ///< a box that the second network judges,
+  bool reachedThird = false;   ///< one that the third judges.
 };
 
 /// A detection on nothing that is annotated.

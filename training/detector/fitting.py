@@ -14,18 +14,51 @@ import windows as w
 
 
 # What a face network should answer for a window of a given overlap: faces from about a half up, and better placed ones
-# score higher, so that the last suppression keeps them. The first network sees faces through a coarse grid of cells, which
+# score higher, so that the suppressions keep them. The first network sees faces through a coarse grid of cells, which
 # may leave no window of a larger overlap.
 ANSWERS = {
     "first": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
-    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
-    "third": ([0.3, 0.5, 0.65, 0.8], [0.0, 0.8, 0.95, 1.0]),
+    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.7, 0.93, 1.0]),
+    "third": ([0.3, 0.42, 0.55, 0.8], [0.0, 0.4, 0.9, 1.0]),
 }
 
+# The part of the whole weight that badly placed boxes on a face have, from an overlap of 0.15 on. The third network alone
+# is shown them all: most of the wrong boxes that it would pass on otherwise lie beside a face.
+NEAR_SHARE = {"third": 0.15}
 
-def face_weights(overlap):
+# The scan finds a face through many cells, of which the best placed ones matter: the two small networks cannot learn them
+# all. Weight of the windows that are further than a margin below the best of their face.
+BEST_MARGIN = 0.06
+OTHERS_WEIGHT = {"first": 0.2, "second": 0.25}
+
+
+def overlap_weights(overlap):
     """Windows that are neither here nor there count less."""
     return np.interp(overlap, [0.25, 0.3, 0.4, 0.5, 0.6], [1.0, 0.5, 0.25, 0.6, 1.0]).astype(np.float32)
+
+
+def below_best(labels, overlap):
+    """Which windows lie on a face that another window of the same view covers better, by more than BEST_MARGIN."""
+    faces, index = np.unique(labels[:, [w.PHOTOGRAPH, w.VARIANT, w.FACE]], axis=0, return_inverse=True)
+    best = np.zeros(len(faces), np.float32)
+    np.maximum.at(best, index, overlap)
+    return overlap < best[index] - BEST_MARGIN
+
+
+def give_share(weights, chosen, share):
+    """Scales the chosen weights so that they sum to the share."""
+    weights[chosen] *= share / max(weights[chosen].sum(), 1e-9)
+
+
+def overlap_after_calibration(data, twin, mean, threads):
+    """The overlap of each window's box after the move that the calibration network chooses for it.
+
+    The second network scores a box before that move, but what is kept is the box after it.
+    """
+    move = answers(twin, data, mean, threads).argmax(1)
+    overlap = data.labels[:, w.OVERLAP]
+    moved = data.labels[:, w.MOVES][np.arange(len(data)), move]
+    return np.where(overlap >= 0.3, moved, overlap)  # Moves are known from that overlap on.
 
 
 def device():
@@ -34,17 +67,24 @@ def device():
 
 
 class FaceTask:
-    """Face or no face. Both classes weigh the same in sum."""
+    """Face or no face. Both classes weigh the same in sum.
+
+    overlap  What windows are graded by, where it is not the overlap of their labels.
+    """
 
     mirror = True
 
-    def __init__(self, data, network, occlude=0.0):
-        overlap = data.labels[:, w.OVERLAP]
+    def __init__(self, data, network, overlap=None, occlude=0.0):
+        overlap = data.labels[:, w.OVERLAP] if overlap is None else overlap
         self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
-        weights = face_weights(overlap)
+        weights = overlap_weights(overlap)
         positive = overlap >= 0.4
-        weights[positive] *= 0.5 / max(weights[positive].sum(), 1e-9)
-        weights[~positive] *= 0.5 / max(weights[~positive].sum(), 1e-9)
+        if network in OTHERS_WEIGHT:
+            weights[positive & below_best(data.labels, overlap)] *= OTHERS_WEIGHT[network]
+        near = (overlap >= 0.15) & ~positive if network in NEAR_SHARE else np.zeros(len(overlap), bool)
+        give_share(weights, positive, 0.5)
+        give_share(weights, near, NEAR_SHARE.get(network, 0.0))
+        give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(network, 0.0))
         self.weights = weights
         self.occlude = occlude
 

@@ -37,10 +37,10 @@ struct Arguments {
 
 std::vector<dt::Photograph> gather(const Arguments& arguments) {
   std::vector<dt::Photograph> list;
-  if (arguments.photographs != "negatives") {
-    list = dt::readPhotographs(arguments.data, "train");
-  }
-  if (arguments.photographs != "faces") {
+  const std::string& which = arguments.photographs;
+  if (which == "landmarks") list = dt::readLandmarkPhotographs(arguments.data, "train");
+  if (which == "faces" || which == "all") list = dt::readPhotographs(arguments.data, "train");
+  if (which == "negatives" || which == "all") {
     for (dt::Photograph& photograph : dt::listNegatives(arguments.data)) {
       list.push_back(std::move(photograph));
     }
@@ -64,7 +64,11 @@ std::vector<dt::Window> mineOne(oznalib::DetectorImpl& detector, const Arguments
     const int variant = arguments.firstVariant + i;
     dt::MinerOptions options = arguments.miner;
     options.seed = arguments.miner.seed * 1000003 + index * 101 + variant;
-    const dt::View view = dt::makeView(rgb, photograph.faces, variant, options.seed);
+    dt::View view = dt::makeView(rgb, photograph.faces, variant, options.seed);
+    if (photograph.backgroundUnknown) {
+      options.negatives = 0;
+      dt::stepBack(view, options.seed);
+    }
     for (dt::Window& window : dt::mineView(detector, view, options)) {
       window.label.photograph = static_cast<float>(index);
       window.label.variant = static_cast<float>(variant);
@@ -116,7 +120,8 @@ int main(int argc, char** argv) {
   const std::map<std::string, dt::Part> parts{
       {"all", dt::Part::All}, {"fit", dt::Part::Fit}, {"held", dt::Part::Held}};
   dt::MinerOptions& miner = arguments.miner;
-  app.add_option("data", arguments.data, "Folder with detection/ and negatives/")->required();
+  app.add_option("data", arguments.data, "Folder with detection/, negatives/ and landmarks/")
+      ->required();
   app.add_option("--models", arguments.models, "Folder with stages.txt and cascades/")->required();
   app.add_option("--out", arguments.out, "Prefix of the files to write")->required();
   app.add_option("--target", miner.target, "Network to cut windows for: first, second, third")
@@ -124,8 +129,9 @@ int main(int argc, char** argv) {
       ->required();
   app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
       ->transform(CLI::CheckedTransformer(parts));
-  app.add_option("--photographs", arguments.photographs, "faces, negatives or all")
-      ->check(CLI::IsMember({"faces", "negatives", "all"}))
+  app.add_option("--photographs", arguments.photographs,
+                 "faces, negatives, all (both), or landmarks")
+      ->check(CLI::IsMember({"faces", "negatives", "all", "landmarks"}))
       ->capture_default_str();
   app.add_option("--first-variant", arguments.firstVariant, "0 is the photograph as it is")
       ->capture_default_str();

@@ -26,6 +26,7 @@ using oznalib::FaceCandidate;
 constexpr int kReceptiveField = 13;  // Of the first network, in pixels of a level,
 constexpr int kStride = 6;           // and the distance of its cells.
 constexpr double kFaceOverlap = 0.3;
+constexpr double kNearOverlap = 0.15;  // Of boxes that the third network must learn to refuse.
 constexpr double kIgnoredOverlap = 0.2;
 
 // A box, and for the first network the level and cell that it stands for.
@@ -73,17 +74,20 @@ CandidateList afterSecond(DetectorImpl& detector, const cv::Mat& rgb, const Mine
   return list;
 }
 
-// Boxes around the faces: moved by up to an eighth, scaled by up to a quarter.
-void appendJittered(const View& view, int count, std::mt19937_64& random, CandidateList& list) {
+// Boxes around the faces, scaled by up to a quarter and moved by up to an eighth; for the third
+// network, which has to tell the best of several boxes, every other one by up to three eighths.
+void appendJittered(const View& view, const MinerOptions& options, std::mt19937_64& random,
+                    CandidateList& list) {
   std::uniform_real_distribution<double> unit(-1, 1);
   for (const FaceSquare& face : view.faces) {
     if (face.ignore || face.side < 14) continue;
-    for (int i = 0; i < count; ++i) {
+    for (int i = 0; i < options.jittered; ++i) {
+      const double move = options.target == Target::Third && i % 2 == 1 ? 0.375 : 0.125;
       const double side = face.side * std::exp(0.25 * unit(random));
       FaceCandidate box;
       box.width = box.height = static_cast<int>(side);
-      box.x = static_cast<int>(std::floor(face.cx + 0.125 * unit(random) * face.side - 0.5 * side));
-      box.y = static_cast<int>(std::floor(face.cy + 0.125 * unit(random) * face.side - 0.5 * side));
+      box.x = static_cast<int>(std::floor(face.cx + move * unit(random) * face.side - 0.5 * side));
+      box.y = static_cast<int>(std::floor(face.cy + move * unit(random) * face.side - 0.5 * side));
       if (box.x < 0 || box.y < 0 || box.x + box.width > view.rgb.cols ||
           box.y + box.height > view.rgb.rows) {
         continue;
@@ -127,13 +131,15 @@ WindowLabel labelOf(const DetectorImpl& detector, const FaceCandidate& box, cons
 // Chooses which windows to keep, by index. Negatives come in random order or hardest first.
 std::vector<size_t> choose(const std::vector<WindowLabel>& labels, const MinerOptions& options,
                            std::mt19937_64& random) {
+  const double near = options.target == Target::Third ? kNearOverlap : kFaceOverlap;
   std::vector<size_t> kept;
   std::vector<size_t> negatives;
   for (size_t i = 0; i < labels.size(); ++i) {
     const WindowLabel& label = labels[i];
-    if (label.overlap >= kFaceOverlap) {
+    const bool beside_ignored = label.ignoredOverlap < kIgnoredOverlap;
+    if (label.overlap >= kFaceOverlap || (label.overlap >= near && beside_ignored)) {
       kept.push_back(i);
-    } else if (label.ignoredOverlap < kIgnoredOverlap && label.overlap < kIgnoredOverlap &&
+    } else if (beside_ignored && label.overlap < kIgnoredOverlap &&
                label.score > options.keepAbove) {
       negatives.push_back(i);
     }
@@ -183,7 +189,7 @@ std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const Min
   const bool third = options.target == Target::Third;
   CandidateList list = third ? afterSecond(detector, view.rgb, options)
                              : afterFirst(detector, view.rgb, options.firstFloor);
-  appendJittered(view, options.jittered, random, list);
+  appendJittered(view, options, random, list);
   if (options.scoreTarget) {
     oznalib::scoreCandidates(detector.stages[third ? 2 : 1], view.rgb, list);
   }

@@ -40,7 +40,7 @@ struct MinerOptions {
 
 /// The windows of one view.
 ///
-/// Windows that lie on a face (overlap at least 0.3) are all kept, those that lie on an ignored
+/// Windows that lie on a face (overlap at least 0.3; for the third network 0.15) are all kept, those that lie on an ignored
 /// face are not, and of the others a random choice, or the ones with the highest scores.
 ///
 /// detector  All networks that the target's windows depend on; written. One thread each.

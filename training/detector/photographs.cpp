@@ -27,6 +27,57 @@ Photograph parsePhotograph(const std::string& folder, const std::string& line) {
   return photograph;
 }
 
+// The convention of the annotated squares, which differs from the points' in the origin, too.
+FaceSquare squareAround(const nlohmann::json& points) {
+  double left = 1e9;
+  double top = 1e9;
+  double right = -1e9;
+  double bottom = -1e9;
+  for (const auto& point : points) {
+    left = std::min(left, point.at(0).get<double>());
+    right = std::max(right, point.at(0).get<double>());
+    top = std::min(top, point.at(1).get<double>());
+    bottom = std::max(bottom, point.at(1).get<double>());
+  }
+  const double height = bottom - top;
+  FaceSquare face;
+  face.cx = 0.5 * (left + right) + 0.5;
+  face.cy = bottom - 0.675 * height + 0.5;
+  face.side = 1.18 * std::max(height, 0.9 * (right - left));
+  return face;
+}
+
+Photograph parseLandmarkPhotograph(const std::string& folder, const std::string& line) {
+  const nlohmann::json record = nlohmann::json::parse(line);
+  Photograph photograph;
+  photograph.path = folder + "/" + record.at("image").get<std::string>();
+  photograph.width = record.at("width").get<int>();
+  photograph.height = record.at("height").get<int>();
+  photograph.faces.push_back(squareAround(record.at("points")));
+  photograph.backgroundUnknown = true;
+  return photograph;
+}
+
+using LineParser = Photograph (*)(const std::string& folder, const std::string& line);
+
+std::vector<Photograph> readLines(const std::string& base, const std::string& split,
+                                  LineParser parse) {
+  const std::string path = base + "/" + split + ".jsonl";
+  std::ifstream file(path);
+  if (!file) throw std::runtime_error("cannot open " + path);
+  std::vector<Photograph> photographs;
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.empty()) continue;
+    try {
+      photographs.push_back(parse(base, line));
+    } catch (const std::exception& error) {
+      throw std::runtime_error(path + ":" + std::to_string(number) + ": " + error.what());
+    }
+  }
+  return photographs;
+}
+
 // FNV-1a of the file's name: the same on every machine, whatever the folder.
 std::uint32_t nameHash(const std::string& path) {
   std::uint32_t hash = 2166136261U;
@@ -39,21 +90,12 @@ std::uint32_t nameHash(const std::string& path) {
 }  // namespace
 
 std::vector<Photograph> readPhotographs(const std::string& folder, const std::string& split) {
-  const std::string base = folder + "/detection";
-  const std::string path = base + "/" + split + ".jsonl";
-  std::ifstream file(path);
-  if (!file) throw std::runtime_error("cannot open " + path);
-  std::vector<Photograph> photographs;
-  std::string line;
-  for (int number = 1; std::getline(file, line); ++number) {
-    if (line.empty()) continue;
-    try {
-      photographs.push_back(parsePhotograph(base, line));
-    } catch (const std::exception& error) {
-      throw std::runtime_error(path + ":" + std::to_string(number) + ": " + error.what());
-    }
-  }
-  return photographs;
+  return readLines(folder + "/detection", split, parsePhotograph);
+}
+
+std::vector<Photograph> readLandmarkPhotographs(const std::string& folder,
+                                                const std::string& split) {
+  return readLines(folder + "/landmarks", split, parseLandmarkPhotograph);
 }
 
 std::vector<Photograph> listNegatives(const std::string& folder) {

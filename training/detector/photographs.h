@@ -21,12 +21,20 @@ struct Photograph {
   int width = 0;   ///< 0 for a photograph without annotations, whose size nobody wrote down.
   int height = 0;  ///< Likewise.
   std::vector<FaceSquare> faces;
+  /// Only one of its faces is annotated, and what lies beside it may be another.
+  bool backgroundUnknown = false;
 };
 
 /// Reads folder/detection/split.jsonl: one JSON object a line with "image", "width", "height" and
 /// "faces", each of "cx", "cy", "side" and "ignore". Throws std::runtime_error that names the file
 /// and the line.
 std::vector<Photograph> readPhotographs(const std::string& folder, const std::string& split);
+
+/// Reads folder/landmarks/split.jsonl: one JSON object a line with "image", "width", "height" and
+/// "points", the 68 landmarks of one face with 0 at the centre of the first pixel. Its square is the
+/// one that the detector is to find: from above the brows to just above the tip of the chin.
+std::vector<Photograph> readLandmarkPhotographs(const std::string& folder,
+                                                const std::string& split);
 
 /// Lists folder/negatives, photographs without a face, in the order of their names.
 std::vector<Photograph> listNegatives(const std::string& folder);

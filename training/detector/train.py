@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Trains the detector's cascade: mines windows with the library, fits the networks one after the other, sets their
-operating points, and writes a model directory. See README.md beside this file."""
+operating points, measures, and writes a model directory with its notes. See README.md beside this file."""
 
 import argparse
 import json
@@ -8,11 +8,13 @@ import os
 import shutil
 import subprocess
 import sys
+import time
 
 import numpy as np
 import torch
 
 import fitting
+import model_notes
 import networks
 import windows as w
 
@@ -29,25 +31,31 @@ NETWORKS = {
 
 # The steps in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
 # network's present weights with all windows that are named; a `point` step adds the constant to the face logit with which
-# the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass.
+# the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass. `portraits` are
+# the photographs with landmarks: one well placed face each, in every light, but nothing is known of their backgrounds.
 PLAN = [
     ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
     ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
     ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
                             "--score", "--keep-above", "0.1"]),
     ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 5_000_000, "batch": 512, "rate": 1e-3}),
-    ("point", "first", {"boxes": 172}),
+    ("point", "first", {"boxes": 160}),
     ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
                         "--first-floor", "0.3"]),
-    ("fit", "calibration", {"windows": ["second"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
-    ("fit", "second", {"windows": ["second"], "samples": 5_000_000, "batch": 256, "rate": 1e-3}),
-    ("point", "second", {"boxes": 16}),
-    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "1",
+    ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
+                                  "--first-floor", "0.3"]),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
+    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 5_000_000, "batch": 256, "rate": 1e-3}),
+    ("point", "second", {"boxes": 15}),
+    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2",
                        "--first-floor", "0.4", "--second-floor", "0.4"]),
-    ("fit", "third", {"windows": ["third"], "samples": 700_000, "batch": 128, "rate": 7e-4}),
-    ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "15", "--score",
-                            "--keep-above", "0.05", "--first-floor", "0.35", "--second-floor", "0.5"]),
-    ("fit", "third", {"windows": ["third", "third-hard"], "samples": 800_000, "batch": 128, "rate": 5e-4}),
+    ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
+                                 "--first-floor", "0.35", "--second-floor", "0.4"]),
+    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 7e-4}),
+    ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
+                            "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
+    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_000_000, "batch": 128,
+                      "rate": 6e-4}),
     ("point", "third", {"boxes": 0.09}),
 ]
 
@@ -59,13 +67,13 @@ class Trainer:
         self.arguments = arguments
         self.work = arguments.work
         self.cascade = os.path.join(self.work, "model")
-        self.done_path = os.path.join(self.work, "done.json")
+        self.record_path = os.path.join(self.work, "record.json")
         os.makedirs(self.work, exist_ok=True)
         self.schema = self._load_schema()
-        self.done = []
-        if os.path.exists(self.done_path):
-            with open(self.done_path, encoding="ascii") as file:
-                self.done = json.load(file)
+        self.record = []  # Of each step that is done: its key, what came of it, and the minutes that it took.
+        if os.path.exists(self.record_path):
+            with open(self.record_path, encoding="ascii") as file:
+                self.record = json.load(file)
         else:
             self._begin()
 
@@ -130,24 +138,42 @@ class Trainer:
     def run(self):
         for number, (kind, name, what) in enumerate(PLAN, 1):
             key = f"{number}-{kind}-{name}"
-            if key in self.done:
+            if any(step["key"] == key for step in self.record):
                 continue
             if self.arguments.only and name.split("-")[0] not in self.arguments.only:
                 continue
             print(f"Step {number} of {len(PLAN)}: {kind} {name}", file=sys.stderr, flush=True)
-            getattr(self, kind)(name, what, key)
-            self.done.append(key)
-            with open(self.done_path, "w", encoding="ascii") as file:
-                json.dump(self.done, file)
+            start = time.time()
+            told = getattr(self, kind)(name, what, key)
+            self.record.append({"key": key, "told": told, "minutes": (time.time() - start) / 60})
+            with open(self.record_path, "w", encoding="ascii") as file:
+                json.dump(self.record, file, indent=1)
+        self.describe()
+
+    def describe(self):
+        """Measures the cascade as it stands, beside the one that it began with, and writes its notes."""
+        models = [self.cascade] + ([self.arguments.start] if self.arguments.start else [])
+        folder = os.path.join(self.cascade, "cascades")
+        command = [os.path.join(self.arguments.tools, "evaluate_detector"), self.arguments.data, "--models", *models,
+                   "--names", "this", *(["start"] if self.arguments.start else []),
+                   "--curve", os.path.join(folder, model_notes.CURVE), "--threads", str(self.arguments.threads)]
+        table = subprocess.run(command, check=True, capture_output=True, text=True).stdout
+        model_notes.write(folder, self.arguments, self.record, table)
 
     def mine(self, name, options, _key):
-        self._tool("mine_windows", "--out", os.path.join(self.work, name), "--seed", str(self.arguments.seed), *options)
+        prefix = os.path.join(self.work, name)
+        self._tool("mine_windows", "--out", prefix, "--seed", str(self.arguments.seed), *options)
+        return f"{len(w.Windows([prefix])):,} windows: `{' '.join(options)}`"
 
     def fit(self, network, what, key):
         data = w.Windows([os.path.join(self.work, name) for name in what["windows"]])
         if network == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
             task = fitting.CalibrationTask(data)
+        elif network == "second":
+            overlap = fitting.overlap_after_calibration(data, self._twin("calibration"), self._mean("calibration"),
+                                                        self.arguments.threads)
+            task = fitting.FaceTask(data, network, overlap)
         else:
             task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
         options = {
@@ -164,10 +190,11 @@ class Trainer:
         self._save(network, twin)
         with open(os.path.join(self.work, key + ".curve.json"), "w", encoding="ascii") as file:
             json.dump(curve, file)
+        return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {what['batch']}, rate {what['rate']:g}"
+                f"{', bfloat16' if options['bf16'] else ''}: loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
     def point(self, network, what, _key):
         """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""
-        order = list(NETWORKS)
         threshold = {"first": 0.4, "second": 0.8, "third": 0.98}[network]
         name = os.path.join(self.work, "held-" + network)
         # The next network's windows are what this one lets through; the third's own are judged by itself.
@@ -189,17 +216,20 @@ class Trainer:
         with torch.no_grad():
             twin.last_layer().bias[1] += float(constant)
         self._save(network, twin)
-        print(f"{network}: {constant:+.3f} on the face logit; raw score {cut:.4f} now meets {threshold} "
-              f"({photographs} photographs, {order.index(network) + 1} of {len(order)})", file=sys.stderr)
+        told = (f"{constant:+.3f} on the face logit: a score of {cut:.3f} becomes {threshold}, which {what['boxes']} "
+                f"{'wrong ' if network == 'third' else ''}boxes a held-back photograph pass")
+        print(f"{network}: {told}", file=sys.stderr)
+        return told
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("data", help="folder with detection/ and negatives/")
+    parser.add_argument("data", help="folder with detection/, landmarks/ and negatives/")
     parser.add_argument("--work", required=True, help="folder for windows, checkpoints and the growing model")
     parser.add_argument("--tools", default=os.path.join(ROOT, "build/release/training/detector"),
-                        help="folder of the built mine_windows")
+                        help="folder of the built mine_windows and evaluate_detector")
     parser.add_argument("--start", help="model directory to start from; random weights otherwise")
+    parser.add_argument("--remarks", help="text to end MODEL.md with, such as what people saw on its contact sheets")
     parser.add_argument("--only", type=lambda text: text.split(","), help="networks to train, such as first,second")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--threads", type=int, default=2)

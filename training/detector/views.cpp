@@ -18,6 +18,12 @@ double uniform(cv::RNG& rng, double from, double to) { return rng.uniform(from, 
 
 bool chance(cv::RNG& rng, double share) { return rng.uniform(0.0, 1.0) < share; }
 
+cv::RNG generator(std::uint64_t seed, std::uint64_t stream) {
+  cv::RNG rng(seed * 0x9E3779B97F4A7C15ULL + stream);
+  for (int i = 0; i < 8; ++i) rng.next();  // Neighbouring seeds begin alike.
+  return rng;
+}
+
 void mirror(View& view) {
   cv::flip(view.rgb, view.rgb, 1);
   for (FaceSquare& face : view.faces) face.cx = view.rgb.cols - face.cx;
@@ -104,8 +110,7 @@ View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int vari
               std::uint64_t seed) {
   View view{rgb.clone(), faces};
   if (variant == 0) return view;
-  cv::RNG rng(seed * 0x9E3779B97F4A7C15ULL + static_cast<std::uint64_t>(variant) + 1);
-  for (int i = 0; i < 8; ++i) rng.next();  // Neighbouring seeds begin alike.
+  cv::RNG rng = generator(seed, static_cast<std::uint64_t>(variant) + 1);
   if (chance(rng, 0.5)) mirror(view);
   if (chance(rng, 0.5)) turn(view, std::clamp(rng.gaussian(9), -kMostDegrees, kMostDegrees));
   if (chance(rng, 0.5)) cut(view, rng);
@@ -114,6 +119,21 @@ View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int vari
   if (chance(rng, 0.25)) changeGamma(view.rgb, std::exp(uniform(rng, -0.5, 0.7)));
   if (chance(rng, 0.25)) compress(view.rgb, rng.uniform(30, 80));
   return view;
+}
+
+void stepBack(View& view, std::uint64_t seed) {
+  if (view.faces.empty()) return;
+  cv::RNG rng = generator(seed, 0x57E9);
+  const double side = 28 * std::exp(uniform(rng, 0, std::log(120.0 / 28)));
+  rescale(view, std::min(1.0, side / view.faces[0].side));
+  const int border = static_cast<int>(view.faces[0].side);
+  cv::Mat framed;
+  cv::copyMakeBorder(view.rgb, framed, border, border, border, border, cv::BORDER_REPLICATE);
+  view.rgb = framed;
+  for (FaceSquare& face : view.faces) {
+    face.cx += border;
+    face.cy += border;
+  }
 }
 
 }  // namespace detector_training

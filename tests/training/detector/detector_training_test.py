@@ -34,12 +34,31 @@ def data(tmp_path_factory):
     photographs.mkdir(parents=True)
     (folder / "negatives").mkdir()
     faces = [{"cx": cx, "cy": cy, "side": side, "ignore": False} for cx, cy, side in GROUP]
-    with open(folder / "detection" / "train.jsonl", "w", encoding="ascii") as file:
-        for i in range(12):
-            shutil.copy(os.path.join(ROOT, "samples/group.jpg"), photographs / f"{i}.jpg")
-            json.dump({"image": f"train/{i}.jpg", "width": 1280, "height": 700, "faces": faces}, file)
-            file.write("\n")
+    size = {"width": 1280, "height": 700}
+    records = []
+    for i in range(12):
+        shutil.copy(os.path.join(ROOT, "samples/group.jpg"), photographs / f"{i}.jpg")
+        records.append({"image": f"train/{i}.jpg", **size, "faces": faces})
+    write_lines(folder / "detection" / "train.jsonl", records)
+    write_lines(folder / "detection" / "dev.jsonl", records[:1])
+    # An outline that has the square of the face.
+    portraits = folder / "landmarks" / "train"
+    portraits.mkdir(parents=True)
+    records = []
+    for i, (cx, cy, side) in enumerate(GROUP):
+        shutil.copy(os.path.join(ROOT, "samples/group.jpg"), portraits / f"{i}.jpg")
+        height = side / 1.18
+        bottom = cy + 0.675 * height
+        points = [[cx - 0.4 * height, bottom - 0.5 * height], [cx + 0.4 * height, bottom], [cx, bottom - height]]
+        records.append({"image": f"train/{i}.jpg", **size, "points": points})
+    write_lines(folder / "landmarks" / "train.jsonl", records)
     return folder
+
+
+def write_lines(path, records):
+    with open(path, "w", encoding="ascii") as file:
+        for record in records:
+            file.write(json.dumps(record) + "\n")
 
 
 @pytest.fixture(scope="module")
@@ -121,6 +140,49 @@ def test_jitter_keeps_shape_and_range_and_changes_colours():
     grey = [(row[0] == row[1]).all() and (row[1] == row[2]).all() for row in changed]
     assert 1 <= sum(grey) <= 24
     assert (changed - torch.from_numpy(pixels).float()).abs().mean() > 3
+
+
+class LabelledWindows:
+    """Labels alone: photograph, variant, face and overlap of each window, and what the moves would leave."""
+
+    def __init__(self, rows, moves=None):
+        self.labels = np.zeros((len(rows), 28), np.float32)
+        for i, (photograph, variant, face, overlap) in enumerate(rows):
+            self.labels[i, [w.PHOTOGRAPH, w.VARIANT, w.FACE, w.OVERLAP]] = photograph, variant, face, overlap
+        if moves is not None:
+            self.labels[:, w.MOVES] = moves
+        self.pixels = np.zeros((len(rows), 3, 24, 24), np.uint8)
+
+    def __len__(self):
+        return len(self.labels)
+
+
+def test_windows_below_the_best_of_their_face_are_known():
+    data = LabelledWindows([(0, 0, 0, 0.7), (0, 0, 0, 0.65), (0, 0, 0, 0.6), (0, 0, 1, 0.5), (0, 1, 0, 0.4), (1, 0, 0, 0.45)])
+    below = fitting.below_best(data.labels, data.labels[:, w.OVERLAP])
+    assert below.tolist() == [False, False, True, False, False, False]
+
+
+def test_classes_and_near_misses_have_their_shares_of_the_weight():
+    rows = [(0, 0, 0, 0.7)] * 3 + [(0, 0, 0, 0.2)] * 2 + [(0, 0, -1, 0.0)] * 5
+    assert fitting.FaceTask(LabelledWindows(rows), "second").weights == pytest.approx([1 / 6] * 3 + [0.5 / 7] * 7)
+    assert fitting.FaceTask(LabelledWindows(rows), "third").weights == pytest.approx([1 / 6] * 3 + [0.075] * 2 + [0.07] * 5)
+
+
+def test_the_second_network_is_graded_after_calibration():
+    # A network of constant answers: class 3 for every window.
+    class AlwaysThree(torch.nn.Module):
+        def forward(self, x):
+            return torch.nn.functional.one_hot(torch.full((len(x),), 3), 19).float()
+
+    moves = np.tile(np.arange(19) / 19, (2, 1))
+    data = LabelledWindows([(0, 0, 0, 0.5), (0, 0, -1, 0.1)], moves)
+    assert fitting.overlap_after_calibration(data, AlwaysThree(), 100.0, 1) == pytest.approx([3 / 19, 0.1])
+
+
+def test_the_first_network_weighs_other_windows_of_a_face_less():
+    weights = fitting.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "first").weights
+    assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
 
 
 def test_hard_windows_are_drawn_more_often():

@@ -1,0 +1,93 @@
+"""MODEL.md: what a trained cascade is, where it came from, and how well it does."""
+
+import json
+import os
+
+CURVE = "recall.png"
+
+HEAD = """# The default cascade
+
+Four networks that find faces, and the tables that belong to them. The library is rebuilt with them, since the mean images and the
+definitions here are also taken into the program.
+
+**Use.** The photographs that these models were trained on are for research use, and so are the models.
+
+| folder | network | input |
+| --- | --- | --- |
+| `x16Net-demo` | first stage: scans the whole image, one cell for each window of 13 pixels | up to 384 by 384 |
+| `x32Net` | second stage: scores one box | 24 by 24 |
+| `x32Net-x32-3Scales-200` | calibration: tells how a face lies in a box, 19 patterns | 24 by 24 |
+| `x64Net` | third stage: scores one box | 48 by 48 |
+
+| file | content |
+| --- | --- |
+| `prototxt-full`, `prototxt-deploy` | definition of the network, text |
+| `proto-full`, `proto` | trained weights, binary |
+| `mean` | mean image of the network's input: one number a line, plane by plane, row by row; plane 0 is the third byte of a pixel |
+| `offsets-scales` | one pattern a line: dx, dy in pixels of the 24 by 24 input, and scale |
+| `first-stage-mean` | mean image of the first stage, 12 by 12; applied by nothing, since that network takes raw pixels |
+
+`../stages.txt` lists the three stages and their thresholds: load with the root `public/` and the list `stages.txt`.
+"""
+
+FIGURES = """## Figures
+
+On the `dev` photographs, which were used for nothing but measuring. Faces count that are not ignored and whose side is at least 5
+percent of the longer side of the photograph; a box matches from an overlap of 0.45; further boxes on a face, and boxes on ignored or
+smaller faces, count neither way. Times are those of the machine that trained.
+
+```
+{table}```
+
+![Recall against false positives]({curve})
+
+    evaluate_detector DATA --models public
+
+prints them again. A second folder after `--models` gives a second column.
+"""
+
+
+def count_lines(path):
+    if not os.path.exists(path):
+        return 0
+    with open(path, encoding="utf-8") as file:
+        return sum(1 for line in file if line.strip())
+
+
+def data_section(data):
+    faces, ignored = 0, 0
+    with open(os.path.join(data, "detection/train.jsonl"), encoding="utf-8") as file:
+        for line in file:
+            for face in json.loads(line)["faces"] if line.strip() else []:
+                faces, ignored = faces + (not face["ignore"]), ignored + face["ignore"]
+    lines = lambda name: count_lines(os.path.join(data, name))
+    return (f"## Data\n\n{lines('detection/train.jsonl'):,} photographs with {faces:,} annotated faces and {ignored:,} that count "
+            f"neither way, {lines('landmarks/train.jsonl'):,} portraits of one\nface with landmarks, and "
+            f"{len(os.listdir(os.path.join(data, 'negatives'))):,} photographs without people. A tenth, chosen by file name, was held back "
+            "to set the operating points with.\n")
+
+
+def training_section(arguments, record):
+    options = [f"--seed {arguments.seed}", f"--threads {arguments.threads}"]
+    options += ["--bf16"] if arguments.bf16 else []
+    options += [f"--scale {arguments.scale:g}"] if arguments.scale != 1 else []
+    options += ["--start START"] if arguments.start else []
+    rows = "\n".join(f"| {step['key']} | {step['told']} | {step['minutes']:.0f} |" for step in record)
+    return (f"## Training\n\n    training/detector/train.py DATA --work WORK {' '.join(options)}\n\n"
+            f"{len(record)} steps, {sum(step['minutes'] for step in record) / 60:.1f} hours in all:\n\n"
+            f"| step | what | minutes |\n| --- | --- | --- |\n{rows}\n")
+
+
+def write(folder, arguments, record, table):
+    """Writes folder/MODEL.md.
+
+    arguments  those of train.py
+    record     of the steps: key, told, minutes
+    table      what evaluate_detector printed
+    """
+    sections = [HEAD, data_section(arguments.data), FIGURES.format(table=table, curve=CURVE), training_section(arguments, record)]
+    if arguments.remarks:
+        with open(arguments.remarks, encoding="utf-8") as file:
+            sections.append(file.read())
+    with open(os.path.join(folder, "MODEL.md"), "w", encoding="utf-8") as file:
+        file.write("\n".join(sections))
