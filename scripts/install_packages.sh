@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # install_packages.sh GROUP...: makes sure that Debian's packages of the named groups are installed.
 #
-# Groups: build (the library and the program), check (tests, benchmarks, trainers), fuzz (clang's fuzzer).
+# Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
+# fuzz (clang's fuzzer), packages (the Debian packages).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
@@ -10,17 +11,24 @@ set -euo pipefail
 build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
        libprotobuf-dev libboost-dev libgoogle-glog-dev libopenblas-dev libleveldb-dev libsnappy-dev
-       libcli11-dev nlohmann-json3-dev)
-check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales)
+       libcli11-dev nlohmann-json3-dev libexiv2-dev libheif-dev libmd-dev)
+check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
+       libimage-exiftool-perl libjpeg-turbo-progs mandoc zsh bsdutils
+       python3-torch python3-numpy python3-protobuf python3-pytest
+       python3-pil python3-distributed parallel abigail-tools doxygen)
+python=(python3-dev pybind11-dev python3-numpy)
+packages=(dpkg-dev file fakeroot debootstrap)
 fuzz=(clang libclang-rt-14-dev)
 
 wanted=()
 for group in "$@"; do
   case "$group" in
     build) wanted+=("${build[@]}") ;;
+    python) wanted+=("${python[@]}") ;;
+    packages) wanted+=("${packages[@]}") ;;
     check) wanted+=("${check[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, check or fuzz" >&2; exit 2 ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz or packages" >&2; exit 2 ;;
   esac
 done
 

@@ -89,7 +89,8 @@ void drawScore(cv::Mat& pixels, const cv::Rect& box, float score, int width) {
               scale, kTextColour, stroke, cv::LINE_AA);
 }
 
-// In pixels; a fixed share of the face, so that the landmarks of an eye can be told apart at every size.
+// In pixels; a fixed share of the face, so that the landmarks of an eye can be told apart at every
+// size.
 float pointRadius(const Face& face) {
   constexpr float kShareOfFace = 0.012F;
   constexpr float kSmallest = 0.6F;

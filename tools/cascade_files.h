@@ -42,7 +42,8 @@ CascadeFiles checkCascadeFiles(const std::string& root);
 /// what is there.
 ///
 /// files   Their definitions have been read by the library, so that the outputs in them can be
-/// believed. Errors  Failure with kExitModel; its message begins with the path of the table.
+///         believed.
+/// Errors  Failure with kExitModel; its message begins with the path of the table.
 void checkCalibrationTable(const CascadeFiles& files);
 
 /// The numbers of a text file, separated by white space. Throws Failure with kExitModel where it

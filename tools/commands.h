@@ -1,4 +1,4 @@
-/// The commands of the program: one function each, in a file of its own.
+/// The commands of the program, each in a file of its own.
 
 #ifndef OZNA_TOOLS_COMMANDS_H_
 #define OZNA_TOOLS_COMMANDS_H_
@@ -8,12 +8,18 @@
 
 namespace oznatool {
 
-/// Prints the faces of photographs. Throws Failure where it cannot begin or cannot write its data.
-ExitCode detectCommand(const Options& options);
+/// detect, align, annotate, crop: finds the faces of photographs and writes what the options ask
+/// for. All commands throw Failure where they cannot begin or cannot write their data.
+ExitCode faceCommand(const Options& options);
 
-/// Prints the faces of photographs, or one given rectangle, with their landmarks. Throws as
-/// detectCommand.
-ExitCode alignCommand(const Options& options);
+/// Tells which models are loaded, from where, their sizes, checksums and licences.
+ExitCode modelsCommand(const Options& options);
+
+/// Tells version, instruction set, libraries, and every default with its source.
+ExitCode infoCommand(const Options& options);
+
+/// Times the work on the photographs, with the share of each stage.
+ExitCode benchCommand(const Options& options);
 
 }  // namespace oznatool
 

@@ -4,6 +4,7 @@
 #define OZNA_TOOLS_FACE_H_
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "ozna.h"
@@ -14,8 +15,9 @@ namespace oznatool {
 struct Face {
   oznalib::Rectangle<float> rect;  ///< Edges; not clipped to the photograph.
   std::optional<float> score;  ///< Probability of a face. None for a rectangle that the user gave.
-  std::vector<float>
-      points;  ///< x0, y0, x1, y1, ... of 68 or 5 landmarks; empty where none were asked for.
+  /// x0, y0, x1, y1, ... of 68 or 5 landmarks; empty where none were asked for.
+  std::vector<float> points = {};
+  std::string chip = {};  ///< File of the face's chip; empty where none was asked for.
 };
 
 }  // namespace oznatool

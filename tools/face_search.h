@@ -7,33 +7,47 @@
 #include <vector>
 
 #include "ozna.h"
+#include "tools/cascade_files.h"
 #include "tools/face.h"
 #include "tools/photograph.h"
-#include "tools/working_size.h"
+#include "tools/search_options.h"
+#include "tools/search_plan.h"
 
 namespace oznatool {
 
-/// The cascade of a model directory with the parameters of the search.
+/// Tests the cascade of a model directory, as far as a load in a process of its own.
 ///
-/// Threads  One at a time.
+/// models   Directory with a separator at its end.
+/// Errors   Failure with kExitModel where a file is missing or damaged.
+/// Threads  None may run besides the caller's.
+CascadeFiles testedCascade(const std::string& models);
+
+/// The cascade of a model directory with the way to search.
+///
+/// Threads  One at a time; any number of objects side by side.
 class FaceSearch {
  public:
-  /// Tests and loads the cascade.
+  /// Loads the cascade.
   ///
-  /// models     Directory with a separator at its end.
-  /// parameter  Has passed checkParameter.
-  /// Errors     Failure with kExitModel where a file is missing or damaged.
-  FaceSearch(const std::string& models, const oznalib::CascadeParameter& parameter);
+  /// files    Those of testedCascade.
+  /// options  Its parameter has passed checkParameter.
+  /// Errors   Failure with kExitModel.
+  FaceSearch(const CascadeFiles& files, const SearchOptions& options);
 
-  /// The faces of a photograph, best score first, without landmarks.
+  /// The faces of a photograph, best score first, without landmarks, in pixels of the photograph
+  /// without its border. Faces whose centre lies in the border are none.
   ///
   /// A photograph so narrow that no pixel of its shorter side is left in the working image has
-  /// none; this is told on standard error. Errors  Failure with kExitUsage where the parameters ask
-  /// for a working image that the first network cannot hold.
+  /// none; this is told on standard error.
+  ///
+  /// Errors  PhotographFailure of kind kParameter where the parameters ask for a working image that
+  ///         the first network cannot hold.
   std::vector<Face> find(const Photograph& photograph);
 
  private:
-  oznalib::CascadeParameter parameter_;
+  void addFaces(const Photograph& photograph, const Scan& scan, std::vector<Face>* faces);
+
+  SearchOptions options_;
   Size first_input_;  // Of the first network, in pixels.
   oznalib::Detector detector_;
 };

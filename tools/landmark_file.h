@@ -17,8 +17,9 @@ extern const char* const kLandmarkName;
 /// bias row for each stage; a count and the mean shape; a count and unused numbers; a count and a
 /// map (mean and projection) for each stage; a count and the level of each stage; two unused words;
 /// blur levels; face width. A matrix is rows and columns as 64-bit integers and then its 32-bit
-/// floats. Learned numbers are passed over, not read. Errors  Failure with kExitModel; its message
-/// begins with the path.
+/// floats. Learned numbers are passed over, not read.
+///
+/// Errors  Failure with kExitModel; its message begins with the path.
 void checkLandmarkFile(const std::string& path);
 
 }  // namespace oznatool

@@ -21,11 +21,15 @@ LandmarkPlacer::LandmarkPlacer(const std::string& models, int point_count)
 LandmarkPlacer::~LandmarkPlacer() { oznalib::unloadSDMModel(); }
 
 void LandmarkPlacer::place(const Photograph& photograph, Face* face) const {
+  const auto border = static_cast<float>(photograph.border_px);
+  const oznalib::Rectangle<float> rect = {face->rect.left + border, face->rect.top + border,
+                                          face->rect.right + border, face->rect.bottom + border};
   if (point_count_ == 5) {
-    oznalib::align5Points(photograph.image(), face->rect, face->points);
+    oznalib::align5Points(photograph.image(), rect, face->points);
   } else {
-    oznalib::align68Points(photograph.image(), face->rect, face->points);
+    oznalib::align68Points(photograph.image(), rect, face->points);
   }
+  for (float& coordinate : face->points) coordinate -= border;
 }
 
 }  // namespace oznatool

@@ -24,7 +24,8 @@ class LandmarkPlacer {
   LandmarkPlacer(const LandmarkPlacer&) = delete;
   LandmarkPlacer& operator=(const LandmarkPlacer&) = delete;
 
-  /// Fills the points of a face from its rectangle. Passes on exceptions of the image library,
+  /// Fills the points of a face from its rectangle, both without the photograph's border. Any
+  /// number of threads. Passes on exceptions of the image library,
   /// which a rectangle far outside the photograph or far too large raises.
   void place(const Photograph& photograph, Face* face) const;
 

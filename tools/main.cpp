@@ -11,14 +11,21 @@
 
 namespace {
 
-oznatool::ExitCode run(int argc, char** argv) {
-  const std::optional<oznatool::Options> options = oznatool::parseOptions(argc, argv);
-  if (!options) return oznatool::kExitOk;
-  switch (options->command) {
+using oznatool::ExitCode;
+
+ExitCode run(const oznatool::Options& options) {
+  switch (options.command) {
     case oznatool::Command::kDetect:
-      return oznatool::detectCommand(*options);
     case oznatool::Command::kAlign:
-      return oznatool::alignCommand(*options);
+    case oznatool::Command::kAnnotate:
+    case oznatool::Command::kCrop:
+      return oznatool::faceCommand(options);
+    case oznatool::Command::kModels:
+      return oznatool::modelsCommand(options);
+    case oznatool::Command::kInfo:
+      return oznatool::infoCommand(options);
+    case oznatool::Command::kBench:
+      return oznatool::benchCommand(options);
   }
   return oznatool::kExitUsage;
 }
@@ -28,13 +35,18 @@ oznatool::ExitCode run(int argc, char** argv) {
 int main(int argc, char** argv) {
   oznatool::prepareStreams();
   oznatool::limitMathThreads();
+  std::optional<oznatool::Options> options;
+  ExitCode status = oznatool::kExitOk;
   try {
-    return run(argc, argv);
+    options = oznatool::parseOptions(argc, argv);
+    if (options) return run(*options);
   } catch (const oznatool::Failure& failure) {
     oznatool::say(failure.what());
-    return failure.code();
+    status = failure.code();
   } catch (const std::exception& error) {
     oznatool::say(error.what());
-    return oznatool::kExitPhotographs;
+    status = oznatool::kExitPhotographs;
   }
+  const bool is_quiet_error = options && options->quiet && status != oznatool::kExitOk;
+  return is_quiet_error ? oznatool::kExitQuietError : status;
 }

@@ -29,24 +29,33 @@ bool holdsModels(const fs::path& directory) {
 
 }  // namespace
 
-std::string modelDirectory(const std::string& given) {
+ModelPlace modelPlace(const std::string& given) {
   if (!given.empty()) {
     std::error_code error;
     if (!fs::is_directory(given, error)) {
       throw Failure(kExitModel, printable(given) + ": no such directory of models");
     }
-    return given.back() == '/' ? given : given + "/";
+    return {given.back() == '/' ? given : given + "/", "given by --models"};
   }
 
-  const std::array<fs::path, 3> places = {besideProgram(), fs::path(OZNA_SOURCE_DIR) / "public",
-                                          fs::path(OZNA_INSTALL_DATA_DIR)};
+  struct Place {
+    fs::path directory;
+    const char* source;
+  };
+  const std::array<Place, 3> places = {
+      {{besideProgram(), "beside the program"},
+       {fs::path(OZNA_SOURCE_DIR) / "public", "source tree that the program was built from"},
+       {fs::path(OZNA_INSTALL_DATA_DIR), "prefix that the program was configured for"}}};
   std::string searched;
-  for (const fs::path& place : places) {
-    if (holdsModels(place)) return place.string() + "/";
-    if (!place.empty()) searched += (searched.empty() ? "" : ", ") + place.string();
+  for (const Place& place : places) {
+    if (holdsModels(place.directory)) return {place.directory.string() + "/", place.source};
+    if (place.directory.empty()) continue;
+    searched += (searched.empty() ? "" : ", ") + place.directory.string();
   }
   throw Failure(kExitModel,
                 "no models found in " + searched + "; name their directory with --models");
 }
+
+std::string modelDirectory(const std::string& given) { return modelPlace(given).directory; }
 
 }  // namespace oznatool

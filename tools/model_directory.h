@@ -7,7 +7,13 @@
 
 namespace oznatool {
 
-/// The directory of the models, with a separator at its end.
+/// A directory of models and why it is the one.
+struct ModelPlace {
+  std::string directory;  ///< With a separator at its end.
+  std::string source;     ///< A few words.
+};
+
+/// The directory of the models.
 ///
 /// given    What the user asked for; it is taken as it is. When empty, the first of these that
 /// holds a stage list or a
@@ -16,6 +22,9 @@ namespace oznatool {
 ///          configured for.
 /// Errors   Failure with kExitModel where a given directory is none, or none is found; the message
 /// names the places.
+ModelPlace modelPlace(const std::string& given);
+
+/// The directory alone, with a separator at its end.
 std::string modelDirectory(const std::string& given);
 
 }  // namespace oznatool

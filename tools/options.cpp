@@ -1,114 +1,345 @@
-// Commands and options, and the reading of their values.
+// Commands, their options, and what follows from them.
 
 #include "tools/options.h"
 
 #include <CLI/CLI.hpp>
-#include <array>
-#include <charconv>
-#include <cmath>
+#include <algorithm>
+#include <functional>
+#include <limits>
+#include <tuple>
 
 #include "tools/exit_code.h"
+#include "tools/help.h"
+#include "tools/machine_limits.h"
+#include "tools/nearest_word.h"
+#include "tools/option_values.h"
 #include "tools/streams.h"
+#include "tools/working_size.h"
 
 namespace oznatool {
 namespace {
 
-oznalib::Rectangle<float> parseBox(const std::string& text) {
-  constexpr float kFarthest = 1e6F;  // In pixels. No photograph is as large.
-  const Failure failure(
-      kExitUsage,
-      "--box takes left,top,right,bottom with left below right and top below bottom, not " +
-          printable(text));
-  std::array<float, 4> edges;
-  const char* at = text.data();
-  const char* const end = text.data() + text.size();
-  for (size_t i = 0; i < edges.size(); ++i) {
-    if (i > 0 && (at == end || *at++ != ',')) throw failure;
-    const std::from_chars_result result = std::from_chars(at, end, edges[i]);
-    // The comparison also turns not-a-number away.
-    if (result.ec != std::errc() || !(std::abs(edges[i]) <= kFarthest)) throw failure;
-    at = result.ptr;
+// The options of all commands as the user typed them; an option that was not given is empty, one
+// that was given cannot be.
+struct Typed {
+  std::vector<std::string> photographs;
+  bool recursive = false, null = false, json = false, quiet = false, biggest = false, best = false;
+  std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, output, size,
+      points;
+  std::string box, rounds, preset, min_face, margin;
+  std::string max_upscale, max_image_side, min_face_fraction;
+  std::string pyramid_levels, pyramid_factor, window_size;
+};
+
+// The parts of the command line that the user can mistype.
+struct Parser {
+  Typed typed;
+  CLI::App app{"", "ozna"};
+  std::vector<CLI::App*> commands;
+
+  Parser();
+  CLI::App* add(const std::string& name) {
+    commands.push_back(app.add_subcommand(name));
+    return commands.back();
   }
-  if (at != end || edges[0] >= edges[2] || edges[1] >= edges[3]) throw failure;
-  return {edges[0], edges[1], edges[2], edges[3]};
+};
+
+// An option with a value, which must not be empty: that would silently stand for no option.
+CLI::Option* addValue(CLI::App* command, const std::string& names, std::string* value) {
+  return command->add_option(names, *value)->check([](const std::string& text) {
+    return text.empty() ? std::string("must not be empty") : std::string();
+  });
 }
 
-// An empty value would silently stand for an option that was not given.
-std::string refuseEmpty(const std::string& value) {
-  return value.empty() ? "must not be empty" : "";
+void addModels(CLI::App* command, Typed* typed) { addValue(command, "--models", &typed->models); }
+
+void addFormat(CLI::App* command, Typed* typed) {
+  CLI::Option* const format = addValue(command, "--format", &typed->format);
+  command->add_flag("--json", typed->json)->excludes(format);
 }
 
-void addCommonOptions(CLI::App* command, Options* options) {
-  command->add_option("PHOTO", options->photographs, "photographs to work on")
-      ->required()
-      ->type_name("");
-  command->add_flag("--json", options->json, "print a line of JSON a photograph");
-  command->add_option("--annotate", options->annotate, "draw into this file or directory")
-      ->check(refuseEmpty)
-      ->type_name("OUT");
-  command->add_option("--models", options->models, "directory of the models")
-      ->check(refuseEmpty)
-      ->type_name("DIR");
+void addInputs(CLI::App* command, Typed* typed) {
+  command->add_option("PHOTO", typed->photographs);
+  command->add_flag("-r,--recursive", typed->recursive);
+  command->add_flag("-0,--null", typed->null);
+  addValue(command, "--memory", &typed->memory);
 }
 
-void addSearchOptions(CLI::App* command, oznalib::CascadeParameter* parameter) {
-  command->add_option("--max-upscale", parameter->maxUpscale, "largest enlargement (2.0)")
-      ->type_name("X");
-  command->add_option("--max-image-side", parameter->maxImageSide, "longer side searched (640)")
-      ->type_name("PIXELS");
-  command
-      ->add_option("--min-face-fraction", parameter->minFaceFraction,
-                   "smallest face, of that side (0.05)")
-      ->type_name("X");
-  command->add_option("--pyramid-levels", parameter->pyramidLevels, "number of sizes searched (12)")
-      ->type_name("N");
-  command
-      ->add_option("--pyramid-factor", parameter->pyramidFactor,
-                   "ratio of the sizes, above 1 (1.26)")
-      ->type_name("X");
-  command->add_option("--window-size", parameter->windowSize, "window of the first network (13)")
-      ->type_name("PIXELS");
+void addSearch(CLI::App* command, Typed* typed) {
+  addValue(command, "--preset", &typed->preset);
+  addValue(command, "--margin", &typed->margin);
+  CLI::Option* const min_face = addValue(command, "--min-face", &typed->min_face);
+  // These say the same in other words.
+  addValue(command, "--max-upscale", &typed->max_upscale)->excludes(min_face);
+  addValue(command, "--max-image-side", &typed->max_image_side)->excludes(min_face);
+  addValue(command, "--min-face-fraction", &typed->min_face_fraction)->excludes(min_face);
+  addValue(command, "--pyramid-levels", &typed->pyramid_levels)->excludes(min_face);
+  addValue(command, "--pyramid-factor", &typed->pyramid_factor)->excludes(min_face);
+  addValue(command, "--window-size", &typed->window_size)->excludes(min_face);
 }
 
-}  // namespace
+// What detect, align, annotate and crop share.
+void addRun(CLI::App* command, Typed* typed) {
+  addInputs(command, typed);
+  addFormat(command, typed);
+  command->add_flag("-q,--quiet", typed->quiet);
+  addValue(command, "-j,--jobs", &typed->jobs);
+  addValue(command, "--progress", &typed->progress);
+  addValue(command, "--resume", &typed->resume);
+  addValue(command, "--shard", &typed->shard);
+  addValue(command, "--xmp", &typed->xmp);
+  CLI::Option* const biggest = command->add_flag("--biggest", typed->biggest);
+  command->add_flag("--best", typed->best)->excludes(biggest);
+  addSearch(command, typed);
+  addModels(command, typed);
+}
 
-std::optional<Options> parseOptions(int argc, char** argv) {
-  Options options;
-  std::string box;
-  CLI::App app("Finds faces in photographs and places landmarks on them.", "ozna");
+Parser::Parser() {
   app.require_subcommand(1);
   app.set_version_flag("--version", "ozna " OZNA_VERSION);
-  app.get_formatter()->column_width(34);
-  app.footer(
-      "Exit status: 0 done, 1 some photographs failed, 2 wrong arguments,\n"
-      "             3 model missing or damaged, 4 output not written.");
+  CLI::App* const detect = add("detect");
+  CLI::App* const align = add("align");
+  CLI::App* const annotate = add("annotate");
+  CLI::App* const crop = add("crop");
+  CLI::App* const models = add("models");
+  CLI::App* const info = add("info");
+  CLI::App* const bench = add("bench");
+  for (CLI::App* const command : {detect, align, annotate, crop}) addRun(command, &typed);
+  for (CLI::App* const command : {detect, align}) {
+    addValue(command, "--annotate", &typed.annotate);
+  }
+  for (CLI::App* const command : {align, annotate, bench}) {
+    addValue(command, "--points", &typed.points);
+  }
+  addValue(align, "--box", &typed.box);
+  for (CLI::App* const command : {annotate, crop}) {
+    addValue(command, "-o,--output", &typed.output)->required();
+  }
+  addValue(crop, "--size", &typed.size);
+  for (CLI::App* const command : {models, info}) {
+    addFormat(command, &typed);
+    addModels(command, &typed);
+  }
+  addInputs(bench, &typed);
+  addFormat(bench, &typed);
+  addSearch(bench, &typed);
+  addModels(bench, &typed);
+  addValue(bench, "--rounds", &typed.rounds);
+}
 
-  CLI::App* const detect = app.add_subcommand("detect", "Finds the faces in photographs.");
-  CLI::App* const align =
-      app.add_subcommand("align", "Finds the faces and places landmarks on them.");
-  for (CLI::App* const command : {detect, align}) addCommonOptions(command, &options);
-  align->add_option("--points", options.points, "landmarks a face, 68 or 5 (68)")
-      ->type_name("N")
-      ->check(CLI::IsMember({68, 5}));
-  align->add_option("--box", box, "align left,top,right,bottom alone")->type_name("BOX");
-  for (CLI::App* const command : {detect, align}) addSearchOptions(command, &options.parameter);
+std::vector<std::string> namesIn(const CLI::App& app) {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : app.get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
 
+std::string guess(const std::string& word, const std::vector<std::string>& known) {
+  const std::string near = nearestWord(word, known);
+  return near.empty() ? "" : "; did you mean " + near + "?";
+}
+
+[[noreturn]] void refuseCommand(const std::string& name) {
+  throw Failure(kExitUsage, "unknown command " + printable(name) + guess(name, commandNames()) +
+                                " (see ozna --help)");
+}
+
+[[noreturn]] void refuseOption(const std::string& typed, const std::string& command) {
+  const std::string option = typed.substr(0, typed.find('='));
+  std::string hint;
+  if (!command.empty()) {
+    for (const std::string& other : commandNames()) {
+      const std::vector<std::string> names = optionNames(other);
+      if (std::find(names.begin(), names.end(), option) == names.end()) continue;
+      hint += (hint.empty() ? "; it belongs to " : ", ") + other;
+    }
+  }
+  if (hint.empty()) hint = guess(option, optionNames(command));
+  throw Failure(kExitUsage, "unknown option " + printable(option) + hint + " (see ozna " +
+                                (command.empty() ? "" : command + " ") + "--help)");
+}
+
+// Runs the parser. Returns the name of the command, or nothing where help or version was printed.
+std::optional<std::string> parse(Parser* parser, int argc, char** argv) {
+  if (argc > 1 && argv[1][0] != '-') {
+    const std::vector<std::string>& names = commandNames();
+    if (std::find(names.begin(), names.end(), argv[1]) == names.end()) refuseCommand(argv[1]);
+  }
+  CLI::App& app = parser->app;
+  const auto command = [&app] {
+    return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
+  };
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
-    const std::vector<CLI::App*> chosen = app.get_subcommands();
-    writeData(chosen.empty() ? app.help() : chosen.front()->help("ozna"));
+    writeData(helpText(command()));
     return std::nullopt;
   } catch (const CLI::CallForVersion&) {
     writeData(app.version() + "\n");
     return std::nullopt;
   } catch (const CLI::ParseError& error) {
-    throw Failure(kExitUsage, std::string(error.what()) + " (see ozna --help)");
+    for (const std::string& rest : app.remaining(/*recurse=*/true)) {
+      if (rest.size() > 1 && rest[0] == '-') refuseOption(rest, command());
+    }
+    throw Failure(kExitUsage, std::string(error.what()) + " (see ozna " + command() +
+                                  (command().empty() ? "" : " ") + "--help)");
   }
+  return command();
+}
 
-  options.command = align->parsed() ? Command::kAlign : Command::kDetect;
-  if (align->count("--box") > 0) options.box = parseBox(box);
-  checkParameter(options.parameter);
+InputOptions inputsOf(const Typed& typed) {
+  InputOptions inputs;
+  inputs.names = typed.photographs;
+  inputs.recursive = typed.recursive;
+  if (typed.null) inputs.list_end = '\0';
+  if (!typed.shard.empty()) inputs.shard = shard("--shard", typed.shard);
+  const bool has_list =
+      std::find(inputs.names.begin(), inputs.names.end(), "-") != inputs.names.end();
+  if (inputs.names.empty() && typed.null) inputs.names.push_back("-");
+  if (typed.null && !typed.photographs.empty() && !has_list) {
+    throw Failure(kExitUsage,
+                  "--null is about names on standard input: add - or leave the other "
+                  "names out");
+  }
+  if (inputs.names.empty()) {
+    throw Failure(kExitUsage,
+                  "no PHOTO given: name files, folders with --recursive, or - for a "
+                  "list on standard input");
+  }
+  return inputs;
+}
+
+SearchOptions searchOf(const Typed& typed) {
+  const std::string name =
+      typed.preset.empty() ? "balanced" : word("--preset", typed.preset, presetNames());
+  SearchOptions search = preset(name);
+  oznalib::CascadeParameter& parameter = search.parameter;
+  constexpr int kMost = std::numeric_limits<int>::max();
+  // Setters by option: those that were given are called.
+  const std::vector<std::tuple<std::string, const std::string*, std::function<void()>>> sizes = {
+      {"--max-upscale", &typed.max_upscale,
+       [&] { parameter.maxUpscale = number("--max-upscale", typed.max_upscale); }},
+      {"--max-image-side", &typed.max_image_side,
+       [&] {
+         parameter.maxImageSide = wholeNumber("--max-image-side", typed.max_image_side, 1, kMost);
+       }},
+      {"--min-face-fraction", &typed.min_face_fraction,
+       [&] { parameter.minFaceFraction = number("--min-face-fraction", typed.min_face_fraction); }},
+      {"--pyramid-levels", &typed.pyramid_levels,
+       [&] {
+         parameter.pyramidLevels = wholeNumber("--pyramid-levels", typed.pyramid_levels, 1, kMost);
+       }},
+      {"--pyramid-factor", &typed.pyramid_factor,
+       [&] { parameter.pyramidFactor = number("--pyramid-factor", typed.pyramid_factor); }},
+      {"--window-size", &typed.window_size,
+       [&] { parameter.windowSize = wholeNumber("--window-size", typed.window_size, 1, kMost); }},
+  };
+  for (const auto& [option, text, set] : sizes) {
+    if (text->empty()) continue;
+    if (search.min_face) {
+      throw Failure(kExitUsage, option + " cannot be combined with --preset " + name +
+                                    ", which scans by --min-face");
+    }
+    set();
+  }
+  checkParameter(parameter);
+  if (!typed.min_face.empty()) search.min_face = parseMinFace(typed.min_face);
+  if (!typed.margin.empty()) search.margin_percent = percent("--margin", typed.margin, 100);
+  return search;
+}
+
+Format formatOf(const Typed& typed, bool has_csv) {
+  if (typed.json) return Format::kJson;
+  if (typed.format.empty()) return Format::kText;
+  const std::vector<std::string> words = has_csv ? std::vector<std::string>{"text", "json", "csv"}
+                                                 : std::vector<std::string>{"text", "json"};
+  const std::string chosen = word("--format", typed.format, words);
+  return chosen == "json" ? Format::kJson : chosen == "csv" ? Format::kCsv : Format::kText;
+}
+
+int pointsOf(const Typed& typed, Command command) {
+  if (command == Command::kDetect) return 0;
+  if (command == Command::kCrop) return 5;
+  if (typed.points.empty()) return 68;
+  const std::vector<std::string> words = command == Command::kAlign
+                                             ? std::vector<std::string>{"68", "5"}
+                                             : std::vector<std::string>{"68", "5", "0"};
+  return std::stoi(word("--points", typed.points, words));
+}
+
+ProgressMode progressOf(const Typed& typed) {
+  if (typed.progress.empty()) return ProgressMode::kAuto;
+  const std::string chosen = word("--progress", typed.progress, {"auto", "always", "never"});
+  return chosen == "auto"     ? ProgressMode::kAuto
+         : chosen == "always" ? ProgressMode::kAlways
+                              : ProgressMode::kNever;
+}
+
+}  // namespace
+
+int jobsOf(const Options& options) { return options.jobs > 0 ? options.jobs : usableCpus(); }
+
+std::int64_t memoryOf(const Options& options) {
+  constexpr std::int64_t kUsual = 2048;
+  const std::int64_t mib =
+      options.memory_mib > 0 ? options.memory_mib : std::min(kUsual, usableMemory() / 2 >> 20);
+  return mib << 20;
+}
+
+const std::vector<std::string>& commandNames() {
+  // In the order of Command.
+  static const std::vector<std::string> names = {"detect", "align", "annotate", "crop",
+                                                 "models", "info",  "bench"};
+  return names;
+}
+
+std::vector<std::string> optionNames(const std::string& command) {
+  const Parser parser;
+  return namesIn(command.empty() ? parser.app : *parser.app.get_subcommand(command));
+}
+
+std::optional<Options> parseOptions(int argc, char** argv) {
+  Parser parser;
+  const std::optional<std::string> command = parse(&parser, argc, argv);
+  if (!command) return std::nullopt;
+  const Typed& typed = parser.typed;
+  const std::vector<std::string>& names = commandNames();
+
+  Options options;
+  options.command =
+      static_cast<Command>(std::find(names.begin(), names.end(), *command) - names.begin());
+  options.models = typed.models;
+  const bool is_bench = options.command == Command::kBench;
+  const bool tells = options.command == Command::kModels || options.command == Command::kInfo;
+  options.format = formatOf(typed, /*has_csv=*/!is_bench && !tells);
+  if (tells) return options;
+
+  options.inputs = inputsOf(typed);
+  options.search = searchOf(typed);
+  options.points = pointsOf(typed, options.command);
+  if (!typed.memory.empty())
+    options.memory_mib = wholeNumber("--memory", typed.memory, 64, 1 << 20);
+  if (!typed.rounds.empty()) options.rounds = wholeNumber("--rounds", typed.rounds, 1, 1000);
+  if (is_bench) return options;
+
+  options.quiet = typed.quiet;
+  options.progress = progressOf(typed);
+  if (!typed.jobs.empty() && typed.jobs != "auto") {
+    constexpr int kMostJobs = 1024;
+    options.jobs = wholeNumber("--jobs (or auto)", typed.jobs, 1, kMostJobs);
+  }
+  options.resume = typed.resume;
+  if (!options.resume.empty() && options.format == Format::kText && !options.quiet) {
+    throw Failure(kExitUsage, "--resume goes on behind --format json or csv: text is for reading");
+  }
+  options.xmp = typed.xmp;
+  options.annotate = options.command == Command::kAnnotate ? typed.output : typed.annotate;
+  if (options.command == Command::kCrop) options.chips = typed.output;
+  if (!typed.size.empty()) options.chip_side = wholeNumber("--size", typed.size, 16, 4096);
+  options.choice = typed.biggest ? Choice::kBiggest : typed.best ? Choice::kBest : Choice::kAll;
+  if (!typed.box.empty()) options.box = box("--box", typed.box);
   return options;
 }
 

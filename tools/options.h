@@ -1,39 +1,80 @@
-/// The command line: commands, their options and what the user chose.
+/// What the user chose on the command line, with the defaults filled in.
 
 #ifndef OZNA_TOOLS_OPTIONS_H_
 #define OZNA_TOOLS_OPTIONS_H_
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "ozna.h"
-#include "tools/working_size.h"
+#include "tools/search_options.h"
 
 namespace oznatool {
 
-enum class Command { kDetect, kAlign };
+enum class Command { kDetect, kAlign, kAnnotate, kCrop, kModels, kInfo, kBench };
+enum class Format { kText, kJson, kCsv };
+enum class ProgressMode { kAuto, kAlways, kNever };
+enum class Choice { kAll, kBiggest, kBest };
 
-/// What the user chose, with the defaults filled in.
+/// One of so many shares of the photographs, for runs beside each other.
+struct Shard {
+  int number = 1;  ///< From 1 to count.
+  int count = 1;
+};
+
+/// Where the photographs are named.
+struct InputOptions {
+  std::vector<std::string> names;  ///< Files, folders, or "-" for a list on standard input.
+  bool recursive = false;          ///< Folders stand for the photographs in and below them.
+  char list_end = '\n';            ///< Ends a name of the list: a line break or NUL.
+  Shard shard;                     ///< Photographs of other shards are left out.
+};
+
 struct Options {
   Command command = Command::kDetect;
-  std::vector<std::string> photographs;  ///< At least one.
-  bool json = false;
-  std::string annotate;  ///< Target of annotated photographs; empty for none.
+  InputOptions inputs;
+  Format format = Format::kText;
+  bool quiet = false;  ///< No data; the exit status says whether a face was found.
+  ProgressMode progress = ProgressMode::kAuto;
+  std::string resume;    ///< A former output whose photographs are left out; empty for none.
+  int jobs = 0;          ///< Photographs at once; 0 for as many as the machine allows.
+  int memory_mib = 0;    ///< For photographs in memory; 0 for the default.
   std::string models;    ///< Directory of the models; empty for the default places.
-  oznalib::CascadeParameter parameter = defaultParameter();
-  int points = 68;  ///< align: 68 or 5.
+  std::string annotate;  ///< Target of annotated photographs; empty for none.
+  std::string xmp;       ///< Directory of sidecar files; empty for none.
+  std::string chips;     ///< crop: directory of the chips.
+  int chip_side = 256;   ///< crop: in pixels.
+  SearchOptions search;
+  Choice choice = Choice::kAll;
+  int points = 0;  ///< Landmarks a face: 0, 5 or 68.
   std::optional<oznalib::Rectangle<float>>
-      box;  ///< align: the rectangle to align instead of detected faces.
+      box;         ///< align: the rectangle to align instead of detected faces.
+  int rounds = 3;  ///< bench: how often each photograph is worked on.
 };
+
+/// The number of threads that a run uses: what the user asked for, or what the machine allows.
+int jobsOf(const Options& options);
+
+/// Memory for photographs in bytes: what the user asked for, or the default, which is 2048 MiB or
+/// half of the memory that the process may use, whichever is less.
+std::int64_t memoryOf(const Options& options);
 
 /// Understands the arguments of main.
 ///
-/// Returns  Nothing where the user asked for help or the version, which have then been written to
-/// standard output. Errors   Failure with kExitUsage for arguments that cannot be understood or
-/// cannot work, with kExitOutput where the
-///          help cannot be written.
+/// Returns  Nothing where the user asked for help or the version, which then have been written to
+///          standard output.
+/// Errors   Failure with kExitUsage for arguments that cannot be understood or cannot work, with
+///          kExitOutput where the help cannot be written.
 std::optional<Options> parseOptions(int argc, char** argv);
+
+/// The commands, in the order of the help.
+const std::vector<std::string>& commandNames();
+
+/// The options of a command as the user types them, such as "--json" and "-j"; for an empty name
+/// those that stand before a command.
+std::vector<std::string> optionNames(const std::string& command);
 
 }  // namespace oznatool
 

@@ -1,35 +1,45 @@
-/// Reads a photograph from a file, upright and in the pixel format of the library.
+/// A decoded photograph, upright and in the pixel format of the library.
 
 #ifndef OZNA_TOOLS_PHOTOGRAPH_H_
 #define OZNA_TOOLS_PHOTOGRAPH_H_
 
+#include <cstdint>
 #include <opencv2/core/mat.hpp>
 #include <string>
+#include <vector>
 
 #include "ozna.h"
+#include "tools/photograph_header.h"
 
 namespace oznatool {
 
-/// A decoded photograph.
+/// Pixels are 8-bit red, green, blue.
 struct Photograph {
-  std::string path;  ///< As the user gave it.
-  cv::Mat pixels;    ///< 8-bit red, green, blue; rows are packed. At least 1 by 1.
+  std::string path;     ///< As the user gave it.
+  int orientation = 1;  ///< How it was turned upright: see orientation.h.
+  cv::Mat framed;       ///< The upright photograph with its border; rows are packed.
+  int border_px = 0;    ///< Width of the border on each side.
+  cv::Mat pixels;       ///< The photograph without its border: a view into framed. At least 1 by 1.
 
-  /// A view of pixels for the library. It borrows them: it is good for as long as this object is.
+  /// A view of framed for the library. It borrows the pixels: it is good for as long as this object
+  /// is.
   oznalib::Image image() const;
 };
 
-/// Reads and decodes one file, which may be a pipe.
+/// Decodes one file.
 ///
-/// Turned upright by the orientation tag (JPEG, PNG, TIFF), so that every coordinate is one of the
-/// upright image. Grey becomes three equal channels, 16 bits become 8, and an alpha channel is
-/// dropped without blending. Errors   Failure with kExitPhotographs and the reason, which begins
-/// with the path: a file that cannot be opened or
-///          read, a directory, an empty file, an unknown format, damaged or cut short content, too
-///          many pixels.
-/// Threads  Any number at once.
-/// Memory   The file's bytes and the decoded pixels.
-Photograph readPhotograph(const std::string& path);
+/// bytes    The whole file. header  Its header.
+/// Turned upright by its orientation. Grey becomes three equal channels, 16 bits become 8, and an
+/// alpha channel is dropped without blending.
+/// Errors   PhotographFailure of kind kFormat or kMemory.
+Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
+                            const PhotographHeader& header);
+
+/// Puts a border around a photograph that has none, filled with the pixels of its edge.
+void addBorder(Photograph* photograph, int border_px);
+
+/// The width of a border in pixels. percent  Of the longer side.
+int borderPixels(const cv::Size& photograph, double percent);
 
 }  // namespace oznatool
 

@@ -1,64 +1,239 @@
-// The loop over the photographs.
+// The threads of a run, and the order of what they find.
 
 #include "tools/photograph_run.h"
 
 #include <algorithm>
+#include <atomic>
+#include <condition_variable>
 #include <exception>
+#include <map>
+#include <mutex>
 #include <optional>
+#include <system_error>
+#include <thread>
 
-#include "tools/annotate.h"
+#include "tools/former_output.h"
+#include "tools/inputs.h"
+#include "tools/interrupt.h"
+#include "tools/memory_budget.h"
+#include "tools/photograph_reader.h"
+#include "tools/progress.h"
 #include "tools/report.h"
 #include "tools/streams.h"
 
 namespace oznatool {
 namespace {
 
-struct Found {
-  Photograph photograph;
-  std::vector<Face> faces;
+// An input on its way through a thread.
+struct Job {
+  size_t index = 0;
+  Input input;
+  ReadFile file;
+  std::optional<PhotographFailure> failure;  // Of reading.
 };
 
-Found readAndFind(const std::string& path, const FaceFinder& finder) {
-  Photograph photograph = readPhotograph(path);
-  try {
-    std::vector<Face> faces = finder(photograph);
-    return {std::move(photograph), std::move(faces)};
-  } catch (const Failure&) {
-    throw;
-  } catch (const std::exception& error) {
-    // The library lets exceptions of the image library and failed allocations through.
-    throw Failure(kExitPhotographs, printable(path) + ": " + error.what());
+// What a thread made of an input, ready to be written.
+struct Result {
+  Record record;
+  std::vector<PreparedFiles> files;
+  std::vector<Failure> problems;  // With the files.
+  MemoryBudget::Lease memory;     // Of the files.
+};
+
+class Run {
+ public:
+  Run(const FaceModels& models, const std::vector<const SideOutput*>& outputs)
+      : models_(models),
+        options_(models.options()),
+        outputs_(outputs),
+        former_(options_.resume.empty() ? FormerOutput() : FormerOutput(options_.resume)),
+        budget_(memoryOf(options_)),
+        inputs_(options_.inputs, [this](const std::string& path) { return former_.has(path); }),
+        progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
+    // How far the threads may run ahead of a slow photograph.
+    window_ = 4 * static_cast<size_t>(jobsOf(options_)) + 16;
   }
-}
+
+  ExitCode run() {
+    if (!options_.quiet && options_.format == Format::kCsv && !former_.isContinued()) {
+      writeData(csvHeading(options_.points));
+    }
+    std::vector<std::thread> threads;
+    try {
+      for (int i = 1; i < jobsOf(options_); ++i) threads.emplace_back([this] { work(); });
+    } catch (const std::system_error&) {
+      // Those that began do the whole work.
+      say("the system allows " + std::to_string(threads.size() + 1) + " threads, not " +
+          std::to_string(jobsOf(options_)));
+    }
+    work();
+    for (std::thread& thread : threads) thread.join();
+    if (error_) std::rethrow_exception(error_);
+    return status();
+  }
+
+ private:
+  // Whether no further photograph is to be begun.
+  bool stopped() const { return stopped_ || interrupted(); }
+
+  // The life of a thread. Nothing may leave it.
+  void work() {
+    try {
+      std::optional<FaceFinder> finder;
+      while (std::optional<Job> job = nextJob()) {
+        // Loaded here, where there is work for it.
+        if (!finder && !job->failure) finder.emplace(models_);
+        deliver(job->index, process(&*job, finder ? &*finder : nullptr));
+      }
+    } catch (...) {
+      const std::lock_guard<std::mutex> lock(writing_);
+      if (!error_) error_ = std::current_exception();
+      stopped_ = true;
+    }
+  }
+
+  // Reads the next input. One thread at a time is in here, so that memory is set aside in the order
+  // of the inputs: a photograph then never waits for one behind it.
+  std::optional<Job> nextJob() {
+    const std::lock_guard<std::mutex> lock(reading_);
+    const auto stop = [this] { return stopped(); };
+    waitForWindow();
+    std::optional<Input> input = inputs_.next(stop);
+    if (!input) return std::nullopt;
+    Job job;
+    job.index = begun_;
+    job.input = std::move(*input);
+    try {
+      job.file = readWithin(&budget_, job.input.path, options_.search.margin_percent, stop);
+    } catch (const PhotographFailure& failure) {
+      job.failure = failure;
+    }
+    if (stopped()) return std::nullopt;
+    ++begun_;
+    return job;
+  }
+
+  void waitForWindow() {
+    std::unique_lock<std::mutex> lock(writing_);
+    while (begun_ >= written_ + window_ && !stopped()) {
+      moved_on_.wait_for(lock, std::chrono::milliseconds(100));
+    }
+  }
+
+  Result process(Job* job, FaceFinder* finder) const {
+    Result result;
+    result.record.path = job->input.path;
+    result.record.failure = job->failure;
+    if (job->failure) return result;
+    try {
+      Photograph photograph =
+          decodeFile(job->input.path, &job->file, options_.search.margin_percent);
+      result.record.size = photograph.pixels.size();
+      result.record.orientation = photograph.orientation;
+      result.record.faces = finder->find(photograph);
+      prepareFiles(job->input, &photograph, &result);
+    } catch (const PhotographFailure& failure) {
+      result.record.failure = failure;
+    } catch (const Failure&) {
+      throw;
+    } catch (const std::exception& error) {
+      // The library lets exceptions of the image library and failed allocations through.
+      result.record.failure =
+          PhotographFailure(job->input.path, FailureKind::kSearch, error.what());
+    }
+    std::int64_t bytes = 0;
+    for (const PreparedFiles& files : result.files) bytes += files.bytes;
+    job->file.memory.shrinkTo(bytes);
+    result.memory = std::move(job->file.memory);
+    return result;
+  }
+
+  void prepareFiles(const Input& input, Photograph* photograph, Result* result) const {
+    for (const SideOutput* output : outputs_) {
+      try {
+        result->files.push_back(output->prepare(input, result->record, photograph));
+      } catch (const Failure& failure) {
+        result->problems.push_back(failure);
+      }
+    }
+  }
+
+  // Takes a result and writes all those that are due.
+  void deliver(size_t index, Result result) {
+    const std::lock_guard<std::mutex> lock(writing_);
+    waiting_.emplace(index, std::move(result));
+    while (!waiting_.empty() && waiting_.begin()->first == written_ && !error_) {
+      Result due = std::move(waiting_.begin()->second);
+      waiting_.erase(waiting_.begin());
+      write(&due);
+      ++written_;
+      progress_.update(written_, failed_, inputs_.total());
+      moved_on_.notify_all();
+    }
+  }
+
+  void write(Result* result) {
+    Record& record = result->record;
+    if (record.failure) {
+      tell(*record.failure);
+      ++failed_;
+    }
+    for (const PreparedFiles& files : result->files) {
+      try {
+        files.write(&record);
+      } catch (const Failure& failure) {
+        result->problems.push_back(failure);
+      }
+    }
+    for (const Failure& problem : result->problems) tell(problem);
+    found_ = found_ || !record.faces.empty();
+    if (!options_.quiet) {
+      writeData(formatted(record, options_.format, options_.points));
+    } else if (found_ && outputs_.empty()) {
+      stopped_ = true;  // Nothing that could come would change the answer.
+    }
+  }
+
+  void tell(const Failure& failure) {
+    say(failure.what());
+    highest_ = std::max(highest_, failure.code());
+  }
+
+  ExitCode status() const {
+    if (interrupted()) return kExitInterrupted;
+    if (!options_.quiet) return highest_;
+    if (found_) return kExitOk;
+    return highest_ == kExitOk ? kExitQuietNone : kExitQuietError;
+  }
+
+  const FaceModels& models_;
+  const Options& options_;
+  const std::vector<const SideOutput*>& outputs_;
+  const FormerOutput former_;
+  size_t window_ = 0;
+  std::atomic<bool> stopped_{false};
+
+  std::mutex reading_;
+  size_t begun_ = 0;  // Guarded by reading_.
+  MemoryBudget budget_;
+  Inputs inputs_;
+
+  std::mutex writing_;  // Guards what follows.
+  std::condition_variable moved_on_;
+  std::map<size_t, Result> waiting_;  // By index.
+  size_t written_ = 0;
+  size_t failed_ = 0;
+  bool found_ = false;
+  ExitCode highest_ = kExitOk;
+  std::exception_ptr error_;
+  Progress progress_;
+};
 
 }  // namespace
 
-ExitCode runPhotographs(const Options& options, const AnnotationOutput* output,
-                        const FaceFinder& finder) {
-  ExitCode result = kExitOk;
-  const auto tell = [&result](const Failure& failure) {
-    say(failure.what());
-    result = std::max(result, failure.code());
-  };
-  for (const std::string& path : options.photographs) {
-    std::optional<Found> found;
-    try {
-      found = readAndFind(path, finder);
-    } catch (const Failure& failure) {
-      tell(failure);
-      continue;
-    }
-    writeData(options.json ? jsonLine(found->photograph, found->faces)
-                           : table(found->photograph, found->faces));
-    if (output == nullptr) continue;
-    try {
-      annotate(found->photograph.pixels, found->faces);
-      output->write(path, found->photograph.pixels);
-    } catch (const Failure& failure) {
-      tell(failure);
-    }
-  }
-  return result;
+ExitCode runPhotographs(const FaceModels& models, const std::vector<const SideOutput*>& outputs) {
+  watchInterrupts();
+  return Run(models, outputs).run();
 }
 
 }  // namespace oznatool

@@ -1,31 +1,29 @@
-/// Takes the photographs of a command line through one command: read, work, report, annotate.
+/// Takes the photographs of a command line through one command, several at once.
 
 #ifndef OZNA_TOOLS_PHOTOGRAPH_RUN_H_
 #define OZNA_TOOLS_PHOTOGRAPH_RUN_H_
 
-#include <functional>
 #include <vector>
 
-#include "tools/annotation_output.h"
 #include "tools/exit_code.h"
-#include "tools/face.h"
-#include "tools/options.h"
-#include "tools/photograph.h"
+#include "tools/face_finder.h"
+#include "tools/side_output.h"
 
 namespace oznatool {
 
-/// What a command does with one photograph. Throws Failure where this photograph cannot be worked
-/// on.
-using FaceFinder = std::function<std::vector<Face>(const Photograph&)>;
-
-/// Calls finder for each photograph in the order of the command line and writes the results.
+/// Finds the faces of each input, in as many threads as the options ask for, and writes one record
+/// an input to standard output, in the order of the inputs, each as soon as those before it are
+/// written. The files of the outputs are written before the record, in the order of outputs.
 ///
-/// A photograph that fails is told on standard error and has no part in the data; the others go on.
-/// output   Null for no annotated photographs.
-/// Returns  The highest status that any photograph asked for.
-/// Errors   Failure with kExitOutput, at once, where standard output cannot be written.
-ExitCode runPhotographs(const Options& options, const AnnotationOutput* output,
-                        const FaceFinder& finder);
+/// A photograph that fails is told on standard error too, and the others go on. An interrupt ends
+/// the run when the photographs at work are done and written.
+///
+/// Returns  The highest status that any photograph asked for, kExitInterrupted, or that of --quiet.
+/// Errors   Failure with kExitOutput where standard output cannot be written, with kExitUsage or
+/// kExitOutput where the former output cannot be gone on with.
+/// Memory   Photographs and their files: what memoryOf gives, and one file. Each thread has a
+/// detector besides.
+ExitCode runPhotographs(const FaceModels& models, const std::vector<const SideOutput*>& outputs);
 
 }  // namespace oznatool
 

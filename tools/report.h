@@ -1,28 +1,45 @@
-/// The two forms of the program's results: a table for people and JSON lines for programs.
+/// The forms of the program's results: a table for people, JSON lines and CSV for programs.
 
 #ifndef OZNA_TOOLS_REPORT_H_
 #define OZNA_TOOLS_REPORT_H_
 
 #include <string>
-#include <vector>
 
-#include "tools/face.h"
-#include "tools/photograph.h"
+#include "tools/options.h"
+#include "tools/record.h"
 
 namespace oznatool {
 
-/// One photograph as one line of JSON with its line break:
-///   {"path":..,"width":..,"height":..,"faces":[{"left":..,"top":..,"right":..,"bottom":..,
-///    "score":..,"points":[[x,y],..]},..]}
+/// The version of the JSON form and of the CSV columns. Raised when a key or column changes its
+/// meaning or goes; new keys alone do not raise it.
+constexpr int kSchemaVersion = 1;
+
+/// One record as one line of JSON with its line break:
+///   {"schema":1,"path":..,"width":..,"height":..,"orientation":..,"faces":[{"left":..,"top":..,
+///    "right":..,"bottom":..,"score":..,"points":[[x,y],..],"chip":..},..]}
+/// or, where the photograph could not be looked at,
+///   {"schema":1,"path":..,"error":{"kind":..,"message":..}}
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
-/// where no landmarks were asked for. Numbers carry the digits that give back the same 32-bit
+/// and "chip" where none were asked for. Numbers carry the digits that give back the same 32-bit
 /// float; one that is not finite becomes null. Bytes of the path that are not UTF-8 become U+FFFD.
-std::string jsonLine(const Photograph& photograph, const std::vector<Face>& faces);
+std::string jsonLine(const Record& record);
 
-/// One photograph as a heading, one row a face, and one row a landmark below its face. Rounded for
+/// One record as CSV rows: one a face, or a single one for a photograph without faces or one that
+/// could not be looked at. Numbers as in JSON.
+///
+/// point_count  Landmarks a face: each has two columns.
+std::string csvRows(const Record& record, int point_count);
+
+/// The heading of the CSV columns, with its line break.
+std::string csvHeading(int point_count);
+
+/// One record as a heading, one row a face, and one row a landmark below its face. Rounded for
 /// reading.
-std::string table(const Photograph& photograph, const std::vector<Face>& faces);
+std::string table(const Record& record);
+
+/// One record in one of the forms.
+std::string formatted(const Record& record, Format format, int point_count);
 
 }  // namespace oznatool
 

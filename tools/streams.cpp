@@ -3,6 +3,7 @@
 #include "tools/streams.h"
 
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -18,6 +19,22 @@ namespace {
 
 // A private copy of standard error, so that messages get through while descriptor 2 is redirected.
 int message_descriptor = STDERR_FILENO;
+
+std::mutex screen_mutex;  // Held while anything is written, so that lines stay whole.
+std::string status;       // What stands in the status line. Guarded by screen_mutex.
+
+const char* const kEraseLine = "\r\x1b[K";
+
+// Writes to the messages what it can: there is nowhere left to tell where it cannot.
+void writeMessage(const std::string& text) {
+  size_t written = 0;
+  while (written < text.size()) {
+    const ssize_t count = write(message_descriptor, text.data() + written, text.size() - written);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return;
+    written += static_cast<size_t>(count);
+  }
+}
 
 std::mutex quiet_mutex;
 int quiet_count = 0;  // Guarded by quiet_mutex.
@@ -48,19 +65,34 @@ std::string printable(const std::string& text) {
 
 void say(const std::string& text) {
   const std::string line = "ozna: " + printable(text) + "\n";
-  size_t written = 0;
-  while (written < line.size()) {
-    const ssize_t count = write(message_descriptor, line.data() + written, line.size() - written);
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return;  // There is nowhere left to tell it.
-    written += static_cast<size_t>(count);
-  }
+  const std::lock_guard<std::mutex> lock(screen_mutex);
+  writeMessage(status.empty() ? line : kEraseLine + line + status);
+}
+
+void showStatus(const std::string& line) {
+  const std::lock_guard<std::mutex> lock(screen_mutex);
+  if (status.empty() && line.empty()) return;
+  status = line;
+  writeMessage(kEraseLine + status);
+}
+
+std::optional<int> messageColumns() {
+  winsize size = {};
+  if (isatty(message_descriptor) == 0) return std::nullopt;
+  constexpr int kUsual = 80;
+  if (ioctl(message_descriptor, TIOCGWINSZ, &size) == -1 || size.ws_col == 0) return kUsual;
+  return size.ws_col;
 }
 
 void writeData(const std::string& text) {
+  const std::lock_guard<std::mutex> lock(screen_mutex);
+  const bool on_screen = !status.empty() && isatty(STDOUT_FILENO) != 0;
+  if (on_screen) writeMessage(kEraseLine);
   const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-  if (written && std::fflush(stdout) == 0) return;
-  throw Failure(kExitOutput, std::string("standard output: ") + std::strerror(errno));
+  if (!written || std::fflush(stdout) != 0) {
+    throw Failure(kExitOutput, std::string("standard output: ") + std::strerror(errno));
+  }
+  if (on_screen) writeMessage(status);
 }
 
 QuietStandardError::QuietStandardError() {

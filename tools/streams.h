@@ -4,6 +4,7 @@
 #ifndef OZNA_TOOLS_STREAMS_H_
 #define OZNA_TOOLS_STREAMS_H_
 
+#include <optional>
 #include <string>
 
 namespace oznatool {
@@ -20,8 +21,15 @@ void prepareStreams();
 /// QuietStandardError holds.
 void say(const std::string& text);
 
-/// Writes text to standard output and flushes it. Throws Failure with kExitOutput where the write
-/// fails.
+/// Keeps one line of status on the terminal of standard error, below the messages and, where
+/// standard output goes to a terminal too, below the data. An empty text takes it away. Any thread.
+void showStatus(const std::string& line);
+
+/// The columns of the terminal that messages go to; nothing where they go elsewhere.
+std::optional<int> messageColumns();
+
+/// Writes text to standard output and flushes it. Any thread. Throws Failure with kExitOutput where
+/// the write fails.
 void writeData(const std::string& text);
 
 /// A file name as messages and tables show it: control characters turn into "?", an empty name into

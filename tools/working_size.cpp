@@ -52,8 +52,7 @@ void checkParameter(const oznalib::CascadeParameter& parameter) {
       static_cast<float>(parameter.maxImageSide) * parameter.minFaceFraction;
   require(smallest_face >= 1,
           "--max-image-side times --min-face-fraction must be at least 1: it is the side in pixels "
-          "of the "
-          "smallest face");
+          "of the smallest face");
   require(smallest_face < kIntegerLimit, "--max-image-side times --min-face-fraction is too large");
 }
 

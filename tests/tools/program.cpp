@@ -31,9 +31,10 @@ fs::path makeDirectory() {
   return name;
 }
 
-}  // namespace
-
-Outcome runOzna(const std::vector<std::string>& arguments, const std::string& out_path) {
+// Runs the program; an empty in_path leaves standard input as it is, an empty out_path takes
+// standard output into the result.
+Outcome runProgram(const std::vector<std::string>& arguments, const std::string& in_path,
+                   const std::string& out_path) {
   const fs::path directory = makeDirectory();
   const std::string out = out_path.empty() ? (directory / "out").string() : out_path;
   const std::string err = (directory / "err").string();
@@ -45,6 +46,7 @@ Outcome runOzna(const std::vector<std::string>& arguments, const std::string& ou
 
   const pid_t child = fork();
   if (child == 0) {
+    if (!in_path.empty()) dup2(open(in_path.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
     dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
     execv(argv[0], argv.data());
@@ -57,6 +59,20 @@ Outcome runOzna(const std::vector<std::string>& arguments, const std::string& ou
   run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   if (out_path.empty()) run.out = readFile(out);
   run.err = readFile(err);
+  fs::remove_all(directory);
+  return run;
+}
+
+}  // namespace
+
+Outcome runOzna(const std::vector<std::string>& arguments, const std::string& out_path) {
+  return runProgram(arguments, "", out_path);
+}
+
+Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments) {
+  const fs::path directory = makeDirectory();
+  writeFile(directory / "in", input);
+  const Outcome run = runProgram(arguments, (directory / "in").string(), "");
   fs::remove_all(directory);
   return run;
 }

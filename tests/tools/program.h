@@ -25,6 +25,9 @@ struct Outcome {
 // standard output goes there instead of into the result.
 Outcome runOzna(const std::vector<std::string>& arguments, const std::string& out_path = "");
 
+// Runs the program with this text on its standard input.
+Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments);
+
 // The lines of a text, without their line breaks.
 std::vector<std::string> linesOf(const std::string& text);
 

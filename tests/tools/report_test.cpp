@@ -37,7 +37,10 @@ TEST_F(Report, JsonKeysStandInTheirOrder) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   ASSERT_EQ(linesOf(run.out).size(), 1u);
   const nlohmann::ordered_json line = parsed(run.out);
-  EXPECT_EQ(keysOf(line), (std::vector<std::string>{"path", "width", "height", "faces"}));
+  EXPECT_EQ(keysOf(line), (std::vector<std::string>{"schema", "path", "width", "height",
+                                                    "orientation", "faces"}));
+  EXPECT_EQ(line["schema"], 1);
+  EXPECT_EQ(line["orientation"], 1);
   ASSERT_GE(line["faces"].size(), 1u);
   EXPECT_EQ(keysOf(line["faces"][0]),
             (std::vector<std::string>{"left", "top", "right", "bottom", "score"}));
@@ -130,6 +133,22 @@ TEST_F(Report, ClosedPipeEndsQuietly) {
   ASSERT_EQ(std::system(command.c_str()), 0);
   EXPECT_EQ(readFile(at("err")), "");
   EXPECT_EQ(readFile(at("status")), std::to_string(128 + SIGPIPE) + "\n");
+}
+
+TEST_F(Report, ReaderThatLeavesEndsARunOfManyWithWholeLines) {
+  makePicture("in/0.png", 8, 8);
+  for (int i = 1; i < 300; ++i) {
+    std::filesystem::copy_file(at("in/0.png"), at("in/" + std::to_string(i) + ".png"));
+  }
+  const std::string command = "{ '" OZNA_PROGRAM "' detect --json -j 2 -r '" + at("in") + "' 2> '" +
+                              at("err") + "'; echo $? > '" + at("status") + "'; } | head -n 2 > '" +
+                              at("out") + "'";
+  ASSERT_EQ(std::system(command.c_str()), 0);
+  EXPECT_EQ(readFile(at("err")), "");
+  EXPECT_EQ(readFile(at("status")), std::to_string(128 + SIGPIPE) + "\n");
+  const std::vector<std::string> lines = linesOf(readFile(at("out")));
+  ASSERT_EQ(lines.size(), 2u);
+  for (const std::string& line : lines) EXPECT_TRUE(parsed(line).is_object());
 }
 
 TEST_F(Report, ClosedStandardStreamsHarmNoFile) {

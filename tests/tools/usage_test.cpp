@@ -63,7 +63,9 @@ TEST_F(Usage, RefusesWorkingImageBeyondFirstNetwork) {
   const Outcome run =
       runOzna({"detect", "--json", "--min-face-fraction", "0.01", makePicture("a.png", 640, 640)});
   expectFailure(run, 2, "1386 x 1386");
-  EXPECT_EQ(run.out, "");
+  EXPECT_EQ(parsed(run.out)["error"]["kind"], "parameter");
+  // 640 * 13 / F is at most 384 for F of 22 or more: 0.035 of 640 is 22.4, 0.034 is 21.8.
+  expectFailure(run, 2, "--min-face-fraction 0.035 would be accepted");
 }
 
 TEST_F(Usage, AcceptsWideWorkingImageWithinAreaOfFirstNetwork) {

@@ -1,0 +1,113 @@
+// Going on behind a former output.
+
+#include <cstdlib>
+
+#include "tests/tools/program.h"
+
+namespace ozna_test {
+namespace {
+
+class Resume : public ProgramTest {
+ protected:
+  Resume() {
+    for (const char* name : {"a.png", "b,\"c\".png", "d.png"}) paths_.push_back(makePicture(name));
+    paths_.push_back(at("missing.png"));
+  }
+
+  Outcome detect(const std::vector<std::string>& options, size_t count) const {
+    std::vector<std::string> arguments = {"detect"};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    arguments.insert(arguments.end(), paths_.begin(),
+                     paths_.begin() + static_cast<std::ptrdiff_t>(count));
+    return runOzna(arguments);
+  }
+
+  // Appends what a run with --resume prints to its own former output, as a shell does.
+  int goOn(const std::string& format, const std::string& file) const {
+    std::string command =
+        "'" OZNA_PROGRAM "' detect --format " + format + " --resume '" + file + "'";
+    for (const std::string& path : paths_) command += " '" + path + "'";
+    const int status = std::system((command + " >> '" + file + "' 2> /dev/null").c_str());
+    return WEXITSTATUS(status);
+  }
+
+  std::vector<std::string> paths_;
+};
+
+TEST_F(Resume, GoesOnBehindAFormerOutputOfEitherForm) {
+  for (const std::string format : {"json", "csv"}) {
+    SCOPED_TRACE(format);
+    const std::string whole = detect({"--format", format}, 4).out;
+    const std::string begun = detect({"--format", format}, 2).out;
+    ASSERT_LT(begun.size(), whole.size());
+    ASSERT_EQ(whole.substr(0, begun.size()), begun);
+    const std::string file = at("out." + format);
+    writeFile(file, begun);
+    EXPECT_EQ(goOn(format, file), 1);  // The missing one is among the rest.
+    EXPECT_EQ(readFile(file), whole);
+    // Failed ones count as done: nothing is left.
+    EXPECT_EQ(goOn(format, file), 0);
+    EXPECT_EQ(readFile(file), whole);
+  }
+}
+
+TEST_F(Resume, CutsOffHalfALine) {
+  for (const std::string format : {"json", "csv"}) {
+    SCOPED_TRACE(format);
+    const std::string whole = detect({"--format", format}, 4).out;
+    for (const size_t size : {whole.size() - 1, whole.size() / 2, size_t{30}, size_t{3}}) {
+      const std::string file = at("out." + format);
+      // Half a heading of CSV is no CSV.
+      if (format == "csv" && size < 5) continue;
+      writeFile(file, whole.substr(0, size));
+      goOn(format, file);
+      EXPECT_EQ(readFile(file), whole) << size;
+    }
+  }
+}
+
+TEST_F(Resume, CutsOffAPhotographWithoutAllOfItsFaces) {
+  // Nine rows, of which some are there.
+  paths_.insert(paths_.begin() + 1, OZNA_SOURCE_DIR "/samples/group.jpg");
+  const std::string whole = detect({"--format", "csv"}, 5).out;
+  const std::vector<std::string> lines = linesOf(whole);
+  ASSERT_EQ(lines.size(), 1u + 1u + 9u + 3u);
+  for (const size_t left : {size_t{3}, size_t{10}, size_t{11}}) {
+    std::string begun;
+    for (size_t i = 0; i < left; ++i) begun += lines[i] + "\n";
+    writeFile(at("out.csv"), begun);
+    goOn("csv", at("out.csv"));
+    EXPECT_EQ(readFile(at("out.csv")), whole) << left;
+  }
+}
+
+TEST_F(Resume, LeavesAnotherFileAsItIsAndBeginsAnew) {
+  const std::string former = detect({"--format", "csv"}, 2).out;
+  writeFile(at("former.csv"), former + "half a li");
+  const Outcome run = detect({"--format", "csv", "--resume", at("former.csv")}, 3);
+  EXPECT_EQ(readFile(at("former.csv")), former + "half a li");
+  const std::vector<std::string> lines = linesOf(run.out);
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0].rfind("path,", 0), 0u);
+  EXPECT_EQ(lines[1].rfind(paths_[2] + ",", 0), 0u);
+}
+
+TEST_F(Resume, EmptyFileIsABeginning) {
+  writeFile(at("out.json"), "");
+  goOn("json", at("out.json"));
+  EXPECT_EQ(readFile(at("out.json")), detect({"--json"}, 4).out);
+}
+
+TEST_F(Resume, RefusesWhatIsNoFormerOutput) {
+  writeFile(at("other.txt"), "some text\n");
+  writeFile(at("other.json"), "{\"no\":\"path\"}\n");
+  for (const std::string& file : {at("other.txt"), at("other.json"), at("nowhere")}) {
+    const Outcome run = detect({"--json", "--resume", file}, 2);
+    expectFailure(run, 2, "--resume " + file);
+    EXPECT_EQ(run.out, "");
+  }
+  expectFailure(detect({"--resume", at("other.json")}, 2), 2, "--resume goes on behind");
+}
+
+}  // namespace
+}  // namespace ozna_test

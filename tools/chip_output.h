@@ -1,0 +1,30 @@
+/// Writes the chips of the faces.
+
+#ifndef OZNA_TOOLS_CHIP_OUTPUT_H_
+#define OZNA_TOOLS_CHIP_OUTPUT_H_
+
+#include <string>
+
+#include "tools/side_output.h"
+
+namespace oznatool {
+
+/// Chips go into one directory: "photo-1.png", "photo-2.png", ... in the order of the faces, below
+/// the photograph's own subfolder. A name that is taken is not used again.
+class ChipOutput : public SideOutput {
+ public:
+  /// Makes the directory. Errors  Failure with kExitOutput.
+  ChipOutput(const std::string& directory, int side_px);
+
+  /// Faces without five landmarks get no chip. Sets the chips of the record's faces.
+  PreparedFiles prepare(const Input& input, const Record& record,
+                        Photograph* photograph) const override;
+
+ private:
+  std::string directory_;
+  int side_px_;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_CHIP_OUTPUT_H_

@@ -1,0 +1,67 @@
+// Records as comma-separated values.
+
+#include <array>
+#include <charconv>
+#include <cmath>
+
+#include "tools/csv.h"
+#include "tools/report.h"
+
+namespace oznatool {
+namespace {
+
+// The fewest digits that give back the same float; empty for what is not finite.
+std::string number(float value) {
+  if (!std::isfinite(value)) return "";
+  std::array<char, 64> text;
+  const std::to_chars_result result =
+      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed);
+  return {text.data(), result.ptr};
+}
+
+std::string empties(size_t count) { return std::string(count, ','); }
+
+std::string faceColumns(const Face& face, size_t index) {
+  std::string row = "," + std::to_string(index + 1);
+  for (const float edge : {face.rect.left, face.rect.top, face.rect.right, face.rect.bottom}) {
+    row += "," + number(edge);
+  }
+  return row + "," + (face.score ? number(*face.score) : "") + "," + csvField(face.chip);
+}
+
+}  // namespace
+
+std::string csvHeading(int point_count) {
+  std::string heading =
+      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message";
+  for (int i = 0; i < point_count; ++i) {
+    heading += ",x" + std::to_string(i) + ",y" + std::to_string(i);
+  }
+  return heading + "\n";
+}
+
+std::string csvRows(const Record& record, int point_count) {
+  constexpr size_t kPhotographColumns = 4;  // Width, height, orientation, number of faces.
+  constexpr size_t kFaceColumns = 7;        // Face, edges, score, chip.
+  const size_t point_columns = 2 * static_cast<size_t>(point_count);
+  const std::string path = csvField(record.path);
+  if (record.failure) {
+    return path + empties(kPhotographColumns + kFaceColumns) + "," +
+           nameOf(record.failure->kind()) + "," + csvField(record.failure->reason()) +
+           empties(point_columns) + "\n";
+  }
+  const std::string photograph =
+      path + "," + std::to_string(record.size.width) + "," + std::to_string(record.size.height) +
+      "," + std::to_string(record.orientation) + "," + std::to_string(record.faces.size());
+  if (record.faces.empty()) return photograph + empties(kFaceColumns + 2 + point_columns) + "\n";
+  std::string rows;
+  for (size_t i = 0; i < record.faces.size(); ++i) {
+    const std::vector<float>& points = record.faces[i].points;
+    rows += photograph + faceColumns(record.faces[i], i) + ",,";
+    for (const float coordinate : points) rows += "," + number(coordinate);
+    rows += empties(point_columns - std::min(point_columns, points.size())) + "\n";
+  }
+  return rows;
+}
+
+}  // namespace oznatool

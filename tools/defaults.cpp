@@ -1,0 +1,59 @@
+// Values and sources of defaults.
+
+#include "tools/defaults.h"
+
+#include <cstdio>
+
+#include "tools/machine_limits.h"
+#include "tools/model_directory.h"
+#include "tools/working_size.h"
+
+namespace oznatool {
+namespace {
+
+std::string shown(float value) {
+  char text[32];
+  std::snprintf(text, sizeof(text), "%g", static_cast<double>(value));
+  return text;
+}
+
+std::string jobsSource() {
+  const GroupLimits limits = groupLimits();
+  return limits.cpus ? "processors of this process, control group limit " +
+                           shown(static_cast<float>(*limits.cpus))
+                     : "processors of this process; no control group limit";
+}
+
+std::string memorySource() {
+  const bool halved = usableMemory() / 2 < (std::int64_t{2048} << 20);
+  return halved ? "half of the memory of the machine or control group" : "built in";
+}
+
+}  // namespace
+
+std::vector<Default> defaultsOf(const Options& options) {
+  const std::string built_in = "built in";
+  const std::string balanced = "preset balanced";
+  const oznalib::CascadeParameter parameter = preset("balanced").parameter;
+  const ModelPlace place = modelPlace(options.models);
+  return {
+      {"--models", place.directory, place.source},
+      {"--jobs", std::to_string(jobsOf(options)), jobsSource()},
+      {"--memory", std::to_string(memoryOf(options) >> 20) + " MiB", memorySource()},
+      {"--format", "text", built_in},
+      {"--progress", "auto", "built in: a terminal and more than one photograph"},
+      {"--preset", "balanced", built_in},
+      {"--margin", "0%", built_in},
+      {"--points", "68", "built in; crop takes 5"},
+      {"--size", std::to_string(options.chip_side), built_in},
+      {"--rounds", std::to_string(options.rounds), built_in},
+      {"--max-upscale", shown(parameter.maxUpscale), balanced},
+      {"--max-image-side", std::to_string(parameter.maxImageSide), balanced},
+      {"--min-face-fraction", shown(parameter.minFaceFraction), balanced},
+      {"--pyramid-levels", std::to_string(parameter.pyramidLevels), balanced},
+      {"--pyramid-factor", shown(parameter.pyramidFactor), balanced},
+      {"--window-size", std::to_string(parameter.windowSize), balanced},
+  };
+}
+
+}  // namespace oznatool

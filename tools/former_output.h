@@ -1,0 +1,38 @@
+/// Reads which photographs a former output of the program has, so that a run can go on behind it.
+
+#ifndef OZNA_TOOLS_FORMER_OUTPUT_H_
+#define OZNA_TOOLS_FORMER_OUTPUT_H_
+
+#include <string>
+#include <unordered_set>
+
+namespace oznatool {
+
+/// The photographs of a former JSON or CSV output, failed ones included.
+class FormerOutput {
+ public:
+  /// Knows none.
+  FormerOutput() = default;
+
+  /// Reads the whole file. A last line without its line break, as a killed run leaves it, does not
+  /// count, nor does a last photograph without all of its rows; where standard output is this same
+  /// file, they are cut off, so that what is appended begins where a record does.
+  ///
+  /// Errors  Failure with kExitUsage where the file cannot be read or is no such output; with
+  /// kExitOutput where it cannot be cut.
+  explicit FormerOutput(const std::string& path);
+
+  bool has(const std::string& photograph) const;
+  size_t size() const { return photographs_.size(); }
+
+  /// Whether standard output goes on in this file behind a line of it.
+  bool isContinued() const { return continued_; }
+
+ private:
+  std::unordered_set<std::string> photographs_;  // As JSON shows them: in UTF-8.
+  bool continued_ = false;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_FORMER_OUTPUT_H_

@@ -1,0 +1,75 @@
+/// The photographs that the user named: files, folders and lists on standard input, in their order.
+
+#ifndef OZNA_TOOLS_INPUTS_H_
+#define OZNA_TOOLS_INPUTS_H_
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "tools/options.h"
+
+namespace oznatool {
+
+/// One photograph to work on.
+struct Input {
+  std::string path;   ///< As the user gave it, or below the folder that the user gave.
+  std::string place;  ///< Where its files go below an output directory: its name, behind that of
+                      ///< the subfolders of a folder that the user gave.
+};
+
+/// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is
+/// known early and a list that comes slowly is worked on as it comes.
+class Inputs {
+ public:
+  /// skip  Inputs whose path it is true for are left out; called in the gathering thread.
+  Inputs(const InputOptions& options, std::function<bool(const std::string&)> skip);
+  ~Inputs();
+  Inputs(const Inputs&) = delete;
+  Inputs& operator=(const Inputs&) = delete;
+
+  /// The next input, in order; waits for it. Nothing at the end or where stop, which is asked from
+  /// time to time, says so.
+  std::optional<Input> next(const std::function<bool()>& stop);
+
+  /// The number of all inputs, once it is known.
+  std::optional<size_t> total() const;
+
+  /// Whether more than one photograph may be named: true also for a folder or a list that turns out
+  /// to hold one.
+  static bool maySeveral(const InputOptions& options);
+
+ private:
+  void gather();
+  void gatherOne(const std::string& name);
+  void gatherFolder(const std::string& folder);
+  void gatherList();
+  void add(Input input);
+
+  const InputOptions options_;
+  const std::function<bool(const std::string&)> skip_;
+  std::atomic<bool> stop_{false};
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Input> waiting_;  // Guarded by mutex_, as what follows.
+  size_t gathered_ = 0;
+  bool finished_ = false;
+  std::thread thread_;
+};
+
+/// Whether a photograph belongs to a shard. Its path alone decides, so that shards may be worked on
+/// at different times, while photographs come and go.
+bool isOfShard(const std::string& path, const Shard& shard);
+
+/// Whether a file name ends as photographs do that the program reads, in letters of any case.
+bool hasPhotographEnding(const std::string& name);
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_INPUTS_H_

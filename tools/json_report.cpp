@@ -1,0 +1,55 @@
+// Records as JSON lines.
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+
+#include "tools/report.h"
+
+namespace oznatool {
+namespace {
+
+// With float as its number type, so that a number is written with the digits of a float and not of
+// a double.
+using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
+                                  std::int64_t, std::uint64_t, float>;
+
+Json pointList(const std::vector<float>& points) {
+  Json list = Json::array();
+  for (size_t i = 0; i + 1 < points.size(); i += 2)
+    list.push_back(Json::array({points[i], points[i + 1]}));
+  return list;
+}
+
+Json faceObject(const Face& face) {
+  Json object;
+  object["left"] = face.rect.left;
+  object["top"] = face.rect.top;
+  object["right"] = face.rect.right;
+  object["bottom"] = face.rect.bottom;
+  if (face.score) object["score"] = *face.score;
+  if (!face.points.empty()) object["points"] = pointList(face.points);
+  if (!face.chip.empty()) object["chip"] = face.chip;
+  return object;
+}
+
+}  // namespace
+
+std::string jsonLine(const Record& record) {
+  Json line;
+  line["schema"] = kSchemaVersion;
+  line["path"] = record.path;
+  if (record.failure) {
+    line["error"]["kind"] = nameOf(record.failure->kind());
+    line["error"]["message"] = record.failure->reason();
+  } else {
+    line["width"] = record.size.width;
+    line["height"] = record.size.height;
+    line["orientation"] = record.orientation;
+    line["faces"] = Json::array();
+    for (const Face& face : record.faces) line["faces"].push_back(faceObject(face));
+  }
+  return line.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) +
+         "\n";
+}
+
+}  // namespace oznatool

@@ -1,0 +1,125 @@
+// ozna models.
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+#include "tools/cascade_files.h"
+#include "tools/checksum.h"
+#include "tools/commands.h"
+#include "tools/face_search.h"
+#include "tools/landmark_file.h"
+#include "tools/model_directory.h"
+#include "tools/streams.h"
+#include "tools/told_facts.h"
+
+namespace oznatool {
+namespace {
+
+namespace fs = std::filesystem;
+
+// One of the two models with the files that a load reads.
+struct Model {
+  std::string name;
+  std::string purpose;
+  std::vector<std::string> files;
+  std::string licence;
+};
+
+// What the model's own description says of its use: the paragraph that begins with "**Use.**".
+std::string licenceIn(const std::string& description) {
+  const std::string mark = "**Use.**";
+  std::ifstream file(description);
+  std::string text;
+  for (std::string line; std::getline(file, line);) {
+    if (text.empty() && line.rfind(mark, 0) == 0) {
+      text = line.substr(mark.size());
+    } else if (!text.empty()) {
+      if (line.empty()) break;
+      text += " " + line;
+    }
+  }
+  const size_t begin = text.find_first_not_of(' ');
+  return begin == std::string::npos ? "not stated: there is no " + description : text.substr(begin);
+}
+
+Model cascadeIn(const std::string& directory) {
+  Model model = {"cascade", "finds faces", {directory + kStageListName}, ""};
+  const CascadeFiles files = testedCascade(directory);
+  for (const NetworkFiles& network : files.networks) {
+    for (const std::string& path : {network.definition, network.weights, network.mean}) {
+      if (!path.empty()) model.files.push_back(path);
+    }
+  }
+  model.files.push_back(files.calibration_table);
+  model.licence = licenceIn(directory + "cascades/MODEL.md");
+  return model;
+}
+
+Model landmarksIn(const std::string& directory) {
+  const std::string folder = directory + kLandmarkDirectory;
+  Model model = {"landmarks", "places 68 or 5 points", {folder + "/" + kLandmarkName}, ""};
+  checkLandmarkFile(model.files.front());
+  model.licence = licenceIn(folder + "/MODEL.md");
+  return model;
+}
+
+std::vector<Model> modelsIn(const std::string& directory) {
+  std::vector<Model> models;
+  std::error_code error;
+  if (fs::exists(directory + kStageListName, error)) models.push_back(cascadeIn(directory));
+  if (fs::exists(directory + kLandmarkDirectory + "/" + kLandmarkName, error)) {
+    models.push_back(landmarksIn(directory));
+  }
+  if (models.empty()) {
+    throw Failure(kExitModel, printable(directory) + ": holds neither " + kStageListName + " nor " +
+                                  kLandmarkDirectory + "/" + kLandmarkName);
+  }
+  return models;
+}
+
+std::uintmax_t sizeOf(const std::string& path) {
+  std::error_code error;
+  return fs::file_size(path, error);
+}
+
+std::string asText(const std::string& directory, const std::vector<Model>& models) {
+  std::string text = "models in " + printable(directory) + "\n";
+  for (const Model& model : models) {
+    text += "\n" + model.name + ": " + model.purpose + "\n";
+    std::vector<std::vector<std::string>> rows = {{"bytes", "SHA-256", "file"}};
+    for (const std::string& path : model.files) {
+      rows.push_back({std::to_string(sizeOf(path)), sha256OfFile(path),
+                      printable(path.substr(directory.size()))});
+    }
+    text += columnsOf(rows) + "  licence: " + printable(model.licence) + "\n";
+  }
+  return text;
+}
+
+nlohmann::ordered_json asJson(const std::string& directory, const std::vector<Model>& models) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const Model& model : models) {
+    nlohmann::ordered_json files = nlohmann::ordered_json::array();
+    for (const std::string& path : model.files) {
+      files.push_back({{"path", path}, {"bytes", sizeOf(path)}, {"sha256", sha256OfFile(path)}});
+    }
+    list.push_back({{"name", model.name},
+                    {"purpose", model.purpose},
+                    {"files", files},
+                    {"licence", model.licence}});
+  }
+  return {{"directory", directory}, {"models", list}};
+}
+
+}  // namespace
+
+ExitCode modelsCommand(const Options& options) {
+  const std::string directory = modelDirectory(options.models);
+  const std::vector<Model> models = modelsIn(directory);
+  writeData(options.format == Format::kJson ? lineOf(asJson(directory, models))
+                                            : asText(directory, models));
+  return kExitOk;
+}
+
+}  // namespace oznatool

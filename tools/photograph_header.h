@@ -1,0 +1,34 @@
+/// What can be told about a photograph from its file without decoding the pixels.
+
+#ifndef OZNA_TOOLS_PHOTOGRAPH_HEADER_H_
+#define OZNA_TOOLS_PHOTOGRAPH_HEADER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <opencv2/core/types.hpp>
+#include <optional>
+
+namespace oznatool {
+
+enum class FileFormat { kJpeg, kProgressiveJpeg, kPng, kTiff, kWebp, kHeif, kOther };
+
+struct PhotographHeader {
+  FileFormat format = FileFormat::kOther;
+  /// Size as stored in pixels, at least 1 by 1; nothing where the file has no known form.
+  std::optional<cv::Size> stored;
+  int orientation = 1;  ///< How the stored pixels are to be turned: see orientation.h.
+};
+
+/// Reads the header of an image file.
+///
+/// A file of the HEIF family always counts as upright: its decoder turns it, and by its format the
+/// Exif orientation has no say. A header that cannot be read gives what is known without it.
+PhotographHeader readHeader(const unsigned char* bytes, size_t size);
+
+/// The most memory in bytes, besides the file itself, that decoding a photograph and turning it
+/// upright takes at any time. header  With its size.
+std::int64_t decodingMemory(const PhotographHeader& header);
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_PHOTOGRAPH_HEADER_H_

@@ -1,0 +1,68 @@
+// Files, their need of memory, and decoding.
+
+#include "tools/photograph_reader.h"
+
+#include <algorithm>
+
+#include "tools/file_bytes.h"
+#include "tools/photograph_failure.h"
+
+namespace oznatool {
+namespace {
+
+std::int64_t areaOf(const cv::Size& size) {
+  return static_cast<std::int64_t>(size.width) * size.height;
+}
+
+// The most bytes at any time from here on, besides those of the file. An annotated copy, as files of
+// results are, takes no more than its pixels where it is compressed at all.
+std::int64_t memoryFor(const PhotographHeader& header, double margin_percent) {
+  constexpr int kPixelBytes = 3;
+  constexpr int kLongestSide = 1 << 24;  // A header may lie: held where the areas below still fit.
+  if (margin_percent <= 0 || std::max(header.stored->width, header.stored->height) > kLongestSide) {
+    return decodingMemory(header);
+  }
+  const cv::Size photograph = *header.stored;
+  const int border = borderPixels(photograph, margin_percent);
+  const cv::Size framed = {photograph.width + 2 * border, photograph.height + 2 * border};
+  return std::max(decodingMemory(header), kPixelBytes * (areaOf(photograph) + areaOf(framed)));
+}
+
+std::string mebibytes(std::int64_t bytes) { return std::to_string((bytes >> 20) + 1) + " MiB"; }
+
+}  // namespace
+
+ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
+                    const std::function<bool()>& stop) {
+  ReadFile file;
+  file.bytes = readFileBytes(path, budget->total());
+  file.header = readHeader(file.bytes.data(), file.bytes.size());
+  if (!file.header.stored) {
+    throw PhotographFailure(path, FailureKind::kFormat,
+                            "is damaged or not in a known image format");
+  }
+  const std::int64_t needed =
+      static_cast<std::int64_t>(file.bytes.size()) + memoryFor(file.header, margin_percent);
+  if (needed > budget->total()) {
+    throw PhotographFailure(path, FailureKind::kMemory,
+                            "needs " + mebibytes(needed) +
+                                (margin_percent > 0 ? " with its margin" : " to be decoded") +
+                                "; --memory allows " + std::to_string(budget->total() >> 20) +
+                                " MiB");
+  }
+  file.memory = budget->take(needed, stop);
+  return file;
+}
+
+Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent) {
+  Photograph photograph = decodePhotograph(path, file->bytes, file->header);
+  file->bytes = {};
+  try {
+    addBorder(&photograph, borderPixels(photograph.pixels.size(), margin_percent));
+  } catch (const std::exception&) {
+    throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory with its margin");
+  }
+  return photograph;
+}
+
+}  // namespace oznatool

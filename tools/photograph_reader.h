@@ -1,0 +1,39 @@
+/// Reads photographs one after the other, within a budget of memory.
+
+#ifndef OZNA_TOOLS_PHOTOGRAPH_READER_H_
+#define OZNA_TOOLS_PHOTOGRAPH_READER_H_
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/memory_budget.h"
+#include "tools/photograph.h"
+
+namespace oznatool {
+
+/// A file that may be decoded: the memory for it is set aside.
+struct ReadFile {
+  std::vector<unsigned char> bytes;
+  PhotographHeader header;
+  MemoryBudget::Lease memory;  ///< For the file, and its pixels until they are dropped.
+};
+
+/// Reads a file and waits for the memory that its photograph needs.
+///
+/// The bound of memory rests on one caller at a time: at most one file is read that the budget does
+/// not count yet.
+/// margin_percent  Border that will be put around it.
+/// stop            Asked from time to time while it waits; its word ends the wait, with nothing set
+///                 aside.
+/// Errors          PhotographFailure.
+ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
+                    const std::function<bool()>& stop);
+
+/// Decodes what was read, frees the bytes and puts the border around. Any number of threads.
+/// Errors  PhotographFailure.
+Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent);
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_PHOTOGRAPH_READER_H_

@@ -1,0 +1,27 @@
+/// What the program has to say about one input.
+
+#ifndef OZNA_TOOLS_RECORD_H_
+#define OZNA_TOOLS_RECORD_H_
+
+#include <opencv2/core/types.hpp>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/face.h"
+#include "tools/photograph_failure.h"
+
+namespace oznatool {
+
+struct Record {
+  std::string path;                          ///< As the user gave it.
+  std::optional<PhotographFailure> failure;  ///< Set where the photograph could not be looked at;
+                                             ///< nothing below is then set.
+  cv::Size size = {};                        ///< Of the upright photograph in pixels.
+  int orientation = 1;  ///< How the photograph was turned upright: see orientation.h.
+  std::vector<Face> faces = {};
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_RECORD_H_

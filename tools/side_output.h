@@ -1,0 +1,38 @@
+/// Files that a run writes beside its records.
+
+#ifndef OZNA_TOOLS_SIDE_OUTPUT_H_
+#define OZNA_TOOLS_SIDE_OUTPUT_H_
+
+#include <cstdint>
+#include <functional>
+
+#include "tools/inputs.h"
+#include "tools/photograph.h"
+#include "tools/record.h"
+
+namespace oznatool {
+
+/// The files of one photograph, ready to be written.
+struct PreparedFiles {
+  std::int64_t bytes = 0;  ///< Held in memory until write has run.
+  /// Writes them and tells the record about them. Called once, before the record is written, one
+  /// photograph after the other in their order, in any thread. Throws Failure with kExitOutput.
+  std::function<void(Record*)> write;
+};
+
+class SideOutput {
+ public:
+  virtual ~SideOutput() = default;
+
+  /// Makes the files of one photograph in memory.
+  ///
+  /// photograph  Its pixels may be changed by the output that comes last.
+  /// Errors      Failure with kExitOutput where they cannot be made.
+  /// Threads     Any number at once.
+  virtual PreparedFiles prepare(const Input& input, const Record& record,
+                                Photograph* photograph) const = 0;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_SIDE_OUTPUT_H_

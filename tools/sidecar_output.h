@@ -1,0 +1,34 @@
+/// Writes sidecar files with the faces of photographs, for photo managers.
+
+#ifndef OZNA_TOOLS_SIDECAR_OUTPUT_H_
+#define OZNA_TOOLS_SIDECAR_OUTPUT_H_
+
+#include <memory>
+#include <string>
+#include <unordered_set>
+
+#include "tools/side_output.h"
+
+namespace oznatool {
+
+/// The sidecar of "holiday/photo.jpg" is "photo.jpg.xmp" in the directory; of a photograph below a
+/// folder that the user gave, it lies below the same subfolders. One that is there keeps all but
+/// its regions.
+class SidecarOutput : public SideOutput {
+ public:
+  /// Makes the directory. Errors  Failure with kExitOutput.
+  explicit SidecarOutput(const std::string& directory);
+
+  /// write refuses to use one sidecar for two photographs of the run.
+  PreparedFiles prepare(const Input& input, const Record& record,
+                        Photograph* photograph) const override;
+
+ private:
+  std::string directory_;
+  // Used by write alone, which runs in one thread at a time.
+  std::shared_ptr<std::unordered_set<std::string>> written_;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_SIDECAR_OUTPUT_H_
