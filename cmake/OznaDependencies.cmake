@@ -7,9 +7,11 @@ find_package(Threads REQUIRED)
 find_path(OPENCV_INCLUDE_DIR opencv2/core.hpp PATH_SUFFIXES opencv4 REQUIRED)
 foreach(module core imgproc imgcodecs)
   find_library(OPENCV_${module}_LIBRARY opencv_${module} REQUIRED)
-  add_library(opencv_${module} UNKNOWN IMPORTED)
-  set_target_properties(opencv_${module} PROPERTIES IMPORTED_LOCATION ${OPENCV_${module}_LIBRARY}
-                                                    INTERFACE_INCLUDE_DIRECTORIES ${OPENCV_INCLUDE_DIR})
+  if(NOT TARGET opencv_${module})  # A project around this one may have found OpenCV before.
+    add_library(opencv_${module} UNKNOWN IMPORTED)
+    set_target_properties(opencv_${module} PROPERTIES IMPORTED_LOCATION ${OPENCV_${module}_LIBRARY}
+                                                      INTERFACE_INCLUDE_DIRECTORIES ${OPENCV_INCLUDE_DIR})
+  endif()
 endforeach()
 
 find_package(Protobuf 3.21 REQUIRED)
@@ -43,3 +45,14 @@ if(NOT OZNA_HAVE_CBLAS)
   message(FATAL_ERROR "A BLAS library with cblas_sgemm is needed; found ${BLAS_LIBRARIES}. "
                       "On Debian: apt-get install libopenblas-dev")
 endif()
+
+# What a program that links the archive must link besides, by the names that the linker knows.
+set(OZNA_DEPENDENCY_NAMES opencv_imgproc opencv_core protobuf glog leveldb)
+foreach(path ${BLAS_LIBRARIES})
+  if(path MATCHES "^-")
+    continue()
+  endif()
+  get_filename_component(name ${path} NAME_WE)
+  string(REGEX REPLACE "^lib" "" name ${name})
+  list(APPEND OZNA_DEPENDENCY_NAMES ${name})
+endforeach()

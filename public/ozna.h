@@ -1,5 +1,5 @@
 /// Ozna: finds the faces in a photograph and places landmarks on them.
-///
+/// @file
 /// This is the one header that a host application includes. Everything runs on the CPU, in the
 /// calling thread. The order of use is: construct a Detector, load it, call detect as often as
 /// wanted, destroy it; and, independently, loadSDMModel, then align68Points or align5Points for any
@@ -13,6 +13,10 @@
 /// is damaged, or a network file that is missing, ends the process with a message, so check the
 /// files first where that matters. Exceptions of the image library and failed allocations pass
 /// through to the caller.
+///
+/// Threads. The library starts no thread and has two things that all threads share: a lock that
+/// loads of detectors wait for, and the landmark model. Values of the plain types belong to whoever
+/// holds them: an object that no thread writes may be read by all.
 
 #ifndef OZNA_H_
 #define OZNA_H_
@@ -30,14 +34,15 @@
 #define OZNA_EXPORT __declspec(dllimport)
 #endif
 #else
-#define OZNA_EXPORT __attribute__((visibility("default")))
+#define OZNA_EXPORT __attribute__((visibility("default")))  ///< Leaves the shared library.
 #endif
 
 namespace oznalib {
 
 class DetectorImpl;
 
-/// Result of a call. The numbers are part of the binary interface and never change.
+/// Result of a call. The numbers are part of the binary interface and never change. Threads: a
+/// plain value.
 enum Status : std::int32_t {
   StatusOk = 0,  ///< Success. A detect that found no face returns this too.
   /// No cascade stage or no calibration network found; a landmark model file that cannot be opened.
@@ -49,6 +54,8 @@ enum Status : std::int32_t {
 ///
 /// The library reads the pixels during one call only; it copies and keeps no pointer and never
 /// writes to them.
+///
+/// Threads  Any number of calls may read the same pixels at once; nobody may write to them meanwhile.
 struct Image {
   std::int32_t width;   ///< Columns.
   std::int32_t height;  ///< Rows.
@@ -58,16 +65,16 @@ struct Image {
   const std::uint8_t* data;  ///< First byte of the top left pixel.
 };
 
-/// An axis-aligned rectangle given by its edges.
+/// An axis-aligned rectangle given by its edges. Threads: a plain value.
 template <class T>
 struct Rectangle {
-  T left;
-  T top;
+  T left;    ///< Edge.
+  T top;     ///< Edge.
   T right;   ///< Edge, not width: left + width.
   T bottom;  ///< Edge, not height: top + height.
 };
 
-/// One face.
+/// One face. Threads: a plain value.
 class Detection {
  public:
   /// In pixels of the image that was searched. It is not clipped to the image.
@@ -77,16 +84,18 @@ class Detection {
 };
 
 /// Where the model files of a detector lie. Holds the two pointers only: the strings must outlive
-/// the call of load.
+/// the call of load. Threads: a plain value; any number of loads may read one at once.
 class OZNA_EXPORT DetectorParams {
  public:
   /// Both strings empty.
   DetectorParams();
   /// Stores the pointers.
   DetectorParams(const char* const& cascadeRoot, const char* const& stageListName);
+  /// Copies the pointers.
   DetectorParams(const DetectorParams& other);
+  /// Copies the pointers.
   DetectorParams& operator=(const DetectorParams& other);
-  ~DetectorParams();
+  ~DetectorParams();  ///< Frees nothing.
 
   /// Directory of the cascade. It is put before file names as it stands, so it ends in a path
   /// separator.
@@ -95,7 +104,8 @@ class OZNA_EXPORT DetectorParams {
   std::int32_t reservedFlag;  ///< 1. Read by nothing.
 };
 
-/// How a photograph is searched. There is no default: the caller fills every field.
+/// How a photograph is searched. There is no default: the caller fills every field. Threads: a
+/// plain value; any number of searches may read one at once.
 ///
 /// The working image, in which the first network searches, must fit that network's declared input
 /// (384 by 384 in the default cascade). Its longer side is at most maxImageSide * windowSize /
@@ -127,16 +137,21 @@ struct CascadeParameter {
 ///          There is no copy constructor.
 class OZNA_EXPORT Detector {
  public:
-  Detector();   ///< Empty handle.
-  ~Detector();  ///< Frees the cascade, if there is one.
+  /// Empty handle. Threads: in any thread, beside anything.
+  Detector();
+  /// Frees the cascade, if there is one. Threads: in any thread, not beside another use of it.
+  ~Detector();
   Detector(const Detector&) = delete;
-  Detector& operator=(const Detector& other);  ///< Copies the pointer only; see Owners above.
+  /// Copies the pointer only; see Owners above. Threads: not beside another use of either handle.
+  Detector& operator=(const Detector& other);
 
-  /// The object behind the handle, for debugging; null when nothing was loaded.
+  /// The object behind the handle, for debugging; null when nothing was loaded. Threads: beside
+  /// detect, not beside load, unload or an assignment of this handle.
   const void* getDetector() const;
 
   /// Whether a load was attempted since construction or unload. It is true after a failed load too:
-  /// only the status of load, or of detect, tells whether the cascade is usable.
+  /// only the status of load, or of detect, tells whether the cascade is usable. Threads: as
+  /// getDetector.
   bool is_loaded() const;
 
   /// Loads the cascade from files, replacing an earlier one.
@@ -147,15 +162,18 @@ class OZNA_EXPORT Detector {
   /// Returns  StatusOk, or StatusLoadFailed where the list names no stage.
   /// Errors   A network file that is missing or damaged ends the process with a message; a mean
   ///          image that is missing or too short does so when its stage is first used.
-  /// Threads  Holds a process-wide lock for as long as it reads.
+  /// Threads  In any thread, beside loads and searches of other detectors; not beside another use of
+  ///          this one. Loads wait for each other: a process-wide lock is held while one reads.
   Status load(const DetectorParams& params);
 
   /// Loads the built-in cascade: definitions, means, thresholds and calibration table are part of
   /// the library, the four weight files are read below "../../../Ozna/public/cascades/", relative
-  /// to the current directory. Otherwise as load with files.
+  /// to the current directory. Otherwise as load with files. Threads: as load with files; the
+  /// current directory must not change meanwhile.
   Status load();
 
-  /// Frees the cascade, if there is one. The handle is empty afterwards.
+  /// Frees the cascade, if there is one. The handle is empty afterwards. Threads: in any thread,
+  /// beside any use of other detectors; not beside another use of this one.
   void unload();
 
  private:
@@ -167,19 +185,19 @@ class OZNA_EXPORT Detector {
   DetectorImpl* impl_;  // Owned. Null when empty.
 };
 
-/// Same as detector.load(params).
+/// Same as detector.load(params). Threads: as there.
 OZNA_EXPORT Status loadDetector(Detector& detector, const DetectorParams& params);
 
-/// Same as detector.load().
+/// Same as detector.load(). Threads: as there.
 OZNA_EXPORT Status loadDetector(Detector& detector);
 
-/// Same as detector.unload(). An empty handle is left as it is.
+/// Same as detector.unload(). An empty handle is left as it is. Threads: as there.
 OZNA_EXPORT void unloadDetector(Detector& detector);
 
 /// Finds the faces in an image.
 ///
 /// image       Read only. Its stride is honoured.
-/// detector    A loaded detector. One thread at a time.
+/// detector    A loaded detector.
 /// detections  The faces are appended, best score first; what the vector held before stays in front.
 /// parameter   See CascadeParameter.
 /// Returns     StatusOk, also when there is no face; StatusNotLoaded, with the vector untouched, for
@@ -187,6 +205,8 @@ OZNA_EXPORT void unloadDetector(Detector& detector);
 /// Errors      An image or parameters that lead to a working image without area raise cv::Exception.
 ///             A working image that the first network cannot hold finds no face, with a line in the
 ///             error log that names both sizes.
+/// Threads     Beside searches with other detectors, loads of others and alignments; not beside
+///             another use of this detector, const though it is, nor of this vector.
 /// Cost        Grows with the area of the working image and with the number of boxes that pass the
 ///             first network.
 OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
@@ -199,7 +219,8 @@ OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
 ///          either case.
 /// Errors   A file that is not a model, or ends early, loads with StatusOk; alignment then gives
 ///          zeros where what was read does not fit together.
-/// Threads  Must not run beside another load, an unload or an alignment.
+/// Threads  In any thread, beside any use of detectors; not beside another loadSDMModel, an
+///          unloadSDMModel or an alignment.
 OZNA_EXPORT Status loadSDMModel(const std::string& directory, const std::string& file);
 
 /// Drops the landmark model. Returns StatusOk always, also when there was none. Threads: as
@@ -216,7 +237,8 @@ OZNA_EXPORT Status unloadSDMModel();
 ///          when no model is loaded.
 /// Returns  StatusOk always.
 /// Errors   A rectangle that lies outside the image raises cv::Exception.
-/// Threads  Any number at once, as long as nobody loads or unloads the model.
+/// Threads  Any number at once, beside any use of detectors; not beside loadSDMModel or
+///          unloadSDMModel.
 /// Source   X. Xiong and F. De la Torre, Supervised descent method and its applications to face
 ///          alignment, 2013.
 OZNA_EXPORT Status align68Points(const Image& image, const Rectangle<float>& rect,
@@ -228,7 +250,7 @@ OZNA_EXPORT Status align68Points(const Image& image, const Rectangle<float>& rec
 /// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on the
 ///          left side of the image come first.
 ///
-/// Otherwise as align68Points.
+/// Otherwise as align68Points. Threads: as there.
 OZNA_EXPORT Status align5Points(const Image& image, const Rectangle<float>& rect,
                                 std::vector<float>& points);
 

@@ -1,0 +1,21 @@
+#!/usr/bin/env bash
+# pkg_config.sh BUILD PHOTOGRAPH LIBDIR: builds and runs the host program with nothing but a compiler and pkg-config.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+build=$1 photograph=$2 libdir=$3
+mkdir -p "$build"
+export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
+models=$(pkg-config --variable=modelsdir ozna)
+for package in ozna ozna-static; do
+  read -ra compile < <(pkg-config --cflags "$package")
+  read -ra link < <(pkg-config --libs "$package")
+  for standard in 17 20; do
+    program=$build/$package-$standard
+    "${CXX:-g++}" "-std=c++$standard" "${compile[@]}" "$here/project/main.cpp" "${link[@]}" -o "$program"
+    "$program" "$models" "$photograph"
+  done
+done
+# Each program is linked with the library that its package names.
+needs() { readelf -d "$build/$1" | grep -c 'NEEDED.*libozna' || true; }
+[ "$(needs ozna-17)" -eq 1 ]
+[ "$(needs ozna-static-17)" -eq 0 ]
