@@ -33,13 +33,13 @@ class Windows:
         return len(self.labels)
 
 
-def jitter(pixels, rng, mirror, occlude):
+def jitter(pixels, rng, mirror, occlude, coloured):
     """Random colours (and places) for a batch; floats (N, 3, side, side), 0 to 255, plane 0 first.
 
     Hosts pass both channel orders, so a quarter of the windows swap theirs, and one in eight is grey. Gain, contrast and
-    offset vary, half of the windows are darkened, since faces in the dark are what annotated photographs show least, and one
-    in five stands in coloured light, a few of them deeply; `mirror` flips half of the windows; `occlude` is the share that
-    loses a random rectangle.
+    offset vary, and half of the windows are darkened, since faces in the dark are what annotated photographs show least.
+    `mirror` flips half of the windows; `occlude` is the share that loses a random rectangle, `coloured` the share that stands
+    in coloured light, a few of them deeply.
     """
     x = torch.from_numpy(pixels).float()
     n, _, side, _ = x.shape
@@ -51,7 +51,7 @@ def jitter(pixels, rng, mirror, occlude):
     x[grey] = x[grey].mean(1, keepdim=True).expand(-1, 3, -1, -1)
     light = torch.where(chosen(0.5)[:, None, None, None], torch.exp(uniform(-1.1, 0.3)), torch.ones(()))
     x = x * light
-    depth = torch.where(chosen(0.2), torch.where(chosen(0.15), 1.2, 0.3), 0.0)[:, None, None, None]
+    depth = torch.where(chosen(coloured), torch.where(chosen(0.15), 1.2, 0.3), 0.0)[:, None, None, None]
     x = x * torch.exp(depth * torch.from_numpy(rng.uniform(-1, 0.7, (n, 3, 1, 1)).astype(np.float32)))
     mean = x.mean((1, 2, 3), keepdim=True)
     x = (x - mean) * uniform(0.75, 1.3) + mean + uniform(-15, 15)

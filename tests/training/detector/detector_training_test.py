@@ -134,7 +134,7 @@ def test_normalisation_across_channels_is_the_plain_formula():
 
 def test_jitter_keeps_shape_and_range_and_changes_colours():
     pixels = np.random.default_rng(0).integers(0, 256, (64, 3, 24, 24), dtype=np.uint8)
-    changed = w.jitter(pixels, np.random.default_rng(1), mirror=True, occlude=0.5)
+    changed = w.jitter(pixels, np.random.default_rng(1), mirror=True, occlude=0.5, coloured=0.0)
     assert changed.shape == pixels.shape
     assert changed.min() >= 0 and changed.max() <= 255
     grey = [(row[0] == row[1]).all() and (row[1] == row[2]).all() for row in changed]
@@ -155,6 +155,14 @@ class LabelledWindows:
 
     def __len__(self):
         return len(self.labels)
+
+
+def test_coloured_light_changes_the_balance_of_the_planes():
+    white = np.full((400, 3, 8, 8), 200, np.uint8)
+    changed = w.jitter(white, np.random.default_rng(3), mirror=False, occlude=0, coloured=0.5).mean((2, 3))
+    tinted = ((changed.max(1).values - changed.min(1).values) > 8).float().mean()
+    # Half of the windows, less those few whose three gains come out alike and those that are clipped.
+    assert 0.35 < tinted < 0.55
 
 
 def test_windows_below_the_best_of_their_face_are_known():
