@@ -18,7 +18,7 @@ import windows as w
 # may leave no window of a larger overlap.
 ANSWERS = {
     "first": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
-    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.7, 0.93, 1.0]),
+    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
     "third": ([0.3, 0.42, 0.55, 0.8], [0.0, 0.4, 0.9, 1.0]),
 }
 
@@ -50,32 +50,18 @@ def give_share(weights, chosen, share):
     weights[chosen] *= share / max(weights[chosen].sum(), 1e-9)
 
 
-def overlap_after_calibration(data, twin, mean, threads):
-    """The overlap of each window's box after the move that the calibration network chooses for it.
-
-    The second network scores a box before that move, but what is kept is the box after it.
-    """
-    move = answers(twin, data, mean, threads).argmax(1)
-    overlap = data.labels[:, w.OVERLAP]
-    moved = data.labels[:, w.MOVES][np.arange(len(data)), move]
-    return np.where(overlap >= 0.3, moved, overlap)  # Moves are known from that overlap on.
-
-
 def device():
     """Where to compute: a GPU if there is one."""
     return torch.device("cuda" if torch.cuda.is_available() else "cpu")
 
 
 class FaceTask:
-    """Face or no face. Both classes weigh the same in sum.
-
-    overlap  What windows are graded by, where it is not the overlap of their labels.
-    """
+    """Face or no face. Both classes weigh the same in sum."""
 
     mirror = True
 
-    def __init__(self, data, network, overlap=None, occlude=0.0):
-        overlap = data.labels[:, w.OVERLAP] if overlap is None else overlap
+    def __init__(self, data, network, occlude=0.0):
+        overlap = data.labels[:, w.OVERLAP]
         self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
         weights = overlap_weights(overlap)
         positive = overlap >= 0.4

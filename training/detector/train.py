@@ -39,14 +39,14 @@ PLAN = [
     ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
                             "--score", "--keep-above", "0.1"]),
     ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 5_000_000, "batch": 512, "rate": 1e-3}),
-    ("point", "first", {"boxes": 160}),
+    ("point", "first", {"boxes": 168}),
     ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
                         "--first-floor", "0.3"]),
     ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
                                   "--first-floor", "0.3"]),
     ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
-    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 5_000_000, "batch": 256, "rate": 1e-3}),
-    ("point", "second", {"boxes": 15}),
+    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 8_000_000, "batch": 256, "rate": 1e-3}),
+    ("point", "second", {"boxes": 16.5}),
     ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2",
                        "--first-floor", "0.4", "--second-floor", "0.4"]),
     ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
@@ -56,7 +56,7 @@ PLAN = [
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
     ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_000_000, "batch": 128,
                       "rate": 6e-4}),
-    ("point", "third", {"boxes": 0.09}),
+    ("point", "third", {"boxes": 0.075}),
 ]
 
 
@@ -170,10 +170,6 @@ class Trainer:
         if network == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
             task = fitting.CalibrationTask(data)
-        elif network == "second":
-            overlap = fitting.overlap_after_calibration(data, self._twin("calibration"), self._mean("calibration"),
-                                                        self.arguments.threads)
-            task = fitting.FaceTask(data, network, overlap)
         else:
             task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
         options = {

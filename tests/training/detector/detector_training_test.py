@@ -177,17 +177,6 @@ def test_classes_and_near_misses_have_their_shares_of_the_weight():
     assert fitting.FaceTask(LabelledWindows(rows), "third").weights == pytest.approx([1 / 6] * 3 + [0.075] * 2 + [0.07] * 5)
 
 
-def test_the_second_network_is_graded_after_calibration():
-    # A network of constant answers: class 3 for every window.
-    class AlwaysThree(torch.nn.Module):
-        def forward(self, x):
-            return torch.nn.functional.one_hot(torch.full((len(x),), 3), 19).float()
-
-    moves = np.tile(np.arange(19) / 19, (2, 1))
-    data = LabelledWindows([(0, 0, 0, 0.5), (0, 0, -1, 0.1)], moves)
-    assert fitting.overlap_after_calibration(data, AlwaysThree(), 100.0, 1) == pytest.approx([3 / 19, 0.1])
-
-
 def test_the_first_network_weighs_other_windows_of_a_face_less():
     weights = fitting.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "first").weights
     assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
