@@ -1,9 +1,15 @@
 #!/usr/bin/env bash
-# pkg_config.sh BUILD PHOTOGRAPH LIBDIR: builds and runs the host program with nothing but a compiler and pkg-config.
+# pkg_config.sh BUILD PHOTOGRAPH PREFIX LIBDIR: builds and runs the host program with nothing but a compiler and
+# pkg-config. LIBDIR is relative to the prefix.
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-build=$1 photograph=$2 libdir=$3
+build=$1 photograph=$2
 mkdir -p "$build"
+# A shell cannot take apart what pkg-config prints of a path with a blank.
+plain=$(mktemp -d)
+trap 'rm -rf "$plain"' EXIT
+ln -s "$3" "$plain/installed"
+libdir=$plain/installed/$4
 export PKG_CONFIG_PATH=$libdir/pkgconfig LD_LIBRARY_PATH=$libdir
 models=$(pkg-config --variable=modelsdir ozna)
 for package in ozna ozna-static; do

@@ -4,7 +4,11 @@ set -euo pipefail
 source=$1 out=$2
 rm -rf "$out"
 mkdir -p "$out"
-cd "$source"
+# Doxygen loses links between pages in a path with a blank.
+plain=$(mktemp -d)
+trap 'rm -rf "$plain"' EXIT
+cp -r "$source"/{README.md,CONTRIBUTING.md,docs,public,samples} "$plain"
+cd "$plain"
 { cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = \"$out\""; } | doxygen - >"$out/log" 2>"$out/warnings" || { cat "$out/warnings"; exit 1; }
 if [ -s "$out/warnings" ]; then
   cat "$out/warnings"

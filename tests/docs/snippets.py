@@ -25,6 +25,7 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 import textwrap
 
 PRELUDE = """
@@ -98,6 +99,7 @@ class Runner:
     def __init__(self, source, build, installed, work):
         self.source, self.build, self.installed, self.work = map(pathlib.Path, (source, build, installed, work))
         self.cxx = os.environ.get("CXX", "g++")
+        self.plain = tempfile.TemporaryDirectory()
         self.failures = 0
 
     def run(self, command, what, **options):
@@ -133,7 +135,11 @@ class Runner:
         return place
 
     def environment(self, place):
-        libraries = next(self.installed.glob("lib*/**/libozna.so"))
+        # A shell cannot take apart what pkg-config prints of a path with a blank.
+        installed = pathlib.Path(self.plain.name) / "installed"
+        if not installed.exists():
+            installed.symlink_to(self.installed)
+        libraries = installed / next(self.installed.glob("lib*/**/libozna.so")).relative_to(self.installed)
         return {
             **os.environ,
             "PATH": f"{place}/bin:/usr/bin:/bin",

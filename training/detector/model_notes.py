@@ -82,10 +82,12 @@ def write(folder, arguments, record, table):
     """Writes folder/MODEL.md.
 
     arguments  those of train.py
-    record     of the steps: key, told, minutes
+    record     of the steps: key, told, minutes; empty where the remarks tell of the training
     table      what evaluate_detector printed
     """
-    sections = [HEAD, data_section(arguments.data), FIGURES.format(table=table, curve=CURVE), training_section(arguments, record)]
+    sections = [HEAD, data_section(arguments.data), FIGURES.format(table=table, curve=CURVE)]
+    if record:
+        sections.append(training_section(arguments, record))
     if arguments.remarks:
         with open(arguments.remarks, encoding="utf-8") as file:
             sections.append(file.read())

@@ -204,6 +204,8 @@ class Trainer:
         scores = labels[:, w.SCORE].astype(np.float64)
         if network == "third":
             scores = scores[labels[:, w.OVERLAP] < 0.3]
+        if len(scores) == 0:
+            return "left as it is: no box to set it by"
         ranked = np.sort(scores)[::-1]
         cut = ranked[min(len(ranked) - 1, int(what["boxes"] * photographs))]
         logit = lambda p: np.log(p) - np.log1p(-p)
