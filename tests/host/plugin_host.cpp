@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
     {
       host::FaceFinder finder(argv[1], argv[2]);
       const auto numbers = finder.find(photograph, large_faces);
-      host::require(numbers.size() == 141, "not one face");
+      host::require(numbers.size() >= 141, "no face with landmarks");
       if (leak && i % 10 == 9) finder.forgetCascade();
     }
     malloc_trim(0);  // Free memory that the heap keeps is no leak.

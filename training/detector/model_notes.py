@@ -34,7 +34,7 @@ FIGURES = """## Figures
 
 On the `dev` photographs, which were used for nothing but measuring. Faces count that are not ignored and whose side is at least 5
 percent of the longer side of the photograph; a box matches from an overlap of 0.45; further boxes on a face, and boxes on ignored or
-smaller faces, count neither way. Times are those of the machine that trained.
+smaller faces, count neither way. Times were taken beside other processes: compare the columns.
 
 ```
 {table}```
