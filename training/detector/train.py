@@ -56,7 +56,7 @@ PLAN = [
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
     ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_000_000, "batch": 128,
                       "rate": 6e-4}),
-    ("point", "third", {"boxes": 0.075}),
+    ("point", "third", {"boxes": 0.085}),
 ]
 
 
