@@ -1,7 +1,6 @@
 // Help, manual and completions know every option of every command.
 
 #include <algorithm>
-#include <cstdio>
 
 #include "tests/tools/program.h"
 #include "tools/options.h"
@@ -15,15 +14,6 @@ const std::string kManual = OZNA_SOURCE_DIR "/docs/ozna.1";
 
 class Completion : public ProgramTest {
  protected:
-  static std::string outputOf(const std::string& command) {
-    std::string output;
-    FILE* const pipe = popen(command.c_str(), "r");
-    char buffer[256];
-    while (pipe != nullptr && std::fgets(buffer, sizeof(buffer), pipe) != nullptr) output += buffer;
-    if (pipe != nullptr) pclose(pipe);
-    return output;
-  }
-
   // What bash offers for the last of these words.
   std::vector<std::string> offered(const std::string& words) const {
     const std::string script = at("complete.sh");

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -75,6 +76,15 @@ Outcome runOznaOn(const std::string& input, const std::vector<std::string>& argu
   const Outcome run = runProgram(arguments, (directory / "in").string(), "");
   fs::remove_all(directory);
   return run;
+}
+
+std::string outputOf(const std::string& command) {
+  std::string output;
+  FILE* const pipe = popen(command.c_str(), "r");
+  char buffer[256];
+  while (pipe != nullptr && std::fgets(buffer, sizeof(buffer), pipe) != nullptr) output += buffer;
+  if (pipe != nullptr) pclose(pipe);
+  return output;
 }
 
 std::vector<std::string> linesOf(const std::string& text) {

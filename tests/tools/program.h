@@ -28,6 +28,9 @@ Outcome runOzna(const std::vector<std::string>& arguments, const std::string& ou
 // Runs the program with this text on its standard input.
 Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments);
 
+// What a command of the shell writes to its standard output.
+std::string outputOf(const std::string& command);
+
 // The lines of a text, without their line breaks.
 std::vector<std::string> linesOf(const std::string& text);
 

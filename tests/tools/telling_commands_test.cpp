@@ -1,23 +1,11 @@
 // The commands that tell: models, info, bench.
 
-#include <cstdio>
-
 #include "tests/tools/program.h"
 
 namespace ozna_test {
 namespace {
 
-class Telling : public ProgramTest {
- protected:
-  static std::string outputOf(const std::string& command) {
-    std::string output;
-    FILE* const pipe = popen(command.c_str(), "r");
-    char buffer[256];
-    while (pipe != nullptr && std::fgets(buffer, sizeof(buffer), pipe) != nullptr) output += buffer;
-    if (pipe != nullptr) pclose(pipe);
-    return output;
-  }
-};
+class Telling : public ProgramTest {};
 
 TEST_F(Telling, ModelsNamesEveryFileWithSizeChecksumAndLicence) {
   const std::string models = copyModels();

@@ -163,7 +163,7 @@ class Trainer:
     def mine(self, name, options, _key):
         prefix = os.path.join(self.work, name)
         self._tool("mine_windows", "--out", prefix, "--seed", str(self.arguments.seed), *options)
-        return f"{len(w.Windows([prefix])):,} windows: `{' '.join(options)}`"
+        return f"{len(w.read_labels(prefix)):,} windows: `{' '.join(options)}`"
 
     def fit(self, network, what, key):
         data = w.Windows([os.path.join(self.work, name) for name in what["windows"]])
@@ -199,7 +199,7 @@ class Trainer:
         options += {"first": ["--first-floor", "0.000001"], "second": ["--second-floor", "0.000001", "--first-floor", "0.4"],
                     "third": ["--first-floor", "0.4", "--second-floor", "0.8", "--score"]}[network]
         self._tool("mine_windows", "--out", name, *options)
-        labels = w.Windows([name]).labels
+        labels = w.read_labels(name)
         photographs = len(np.unique(labels[:, w.PHOTOGRAPH]))
         scores = labels[:, w.SCORE].astype(np.float64)
         if network == "third":

@@ -10,6 +10,13 @@ PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE = range(9)
 MOVES = slice(9, 28)
 
 
+def read_labels(prefix):
+    """The labels (N, 28) of one file, without its pixels, which take gigabytes."""
+    with open(prefix + ".json", encoding="ascii") as file:
+        about = json.load(file)
+    return np.fromfile(prefix + ".f32", np.float32).reshape(about["windows"], about["label_values"])
+
+
 class Windows:
     """Windows of one or several files: `pixels` (N, 3, side, side) bytes, `labels` (N, 28) floats."""
 
@@ -20,7 +27,7 @@ class Windows:
                 about = json.load(file)
             count, side = about["windows"], about["side"]
             pixels.append(np.fromfile(prefix + ".u8", np.uint8).reshape(count, 3, side, side))
-            labels.append(np.fromfile(prefix + ".f32", np.float32).reshape(count, about["label_values"]))
+            labels.append(read_labels(prefix))
         self.pixels = np.concatenate(pixels) if len(pixels) > 1 else pixels[0]
         self.labels = np.concatenate(labels) if len(labels) > 1 else labels[0]
 
