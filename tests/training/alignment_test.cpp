@@ -351,6 +351,40 @@ TEST(MakeSample, ScalesTheFaceBoxAndKeepsThePointsOnIt) {
   for (int i = 0; i < kCoordinates; ++i) EXPECT_NEAR(back[i], face.points[i], 1e-3) << i;
 }
 
+TEST(CropScene, LeavesAMarginAroundThePointsAndMovesThem) {
+  // Points from (40, 30) to (80, 90) of 200 by 100 pixels, whose blue is the column and red the row.
+  Scene scene;
+  scene.rgb.create(100, 200, CV_8UC3);
+  for (int y = 0; y < 100; ++y) {
+    for (int x = 0; x < 200; ++x) scene.rgb.at<cv::Vec3b>(y, x) = cv::Vec3b(y, 0, x);
+  }
+  scene.points.assign(kCoordinates, 60.0F);
+  scene.points[0] = 40.0F;
+  scene.points[2] = 80.0F;
+  scene.points[1] = 30.0F;
+  scene.points[3] = 90.0F;
+  scene.boxes.push_back({40, 30, 80, 90});
+  const unsigned seed = 8;
+  SCOPED_TRACE(seed);
+  std::mt19937_64 random(seed);
+  std::set<int> lefts;
+  for (int i = 0; i < 50; ++i) {
+    const Scene cropped = cropScene(scene, random);
+    ASSERT_TRUE(cropped.rgb.isContinuous());
+    EXPECT_TRUE(cropped.boxes.empty());
+    const int left = cropped.rgb.at<cv::Vec3b>(0, 0)[2];
+    const int top = cropped.rgb.at<cv::Vec3b>(0, 0)[0];
+    lefts.insert(left);
+    EXPECT_TRUE(left >= 24 && left <= 40) << left;  // Up to 0.4 of 40 columns,
+    EXPECT_TRUE(top >= 6 && top <= 30) << top;      // and of 60 rows.
+    EXPECT_TRUE(left + cropped.rgb.cols >= 80 && left + cropped.rgb.cols <= 96);
+    EXPECT_TRUE(top + cropped.rgb.rows >= 90 && top + cropped.rgb.rows <= 100);
+    EXPECT_EQ(cropped.points[0], 40.0F - left);
+    EXPECT_EQ(cropped.points[3], 90.0F - top);
+  }
+  EXPECT_GT(lefts.size(), 8U);
+}
+
 TEST(MakeTrainingSamples, AreTheSameOnOneThreadAndOnThree) {
   const ScratchFolder folder;
   drawDataset(folder.path(), "train", 6, /*seed=*/2);

@@ -13,13 +13,6 @@
 namespace alignment_training {
 namespace {
 
-/// A photograph with the points and boxes that belong to it.
-struct Scene {
-  cv::Mat rgb;
-  Shape points;
-  std::vector<FaceRect> boxes;
-};
-
 Scene mirrorScene(const Scene& scene) {
   Scene mirrored;
   cv::flip(scene.rgb, mirrored.rgb, /*flipCode=*/1);
@@ -75,15 +68,13 @@ AlignmentSample makeVariant(const Scene& plain, const Scene& mirrored, int varia
                             const SamplerOptions& options, std::mt19937_64& random) {
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
   std::normal_distribution<double> normal(0.0, 1.0);
-  const Scene& side = variant % 2 == 0 ? plain : mirrored;
-  AlignmentSample sample;
+  Scene scene = variant % 2 == 0 ? plain : mirrored;  // The pixels are shared.
   if (uniform(random) < options.rotatedShare) {
-    const Scene turned = turnScene(side, normal(random) * options.rotationDegrees);
-    sample =
-        makeSample(turned.rgb, drawRect(turned, options, random), turned.points, options.faceWidth);
-  } else {
-    sample = makeSample(side.rgb, drawRect(side, options, random), side.points, options.faceWidth);
+    scene = turnScene(scene, normal(random) * options.rotationDegrees);
   }
+  if (uniform(random) < options.croppedShare) scene = cropScene(scene, random);
+  AlignmentSample sample =
+      makeSample(scene.rgb, drawRect(scene, options, random), scene.points, options.faceWidth);
   if (uniform(random) < 0.5) {
     applyGamma(sample.grey, std::exp(normal(random) * options.gammaSpread));
   }
@@ -103,6 +94,26 @@ std::mt19937_64 generatorFor(std::uint64_t seed, std::uint64_t index) {
                          static_cast<std::uint32_t>(index),
                          static_cast<std::uint32_t>(index >> 32)};
   return std::mt19937_64(sequence);
+}
+
+Scene cropScene(const Scene& scene, std::mt19937_64& random) {
+  std::uniform_real_distribution<float> margin(0.0F, 0.4F);
+  const Extent extent = extentOf(scene.points);
+  const float width = extent.right - extent.left;
+  const float height = extent.bottom - extent.top;
+  const cv::Point first(static_cast<int>(std::floor(extent.left - margin(random) * width)),
+                        static_cast<int>(std::floor(extent.top - margin(random) * height)));
+  const cv::Point last(static_cast<int>(std::ceil(extent.right + margin(random) * width)),
+                       static_cast<int>(std::ceil(extent.bottom + margin(random) * height)));
+  const cv::Rect inside = cv::Rect(first, last) & cv::Rect(0, 0, scene.rgb.cols, scene.rgb.rows);
+  Scene cropped;
+  cropped.rgb = scene.rgb(inside).clone();  // Packed, as alignment reads them.
+  cropped.points = scene.points;
+  for (int i = 0; i < kLandmarks; ++i) {
+    cropped.points[2 * i] -= static_cast<float>(inside.x);
+    cropped.points[2 * i + 1] -= static_cast<float>(inside.y);
+  }
+  return cropped;
 }
 
 AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape& points,

@@ -67,6 +67,8 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--rotation", sampler.rotationDegrees, "Standard deviation, in degrees")
       ->capture_default_str();
   app.add_option("--rotated-share", sampler.rotatedShare)->capture_default_str();
+  app.add_option("--cropped-share", sampler.croppedShare, "Share cut close to the face")
+      ->capture_default_str();
 }
 
 std::vector<at::LandmarkFace> thin(const std::vector<at::LandmarkFace>& faces, int limit) {

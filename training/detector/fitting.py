@@ -11,15 +11,17 @@ import torch.nn.functional as F
 
 import networks
 import windows as w
+from muon import Muon
 
 
 # What a face network should answer for a window of a given overlap: faces from about a half up, and better placed ones
 # score higher, so that the suppressions keep them. The first network sees faces through a coarse grid of cells, which
-# may leave no window of a larger overlap.
+# may leave no window of a larger overlap. The third chooses among boxes that are calibrated already, so it is graded up to
+# the best of them.
 ANSWERS = {
     "first": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
     "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
-    "third": ([0.3, 0.42, 0.55, 0.8], [0.0, 0.4, 0.9, 1.0]),
+    "third": ([0.3, 0.45, 0.55, 0.7, 0.9], [0.0, 0.3, 0.75, 0.92, 1.0]),
 }
 
 # The part of the whole weight that badly placed boxes on a face have, from an overlap of 0.15 on. The third network alone
@@ -141,10 +143,21 @@ def network_input(x, mean):
     return ((x - mean) / networks.INPUT_SCALE).contiguous(memory_format=torch.channels_last)
 
 
+def optimisers(twin, parameters, options):
+    """Adam for all parameters, or with the option `muon` for the biases and the last layer, and Muon for the others."""
+    last = {id(p) for p in twin.last_layer().parameters()}
+    matrices = [p for p in parameters if options["muon"] and p.dim() > 1 and id(p) not in last]
+    chosen = {id(p) for p in matrices}
+    made = [torch.optim.Adam([p for p in parameters if id(p) not in chosen], lr=options["rate"], betas=(0.9, 0.99))]
+    if matrices:
+        made.append(Muon(matrices, lr=options["rate"], dtype=torch.bfloat16 if options["bf16"] else torch.float32))
+    return made
+
+
 def fit(twin, data, task, mean, options, checkpoint, name):
     """Fits `twin` in place and returns the list of (samples seen, loss).
 
-    options     dict of samples, batch, rate, seed, bf16, threads
+    options     dict of samples, batch, rate, seed, bf16, muon, threads
     checkpoint  file that is written now and then and continued from
     """
     torch.set_num_threads(options["threads"])
@@ -157,14 +170,15 @@ def fit(twin, data, task, mean, options, checkpoint, name):
         with torch.no_grad():
             twin.modules_by_name["conv1"].bias.zero_()
         twin.modules_by_name["conv1"].bias.requires_grad_(False)
-    optimiser = torch.optim.Adam(parameters, lr=options["rate"], betas=(0.9, 0.99))
+    steppers = optimisers(twin, parameters, options)
     average = {k: v.clone() for k, v in twin.state_dict().items()}
     sampler, curve, seen = Sampler(task.weights), [], 0
     batch, total = options["batch"], options["samples"]
     if os.path.exists(checkpoint):
         saved = torch.load(checkpoint, map_location=device())
         twin.load_state_dict(saved["twin"])
-        optimiser.load_state_dict(saved["optimiser"])
+        for stepper, state in zip(steppers, saved["optimisers"], strict=True):
+            stepper.load_state_dict(state)
         average, curve, seen = saved["average"], saved["curve"], saved["seen"]
         if len(saved["difficulty"]) == len(sampler.difficulty):
             sampler.difficulty = saved["difficulty"]
@@ -179,19 +193,21 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             chosen = np.sort(index[i : i + batch])
             progress = seen / total
             rate = options["rate"] * min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress))
-            for group in optimiser.param_groups:
+            for group in (group for stepper in steppers for group in stepper.param_groups):
                 group["lr"] = max(rate, options["rate"] * 1e-3)
-            pixels = w.jitter(data.pixels[chosen], rng, task.mirror, task.occlude, task.coloured).to(device())
+            pixels = w.jitter(data.take(chosen), rng, task.mirror, task.occlude, task.coloured).to(device())
             x = network_input(pixels, mean)
             with torch.autocast(device().type, dtype=torch.bfloat16, enabled=options["bf16"]):
                 logits = twin(x)
             losses, errors = task.losses(logits.float(), torch.from_numpy(chosen).to(device()))
             correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32)).to(device())
             loss = (losses * correction).mean()
-            optimiser.zero_grad(set_to_none=True)
+            for stepper in steppers:
+                stepper.zero_grad(set_to_none=True)
             loss.backward()
             torch.nn.utils.clip_grad_norm_(parameters, 5.0)
-            optimiser.step()
+            for stepper in steppers:
+                stepper.step()
             sampler.saw(chosen, errors.detach().cpu().numpy())
             seen += len(chosen)
             keep = min(0.999, 1 - batch / max(batch, 0.02 * seen))
@@ -218,7 +234,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
                 )
         if time.time() - saved_at > 60 or seen >= total:
             saved_at = time.time()
-            state = {"twin": twin.state_dict(), "optimiser": optimiser.state_dict(), "average": average}
+            state = {"twin": twin.state_dict(), "optimisers": [o.state_dict() for o in steppers], "average": average}
             state.update(curve=curve, seen=seen, difficulty=sampler.difficulty)
             torch.save(state, checkpoint + ".new")
             os.replace(checkpoint + ".new", checkpoint)
@@ -236,6 +252,6 @@ def answers(twin, data, mean, threads=1, batch=1024):
     rows = []
     with torch.no_grad():
         for i in range(0, len(data), batch):
-            x = torch.from_numpy(data.pixels[i : i + batch]).float()
+            x = torch.from_numpy(data.take(np.arange(i, min(i + batch, len(data))))).float()
             rows.append(twin(network_input(x, mean)).flatten(1))
     return torch.cat(rows).numpy()

@@ -39,23 +39,23 @@ PLAN = [
     ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
                             "--score", "--keep-above", "0.1"]),
     ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 5_000_000, "batch": 512, "rate": 1e-3}),
-    ("point", "first", {"boxes": 168}),
+    ("point", "first", {"boxes": 173}),
     ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
                         "--first-floor", "0.3"]),
     ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
                                   "--first-floor", "0.3"]),
     ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
     ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 8_000_000, "batch": 256, "rate": 1e-3}),
-    ("point", "second", {"boxes": 16.5}),
+    ("point", "second", {"boxes": 17.2}),
     ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2",
                        "--first-floor", "0.4", "--second-floor", "0.4"]),
     ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
                                  "--first-floor", "0.35", "--second-floor", "0.4"]),
-    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 7e-4}),
+    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 6e-4, "muon": True}),
     ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
-    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_000_000, "batch": 128,
-                      "rate": 6e-4}),
+    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_800_000, "batch": 128,
+                      "rate": 6e-4, "muon": True}),
     ("point", "third", {"boxes": 0.085}),
 ]
 
@@ -178,6 +178,7 @@ class Trainer:
             "rate": what["rate"],
             "seed": self.arguments.seed,
             "bf16": self.arguments.bf16 and network == "third",
+            "muon": what.get("muon", False),
             "threads": self.arguments.threads,
         }
         twin = self._twin(network)
@@ -187,7 +188,8 @@ class Trainer:
         with open(os.path.join(self.work, key + ".curve.json"), "w", encoding="ascii") as file:
             json.dump(curve, file)
         return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {what['batch']}, rate {what['rate']:g}"
-                f"{', bfloat16' if options['bf16'] else ''}: loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
+                f"{', Muon' if options['muon'] else ''}{', bfloat16' if options['bf16'] else ''}: "
+                f"loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
     def point(self, network, what, _key):
         """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""

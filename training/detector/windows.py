@@ -18,23 +18,37 @@ def read_labels(prefix):
 
 
 class Windows:
-    """Windows of one or several files: `pixels` (N, 3, side, side) bytes, `labels` (N, 28) floats."""
+    """Windows of one or several files: `labels` (N, 28) floats, and bytes (N, 3, side, side), which stay on the disk until they
+    are taken. Photographs of different files have different numbers here."""
 
     def __init__(self, prefixes):
-        pixels, labels = [], []
+        labels, self._files = [], []
         for prefix in prefixes:
-            with open(prefix + ".json", encoding="ascii") as file:
-                about = json.load(file)
-            count, side = about["windows"], about["side"]
-            pixels.append(np.fromfile(prefix + ".u8", np.uint8).reshape(count, 3, side, side))
             labels.append(read_labels(prefix))
-        self.pixels = np.concatenate(pixels) if len(pixels) > 1 else pixels[0]
-        self.labels = np.concatenate(labels) if len(labels) > 1 else labels[0]
+            with open(prefix + ".json", encoding="ascii") as file:
+                side = json.load(file)["side"]
+            shape = (len(labels[-1]), 3, side, side)
+            # An empty file cannot be mapped.
+            self._files.append(np.memmap(prefix + ".u8", np.uint8, "r", shape=shape) if shape[0] else np.zeros(shape, np.uint8))
+        photographs = 0
+        for some in labels:
+            some[:, PHOTOGRAPH] += photographs
+            photographs = max(photographs, some[:, PHOTOGRAPH].max(initial=-1) + 1)
+        self._starts = np.cumsum([0] + [len(some) for some in labels])
+        self.labels = np.concatenate(labels)
+        self._rows = np.arange(len(self.labels))
 
     def keep(self, mask):
         """Drops the windows whose mask is false."""
-        self.pixels, self.labels = self.pixels[mask], self.labels[mask]
+        self.labels, self._rows = self.labels[mask], self._rows[mask]
         return self
+
+    def take(self, index):
+        """Pixels (len(index), 3, side, side) of the windows of an ascending index."""
+        rows = self._rows[index]
+        cuts = np.searchsorted(rows, self._starts)
+        parts = zip(self._files, self._starts, cuts, cuts[1:])
+        return np.concatenate([file[rows[first:last] - start] for file, start, first, last in parts])
 
     def __len__(self):
         return len(self.labels)

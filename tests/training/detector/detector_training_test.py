@@ -17,6 +17,7 @@ TOOLS = os.environ.get("OZNA_TRAINING_TOOLS", os.path.join(ROOT, "build/release/
 sys.path.insert(0, TRAINING)
 
 import fitting  # noqa: E402
+import muon  # noqa: E402
 import networks  # noqa: E402
 import train  # noqa: E402
 import windows as w  # noqa: E402
@@ -151,7 +152,6 @@ class LabelledWindows:
             self.labels[i, [w.PHOTOGRAPH, w.VARIANT, w.FACE, w.OVERLAP]] = photograph, variant, face, overlap
         if moves is not None:
             self.labels[:, w.MOVES] = moves
-        self.pixels = np.zeros((len(rows), 3, 24, 24), np.uint8)
 
     def __len__(self):
         return len(self.labels)
@@ -180,6 +180,65 @@ def test_classes_and_near_misses_have_their_shares_of_the_weight():
 def test_the_first_network_weighs_other_windows_of_a_face_less():
     weights = fitting.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "first").weights
     assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
+
+
+def write_windows(prefix, photographs, side, rng):
+    """A file as the miner writes it; returns its pixels."""
+    pixels = rng.integers(0, 256, (len(photographs), 3, side, side), dtype=np.uint8)
+    labels = np.zeros((len(photographs), 28), np.float32)
+    labels[:, w.PHOTOGRAPH] = photographs
+    pixels.tofile(prefix + ".u8")
+    labels.tofile(prefix + ".f32")
+    with open(prefix + ".json", "w", encoding="ascii") as file:
+        json.dump({"windows": len(photographs), "label_values": 28, "side": side}, file)
+    return pixels
+
+
+def test_windows_of_several_files_are_taken_by_one_index_and_share_no_photograph(tmp_path):
+    rng = np.random.default_rng(5)
+    names = [str(tmp_path / name) for name in "abc"]
+    written = [write_windows(name, photographs, 6, rng) for name, photographs in zip(names, ([0, 0, 2], [], [0, 1]))]
+    mined = w.Windows(names)
+    everything = np.concatenate(written)
+    np.testing.assert_array_equal(mined.take(np.arange(5)), everything)
+    np.testing.assert_array_equal(mined.take(np.array([1, 4])), everything[[1, 4]])
+    same = mined.labels[:, None, w.PHOTOGRAPH] == mined.labels[None, :, w.PHOTOGRAPH]
+    assert same.sum() == 7 and same[0, 1]  # Five windows and themselves, the first two and each other.
+    kept = mined.keep(np.array([False, True, True, False, True]))
+    assert len(kept) == 3
+    np.testing.assert_array_equal(kept.take(np.array([0, 2])), everything[[1, 4]])
+
+
+@pytest.mark.parametrize("dtype", [torch.float32, torch.bfloat16])
+@pytest.mark.parametrize("shape", [(12, 40), (40, 12)])
+def test_orthogonalised_matrices_have_singular_values_about_one(shape, dtype):
+    matrix = torch.randn(shape, generator=torch.Generator().manual_seed(4)) * 1e-3
+    made = muon.orthogonalise(matrix, dtype)
+    values = torch.linalg.svdvals(made)
+    assert values.min() > 0.6 and values.max() < 1.3
+    # The same singular vectors: the made one against the exact one.
+    u, _, v = torch.linalg.svd(matrix, full_matrices=False)
+    assert (made - u @ v).norm() < 0.35 * (u @ v).norm()
+
+
+def test_a_step_of_muon_goes_downhill_by_a_fifth_of_the_rate():
+    parameter = torch.nn.Parameter(torch.zeros(8, 3, 5, 5))
+    gradient = torch.randn(parameter.shape, generator=torch.Generator().manual_seed(6))
+    parameter.grad = gradient.clone()
+    muon.Muon([parameter], lr=0.01).step()
+    assert (parameter.detach() * gradient).sum() < 0
+    assert abs(parameter.detach().square().mean().sqrt() / 0.002 - 1) < 0.25
+
+
+def test_biases_and_the_last_layer_are_left_to_adam(schema):
+    twin, _ = trained_twin(schema, "third")
+    adam, other = fitting.optimisers(twin, list(twin.parameters()), {"muon": True, "bf16": False, "rate": 1e-3})
+    shapes = sorted(tuple(p.shape) for group in other.param_groups for p in group["params"])
+    # Sides along the branches, poolings rounding up: 12, 10, 5; 24, 20, 10; 48, 44, 22, 18, 9.
+    convolutions = [(16, 3, 3, 3), (32, 3, 5, 5), (64, 3, 5, 5), (64, 64, 5, 5)]
+    assert shapes == sorted(convolutions + [(16, 16 * 5 * 5), (64, 32 * 10 * 10), (256, 64 * 9 * 9)])
+    assert sum(len(group["params"]) for group in adam.param_groups) == len(list(twin.parameters())) - len(shapes)
+    assert len(fitting.optimisers(twin, list(twin.parameters()), {"muon": False, "bf16": False, "rate": 1e-3})) == 1
 
 
 def test_hard_windows_are_drawn_more_often():
