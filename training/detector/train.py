@@ -55,8 +55,8 @@ PLAN = [
     ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
     ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_800_000, "batch": 128,
-                      "rate": 6e-4, "muon": True}),
-    ("point", "third", {"boxes": 0.085}),
+                      "rate": 6e-4, "muon": True, "start_share": 0.5}),
+    ("point", "third", {"boxes": 0.072}),
 ]
 
 
@@ -179,6 +179,7 @@ class Trainer:
             "seed": self.arguments.seed,
             "bf16": self.arguments.bf16 and network == "third",
             "muon": what.get("muon", False),
+            "start_share": what.get("start_share", 0.0),
             "threads": self.arguments.threads,
         }
         twin = self._twin(network)

@@ -241,6 +241,11 @@ def test_biases_and_the_last_layer_are_left_to_adam(schema):
     assert len(fitting.optimisers(twin, list(twin.parameters()), {"muon": False, "bf16": False, "rate": 1e-3})) == 1
 
 
+def test_a_fit_may_keep_a_share_of_the_weights_that_it_began_with():
+    mixed = fitting.mixed({"a": torch.tensor([4.0, 8.0])}, {"a": torch.tensor([0.0, 4.0])}, 0.25)
+    assert mixed["a"].tolist() == [3.0, 7.0]
+
+
 def test_hard_windows_are_drawn_more_often():
     sampler = fitting.Sampler(np.ones(1000, np.float32))
     sampler.saw(np.arange(1000), np.where(np.arange(1000) < 100, 1.0, 0.0))
