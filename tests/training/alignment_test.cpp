@@ -421,6 +421,25 @@ TEST(MakeTrainingSamples, StartFromDetectorBoxesWhereAsked) {
   for (int i = 0; i < kCoordinates; ++i) EXPECT_NEAR(samples[0].truth[i], expected.truth[i], 0.01);
 }
 
+TEST(MakeTrainingSamples, CutThePhotographWhereAsked) {
+  const ScratchFolder folder;
+  drawDataset(folder.path(), "train", 1, /*seed=*/2);
+  const auto faces = readLandmarkFaces(folder.path(), "train");
+  SamplerOptions options = smallSampler();
+  options.manualVariants = 1;
+  options.rotatedShare = 0;
+  options.noise = {0, 0, 0};
+  // Columns of the photograph that the sample holds.
+  options.croppedShare = 0;
+  const auto whole = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
+  options.croppedShare = 1;
+  const auto cut = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
+  ASSERT_EQ(cut.size(), 1U);
+  const float columns_whole = static_cast<float>(whole[0].grey.cols) / whole[0].unitsX;
+  const float columns_cut = static_cast<float>(cut[0].grey.cols) / cut[0].unitsX;
+  EXPECT_LT(columns_cut, 0.95F * columns_whole);
+}
+
 TEST(ParallelFor, VisitsEachIndexOnceAndPassesOnFailures) {
   std::vector<int> visits(100);
   training::parallelFor(100, 3, [&](int index) { ++visits[index]; });
