@@ -1,4 +1,4 @@
-"""The optimiser of the later networks' weight matrices."""
+"""An optimiser of weight matrices."""
 
 import torch
 

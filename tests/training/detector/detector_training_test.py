@@ -246,6 +246,36 @@ def test_a_fit_may_keep_a_share_of_the_weights_that_it_began_with():
     assert mixed["a"].tolist() == [3.0, 7.0]
 
 
+def test_a_resumed_fit_goes_on_where_it_stood_and_mixes_with_the_weights_before_it(schema, tmp_path):
+    prefix, checkpoint = str(tmp_path / "windows"), str(tmp_path / "checkpoint")
+    write_windows(prefix, list(range(32)), 24, np.random.default_rng(9))
+    mined = w.Windows([prefix])
+    mined.labels[:16, w.OVERLAP] = 0.7
+    options = {"samples": 64, "batch": 16, "rate": 1e-3, "seed": 1, "bf16": False, "muon": True, "threads": 1,
+               "start_share": 0.5}
+
+    def fit():
+        twin, _ = trained_twin(schema, "second")
+        return twin, fitting.fit(twin, mined, fitting.FaceTask(mined, "second"), 0.0, options, checkpoint, "second")
+
+    first, curve = fit()
+    saved = torch.load(checkpoint)
+    assert saved["seen"] == 64
+    moments = [state["moment"] for state in saved["optimisers"][1]["state"].values()]
+    assert moments and all(moment.abs().max() > 0 for moment in moments)
+    # Nothing is left to do, so the result is that of the first run, from the weights before it and the checkpoint alone.
+    again, same_curve = fit()
+    assert same_curve == curve
+    start = trained_twin(schema, "second")[0].state_dict()
+    for key, value in again.state_dict().items():
+        torch.testing.assert_close(value, first.state_dict()[key])
+        torch.testing.assert_close(value, 0.5 * saved["average"][key] + 0.5 * start[key])
+    options["samples"] = 96
+    assert fit()[1][-1][0] == 96
+    adam = torch.load(checkpoint)["optimisers"][0]["state"].values()
+    assert [int(state["step"]) for state in adam] == [96 // 16] * len(adam)
+
+
 def test_hard_windows_are_drawn_more_often():
     sampler = fitting.Sampler(np.ones(1000, np.float32))
     sampler.saw(np.arange(1000), np.where(np.arange(1000) < 100, 1.0, 0.0))
