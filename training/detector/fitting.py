@@ -4,6 +4,7 @@ import math
 import os
 import sys
 import time
+from dataclasses import dataclass
 
 import numpy as np
 import torch
@@ -57,10 +58,37 @@ def device():
     return torch.device("cuda" if torch.cuda.is_available() else "cpu")
 
 
-class FaceTask:
-    """Face or no face. Both classes weigh the same in sum."""
+@dataclass
+class Batch:
+    """Windows as a network under training sees them; tensors on its device."""
+
+    index: torch.Tensor  # Rows of the labels.
+    x: torch.Tensor  # The network's input.
+    mirrored: torch.Tensor  # Which are mirror images.
+    moved: torch.Tensor  # Which were moved, so that their overlap is no longer that of the label.
+
+
+class Task:
+    """What a fit does to its windows, as shares of them: `occlude` and `coloured` for `windows.jitter`, `turned` and `moved` for
+    `windows.turn`, `degraded` for `windows.degrade`; `mirror` flips half of them. `weights` is how often each is drawn."""
 
     mirror = True
+    occlude = coloured = turned = moved = degraded = 0.0
+
+    def batch(self, data, chosen, mean, rng):
+        """The chosen windows, in an ascending index, changed at random."""
+        x = w.jitter(data.take(chosen), rng, self.occlude, self.coloured)
+        mirrored = w.mirror(x, rng) if self.mirror else torch.zeros(len(x), dtype=torch.bool)
+        moved = w.turn(x, rng, self.turned, self.moved)
+        if self.degraded:
+            w.degrade(x, rng, self.degraded)
+        mean = mean.to(device()) if torch.is_tensor(mean) else mean
+        rows = torch.from_numpy(chosen)
+        return Batch(rows.to(device()), network_input(x.to(device()), mean), mirrored.to(device()), moved.to(device()))
+
+
+class FaceTask(Task):
+    """Face or no face. Both classes weigh the same in sum."""
 
     def __init__(self, data, network, occlude=0.0):
         overlap = data.labels[:, w.OVERLAP]
@@ -78,10 +106,14 @@ class FaceTask:
         # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
         self.coloured = 0.0 if network == "first" else 0.2
 
-    def losses(self, logits, index):
+    def answers(self, batch):
+        """What the network should answer, 0 to 1."""
+        return self.targets[batch.index]
+
+    def losses(self, logits, batch):
         """Cross entropy of each window, and how far each answer is off, 0 to 1."""
         logits = logits.flatten(1)
-        target = self.targets[index]
+        target = self.answers(batch)
         difference = logits[:, 1] - logits[:, 0]
         loss = F.binary_cross_entropy_with_logits(difference, target, reduction="none")
         # Small logits: a softmax over a map takes one maximum for all of its cells.
@@ -89,22 +121,61 @@ class FaceTask:
         return loss, (torch.sigmoid(difference) - target).abs()
 
 
-class CalibrationTask:
+class TeacherTask(FaceTask):
+    """What a teacher learns: the answers of its network, and the overlaps that the calibration's moves leave of a face."""
+
+    turned, degraded = 0.5, 0.25
+
+    def __init__(self, data, network):
+        super().__init__(data, network, occlude=0.2)
+        self.overlap = torch.from_numpy(data.labels[:, w.OVERLAP].copy()).to(device())
+        self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).clamp(0, 1).to(device())
+
+    def losses(self, logits, batch):
+        target = self.answers(batch)
+        loss = F.binary_cross_entropy_with_logits(logits[:, 0], target, reduction="none")
+        error = (torch.sigmoid(logits[:, 0]) - target).abs()
+        # The table of patterns has no mirror image, and where there is no face the overlaps tell nothing.
+        known = ~batch.mirrored & (self.overlap[batch.index] > 0.1)
+        placed = F.binary_cross_entropy_with_logits(logits[:, 1:], self.overlaps[batch.index], reduction="none").mean(1)
+        return loss + 0.5 * placed * known, error
+
+
+class DistilledTask(FaceTask):
+    """Answers of a teacher on the same changed windows (Hinton et al., Distilling the knowledge in a neural network, 2015; Beyer
+    et al., A good teacher is patient and consistent, 2022), the mean over a window and its mirror image. The labels keep a
+    share, except of moved windows, which they do not know."""
+
+    turned, moved, degraded = 0.5, 0.6, 0.2
+    LABELS_SHARE = 0.3
+
+    def __init__(self, data, network, teacher, bf16):
+        super().__init__(data, network, occlude=0.15)
+        self.teacher = teacher.to(device(), memory_format=torch.channels_last).eval()
+        self.bf16 = bf16
+
+    def answers(self, batch):
+        with torch.no_grad(), torch.autocast(device().type, dtype=torch.bfloat16, enabled=self.bf16):
+            both = self.teacher(batch.x)[:, 0] + self.teacher(batch.x.flip(3))[:, 0]
+        taught = torch.sigmoid(both.float() / 2)
+        share = self.LABELS_SHARE * ~batch.moved
+        return share * super().answers(batch) + (1 - share) * taught
+
+
+class CalibrationTask(Task):
     """Which pattern's move leaves the best overlap. The patterns differ little, so the answer is a soft one."""
 
     mirror = False  # The table of patterns has no mirror image.
+    coloured = 0.2
 
-    def __init__(self, data, temperature=0.03, occlude=0.0):
-        moved = torch.from_numpy(data.labels[:, w.MOVES].copy()).to(device())
-        self.targets = F.softmax(moved / temperature, 1)
-        self.moved = moved
+    def __init__(self, data, temperature=0.03):
+        self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).to(device())
+        self.targets = F.softmax(self.overlaps / temperature, 1)
         self.weights = np.full(len(data), 1.0 / len(data), np.float32)
-        self.occlude = occlude
-        self.coloured = 0.2
 
-    def losses(self, logits, index):
-        loss = -(self.targets[index] * F.log_softmax(logits, 1)).sum(1)
-        moved = self.moved[index]
+    def losses(self, logits, batch):
+        loss = -(self.targets[batch.index] * F.log_softmax(logits, 1)).sum(1)
+        moved = self.overlaps[batch.index]
         lost = moved.max(1).values - moved.gather(1, logits.argmax(1, keepdim=True))[:, 0]
         return loss, (5 * lost).clamp(0, 1)
 
@@ -144,41 +215,41 @@ def network_input(x, mean):
 
 
 def optimisers(twin, parameters, options):
-    """Adam for all parameters, or with the option `muon` for the biases and the last layer, and Muon for the others."""
+    """Adam for all parameters, or with the option `muon` for the biases and the last layer, and Muon for the others.
+
+    With the option `normalised` the rate is the share of its norm by which a normalised layer moves; Adam's is a fifteenth of it.
+    """
     last = {id(p) for p in twin.last_layer().parameters()}
     matrices = [p for p in parameters if options["muon"] and p.dim() > 1 and id(p) not in last]
     chosen = {id(p) for p in matrices}
-    made = [torch.optim.Adam([p for p in parameters if id(p) not in chosen], lr=options["rate"], betas=(0.9, 0.99))]
+    normalised = options["normalised"]
+    rate = options["rate"] / 15 if normalised else options["rate"]
+    made = [torch.optim.Adam([p for p in parameters if id(p) not in chosen], lr=rate, betas=(0.9, 0.99))]
     if matrices:
-        made.append(Muon(matrices, lr=options["rate"], dtype=torch.bfloat16 if options["bf16"] else torch.float32))
+        made.append(Muon(matrices, lr=options["rate"], momentum=0.9 if normalised else 0.95,
+                         dtype=torch.bfloat16 if options["bf16"] else torch.float32, keep_norm=normalised))
     return made
-
-
-def mixed(weights, others, share):
-    """The mean of two sets of weights, in which the others have the share. Weights between those before and after a fit do
-    better on new photographs than either (Wortsman et al., Robust fine-tuning of zero-shot models, 2022)."""
-    return {key: (1 - share) * value + share * others[key] for key, value in weights.items()}
 
 
 def fit(twin, data, task, mean, options, checkpoint, name):
     """Fits `twin` in place and returns the list of (samples seen, loss).
 
-    options     dict of samples, batch, rate, seed, bf16, muon, threads, start_share; the last is the part that the weights
-                before the fit have in the result
+    options     dict of samples, batch, rate, seed, bf16, muon, normalised, threads; `normalised` is for a network whose layers
+                are, as a teacher's or those of a normalised twin (`normalisation`)
     checkpoint  file that is written now and then and continued from
     """
     torch.set_num_threads(options["threads"])
     rng = np.random.default_rng(options["seed"])
     twin.to(device(), memory_format=torch.channels_last)
-    before = {k: v.clone() for k, v in twin.state_dict().items()}
-    mean = mean.to(device()) if torch.is_tensor(mean) else mean
     first = name == "first"
-    parameters = [p for n, p in twin.named_parameters() if not (first and n == "modules_by_name.conv1.bias")]
     if first:
         with torch.no_grad():
             twin.modules_by_name["conv1"].bias.zero_()
         twin.modules_by_name["conv1"].bias.requires_grad_(False)
+    twin.train()
+    parameters = [p for p in twin.parameters() if p.requires_grad]
     steppers = optimisers(twin, parameters, options)
+    rates = [stepper.defaults["lr"] for stepper in steppers]
     average = {k: v.clone() for k, v in twin.state_dict().items()}
     sampler, curve, seen = Sampler(task.weights), [], 0
     batch, total = options["batch"], options["samples"]
@@ -200,14 +271,14 @@ def fit(twin, data, task, mean, options, checkpoint, name):
                 break
             chosen = np.sort(index[i : i + batch])
             progress = seen / total
-            rate = options["rate"] * min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress))
-            for group in (group for stepper in steppers for group in stepper.param_groups):
-                group["lr"] = max(rate, options["rate"] * 1e-3)
-            pixels = w.jitter(data.take(chosen), rng, task.mirror, task.occlude, task.coloured).to(device())
-            x = network_input(pixels, mean)
+            pace = max(min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress)), 1e-3)
+            for stepper, rate in zip(steppers, rates, strict=True):
+                for group in stepper.param_groups:
+                    group["lr"] = rate * pace
+            drawn = task.batch(data, chosen, mean, rng)
             with torch.autocast(device().type, dtype=torch.bfloat16, enabled=options["bf16"]):
-                logits = twin(x)
-            losses, errors = task.losses(logits.float(), torch.from_numpy(chosen).to(device()))
+                logits = twin(drawn.x)
+            losses, errors = task.losses(logits.float(), drawn)
             correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32)).to(device())
             loss = (losses * correction).mean()
             for stepper in steppers:
@@ -221,7 +292,8 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             keep = min(0.999, 1 - batch / max(batch, 0.02 * seen))
             with torch.no_grad():
                 for key, value in twin.state_dict().items():
-                    average[key].mul_(keep).add_(value, alpha=1 - keep)
+                    if value.is_floating_point():
+                        average[key].mul_(keep).add_(value, alpha=1 - keep)
             # Undone, the hard draw gives the loss that plain draws would have.
             undo = correction.square()
             plain = float((losses.detach() * undo).sum() / undo.sum())
@@ -234,7 +306,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
                 shown = time.time()
                 speed = (seen - start_seen) / max(shown - start, 1e-9)
                 print(
-                    f"\r{name}: {seen / total:6.1%}  loss {running:.4f}  rate {rate:.1e}  {speed:.0f} windows/s  "
+                    f"\r{name}: {seen / total:6.1%}  loss {running:.4f}  {speed:.0f} windows/s  "
                     f"{(total - seen) / max(speed, 1e-9) / 60:.1f} min left   ",
                     end="" if sys.stderr.isatty() else "\n",
                     file=sys.stderr,
@@ -247,8 +319,8 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             torch.save(state, checkpoint + ".new")
             os.replace(checkpoint + ".new", checkpoint)
     print(file=sys.stderr)
-    twin.load_state_dict(mixed(average, before, options["start_share"]))
-    twin.to("cpu")
+    twin.load_state_dict(average)
+    twin.to("cpu").eval()
     if first:
         first_network_bias(twin)
     return curve

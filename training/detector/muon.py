@@ -22,12 +22,14 @@ class Muon(torch.optim.Optimizer):
     Muon, 2024). The kernels of a convolution are the rows of its matrix.
 
     The step is scaled to the size that Adam's would have (Liu et al., Muon is scalable for LLM training, 2025), so that one
-    rate suits both. `dtype` is that of the products.
+    rate suits both. With `keep_norm` the rate is the step's share of the matrix's norm, and the norm stays as it began: for
+    weights that a normalisation follows, which has no use for their size. `dtype` is that of the products.
     """
 
-    def __init__(self, parameters, lr, momentum=0.95, dtype=torch.float32):
+    def __init__(self, parameters, lr, momentum=0.95, dtype=torch.float32, keep_norm=False):
         super().__init__(parameters, {"lr": lr, "momentum": momentum})
         self.dtype = dtype
+        self.keep_norm = keep_norm
 
     @torch.no_grad()
     def step(self, closure=None):
@@ -39,8 +41,12 @@ class Muon(torch.optim.Optimizer):
                 state = self.state[parameter]
                 if not state:
                     state["moment"] = torch.zeros_like(parameter)
+                    state["norm"] = parameter.norm()
                 moment = state["moment"].mul_(group["momentum"]).add_(parameter.grad)
                 ahead = parameter.grad + group["momentum"] * moment  # Nesterov's
                 matrix = ahead.reshape(len(ahead), -1)
-                size = 0.2 * max(matrix.shape) ** 0.5
-                parameter.add_(orthogonalise(matrix, self.dtype).view_as(parameter), alpha=-group["lr"] * size)
+                step = orthogonalise(matrix, self.dtype).view_as(parameter)
+                size = state["norm"] / step.norm() if self.keep_norm else 0.2 * max(matrix.shape) ** 0.5
+                parameter.sub_(step * (group["lr"] * size))
+                if self.keep_norm:
+                    parameter.mul_(state["norm"] / parameter.norm())

@@ -16,7 +16,9 @@ import torch
 import fitting
 import model_notes
 import networks
+import normalisation
 import windows as w
+from teacher import Teacher
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
@@ -30,8 +32,9 @@ NETWORKS = {
 }
 
 # The steps in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
-# network's present weights with all windows that are named; a `point` step adds the constant to the face logit with which
-# the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass. `portraits` are
+# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, and
+# a fit that is `taught` learns from its answers; a `point` step adds the constant to the face logit with which the fixed
+# threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass. `portraits` are
 # the photographs with landmarks: one well placed face each, in every light, but nothing is known of their backgrounds.
 PLAN = [
     ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
@@ -54,9 +57,10 @@ PLAN = [
     ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 6e-4, "muon": True}),
     ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
-    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 2_800_000, "batch": 128,
-                      "rate": 6e-4, "muon": True, "start_share": 0.5}),
-    ("point", "third", {"boxes": 0.072}),
+    ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
+    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_200_000, "batch": 256, "rate": 0.015,
+                      "taught": True}),
+    ("point", "third", {"boxes": 0.085}),
 ]
 
 
@@ -68,6 +72,7 @@ class Trainer:
         self.work = arguments.work
         self.cascade = os.path.join(self.work, "model")
         self.record_path = os.path.join(self.work, "record.json")
+        self.teacher_path = os.path.join(self.work, "teacher.pt")
         os.makedirs(self.work, exist_ok=True)
         self.schema = self._load_schema()
         self.record = []  # Of each step that is done: its key, what came of it, and the minutes that it took.
@@ -165,32 +170,63 @@ class Trainer:
         self._tool("mine_windows", "--out", prefix, "--seed", str(self.arguments.seed), *options)
         return f"{len(w.read_labels(prefix)):,} windows: `{' '.join(options)}`"
 
-    def fit(self, network, what, key):
-        data = w.Windows([os.path.join(self.work, name) for name in what["windows"]])
-        if network == "calibration":
-            data.keep(data.labels[:, w.OVERLAP] >= 0.35)
-            task = fitting.CalibrationTask(data)
-        else:
-            task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
-        options = {
+    def _windows(self, what):
+        return w.Windows([os.path.join(self.work, name) for name in what["windows"]])
+
+    def _options(self, network, what):
+        taught = what.get("taught", False)
+        return {
             "samples": int(what["samples"] * self.arguments.scale),
             "batch": what["batch"],
             "rate": what["rate"],
             "seed": self.arguments.seed,
             "bf16": self.arguments.bf16 and network == "third",
-            "muon": what.get("muon", False),
-            "start_share": what.get("start_share", 0.0),
+            "muon": what.get("muon", False) or taught,
+            "normalised": taught,
             "threads": self.arguments.threads,
         }
-        twin = self._twin(network)
+
+    def _fitted(self, twin, data, task, network, options, key):
+        """Fits, keeps the curve, and tells what was done."""
         checkpoint = os.path.join(self.work, key + ".checkpoint")
-        curve = fitting.fit(twin, data, task, self._mean(network), options, checkpoint, network)
-        self._save(network, twin)
+        name = network if isinstance(twin, networks.Twin) else network + " (teacher)"
+        curve = fitting.fit(twin, data, task, self._mean(network), options, checkpoint, name)
         with open(os.path.join(self.work, key + ".curve.json"), "w", encoding="ascii") as file:
             json.dump(curve, file)
-        return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {what['batch']}, rate {what['rate']:g}"
-                f"{', Muon' if options['muon'] else ''}{', bfloat16' if options['bf16'] else ''}: "
-                f"loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
+        return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {options['batch']}, rate "
+                f"{options['rate']:g}{', Muon' if options['muon'] else ''}{', normalised' if options['normalised'] else ''}"
+                f"{', bfloat16' if options['bf16'] else ''}: loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
+
+    def teach(self, network, what, key):
+        """Fits a teacher of the third network from nothing and keeps its weights in the working folder."""
+        data = self._windows(what)
+        torch.manual_seed(self.arguments.seed)
+        teacher = Teacher()
+        task = fitting.TeacherTask(data, network)
+        told = self._fitted(teacher, data, task, network, self._options(network, {**what, "taught": True}), key)
+        torch.save(teacher.state_dict(), self.teacher_path)
+        return told
+
+    def fit(self, network, what, key):
+        data = self._windows(what)
+        options = self._options(network, what)
+        twin = self._twin(network)
+        if network == "calibration":
+            data.keep(data.labels[:, w.OVERLAP] >= 0.35)
+            task = fitting.CalibrationTask(data)
+        elif what.get("taught"):
+            teacher = Teacher()
+            teacher.load_state_dict(torch.load(self.teacher_path))
+            task = fitting.DistilledTask(data, network, teacher, options["bf16"])
+            rng = np.random.default_rng(self.arguments.seed)
+            some = np.sort(fitting.Sampler(task.weights).epoch(1024, rng))
+            normalisation.normalise(twin, task.batch(data, some, self._mean(network), rng).x.cpu())
+        else:
+            task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
+        told = self._fitted(twin, data, task, network, options, key)
+        normalisation.fold(twin)
+        self._save(network, twin)
+        return told + (", taught" if what.get("taught") else "")
 
     def point(self, network, what, _key):
         """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""

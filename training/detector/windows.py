@@ -1,9 +1,10 @@
-"""Training windows as the miner writes them, and their random changes of colour."""
+"""Training windows as the miner writes them, and their random changes."""
 
 import json
 
 import numpy as np
 import torch
+import torch.nn.functional as F
 
 # Columns of a label, in the order of WindowLabel in window_file.h.
 PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE = range(9)
@@ -54,13 +55,13 @@ class Windows:
         return len(self.labels)
 
 
-def jitter(pixels, rng, mirror, occlude, coloured):
-    """Random colours (and places) for a batch; floats (N, 3, side, side), 0 to 255, plane 0 first.
+def jitter(pixels, rng, occlude, coloured):
+    """Random colours for a batch; floats (N, 3, side, side), 0 to 255, plane 0 first.
 
     Hosts pass both channel orders, so a quarter of the windows swap theirs, and one in eight is grey. Gain, contrast and
     offset vary, and half of the windows are darkened, since faces in the dark are what annotated photographs show least.
-    `mirror` flips half of the windows; `occlude` is the share that loses a random rectangle, `coloured` the share that stands
-    in coloured light, a few of them deeply.
+    `occlude` is the share that loses a random rectangle, `coloured` the share that stands in coloured light, a few of them
+    deeply.
     """
     x = torch.from_numpy(pixels).float()
     n, _, side, _ = x.shape
@@ -76,14 +77,52 @@ def jitter(pixels, rng, mirror, occlude, coloured):
     x = x * torch.exp(depth * torch.from_numpy(rng.uniform(-1, 0.7, (n, 3, 1, 1)).astype(np.float32)))
     mean = x.mean((1, 2, 3), keepdim=True)
     x = (x - mean) * uniform(0.75, 1.3) + mean + uniform(-15, 15)
-    if mirror:
-        flipped = chosen(0.5)
-        x[flipped] = x[flipped].flip(3)
     for i in np.flatnonzero(rng.random(n) < occlude):
         height, width = rng.integers(side // 8, side * 2 // 5, 2)
         top, left = rng.integers(0, side - height), rng.integers(0, side - width)
         x[i, :, top : top + height, left : left + width] = float(rng.uniform(0, 255))
     return x.clamp_(0, 255)
+
+
+def mirror(x, rng):
+    """Flips half of the windows in place and returns which."""
+    flipped = torch.from_numpy(rng.random(len(x)) < 0.5)
+    x[flipped] = x[flipped].flip(3)
+    return flipped
+
+
+def turn(x, rng, share, moved):
+    """Turns a share of the windows a little, in place, about their centre; of these the part `moved` is also shifted and
+    scaled. Returns which windows were moved: their overlaps are no longer known."""
+    turned = rng.random(len(x)) < share
+    moves = turned & (rng.random(len(x)) < moved)
+    index = np.flatnonzero(turned)
+    if len(index):
+        tensor = lambda values: torch.from_numpy(values.astype(np.float32))
+        uniform = lambda a, b: tensor(moves[index] * rng.uniform(a, b, len(index)))
+        angle, scale = tensor(rng.normal(0, 0.1, len(index))), 1 + uniform(-0.08, 0.06)
+        # In units of half a side.
+        across, down = uniform(-0.08, 0.08), uniform(-0.08, 0.08)
+        rows = [torch.stack([scale * angle.cos(), -scale * angle.sin(), across], 1),
+                torch.stack([scale * angle.sin(), scale * angle.cos(), down], 1)]
+        some = x[index]
+        grid = F.affine_grid(torch.stack(rows, 1), some.shape, align_corners=False)
+        x[index] = F.grid_sample(some, grid, padding_mode="border", align_corners=False)
+    return torch.from_numpy(moves)
+
+
+def degrade(x, rng, share):
+    """Blurs a share of the windows and adds noise to a share, in place, as small faces and dark photographs have them."""
+    side = x.shape[3]
+    blurred = np.flatnonzero(rng.random(len(x)) < share)
+    if len(blurred):
+        small = int(rng.integers(side // 3, side * 3 // 4))
+        reduced = F.interpolate(x[blurred], size=(small, small), mode="bilinear", antialias=True, align_corners=False)
+        x[blurred] = F.interpolate(reduced, size=(side, side), mode="bilinear", align_corners=False)
+    noisy = np.flatnonzero(rng.random(len(x)) < share)
+    noise = rng.standard_normal((len(noisy),) + tuple(x.shape[1:]), dtype=np.float32) * rng.uniform(2, 10)
+    x[noisy] += torch.from_numpy(noise.astype(np.float32))
+    x.clamp_(0, 255)
 
 
 def read_mean(path):

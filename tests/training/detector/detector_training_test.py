@@ -19,8 +19,10 @@ sys.path.insert(0, TRAINING)
 import fitting  # noqa: E402
 import muon  # noqa: E402
 import networks  # noqa: E402
+import normalisation  # noqa: E402
 import train  # noqa: E402
 import windows as w  # noqa: E402
+from teacher import Teacher  # noqa: E402
 
 # Squares around the nine faces of samples/group.jpg: centre and side, measured by eye.
 GROUP = [(856, 112, 74), (376, 480, 66), (616, 496, 80), (1164, 410, 66), (182, 123, 120), (900, 476, 140), (126, 525, 108),
@@ -135,12 +137,50 @@ def test_normalisation_across_channels_is_the_plain_formula():
 
 def test_jitter_keeps_shape_and_range_and_changes_colours():
     pixels = np.random.default_rng(0).integers(0, 256, (64, 3, 24, 24), dtype=np.uint8)
-    changed = w.jitter(pixels, np.random.default_rng(1), mirror=True, occlude=0.5, coloured=0.0)
+    changed = w.jitter(pixels, np.random.default_rng(1), occlude=0.5, coloured=0.0)
     assert changed.shape == pixels.shape
     assert changed.min() >= 0 and changed.max() <= 255
     grey = [(row[0] == row[1]).all() and (row[1] == row[2]).all() for row in changed]
     assert 1 <= sum(grey) <= 24
     assert (changed - torch.from_numpy(pixels).float()).abs().mean() > 3
+
+
+def test_about_half_of_the_windows_are_mirrored():
+    x = torch.rand(400, 3, 6, 6, generator=torch.Generator().manual_seed(8))
+    changed = x.clone()
+    flipped = w.mirror(changed, np.random.default_rng(4))
+    assert 150 < flipped.sum() < 250
+    assert torch.equal(changed[~flipped], x[~flipped])
+    assert torch.equal(changed[flipped][..., 0], x[flipped][..., 5])
+
+
+def test_windows_turn_about_their_centre_and_only_moved_ones_leave_it():
+    # A plane of brightness: a turn tilts it, and leaves its middle as bright as it was.
+    ramp = 100.0 + 3 * (torch.arange(24.0) - 11.5)
+    x = ramp.expand(300, 3, 24, 24).clone()
+    moved = w.turn(x, np.random.default_rng(5), 0.5, 0.5)
+    middle = x[:, 0, 11:13, 11:13].mean((1, 2))
+    tilted = (x[:, 0, 11, 11] - x[:, 0, 12, 11]).abs() > 1e-4
+    assert 100 < tilted.sum() < 200
+    assert 40 < moved.sum() < 110 and tilted[moved].all()
+    assert (middle[~moved] - 100).abs().max() < 1e-2
+    # Shifts are up to 0.08 of half a side of 24 pixels, at 3 grey levels each.
+    assert 0.5 < (middle[moved] - 100).abs().mean() < 0.08 * 12 * 3
+    assert torch.equal(x[~tilted], ramp.expand(int((~tilted).sum()), 3, 24, 24))
+    still = ramp.expand(4, 3, 24, 24).clone()
+    assert not w.turn(still, np.random.default_rng(5), 0.0, 0.5).any()
+    assert torch.equal(still, ramp.expand(4, 3, 24, 24))
+
+
+def test_a_share_of_the_windows_is_blurred_and_a_share_is_noisy():
+    board = ((torch.arange(24)[:, None] + torch.arange(24)) % 2 * 100.0 + 50).expand(400, 3, 24, 24)
+    changed = board.clone()
+    w.degrade(changed, np.random.default_rng(6), 0.25)
+    assert changed.min() >= 0 and changed.max() <= 255
+    contrast = changed.std((1, 2, 3))
+    assert 60 < (contrast < 30).sum() < 140  # A blurred board of single pixels is nearly grey.
+    touched = (changed != board).flatten(1).any(1)
+    assert 1 - 0.5 < touched.float().mean() + 0.1 < 0.6  # One less 0.75 squared.
 
 
 class LabelledWindows:
@@ -159,7 +199,7 @@ class LabelledWindows:
 
 def test_coloured_light_changes_the_balance_of_the_planes():
     white = np.full((400, 3, 8, 8), 200, np.uint8)
-    changed = w.jitter(white, np.random.default_rng(3), mirror=False, occlude=0, coloured=0.5).mean((2, 3))
+    changed = w.jitter(white, np.random.default_rng(3), occlude=0, coloured=0.5).mean((2, 3))
     tinted = ((changed.max(1).values - changed.min(1).values) > 8).float().mean()
     # Half of the windows, less those few whose three gains come out alike and those that are clipped.
     assert 0.35 < tinted < 0.55
@@ -180,6 +220,66 @@ def test_classes_and_near_misses_have_their_shares_of_the_weight():
 def test_the_first_network_weighs_other_windows_of_a_face_less():
     weights = fitting.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "first").weights
     assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
+
+
+def batch_of(rows, mirrored=None, moved=None):
+    """The batch of all windows, as it reaches a task's losses; the pixels matter to a teacher alone."""
+    no = torch.zeros(rows, dtype=torch.bool)
+    return fitting.Batch(torch.arange(rows), torch.zeros(rows, 3, 48, 48), no if mirrored is None else torch.tensor(mirrored),
+                         no if moved is None else torch.tensor(moved))
+
+
+def test_a_teacher_learns_overlaps_where_a_face_is_and_the_window_is_not_mirrored():
+    data = LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.9), (0, 0, -1, 0.0)], moves=0.25)
+    task = fitting.TeacherTask(data, "third")
+    losses, errors = task.losses(torch.zeros(3, 20), batch_of(3, mirrored=[False, True, False]))
+    # Logits of 0 cost ln 2 whatever the answer is, and the overlaps half of that.
+    assert losses.tolist() == pytest.approx([1.5 * np.log(2), np.log(2), np.log(2)])
+    assert errors.tolist() == pytest.approx([0.5, 0.5, 0.5])
+    certain = torch.zeros(3, 20)
+    certain[:, 0] = torch.tensor([9.0, 9.0, -9.0])
+    assert task.losses(certain, batch_of(3))[1].max() < 1e-3
+
+
+def test_a_taught_network_is_asked_for_the_teachers_answer_and_the_label_where_it_holds():
+    class Sure(torch.nn.Module):
+        def forward(self, x):  # 1 where the left half is dark, 3 for the mirror image: 2 in the mean.
+            return (1.0 + 2 * (x[:, 0, 0, :1] > 0)).expand(len(x), 20)
+
+    task = fitting.DistilledTask(LabelledWindows([(0, 0, -1, 0.0), (0, 0, -1, 0.0), (0, 0, 0, 0.9)]), "third", Sure(), False)
+    taught = 1 / (1 + np.exp(-2))
+    batch = batch_of(3, moved=[False, True, False])
+    batch.x[..., 24:] = 1
+    answers = task.answers(batch)
+    assert answers.tolist() == pytest.approx([0.7 * taught, taught, 0.3 + 0.7 * taught])
+
+
+def test_a_teacher_answers_for_a_face_and_each_pattern():
+    teacher = Teacher()
+    assert teacher(torch.zeros(5, 3, 48, 48)).shape == (5, 20)
+    assert teacher.last_layer().out_features == 20
+
+
+def test_normalisation_begins_as_the_network_and_folds_back_into_its_layers(schema):
+    twin, _ = trained_twin(schema, "third")
+    names = list(twin.state_dict())
+    x = torch.randn(64, 3, 48, 48, generator=torch.Generator().manual_seed(2))
+    with torch.no_grad():
+        plain = twin(x)
+        normalisation.normalise(twin, x)
+        torch.testing.assert_close(twin.eval()(x), plain, rtol=1e-3, atol=1e-3)
+        # As a fit would leave it: other statistics, scales and offsets.
+        for module in twin.modules():
+            if isinstance(module, normalisation.Normalised):
+                module.norm.running_mean += 0.3
+                module.norm.running_var *= 1.5
+                module.norm.weight *= 0.9
+                module.norm.bias -= 0.1
+        changed = twin(x)
+        normalisation.fold(twin)
+        torch.testing.assert_close(twin(x), changed, rtol=1e-3, atol=1e-3)
+    assert (changed - plain).abs().max() > 0.1
+    assert list(twin.state_dict()) == names
 
 
 def write_windows(prefix, photographs, side, rng):
@@ -230,29 +330,35 @@ def test_a_step_of_muon_goes_downhill_by_a_fifth_of_the_rate():
     assert abs(parameter.detach().square().mean().sqrt() / 0.002 - 1) < 0.25
 
 
+def test_a_step_that_keeps_the_norm_moves_by_a_share_of_it():
+    generator = torch.Generator().manual_seed(7)
+    before = torch.randn(8, 3, 5, 5, generator=generator)
+    parameter = torch.nn.Parameter(before.clone())
+    parameter.grad = torch.randn(before.shape, generator=generator) * 1e-4
+    muon.Muon([parameter], lr=0.02, keep_norm=True).step()
+    assert parameter.norm().item() == pytest.approx(before.norm().item(), rel=1e-5)
+    assert ((parameter - before).norm() / before.norm()).item() == pytest.approx(0.02, rel=0.05)
+    assert ((parameter.detach() - before) * parameter.grad).sum() < 0
+
+
 def test_biases_and_the_last_layer_are_left_to_adam(schema):
     twin, _ = trained_twin(schema, "third")
-    adam, other = fitting.optimisers(twin, list(twin.parameters()), {"muon": True, "bf16": False, "rate": 1e-3})
+    adam, other = fitting.optimisers(twin, list(twin.parameters()), {"muon": True, "normalised": False, "bf16": False, "rate": 1e-3})
     shapes = sorted(tuple(p.shape) for group in other.param_groups for p in group["params"])
     # Sides along the branches, poolings rounding up: 12, 10, 5; 24, 20, 10; 48, 44, 22, 18, 9.
     convolutions = [(16, 3, 3, 3), (32, 3, 5, 5), (64, 3, 5, 5), (64, 64, 5, 5)]
     assert shapes == sorted(convolutions + [(16, 16 * 5 * 5), (64, 32 * 10 * 10), (256, 64 * 9 * 9)])
     assert sum(len(group["params"]) for group in adam.param_groups) == len(list(twin.parameters())) - len(shapes)
-    assert len(fitting.optimisers(twin, list(twin.parameters()), {"muon": False, "bf16": False, "rate": 1e-3})) == 1
+    assert len(fitting.optimisers(twin, list(twin.parameters()), {"muon": False, "normalised": False, "bf16": False, "rate": 1e-3})) == 1
 
 
-def test_a_fit_may_keep_a_share_of_the_weights_that_it_began_with():
-    mixed = fitting.mixed({"a": torch.tensor([4.0, 8.0])}, {"a": torch.tensor([0.0, 4.0])}, 0.25)
-    assert mixed["a"].tolist() == [3.0, 7.0]
-
-
-def test_a_resumed_fit_goes_on_where_it_stood_and_mixes_with_the_weights_before_it(schema, tmp_path):
+def test_a_resumed_fit_goes_on_where_it_stood(schema, tmp_path):
     prefix, checkpoint = str(tmp_path / "windows"), str(tmp_path / "checkpoint")
     write_windows(prefix, list(range(32)), 24, np.random.default_rng(9))
     mined = w.Windows([prefix])
     mined.labels[:16, w.OVERLAP] = 0.7
-    options = {"samples": 64, "batch": 16, "rate": 1e-3, "seed": 1, "bf16": False, "muon": True, "threads": 1,
-               "start_share": 0.5}
+    options = {"samples": 64, "batch": 16, "rate": 1e-3, "seed": 1, "bf16": False, "muon": True, "normalised": False,
+               "threads": 1}
 
     def fit():
         twin, _ = trained_twin(schema, "second")
@@ -266,10 +372,9 @@ def test_a_resumed_fit_goes_on_where_it_stood_and_mixes_with_the_weights_before_
     # Nothing is left to do, so the result is that of the first run, from the weights before it and the checkpoint alone.
     again, same_curve = fit()
     assert same_curve == curve
-    start = trained_twin(schema, "second")[0].state_dict()
     for key, value in again.state_dict().items():
         torch.testing.assert_close(value, first.state_dict()[key])
-        torch.testing.assert_close(value, 0.5 * saved["average"][key] + 0.5 * start[key])
+        torch.testing.assert_close(value, saved["average"][key])
     options["samples"] = 96
     assert fit()[1][-1][0] == 96
     adam = torch.load(checkpoint)["optimisers"][0]["state"].values()
@@ -289,11 +394,14 @@ def test_a_tiny_training_from_nothing_lowers_every_loss_and_resumes(data, tmp_pa
     command = [sys.executable, os.path.join(TRAINING, "train.py"), str(data), "--work", str(tmp_path), "--tools", TOOLS,
                "--threads", "1", "--scale", "0.006", "--seed", "4"]
     subprocess.run(command, check=True)
-    losses = {network: [] for network in train.NETWORKS}
-    for number, (kind, network, _) in enumerate(train.PLAN, 1):
-        if kind == "fit":
-            with open(tmp_path / f"{number}-fit-{network}.curve.json", encoding="ascii") as file:
-                losses[network] += [loss for _, loss in json.load(file)]
+    losses = {}
+    for number, (kind, network, what) in enumerate(train.PLAN, 1):
+        if kind in ("fit", "teach"):
+            # A teacher's answers are another goal than the labels'.
+            learner = f"{network}, {'taught' if 'taught' in what else kind}"
+            with open(tmp_path / f"{number}-{kind}-{network}.curve.json", encoding="ascii") as file:
+                losses.setdefault(learner, []).extend(loss for _, loss in json.load(file))
+    assert {name.split(",")[0] for name in losses} == set(train.NETWORKS)
     for network, values in losses.items():
         assert values[-1] < 0.9 * values[0], f"{network}: {values}"
     # All is done: a second run has nothing to do and leaves the model as it is.
