@@ -180,7 +180,7 @@ def test_a_share_of_the_windows_is_blurred_and_a_share_is_noisy():
     contrast = changed.std((1, 2, 3))
     assert 60 < (contrast < 30).sum() < 140  # A blurred board of single pixels is nearly grey.
     touched = (changed != board).flatten(1).any(1)
-    assert 1 - 0.5 < touched.float().mean() + 0.1 < 0.6  # One less 0.75 squared.
+    assert 0.4 < touched.float().mean() < 0.5  # One less 0.75 squared is 0.44.
 
 
 class LabelledWindows:
