@@ -34,16 +34,27 @@ NEAR_SHARE = {"third": 0.15}
 BEST_MARGIN = 0.06
 OTHERS_WEIGHT = {"first": 0.2, "second": 0.25}
 
+# The power of the number of windows on a face by which their weight is divided: faces are counted in the end, not windows, and the
+# hard ones reach the third network in few windows.
+CROWD_POWER = {"third": 0.5}
+
 
 def overlap_weights(overlap):
     """Windows that are neither here nor there count less."""
     return np.interp(overlap, [0.25, 0.3, 0.4, 0.5, 0.6], [1.0, 0.5, 0.25, 0.6, 1.0]).astype(np.float32)
 
 
+def faces_of(labels):
+    """Numbers the faces of all views: that of each window, and how many windows each face has."""
+    columns = labels[:, [w.PHOTOGRAPH, w.VARIANT, w.FACE]]
+    _, index, counts = np.unique(columns, axis=0, return_inverse=True, return_counts=True)
+    return index, counts
+
+
 def below_best(labels, overlap):
     """Which windows lie on a face that another window of the same view covers better, by more than BEST_MARGIN."""
-    faces, index = np.unique(labels[:, [w.PHOTOGRAPH, w.VARIANT, w.FACE]], axis=0, return_inverse=True)
-    best = np.zeros(len(faces), np.float32)
+    index, counts = faces_of(labels)
+    best = np.zeros(len(counts), np.float32)
     np.maximum.at(best, index, overlap)
     return overlap < best[index] - BEST_MARGIN
 
@@ -65,26 +76,28 @@ class Batch:
     index: torch.Tensor  # Rows of the labels.
     x: torch.Tensor  # The network's input.
     mirrored: torch.Tensor  # Which are mirror images.
-    moved: torch.Tensor  # Which were moved, so that their overlap is no longer that of the label.
 
 
 class Task:
-    """What a fit does to its windows, as shares of them: `occlude` and `coloured` for `windows.jitter`, `turned` and `moved` for
-    `windows.turn`, `degraded` for `windows.degrade`; `mirror` flips half of them. `weights` is how often each is drawn."""
+    """What a fit does to its windows, as shares of them: `recoloured` are those that `windows.jitter` changes, with the shares
+    `occlude` and `coloured`; `turned` is for `windows.turn`, `degraded` for `windows.degrade`; `mirror` flips half of
+    them. `weights` is how often each is drawn."""
 
     mirror = True
-    occlude = coloured = turned = moved = degraded = 0.0
+    recoloured = 1.0
+    occlude = coloured = turned = degraded = 0.0
 
     def batch(self, data, chosen, mean, rng):
         """The chosen windows, in an ascending index, changed at random."""
-        x = w.jitter(data.take(chosen), rng, self.occlude, self.coloured)
+        pixels = data.take(chosen)
+        x = torch.from_numpy(pixels).float()
+        changed = np.flatnonzero(rng.random(len(x)) < self.recoloured)
+        x[changed] = w.jitter(pixels[changed], rng, self.occlude, self.coloured)
         mirrored = w.mirror(x, rng) if self.mirror else torch.zeros(len(x), dtype=torch.bool)
-        moved = w.turn(x, rng, self.turned, self.moved)
+        w.turn(x, rng, self.turned)
         if self.degraded:
             w.degrade(x, rng, self.degraded)
-        mean = mean.to(device()) if torch.is_tensor(mean) else mean
-        rows = torch.from_numpy(chosen)
-        return Batch(rows.to(device()), network_input(x.to(device()), mean), mirrored.to(device()), moved.to(device()))
+        return Batch(torch.from_numpy(chosen).to(device()), network_input(x.to(device()), mean), mirrored.to(device()))
 
 
 class FaceTask(Task):
@@ -97,6 +110,9 @@ class FaceTask(Task):
         positive = overlap >= 0.4
         if network in OTHERS_WEIGHT:
             weights[positive & below_best(data.labels, overlap)] *= OTHERS_WEIGHT[network]
+        if network in CROWD_POWER:
+            index, counts = faces_of(data.labels[positive])
+            weights[positive] /= counts[index] ** CROWD_POWER[network]
         near = (overlap >= 0.15) & ~positive if network in NEAR_SHARE else np.zeros(len(overlap), bool)
         give_share(weights, positive, 0.5)
         give_share(weights, near, NEAR_SHARE.get(network, 0.0))
@@ -106,14 +122,10 @@ class FaceTask(Task):
         # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
         self.coloured = 0.0 if network == "first" else 0.2
 
-    def answers(self, batch):
-        """What the network should answer, 0 to 1."""
-        return self.targets[batch.index]
-
     def losses(self, logits, batch):
         """Cross entropy of each window, and how far each answer is off, 0 to 1."""
         logits = logits.flatten(1)
-        target = self.answers(batch)
+        target = self.targets[batch.index]
         difference = logits[:, 1] - logits[:, 0]
         loss = F.binary_cross_entropy_with_logits(difference, target, reduction="none")
         # Small logits: a softmax over a map takes one maximum for all of its cells.
@@ -132,7 +144,7 @@ class TeacherTask(FaceTask):
         self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).clamp(0, 1).to(device())
 
     def losses(self, logits, batch):
-        target = self.answers(batch)
+        target = self.targets[batch.index]
         loss = F.binary_cross_entropy_with_logits(logits[:, 0], target, reduction="none")
         error = (torch.sigmoid(logits[:, 0]) - target).abs()
         # The table of patterns has no mirror image, and where there is no face the overlaps tell nothing.
@@ -142,24 +154,22 @@ class TeacherTask(FaceTask):
 
 
 class DistilledTask(FaceTask):
-    """Answers of a teacher on the same changed windows (Hinton et al., Distilling the knowledge in a neural network, 2015; Beyer
-    et al., A good teacher is patient and consistent, 2022), the mean over a window and its mirror image. The labels keep a
-    share, except of moved windows, which they do not know."""
+    """Answers of a teacher (Hinton et al., Distilling the knowledge in a neural network, 2015), of which the labels keep a share.
+    `taught` are the teacher's logits, one a window.
 
-    turned, moved, degraded = 0.5, 0.6, 0.2
-    LABELS_SHARE = 0.3
+    The small network answers alike for windows that it learnt and for new ones: it does not learn them by heart, it is too small
+    for all of them. So its windows are changed less than those of a teacher, who judged them unchanged.
+    """
 
-    def __init__(self, data, network, teacher, bf16):
-        super().__init__(data, network, occlude=0.15)
-        self.teacher = teacher.to(device(), memory_format=torch.channels_last).eval()
-        self.bf16 = bf16
+    recoloured, degraded = 0.5, 0.06
+    LABELS_SHARE = 0.2
 
-    def answers(self, batch):
-        with torch.no_grad(), torch.autocast(device().type, dtype=torch.bfloat16, enabled=self.bf16):
-            both = self.teacher(batch.x)[:, 0] + self.teacher(batch.x.flip(3))[:, 0]
-        taught = torch.sigmoid(both.float() / 2)
-        share = self.LABELS_SHARE * ~batch.moved
-        return share * super().answers(batch) + (1 - share) * taught
+    def __init__(self, data, network, taught):
+        super().__init__(data, network, occlude=0.1)
+        if len(taught) != len(data):
+            raise ValueError(f"a teacher's answers for {len(data)} windows are needed, there are {len(taught)}")
+        answers = torch.sigmoid(torch.from_numpy(taught)).to(device())
+        self.targets = self.LABELS_SHARE * self.targets + (1 - self.LABELS_SHARE) * answers
 
 
 class CalibrationTask(Task):
@@ -211,6 +221,7 @@ def first_network_bias(twin):
 
 def network_input(x, mean):
     """Pixels to the twin's input; `mean` is an image, or the number 100 for the first network."""
+    mean = mean.to(x.device) if torch.is_tensor(mean) else mean
     return ((x - mean) / networks.INPUT_SCALE).contiguous(memory_format=torch.channels_last)
 
 
@@ -229,6 +240,12 @@ def optimisers(twin, parameters, options):
         made.append(Muon(matrices, lr=options["rate"], momentum=0.9 if normalised else 0.95,
                          dtype=torch.bfloat16 if options["bf16"] else torch.float32, keep_norm=normalised))
     return made
+
+
+def tell_progress(name, done, total, speed, note=""):
+    """Rewrites the line on the standard error that says how far a fit or the like is; `speed` in windows a second."""
+    print(f"\r{name}: {done / total:6.1%}  {note}{speed:.0f} windows/s  {(total - done) / max(speed, 1e-9) / 60:.1f} min left   ",
+          end="" if sys.stderr.isatty() else "\n", file=sys.stderr, flush=True)
 
 
 def fit(twin, data, task, mean, options, checkpoint, name):
@@ -305,13 +322,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             if time.time() - shown > 5 or seen >= total:
                 shown = time.time()
                 speed = (seen - start_seen) / max(shown - start, 1e-9)
-                print(
-                    f"\r{name}: {seen / total:6.1%}  loss {running:.4f}  {speed:.0f} windows/s  "
-                    f"{(total - seen) / max(speed, 1e-9) / 60:.1f} min left   ",
-                    end="" if sys.stderr.isatty() else "\n",
-                    file=sys.stderr,
-                    flush=True,
-                )
+                tell_progress(name, seen, total, speed, f"loss {running:.4f}  ")
         if time.time() - saved_at > 60 or seen >= total:
             saved_at = time.time()
             state = {"twin": twin.state_dict(), "optimisers": [o.state_dict() for o in steppers], "average": average}
@@ -326,12 +337,19 @@ def fit(twin, data, task, mean, options, checkpoint, name):
     return curve
 
 
-def answers(twin, data, mean, threads=1, batch=1024):
-    """Logits (N, classes) of a fitted twin for all windows as they are."""
+def answers(twin, data, mean, threads=1, batch=1024, bf16=False, mirrored=False, name=""):
+    """Logits (N, classes) of a fitted network for all windows, as they are or mirrored. With a name it tells how far it is."""
     torch.set_num_threads(threads)
-    rows = []
-    with torch.no_grad():
+    twin = twin.to(device(), memory_format=torch.channels_last).eval()
+    rows, start, shown = [], time.time(), 0.0
+    with torch.no_grad(), torch.autocast(device().type, dtype=torch.bfloat16, enabled=bf16):
         for i in range(0, len(data), batch):
-            x = torch.from_numpy(data.take(np.arange(i, min(i + batch, len(data))))).float()
-            rows.append(twin(network_input(x, mean)).flatten(1))
+            x = torch.from_numpy(data.take(np.arange(i, min(i + batch, len(data))))).to(device()).float()
+            x = network_input(x.flip(3) if mirrored else x, mean)
+            rows.append(twin(x).flatten(1).float().cpu())
+            if name and time.time() - shown > 5:
+                shown = time.time()
+                tell_progress(name, i + len(x), len(data), (i + len(x)) / (shown - start))
+    if name:
+        print(file=sys.stderr)
     return torch.cat(rows).numpy()

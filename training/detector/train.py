@@ -58,9 +58,9 @@ PLAN = [
     ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
                             "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
     ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
-    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_200_000, "batch": 256, "rate": 0.015,
+    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 3_000_000, "batch": 256, "rate": 0.015,
                       "taught": True}),
-    ("point", "third", {"boxes": 0.085}),
+    ("point", "third", {"boxes": 0.08}),
 ]
 
 
@@ -72,7 +72,7 @@ class Trainer:
         self.work = arguments.work
         self.cascade = os.path.join(self.work, "model")
         self.record_path = os.path.join(self.work, "record.json")
-        self.teacher_path = os.path.join(self.work, "teacher.pt")
+        self.taught_path = os.path.join(self.work, "taught.npy")
         os.makedirs(self.work, exist_ok=True)
         self.schema = self._load_schema()
         self.record = []  # Of each step that is done: its key, what came of it, and the minutes that it took.
@@ -173,16 +173,15 @@ class Trainer:
     def _windows(self, what):
         return w.Windows([os.path.join(self.work, name) for name in what["windows"]])
 
-    def _options(self, network, what):
-        taught = what.get("taught", False)
+    def _options(self, network, what, normalised):
         return {
             "samples": int(what["samples"] * self.arguments.scale),
             "batch": what["batch"],
             "rate": what["rate"],
             "seed": self.arguments.seed,
             "bf16": self.arguments.bf16 and network == "third",
-            "muon": what.get("muon", False) or taught,
-            "normalised": taught,
+            "muon": what.get("muon", False) or normalised,
+            "normalised": normalised,
             "threads": self.arguments.threads,
         }
 
@@ -198,26 +197,28 @@ class Trainer:
                 f"{', bfloat16' if options['bf16'] else ''}: loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
     def teach(self, network, what, key):
-        """Fits a teacher of the third network from nothing and keeps its weights in the working folder."""
+        """Fits a teacher from nothing and keeps its answers for the windows, the mean over each and its mirror image."""
         data = self._windows(what)
         torch.manual_seed(self.arguments.seed)
         teacher = Teacher()
-        task = fitting.TeacherTask(data, network)
-        told = self._fitted(teacher, data, task, network, self._options(network, {**what, "taught": True}), key)
-        torch.save(teacher.state_dict(), self.teacher_path)
+        options = self._options(network, what, normalised=True)
+        told = self._fitted(teacher, data, fitting.TeacherTask(data, network), network, options, key)
+        taught = [fitting.answers(teacher, data, self._mean(network), options["threads"], bf16=options["bf16"], mirrored=mirrored,
+                                  name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")[:, 0]
+                  for mirrored in (False, True)]
+        np.save(self.taught_path, np.mean(taught, 0))
         return told
 
     def fit(self, network, what, key):
         data = self._windows(what)
-        options = self._options(network, what)
+        taught = what.get("taught", False)
+        options = self._options(network, what, normalised=taught)
         twin = self._twin(network)
         if network == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
             task = fitting.CalibrationTask(data)
-        elif what.get("taught"):
-            teacher = Teacher()
-            teacher.load_state_dict(torch.load(self.teacher_path))
-            task = fitting.DistilledTask(data, network, teacher, options["bf16"])
+        elif taught:
+            task = fitting.DistilledTask(data, network, np.load(self.taught_path))
             rng = np.random.default_rng(self.arguments.seed)
             some = np.sort(fitting.Sampler(task.weights).epoch(1024, rng))
             normalisation.normalise(twin, task.batch(data, some, self._mean(network), rng).x.cpu())
@@ -226,7 +227,7 @@ class Trainer:
         told = self._fitted(twin, data, task, network, options, key)
         normalisation.fold(twin)
         self._save(network, twin)
-        return told + (", taught" if what.get("taught") else "")
+        return told + (", taught" if taught else "")
 
     def point(self, network, what, _key):
         """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""

@@ -91,24 +91,16 @@ def mirror(x, rng):
     return flipped
 
 
-def turn(x, rng, share, moved):
-    """Turns a share of the windows a little, in place, about their centre; of these the part `moved` is also shifted and
-    scaled. Returns which windows were moved: their overlaps are no longer known."""
-    turned = rng.random(len(x)) < share
-    moves = turned & (rng.random(len(x)) < moved)
-    index = np.flatnonzero(turned)
+def turn(x, rng, share):
+    """Turns a share of the windows a little about their centre, in place."""
+    index = np.flatnonzero(rng.random(len(x)) < share)
     if len(index):
-        tensor = lambda values: torch.from_numpy(values.astype(np.float32))
-        uniform = lambda a, b: tensor(moves[index] * rng.uniform(a, b, len(index)))
-        angle, scale = tensor(rng.normal(0, 0.1, len(index))), 1 + uniform(-0.08, 0.06)
-        # In units of half a side.
-        across, down = uniform(-0.08, 0.08), uniform(-0.08, 0.08)
-        rows = [torch.stack([scale * angle.cos(), -scale * angle.sin(), across], 1),
-                torch.stack([scale * angle.sin(), scale * angle.cos(), down], 1)]
+        angle = torch.from_numpy(rng.normal(0, 0.1, len(index)).astype(np.float32))
+        none = torch.zeros_like(angle)
+        rows = [torch.stack([angle.cos(), -angle.sin(), none], 1), torch.stack([angle.sin(), angle.cos(), none], 1)]
         some = x[index]
         grid = F.affine_grid(torch.stack(rows, 1), some.shape, align_corners=False)
         x[index] = F.grid_sample(some, grid, padding_mode="border", align_corners=False)
-    return torch.from_numpy(moves)
 
 
 def degrade(x, rng, share):
