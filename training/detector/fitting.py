@@ -13,6 +13,7 @@ import torch.nn.functional as F
 import networks
 import windows as w
 from muon import Muon
+from pairs import FacePairs
 
 
 # What a face network should answer for a window of a given overlap: faces from about a half up, and better placed ones
@@ -34,9 +35,9 @@ NEAR_SHARE = {"third": 0.15}
 BEST_MARGIN = 0.06
 OTHERS_WEIGHT = {"first": 0.2, "second": 0.25}
 
-# The power of the number of windows on a face by which their weight is divided: faces are counted in the end, not windows, and the
-# hard ones reach the third network in few windows.
-CROWD_POWER = {"third": 0.5}
+# The power of the number of windows on a face by which their weight is divided: faces are counted in the end, not windows, and
+# small ones are seen through few cells, hard ones reach the third network in few windows.
+CROWD_POWER = {"first": 0.5, "third": 0.5}
 
 
 def overlap_weights(overlap):
@@ -44,16 +45,9 @@ def overlap_weights(overlap):
     return np.interp(overlap, [0.25, 0.3, 0.4, 0.5, 0.6], [1.0, 0.5, 0.25, 0.6, 1.0]).astype(np.float32)
 
 
-def faces_of(labels):
-    """Numbers the faces of all views: that of each window, and how many windows each face has."""
-    columns = labels[:, [w.PHOTOGRAPH, w.VARIANT, w.FACE]]
-    _, index, counts = np.unique(columns, axis=0, return_inverse=True, return_counts=True)
-    return index, counts
-
-
 def below_best(labels, overlap):
     """Which windows lie on a face that another window of the same view covers better, by more than BEST_MARGIN."""
-    index, counts = faces_of(labels)
+    index, counts = w.faces_of(labels)
     best = np.zeros(len(counts), np.float32)
     np.maximum.at(best, index, overlap)
     return overlap < best[index] - BEST_MARGIN
@@ -99,6 +93,14 @@ class Task:
             w.degrade(x, rng, self.degraded)
         return Batch(torch.from_numpy(chosen).to(device()), network_input(x.to(device()), mean), mirrored.to(device()))
 
+    def gather(self, chosen, _rng):
+        """The windows that a batch is made of, given those that were drawn for it, and for each the drawn one that brought it."""
+        return chosen, chosen
+
+    def ranking(self, _logits, _batch):
+        """A loss of the whole batch, for windows that stand in the wrong order."""
+        return 0.0
+
 
 class FaceTask(Task):
     """Face or no face. Both classes weigh the same in sum."""
@@ -107,11 +109,11 @@ class FaceTask(Task):
         overlap = data.labels[:, w.OVERLAP]
         self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
         weights = overlap_weights(overlap)
-        positive = overlap >= 0.4
+        positive = overlap >= w.POSITIVE
         if network in OTHERS_WEIGHT:
             weights[positive & below_best(data.labels, overlap)] *= OTHERS_WEIGHT[network]
         if network in CROWD_POWER:
-            index, counts = faces_of(data.labels[positive])
+            index, counts = w.faces_of(data.labels[positive])
             weights[positive] /= counts[index] ** CROWD_POWER[network]
         near = (overlap >= 0.15) & ~positive if network in NEAR_SHARE else np.zeros(len(overlap), bool)
         give_share(weights, positive, 0.5)
@@ -159,17 +161,36 @@ class DistilledTask(FaceTask):
 
     The small network answers alike for windows that it learnt and for new ones: it does not learn them by heart, it is too small
     for all of them. So its windows are changed less than those of a teacher, who judged them unchanged.
+
+    Of the boxes on a face the last suppression keeps the one that scores highest. So pairs of windows on one face are compared
+    (Burges et al., Learning to rank using gradient descent, 2005): the difference of their logits should tell which has the
+    larger overlap, in which the labels and the teacher have the same say.
     """
 
-    recoloured, degraded = 0.5, 0.06
+    recoloured, degraded = 0.5, 0.08
     LABELS_SHARE = 0.2
+    RANKING_WEIGHT = 0.7
+    OVERLAP_SLOPE = 15  # Makes a logit of a difference of overlaps.
 
     def __init__(self, data, network, taught):
         super().__init__(data, network, occlude=0.1)
         if len(taught) != len(data):
             raise ValueError(f"a teacher's answers for {len(data)} windows are needed, there are {len(taught)}")
-        answers = torch.sigmoid(torch.from_numpy(taught)).to(device())
-        self.targets = self.LABELS_SHARE * self.targets + (1 - self.LABELS_SHARE) * answers
+        self.taught = torch.from_numpy(taught).to(device())
+        self.targets = self.LABELS_SHARE * self.targets + (1 - self.LABELS_SHARE) * torch.sigmoid(self.taught)
+        self.overlap = torch.from_numpy(data.labels[:, w.OVERLAP].copy()).to(device())
+        self.pairs = FacePairs(data.labels)
+
+    def gather(self, chosen, rng):
+        return self.pairs.gather(chosen, rng)
+
+    def ranking(self, logits, batch):
+        one, other = (torch.from_numpy(places).to(device()) for places in self.pairs.among(batch.index.cpu().numpy()))
+        lead = lambda values: values[one] - values[other]
+        wanted = torch.sigmoid(self.OVERLAP_SLOPE * lead(self.overlap[batch.index])) + torch.sigmoid(lead(self.taught[batch.index]))
+        logits = logits.flatten(1)
+        losses = F.binary_cross_entropy_with_logits(lead(logits[:, 1] - logits[:, 0]), wanted / 2, reduction="sum")
+        return self.RANKING_WEIGHT * losses / len(logits)
 
 
 class CalibrationTask(Task):
@@ -286,7 +307,9 @@ def fit(twin, data, task, mean, options, checkpoint, name):
         for i in range(0, len(index), batch):
             if seen >= total:
                 break
-            chosen = np.sort(index[i : i + batch])
+            chosen, cause = task.gather(index[i : i + batch], rng)
+            order = np.argsort(chosen, kind="stable")
+            chosen, cause = chosen[order], cause[order]
             progress = seen / total
             pace = max(min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress)), 1e-3)
             for stepper, rate in zip(steppers, rates, strict=True):
@@ -296,8 +319,8 @@ def fit(twin, data, task, mean, options, checkpoint, name):
             with torch.autocast(device().type, dtype=torch.bfloat16, enabled=options["bf16"]):
                 logits = twin(drawn.x)
             losses, errors = task.losses(logits.float(), drawn)
-            correction = torch.from_numpy(sampler.correction(chosen).astype(np.float32)).to(device())
-            loss = (losses * correction).mean()
+            correction = torch.from_numpy(sampler.correction(cause).astype(np.float32)).to(device())
+            loss = (losses * correction).mean() + task.ranking(logits.float(), drawn)
             for stepper in steppers:
                 stepper.zero_grad(set_to_none=True)
             loss.backward()

@@ -10,12 +10,22 @@ import torch.nn.functional as F
 PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE = range(9)
 MOVES = slice(9, 28)
 
+# The overlap from which on a window counts as a face.
+POSITIVE = 0.4
+
 
 def read_labels(prefix):
     """The labels (N, 28) of one file, without its pixels, which take gigabytes."""
     with open(prefix + ".json", encoding="ascii") as file:
         about = json.load(file)
     return np.fromfile(prefix + ".f32", np.float32).reshape(about["windows"], about["label_values"])
+
+
+def faces_of(labels):
+    """Numbers the faces of all views: that of each window, and how many windows each face has."""
+    columns = labels[:, [PHOTOGRAPH, VARIANT, FACE]]
+    _, index, counts = np.unique(columns, axis=0, return_inverse=True, return_counts=True)
+    return index, counts
 
 
 class Windows:

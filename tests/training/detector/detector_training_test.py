@@ -22,6 +22,7 @@ import networks  # noqa: E402
 import normalisation  # noqa: E402
 import train  # noqa: E402
 import windows as w  # noqa: E402
+from pairs import FacePairs  # noqa: E402
 from teacher import Teacher  # noqa: E402
 
 # Squares around the nine faces of samples/group.jpg: centre and side, measured by eye.
@@ -218,10 +219,11 @@ def test_the_first_network_weighs_other_windows_of_a_face_less():
     assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
 
 
-def test_faces_of_many_windows_weigh_less_a_window_in_the_third_network():
+def test_faces_of_many_windows_weigh_less_a_window_in_the_first_and_third_network():
     rows = [(0, 0, 0, 0.7)] + [(0, 0, 1, 0.7)] * 4 + [(0, 0, -1, 0.0)]
     # The five weigh 1 and 4 times 1 / 2 before they are given their half.
     assert fitting.FaceTask(LabelledWindows(rows), "third").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.35])
+    assert fitting.FaceTask(LabelledWindows(rows), "first").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.5])
     assert fitting.FaceTask(LabelledWindows(rows), "second").weights == pytest.approx([0.1] * 5 + [0.5])
 
 
@@ -256,6 +258,46 @@ def test_a_taught_network_is_asked_for_the_teachers_answers_and_a_share_of_the_l
 def test_answers_of_a_teacher_for_other_windows_are_refused():
     with pytest.raises(ValueError, match="answers for 2 windows are needed, there are 3"):
         fitting.DistilledTask(LabelledWindows([(0, 0, -1, 0.0)] * 2), "third", np.zeros(3, np.float32))
+
+
+def test_windows_of_a_batch_come_together_with_others_of_their_faces():
+    # Two faces of three windows, one of which is too far off to be on it, one face of a single window, and two backgrounds.
+    faces = [(0, 0, 0, 0.7), (0, 0, 1, 0.8), (0, 0, 0, 0.3), (0, 0, 1, 0.5), (0, 0, 0, 0.9), (0, 0, 1, 0.2), (1, 0, 0, 0.6)]
+    pairs = FacePairs(LabelledWindows(faces + [(0, 0, -1, 0.0), (1, 0, -1, 0.0)]).labels)
+    companions = {0: {2, 4}, 4: {0, 2}, 1: {3}, 3: {1}}
+    met = set()
+    for seed in range(50):
+        chosen = np.array([0, 3, 4, 6, 1, 7, 8, 2])
+        windows, cause = pairs.gather(chosen, np.random.default_rng(seed))
+        changed = np.flatnonzero(windows != chosen)
+        assert set(chosen[changed]) <= {0, 1, 3, 4}  # The others stay: 6 is alone, 2 counts as no face.
+        came = [(int(c), int(x)) for c, x in zip(cause, windows) if c != x]
+        assert len(came) == 2
+        met.update(came)
+        stayed = np.flatnonzero(windows == cause)
+        assert (windows[stayed] == chosen[stayed]).all() and len(stayed) == 6
+    assert met == {(one, other) for one, others in companions.items() for other in others}
+
+
+def test_pairs_of_a_batch_are_those_on_one_face():
+    rows = [(0, 0, 0, 0.7), (0, 0, 0, 0.3), (0, 1, 0, 0.5), (0, 0, -1, 0.0), (0, 0, -1, 0.0), (0, 0, 0, 0.2)]
+    pairs = FacePairs(LabelledWindows(rows).labels)
+    one, other = pairs.among(np.array([1, 4, 0, 3, 2, 5]))
+    assert list(zip(one, other)) == [(0, 2)]
+    assert len(FacePairs(LabelledWindows(rows[3:5]).labels).among(np.array([0, 1]))[0]) == 0
+
+
+def test_a_taught_network_learns_which_window_lies_better():
+    data = LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, 1, 0.8), (0, 0, -1, 0.0)])
+    task = fitting.DistilledTask(data, "third", np.array([3.0, 1.0, -5.0, 5.0], np.float32))
+    score = torch.tensor([0.4, 1.0, 9.0, -9.0])
+    loss = task.ranking(torch.stack([torch.zeros(4), score], 1), batch_of(4))
+    # Only the first two lie on one face. Their overlaps differ by 0.2, the teacher's logits by 2, the network's by -0.6.
+    sigmoid = lambda x: 1 / (1 + np.exp(-x))
+    wanted = (sigmoid(15 * 0.2) + sigmoid(2)) / 2
+    expected = -wanted * np.log(sigmoid(-0.6)) - (1 - wanted) * np.log(sigmoid(0.6))
+    assert float(loss) == pytest.approx(0.7 * expected / 4, rel=1e-5)
+    assert float(task.ranking(torch.zeros(2, 2), fitting.Batch(torch.tensor([2, 3]), None, None))) == 0
 
 
 def test_a_task_changes_the_colours_of_its_share_of_the_windows(tmp_path):
