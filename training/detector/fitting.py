@@ -178,8 +178,14 @@ class DistilledTask(FaceTask):
             raise ValueError(f"a teacher's answers for {len(data)} windows are needed, there are {len(taught)}")
         self.taught = torch.from_numpy(taught).to(device())
         self.targets = self.LABELS_SHARE * self.targets + (1 - self.LABELS_SHARE) * torch.sigmoid(self.taught)
+        self.least = F.binary_cross_entropy(self.targets, self.targets, reduction="none")  # No answers cost less.
         self.overlap = torch.from_numpy(data.labels[:, w.OVERLAP].copy()).to(device())
         self.pairs = FacePairs(data.labels)
+
+    def losses(self, logits, batch):
+        """As for labels, less the least possible: the relative entropy, which tells how far the network is from the answers."""
+        losses, errors = super().losses(logits, batch)
+        return losses - self.least[batch.index], errors
 
     def gather(self, chosen, rng):
         return self.pairs.gather(chosen, rng)

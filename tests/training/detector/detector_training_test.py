@@ -252,6 +252,9 @@ def test_a_taught_network_is_asked_for_the_teachers_answers_and_a_share_of_the_l
     answers = torch.tensor([0.8 * taught, 0.2 + 0.8 * 0.5])
     logits = torch.stack([torch.zeros(2), torch.logit(answers)], 1)
     assert task.losses(logits, batch_of(2))[1].tolist() == pytest.approx([0, 0], abs=1e-6)
+    assert task.losses(logits, batch_of(2))[0].tolist() == pytest.approx((1e-3 * logits[:, 1] ** 2).tolist(), abs=1e-6)
+    distance = answers * (2 * answers).log() + (1 - answers) * (2 - 2 * answers).log()
+    assert task.losses(torch.zeros(2, 2), batch_of(2))[0].tolist() == pytest.approx(distance.tolist(), abs=1e-6)
     assert task.losses(torch.zeros(2, 2), batch_of(2))[1].tolist() == pytest.approx((answers - 0.5).abs().tolist())
 
 
