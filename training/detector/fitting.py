@@ -107,6 +107,7 @@ class FaceTask(Task):
 
     def __init__(self, data, network, occlude=0.0):
         overlap = data.labels[:, w.OVERLAP]
+        self.overlap = torch.from_numpy(overlap.copy()).to(device())
         self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
         weights = overlap_weights(overlap)
         positive = overlap >= w.POSITIVE
@@ -142,7 +143,6 @@ class TeacherTask(FaceTask):
 
     def __init__(self, data, network):
         super().__init__(data, network, occlude=0.2)
-        self.overlap = torch.from_numpy(data.labels[:, w.OVERLAP].copy()).to(device())
         self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).clamp(0, 1).to(device())
 
     def losses(self, logits, batch):
@@ -179,7 +179,6 @@ class DistilledTask(FaceTask):
         self.taught = torch.from_numpy(taught).to(device())
         self.targets = self.LABELS_SHARE * self.targets + (1 - self.LABELS_SHARE) * torch.sigmoid(self.taught)
         self.least = F.binary_cross_entropy(self.targets, self.targets, reduction="none")  # No answers cost less.
-        self.overlap = torch.from_numpy(data.labels[:, w.OVERLAP].copy()).to(device())
         self.pairs = FacePairs(data.labels)
 
     def losses(self, logits, batch):

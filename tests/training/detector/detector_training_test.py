@@ -1,5 +1,6 @@
 """The fitting of the detector's networks: twins that agree with the library, and a tiny training from nothing."""
 
+import argparse
 import json
 import os
 import shutil
@@ -258,6 +259,21 @@ def test_a_taught_network_is_asked_for_the_teachers_answers_and_a_share_of_the_l
     assert task.losses(torch.zeros(2, 2), batch_of(2))[1].tolist() == pytest.approx((answers - 0.5).abs().tolist())
 
 
+def test_a_teachers_answers_are_the_mean_over_a_window_and_its_mirror_image(tmp_path, monkeypatch):
+    def answers(_teacher, data, *_arguments, mirrored, **_options):
+        return np.stack([np.array([1.0, 2.0]) + (4 if mirrored else 0), np.full(2, 99.0)], 1)
+
+    monkeypatch.setattr(fitting, "answers", answers)
+    monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)]))
+    monkeypatch.setattr(train.Trainer, "_options", lambda *_, **__: {"threads": 1, "bf16": False})
+    monkeypatch.setattr(train.Trainer, "_fitted", lambda *_: "told")
+    monkeypatch.setattr(train.Trainer, "_mean", lambda *_: 0.0)
+    trainer = object.__new__(train.Trainer)
+    trainer.arguments, trainer.taught_path = argparse.Namespace(seed=1), tmp_path / "taught.npy"
+    assert trainer.teach("third", {}, "") == "told"
+    assert np.load(trainer.taught_path).tolist() == [3.0, 4.0]
+
+
 def test_answers_of_a_teacher_for_other_windows_are_refused():
     with pytest.raises(ValueError, match="answers for 2 windows are needed, there are 3"):
         fitting.DistilledTask(LabelledWindows([(0, 0, -1, 0.0)] * 2), "third", np.zeros(3, np.float32))
@@ -452,6 +468,35 @@ def test_a_resumed_fit_goes_on_where_it_stood(schema, tmp_path):
     assert fit()[1][-1][0] == 96
     adam = torch.load(checkpoint)["optimisers"][0]["state"].values()
     assert [int(state["step"]) for state in adam] == [96 // 16] * len(adam)
+
+
+def test_a_fit_takes_the_windows_that_are_gathered_and_lowers_the_ranking_loss(schema, tmp_path, monkeypatch):
+    class Ranked(fitting.FaceTask):
+        mirror = False
+        recoloured = 0.0
+        fitted = []
+
+        def gather(self, chosen, rng):
+            return 16 + chosen % 16, chosen % 16
+
+        def losses(self, logits, batch):
+            self.fitted.append(batch.index.tolist())
+            return 0 * logits.flatten(1)[:, 0], torch.zeros(len(batch.index))
+
+        def ranking(self, logits, batch):
+            return logits.flatten(1)[:, 1].mean()
+
+    corrected = []
+    monkeypatch.setattr(fitting.Sampler, "correction", lambda self, index: corrected.append(index) or np.ones(len(index)))
+    write_windows(str(tmp_path / "windows"), list(range(32)), 24, np.random.default_rng(9))
+    mined = w.Windows([str(tmp_path / "windows")])
+    twin, _ = trained_twin(schema, "second")
+    before = fitting.answers(twin, mined, 0.0)[:, 1].mean()
+    options = {"samples": 320, "batch": 16, "rate": 1e-3, "seed": 1, "bf16": False, "muon": False, "normalised": False, "threads": 1}
+    fitting.fit(twin, mined, Ranked(mined, "second"), 0.0, options, str(tmp_path / "checkpoint"), "second")
+    assert fitting.answers(twin, mined, 0.0)[:, 1].mean() < before - 0.1
+    assert [index.tolist() for index in corrected] == [[i - 16 for i in index] for index in Ranked.fitted]
+    assert all(index == sorted(index) and index[0] >= 16 for index in Ranked.fitted)
 
 
 def test_hard_windows_are_drawn_more_often():
