@@ -126,8 +126,7 @@ class FaceTask(Task):
         give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(network, 0.0))
         self.weights = weights
         self.occlude = occlude
-        if network in RECOLOURED:
-            self.recoloured = RECOLOURED[network]
+        self.recoloured = RECOLOURED.get(network, self.recoloured)
         # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
         self.coloured = 0.0 if network == "first" else 0.2
 
