@@ -39,10 +39,6 @@ OTHERS_WEIGHT = {"first": 0.2, "second": 0.25}
 # small ones are seen through few cells, hard ones reach the third network in few windows.
 CROWD_POWER = {"first": 0.5, "third": 0.5}
 
-# The share of windows that are recoloured where it is not all of them. Of two like fits of the second network, the one that saw half
-# of its windows as they are left better placed boxes on held-back photographs (overlap 0.761 against 0.758), and as many faces.
-RECOLOURED = {"second": 0.5}
-
 
 def overlap_weights(overlap):
     """Windows that are neither here nor there count less."""
@@ -126,7 +122,6 @@ class FaceTask(Task):
         give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(network, 0.0))
         self.weights = weights
         self.occlude = occlude
-        self.recoloured = RECOLOURED.get(network, self.recoloured)
         # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
         self.coloured = 0.0 if network == "first" else 0.2
 

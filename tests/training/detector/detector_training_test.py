@@ -319,15 +319,30 @@ def test_a_taught_network_learns_which_window_lies_better():
     assert float(task.ranking(torch.zeros(2, 2), fitting.Batch(torch.tensor([2, 3]), None, None))) == 0
 
 
-@pytest.mark.parametrize("network, fewest, most", [("first", 0, 4), ("second", 150, 250)])
-def test_a_task_leaves_its_share_of_the_windows_as_they_are(tmp_path, network, fewest, most):
+def test_a_task_changes_the_colours_of_its_share_of_the_windows(tmp_path):
+    class Half(fitting.Task):
+        mirror = False
+        recoloured = 0.5
+
     pixels = write_windows(str(tmp_path / "some"), [0] * 400, 6, np.random.default_rng(7))
     data = w.Windows([str(tmp_path / "some")])
-    task = fitting.FaceTask(data, network)
-    task.mirror = False
-    drawn = task.batch(data, np.arange(400), 0.0, np.random.default_rng(9))
+    drawn = Half().batch(data, np.arange(400), 0.0, np.random.default_rng(9))
     same = (drawn.x.cpu() * networks.INPUT_SCALE == torch.from_numpy(pixels).float()).flatten(1).all(1)
-    assert fewest <= same.sum() <= most
+    assert 150 < same.sum() < 250
+
+
+@pytest.mark.parametrize("network, share", [("first", 1.0), ("second", 0.5)])
+def test_a_step_of_the_plan_says_which_share_of_its_windows_is_recoloured(monkeypatch, network, share):
+    fitted = []
+    monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)]))
+    monkeypatch.setattr(train.Trainer, "_options", lambda *_, **__: {})
+    monkeypatch.setattr(train.Trainer, "_twin", lambda *_: argparse.Namespace(modules_by_name={}))
+    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, *_: fitted.append(task.recoloured) or "told")
+    monkeypatch.setattr(train.Trainer, "_save", lambda *_: None)
+    trainer = object.__new__(train.Trainer)
+    steps = [what for kind, name, what in train.PLAN if (kind, name) == ("fit", network)]
+    assert [trainer.fit(network, what, "") for what in steps] == ["told"] * len(steps)
+    assert fitted == [share] * len(steps)
 
 
 def test_answers_for_mirrored_windows_are_those_of_their_mirror_images(schema, tmp_path):
