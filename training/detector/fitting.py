@@ -83,10 +83,9 @@ class Task:
 
     def batch(self, data, chosen, mean, rng):
         """The chosen windows, in an ascending index, changed at random."""
-        pixels = data.take(chosen)
-        x = torch.from_numpy(pixels).float()
+        x = torch.from_numpy(data.take(chosen)).float()
         changed = np.flatnonzero(rng.random(len(x)) < self.recoloured)
-        x[changed] = w.jitter(pixels[changed], rng, self.occlude, self.coloured)
+        x[changed] = w.jitter(x[changed], rng, self.occlude, self.coloured)
         mirrored = w.mirror(x, rng) if self.mirror else torch.zeros(len(x), dtype=torch.bool)
         w.turn(x, rng, self.turned)
         if self.degraded:
@@ -214,6 +213,30 @@ class CalibrationTask(Task):
         moved = self.overlaps[batch.index]
         lost = moved.max(1).values - moved.gather(1, logits.argmax(1, keepdim=True))[:, 0]
         return loss, (5 * lost).clamp(0, 1)
+
+
+class PlacementTask(CalibrationTask):
+    """Which pattern's move loses the least overlap: the loss is what a move drawn by the network's probabilities would lose against
+    the best.
+
+    The library takes the likeliest pattern alone, so they need not be true to how often each is the best: where a window leaves
+    it open, a pattern that loses little whatever the truth is beats the one that is best most often. It is for a network that
+    knows the patterns already: from random weights it ended with far worse moves than cross entropy. Windows that no move
+    brings onto a face weigh less, since a better placed one stands for that face in the end.
+    """
+
+    LOSS_SCALE = 20  # Of overlaps, which differ by a few hundredths, to the size of a cross entropy.
+
+    def __init__(self, data):
+        super().__init__(data)
+        weights = data.labels[:, w.MOVES].max(1) ** 2
+        self.weights = weights / weights.sum()
+
+    def losses(self, logits, batch):
+        _, errors = super().losses(logits, batch)
+        moved = self.overlaps[batch.index]
+        lost = moved.max(1, keepdim=True).values - moved
+        return self.LOSS_SCALE * (lost * F.softmax(logits, 1)).sum(1), errors
 
 
 class Sampler:
@@ -381,3 +404,8 @@ def answers(twin, data, mean, threads=1, batch=1024, bf16=False, mirrored=False,
     if name:
         print(file=sys.stderr)
     return torch.cat(rows).numpy()
+
+
+def face_logits(logits):
+    """The logit of a face (N,) from the answers of a face network, which are two a window, or of a teacher."""
+    return logits[:, 1] - logits[:, 0] if logits.shape[1] == 2 else logits[:, 0]

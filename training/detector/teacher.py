@@ -24,13 +24,14 @@ class Block(nn.Module):
         self.second = nn.Conv2d(channels, channels, 3, 1, 1, bias=False)
         self.second_norm = nn.BatchNorm2d(channels)
         nn.init.constant_(self.second_norm.weight, 0.5)
-        self.past = nn.Conv2d(before, channels, 1, bias=False) if before != channels else nn.Identity()
-        self.stride = stride
+        reduced = [nn.AvgPool2d(stride)] if stride > 1 else []
+        widened = [nn.Conv2d(before, channels, 1, bias=False)] if before != channels else []
+        self.past = nn.Sequential(*reduced, *widened)
 
     def forward(self, x):
         y = F.relu(self.first_norm(self.first(x)))
         y = self.second_norm(self.second(y))
-        return F.relu(y + self.past(F.avg_pool2d(x, self.stride)))
+        return F.relu(y + self.past(x))
 
 
 class Teacher(nn.Module):

@@ -32,10 +32,12 @@ NETWORKS = {
 }
 
 # The steps in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
-# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, and
-# a fit that is `taught` learns from its answers; a `point` step adds the constant to the face logit with which the fixed
-# threshold lets `boxes` boxes (or, of the third network, wrong boxes) a held-back photograph pass. `portraits` are
-# the photographs with landmarks: one well placed face each, in every light, but nothing is known of their backgrounds.
+# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
+# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone. A fit that
+# is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap. A `point` step adds the
+# constant to the face logit with which the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a
+# held-back photograph pass. `portraits` are the photographs with landmarks: one well placed face each, in every light, but
+# nothing is known of their backgrounds.
 # Of two like fits of the second network, the one with half of its windows `recoloured` left better placed boxes on held-back
 # photographs than the one with all of them (overlap 0.761 against 0.758), and reached 2 of 415 faces fewer.
 PLAN = [
@@ -50,6 +52,8 @@ PLAN = [
     ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
                                   "--first-floor", "0.3"]),
     ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 8_000_000, "batch": 512, "rate": 2e-3,
+                            "muon": True, "recoloured": 0.5, "placed": True}),
     ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 13_000_000, "batch": 512, "rate": 2.5e-3,
                        "muon": True, "recoloured": 0.5}),
     ("point", "second", {"boxes": 17.1}),
@@ -63,6 +67,10 @@ PLAN = [
     ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
     ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 4_500_000, "batch": 256, "rate": 0.014,
                       "taught": True}),
+    ("mine", "third-late", ["--target", "third", "--first-variant", "12", "--variants", "5", "--negatives", "12", "--jittered", "1",
+                            "--first-floor", "0.38", "--second-floor", "0.6"]),
+    ("teach", "third", {"windows": ["third-late"], "itself": True}),
+    ("fit", "third", {"windows": ["third-late"], "samples": 1_250_000, "batch": 256, "rate": 0.008, "taught": True}),
     ("point", "third", {"boxes": 0.108}),
 ]
 
@@ -197,18 +205,24 @@ class Trainer:
             json.dump(curve, file)
         return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {options['batch']}, rate "
                 f"{options['rate']:g}{', Muon' if options['muon'] else ''}{', normalised' if options['normalised'] else ''}"
-                f"{', bfloat16' if options['bf16'] else ''}: loss {curve[0][1]:.3f} to {curve[-1][1]:.3f}")
+                f"{', bfloat16' if options['bf16'] else ''}"
+                f"{'' if task.recoloured == 1 else f', {task.recoloured:.0%} of the windows recoloured'}: loss "
+                f"{curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
     def teach(self, network, what, key):
-        """Fits a teacher from nothing and keeps its answers for the windows, the mean over each and its mirror image."""
+        """Keeps a teacher's answers for the windows, the mean over each and its mirror image; the teacher is fitted from nothing,
+        or is the network as it stands."""
         data = self._windows(what)
-        torch.manual_seed(self.arguments.seed)
-        teacher = Teacher()
-        options = self._options(network, what, normalised=True)
-        told = self._fitted(teacher, data, fitting.TeacherTask(data, network), network, options, key)
-        taught = [fitting.answers(teacher, data, self._mean(network), options["threads"], bf16=options["bf16"], mirrored=mirrored,
-                                  name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")[:, 0]
-                  for mirrored in (False, True)]
+        if what.get("itself"):
+            teacher, told = self._twin(network), f"its own answers for {len(data):,} windows"
+        else:
+            torch.manual_seed(self.arguments.seed)
+            teacher = Teacher()
+            options = self._options(network, what, normalised=True)
+            told = self._fitted(teacher, data, fitting.TeacherTask(data, network), network, options, key)
+        taught = [fitting.face_logits(fitting.answers(
+            teacher, data, self._mean(network), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
+            name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")) for mirrored in (False, True)]
         np.save(self.taught_path, np.mean(taught, 0))
         return told
 
@@ -219,7 +233,7 @@ class Trainer:
         twin = self._twin(network)
         if network == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
-            task = fitting.CalibrationTask(data)
+            task = fitting.PlacementTask(data) if what.get("placed") else fitting.CalibrationTask(data)
         elif taught:
             task = fitting.DistilledTask(data, network, np.load(self.taught_path))
             rng = np.random.default_rng(self.arguments.seed)
@@ -231,7 +245,7 @@ class Trainer:
         told = self._fitted(twin, data, task, network, options, key)
         normalisation.fold(twin)
         self._save(network, twin)
-        return told + (", taught" if taught else "")
+        return told + (", taught" if taught else "") + (", for the least lost overlap" if what.get("placed") else "")
 
     def point(self, network, what, _key):
         """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""

@@ -65,16 +65,16 @@ class Windows:
         return len(self.labels)
 
 
-def jitter(pixels, rng, occlude, coloured):
-    """Random colours for a batch; floats (N, 3, side, side), 0 to 255, plane 0 first.
+def jitter(x, rng, occlude, coloured):
+    """Random colours for a batch of floats (N, 3, side, side), 0 to 255, plane 0 first; returns the changed ones.
 
     Hosts pass both channel orders, so a quarter of the windows swap theirs, and one in eight is grey. Gain, contrast and
     offset vary, and half of the windows are darkened, since faces in the dark are what annotated photographs show least.
     `occlude` is the share that loses a random rectangle, `coloured` the share that stands in coloured light, a few of them
     deeply.
     """
-    x = torch.from_numpy(pixels).float()
     n, _, side, _ = x.shape
+    x = x.clone()
     uniform = lambda a, b: torch.from_numpy(rng.uniform(a, b, (n, 1, 1, 1)).astype(np.float32))
     chosen = lambda share: torch.from_numpy(rng.random(n) < share)
     swap = chosen(0.25)
