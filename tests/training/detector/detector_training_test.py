@@ -193,6 +193,9 @@ class LabelledWindows:
         if moves is not None:
             self.labels[:, w.MOVES] = moves
 
+    def keep(self, mask):
+        self.labels = self.labels[mask]
+
     def __len__(self):
         return len(self.labels)
 
@@ -352,18 +355,30 @@ def test_a_task_changes_the_colours_of_its_share_of_the_windows(tmp_path):
     assert 150 < same.sum() < 250
 
 
-@pytest.mark.parametrize("network, share", [("first", 1.0), ("second", 0.5)])
-def test_a_step_of_the_plan_says_which_share_of_its_windows_is_recoloured(monkeypatch, network, share):
-    fitted = []
-    monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)]))
+def tasks_of_the_plan(monkeypatch, network):
+    """What the plan's fits of a network that no teacher has fit it to."""
+    tasks = []
+    monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)], moves=0.5))
     monkeypatch.setattr(train.Trainer, "_options", lambda *_, **__: {})
     monkeypatch.setattr(train.Trainer, "_twin", lambda *_: argparse.Namespace(modules_by_name={}))
-    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, *_: fitted.append(task.recoloured) or "told")
+    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, *_: tasks.append(task) or "told")
     monkeypatch.setattr(train.Trainer, "_save", lambda *_: None)
     trainer = object.__new__(train.Trainer)
-    steps = [what for kind, name, what in train.PLAN if (kind, name) == ("fit", network)]
-    assert [trainer.fit(network, what, "") for what in steps] == ["told"] * len(steps)
-    assert fitted == [share] * len(steps)
+    told = [trainer.fit(network, what, "") for kind, name, what in train.PLAN if (kind, name) == ("fit", network)]
+    assert all(words.startswith("told") for words in told) and len(told) == len(tasks)
+    return tasks
+
+
+@pytest.mark.parametrize("network, share", [("first", 1.0), ("second", 0.5)])
+def test_a_step_of_the_plan_says_which_share_of_its_windows_is_recoloured(monkeypatch, network, share):
+    shares = [task.recoloured for task in tasks_of_the_plan(monkeypatch, network)]
+    assert shares and set(shares) == {share}
+
+
+def test_the_calibration_learns_the_best_moves_and_then_to_lose_little(monkeypatch):
+    tasks = tasks_of_the_plan(monkeypatch, "calibration")
+    assert [type(task) for task in tasks] == [fitting.CalibrationTask, fitting.PlacementTask]
+    assert all(len(task.weights) == 1 for task in tasks)  # The window that is on no face is left out.
 
 
 @pytest.mark.parametrize("share, words", [(1.0, ""), (0.5, ", 50% of the windows recoloured")])
