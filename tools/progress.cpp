@@ -72,6 +72,7 @@ Progress::~Progress() {
 void Progress::update(size_t done, size_t failed, std::optional<size_t> total) {
   state_.done = done;
   state_.failed = failed;
+  if (columns_ && total && !state_.total) last_shown_.reset();  // There is a bar from now on.
   state_.total = total;
   if (shown_) show();
 }

@@ -35,7 +35,8 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Shows a new state. A terminal sees ten a second at most, other targets one every five seconds.
+  /// Shows a new state. A terminal sees ten a second at most, and the first with a total at once,
+  /// so that the shortest run has a bar; other targets see one every five seconds.
   void update(size_t done, size_t failed, std::optional<size_t> total);
 
  private:
