@@ -128,7 +128,7 @@ class FaceTask(Task):
         """Cross entropy of each window, and how far each answer is off, 0 to 1."""
         logits = logits.flatten(1)
         target = self.targets[batch.index]
-        difference = logits[:, 1] - logits[:, 0]
+        difference = face_logits(logits)
         loss = F.binary_cross_entropy_with_logits(difference, target, reduction="none")
         # Small logits: a softmax over a map takes one maximum for all of its cells.
         loss = loss + 1e-3 * logits.square().sum(1)
@@ -192,8 +192,7 @@ class DistilledTask(FaceTask):
         one, other = (torch.from_numpy(places).to(device()) for places in self.pairs.among(batch.index.cpu().numpy()))
         lead = lambda values: values[one] - values[other]
         wanted = torch.sigmoid(self.OVERLAP_SLOPE * lead(self.overlap[batch.index])) + torch.sigmoid(lead(self.taught[batch.index]))
-        logits = logits.flatten(1)
-        losses = F.binary_cross_entropy_with_logits(lead(logits[:, 1] - logits[:, 0]), wanted / 2, reduction="sum")
+        losses = F.binary_cross_entropy_with_logits(lead(face_logits(logits.flatten(1))), wanted / 2, reduction="sum")
         return self.RANKING_WEIGHT * losses / len(logits)
 
 
@@ -202,17 +201,21 @@ class CalibrationTask(Task):
 
     mirror = False  # The table of patterns has no mirror image.
     coloured = 0.2
+    TEMPERATURE = 0.03  # A pattern that leaves so much less overlap is wanted e times less.
 
-    def __init__(self, data, temperature=0.03):
+    def __init__(self, data):
         self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).to(device())
-        self.targets = F.softmax(self.overlaps / temperature, 1)
         self.weights = np.full(len(data), 1.0 / len(data), np.float32)
 
     def losses(self, logits, batch):
-        loss = -(self.targets[batch.index] * F.log_softmax(logits, 1)).sum(1)
         moved = self.overlaps[batch.index]
-        lost = moved.max(1).values - moved.gather(1, logits.argmax(1, keepdim=True))[:, 0]
-        return loss, (5 * lost).clamp(0, 1)
+        lost = moved.max(1, keepdim=True).values - moved
+        chosen = lost.gather(1, logits.argmax(1, keepdim=True))[:, 0]
+        return self.costs(logits, lost), (5 * chosen).clamp(0, 1)
+
+    def costs(self, logits, lost):
+        """The loss of each window, given the overlap (N, patterns) that each move loses against the best."""
+        return -(F.softmax(-lost / self.TEMPERATURE, 1) * F.log_softmax(logits, 1)).sum(1)
 
 
 class PlacementTask(CalibrationTask):
@@ -232,11 +235,8 @@ class PlacementTask(CalibrationTask):
         weights = data.labels[:, w.MOVES].max(1) ** 2
         self.weights = weights / weights.sum()
 
-    def losses(self, logits, batch):
-        _, errors = super().losses(logits, batch)
-        moved = self.overlaps[batch.index]
-        lost = moved.max(1, keepdim=True).values - moved
-        return self.LOSS_SCALE * (lost * F.softmax(logits, 1)).sum(1), errors
+    def costs(self, logits, lost):
+        return self.LOSS_SCALE * (lost * F.softmax(logits, 1)).sum(1)
 
 
 class Sampler:
