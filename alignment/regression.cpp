@@ -18,6 +18,7 @@ using Shape = std::vector<float>;
 using DescriptorBuffer = std::array<std::uint8_t, DescriptorPyramid::kDescriptorSize>;
 
 constexpr std::size_t kFeaturesPerCoordinate = DescriptorPyramid::kDescriptorSize / 2;
+constexpr std::size_t kMostCoordinates = 65536;
 constexpr std::int32_t kMostLevels = 1024;
 constexpr int kLargestSide = 4096;    // Pixels. Alignment works at about 300.
 constexpr float kStartOffset = 0.1f;  // In units of the face box.
@@ -34,14 +35,13 @@ bool hasLevel(const SDMModel& model, std::size_t stage) {
   return level >= 0 && level < std::int64_t{model.levelsPerOctave} + 3;
 }
 
-bool holds(const mp::matrix& matrix, std::int64_t rows, std::int64_t cols) {
-  return matrix.data != nullptr && matrix.cols == cols && matrix.rows >= rows;
-}
-
+// Whether a map reads nothing behind the features or its own cells, and writes nothing behind the
+// moves. One of fewer inputs or outputs leaves the last features alone, or the last coordinates.
 bool mapFits(const mp::pca_map& map, std::size_t coordinates) {
-  const std::int64_t outputs = static_cast<std::int64_t>(coordinates);
-  const std::int64_t inputs = outputs * static_cast<std::int64_t>(kFeaturesPerCoordinate);
-  return holds(map.mean, 1, inputs) && holds(map.projection, inputs, outputs);
+  const std::int64_t most_outputs = static_cast<std::int64_t>(coordinates);
+  const std::int64_t most_inputs = most_outputs * static_cast<std::int64_t>(kFeaturesPerCoordinate);
+  return map.is_valid() && map.mean.cols <= most_inputs && map.projection.cols <= most_outputs &&
+         map.projection.rows >= map.mean.cols;
 }
 
 int borderWidth(const cv::Mat& image, const Shape& shape) {
@@ -120,7 +120,10 @@ class Descent {
           return false;
         }
       }
-      model_.stageMaps[stage].project_rows(features.data, count, moves.data);
+      moves.fill(0.0f);  // A map of fewer outputs moves the rest by nothing.
+      model_.stageMaps[stage].project_rows(features.data,
+                                           static_cast<std::int64_t>(features_per_shape_), count,
+                                           moves.data, static_cast<std::int32_t>(coordinates));
       for (std::size_t i = 0; i < shapes.size(); ++i) {
         addMove(moves.data + i * coordinates, stageBias(stage), shapes[i]);
       }
@@ -241,8 +244,8 @@ mp::matrix applyStage(const float* features, const mp::pca_map& map, const mp::m
 
 bool isUsable(const SDMModel& model) {
   const std::size_t coordinates = model.meanShape.size();
-  if (coordinates == 0 || coordinates % 2 != 0 || model.faceWidth < 1 ||
-      model.levelsPerOctave < 1 || model.levelsPerOctave > kMostLevels) {
+  if (coordinates == 0 || coordinates % 2 != 0 || coordinates > kMostCoordinates ||
+      model.faceWidth < 1 || model.levelsPerOctave < 1 || model.levelsPerOctave > kMostLevels) {
     return false;
   }
   if (!model.stageMaps.empty() && model.stageLevels.empty()) {

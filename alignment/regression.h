@@ -29,17 +29,18 @@ int padImage(const cv::Mat& image, const std::vector<float>& shape, cv::Mat& pad
 
 /// Moves a shape by one stage: shape += (features - mean) * projection + bias.
 ///
-/// features  map.mean.cols floats.
+/// features  At least map.mean.cols floats.
 /// bias      Used only if it has as many cells as the shape has numbers.
-/// shape     map.projection.cols floats; changed in place.
+/// shape     At least map.projection.cols floats; changed in place.
 /// Returns   The move without the bias, 1 by shape.size().
 /// Errors    Sizes are not checked.
 mp::matrix applyStage(const float* features, const mp::pca_map& map, const mp::matrix& bias,
                       std::vector<float>& shape);
 
 /// Whether the sizes in a model fit each other, so that a regression stays within its buffers: an
-/// even number of mean coordinates, maps from 64 features a coordinate to as many moves, levels
-/// that the pyramid has.
+/// even number of mean coordinates, at most 65536; maps that hold cells, from at most 64 features
+/// per coordinate to at most as many moves as coordinates; levels that the pyramid has. A map of
+/// fewer inputs takes the first features, one of fewer outputs moves the first coordinates.
 bool isUsable(const SDMModel& model);
 
 /// Runs each starting shape through all stages and returns the median outcome, coordinate by

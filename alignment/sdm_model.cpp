@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <cstring>
-#include <fstream>
+#include <istream>
 #include <iterator>
-#include <limits>
+#include <new>
+
+#include "caffe/util/file_buffer.hpp"
 
 namespace oznalib {
 namespace {
@@ -14,9 +16,9 @@ namespace {
 constexpr std::int32_t kDefaultStageLevels[] = {2, 2, 1, 1, 0, 0, 0, 0, 0, 0};
 
 // What a damaged file may claim without holding it. Far above any real model, and small enough to
-// be harmless.
+// be harmless: cells that the file does not hold are pages that nobody touches.
 constexpr std::int64_t kUnbackedElements = std::int64_t{1} << 16;
-constexpr std::int64_t kUnbackedCells = std::int64_t{1} << 24;
+constexpr std::int64_t kUnbackedCells = std::int64_t{1} << 28;
 
 constexpr std::int64_t kMatrixHeaderBytes = 16;
 constexpr std::int64_t kMatrixBytes = kMatrixHeaderBytes;   // The smallest that a matrix takes up.
@@ -29,16 +31,17 @@ SDMModel* slot = nullptr;
 // Reads the fields one by one. What cannot be read whole stays as it was.
 class FieldReader {
  public:
-  explicit FieldReader(const std::string& path) : in_(path, std::ios::in | std::ios::binary) {
-    if (in_.is_open()) {
+  explicit FieldReader(const std::string& path) : file_(path), in_(&file_) {
+    if (isOpen()) {
       in_.seekg(0, std::ios::end);
       size_ = in_.tellg();
       in_.clear();
       in_.seekg(0, std::ios::beg);
+      in_.clear();
     }
   }
 
-  bool isOpen() const { return in_.is_open(); }
+  bool isOpen() const { return file_.isOpen(); }
 
   template <class T>
   void readValue(T& value) {
@@ -50,7 +53,7 @@ class FieldReader {
 
   template <class T>
   void readValues(std::vector<T>& values) {
-    values.resize(readCount(sizeof(T)));
+    values.assign(readCount(sizeof(T)), T());
     for (T& value : values) {
       readValue(value);
     }
@@ -59,7 +62,7 @@ class FieldReader {
   void readMatrices(std::vector<mp::matrix>& matrices) {
     matrices.resize(readCount(kMatrixBytes));
     for (mp::matrix& matrix : matrices) {
-      refuseEmptyClaim(/*matrices_in_element=*/1);
+      checkClaims(/*matrices_in_element=*/1);
       matrix.load(in_, kNoLimit);
     }
   }
@@ -67,7 +70,7 @@ class FieldReader {
   void readMaps(std::vector<mp::pca_map>& maps) {
     maps.resize(readCount(kMapBytes));
     for (mp::pca_map& map : maps) {
-      refuseEmptyClaim(/*matrices_in_element=*/2);
+      checkClaims(/*matrices_in_element=*/2);
       map.load(in_, kNoLimit);
     }
   }
@@ -77,61 +80,61 @@ class FieldReader {
   // it.
   std::size_t readCount(std::int64_t element_bytes) {
     readValue(count_);
+    if (count_ < 0) {
+      throw std::bad_alloc();  // As a number of elements it is beyond all memory.
+    }
     const std::int64_t backed = remainingBytes() / element_bytes;
     const std::int64_t most = std::max(backed, kUnbackedElements);
-    return static_cast<std::size_t>(std::clamp<std::int64_t>(count_, 0, most));
+    return static_cast<std::size_t>(std::min<std::int64_t>(count_, most));
   }
 
+  // 0 where the size of the file cannot be told: a pipe backs nothing before it is read.
   std::int64_t remainingBytes() {
-    if (!in_) {
+    if (!in_ || size_ < 0) {
       return 0;
     }
     const std::int64_t position = in_.tellg();
-    if (size_ < 0 || position < 0) {
-      return std::numeric_limits<std::int64_t>::max();
-    }
-    return std::max<std::int64_t>(0, size_ - position);
+    return position < 0 ? 0 : std::max<std::int64_t>(0, size_ - position);
   }
 
-  // Looks at the sizes of the matrices that come next. Where one of them claims an amount that
-  // neither the file nor a sane model holds, the file counts as ended here.
-  void refuseEmptyClaim(int matrices_in_element) {
+  // Looks at the sizes of the matrices that come next, before there is memory for the first. Sizes
+  // that neither the file nor a sane model holds are those of a matrix that cannot be allocated,
+  // on a machine with room for it too. Impossible sizes are left to the matrix, which refuses them.
+  void checkClaims(int matrices_in_element) {
     if (!in_ || size_ < 0) {
       return;
     }
     const std::streampos start = in_.tellg();
-    bool refused = false;
-    for (int i = 0; i < matrices_in_element && !refused; ++i) {
-      refused = claimsTooMuch();
+    for (int i = 0; i < matrices_in_element && in_; ++i) {
+      checkClaim();
     }
     in_.clear();
     in_.seekg(start);
-    if (refused) {
-      in_.setstate(std::ios::failbit);
-    }
   }
 
   // Looks at one matrix and moves behind it.
-  bool claimsTooMuch() {
+  void checkClaim() {
     const std::streampos start = in_.tellg();
     std::uint64_t rows = 0;
     std::uint64_t cols = 0;
     readValue(rows);
     readValue(cols);
     if (!in_) {
-      return false;
+      return;
     }
-    const std::int64_t cells = static_cast<std::int64_t>(rows * cols);
-    const std::int64_t backed_cells = remainingBytes() / static_cast<std::int64_t>(sizeof(float));
-    if (cells < 0 || (cells > kUnbackedCells && cells > backed_cells)) {
-      return true;
+    const auto most_cells = static_cast<std::uint64_t>(
+        std::max(kUnbackedCells, remainingBytes() / static_cast<std::int64_t>(sizeof(float))));
+    std::uint64_t cells;
+    const bool overflows = __builtin_mul_overflow(rows, cols, &cells);
+    if (cells != 0 && (overflows || cells > most_cells)) {
+      throw std::bad_alloc();
     }
     in_.seekg(start);
     mp::matrix().skip(in_);
-    return false;
   }
 
-  std::ifstream in_;
+  caffe::FileBuffer file_;
+  std::istream in_;
   std::int64_t size_ = -1;  // Of the file, in bytes; -1 where it cannot be told.
   std::int32_t count_ = 0;
 };

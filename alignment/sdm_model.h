@@ -49,8 +49,10 @@ SDMModel* globalSDMModel();
 /// Returns  Whether there is a model and the file could be opened. The content is not checked: a
 ///          file that ends early leaves what it does not reach as it was, and a count that cannot
 ///          be read repeats the count before it.
-/// Errors   A count or a matrix that claims far more than the rest of the file holds is cut to what
-///          may be there, so that a damaged file does not exhaust the memory.
+/// Errors   A count below 0, and a matrix of a size that there cannot be or that neither the file
+///          nor any sane model holds (2^28 cells), raise std::bad_alloc, as does memory that runs
+///          out; the model keeps what it got until then. A count above 65536 is cut to that, unless
+///          the file is long enough to hold as many elements.
 bool readSDMFile(const std::string& path);
 
 /// Replaces the model in the slot by a new one with default values and reads directory + "/" + file

@@ -206,8 +206,8 @@ void StageProduct(benchmark::State& state) {
   std::size_t stage = 0;
   for (auto _ : state) {
     for (int row = 0; row < kStarts; row += rows) {
-      model.stageMaps[stage].project_rows(features.data() + row * kFeatures, rows,
-                                          moves.data() + row * kCoordinates);
+      model.stageMaps[stage].project_rows(features.data() + row * kFeatures, kFeatures, rows,
+                                          moves.data() + row * kCoordinates, kCoordinates);
     }
     stage = (stage + 1) % model.stageMaps.size();
     benchmark::DoNotOptimize(moves.data());

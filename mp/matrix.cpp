@@ -18,19 +18,28 @@ static_assert(sizeof(float) == 4, "The file form holds 32-bit floats.");
 static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "The file form is read as it stands.");
 #endif
 
-// Products of file words wrap instead of overflowing: the outcome is then refused by the
-// allocation.
-std::int64_t wrappingProduct(std::int64_t rows, std::int64_t cols) {
-  return static_cast<std::int64_t>(static_cast<std::uint64_t>(rows) *
-                                   static_cast<std::uint64_t>(cols));
-}
+constexpr std::int64_t kNoLimit = -1;  // All ones as an unsigned number.
+constexpr std::int64_t kMostBytes = std::numeric_limits<std::ptrdiff_t>::max();
+constexpr std::uint64_t kMostSide = std::numeric_limits<std::int32_t>::max();
+
+// The sides of a matrix as its file form tells them, of which none need be true. A side below 0 is
+// far beyond the largest, since the words are taken as unsigned numbers.
+struct FileSides {
+  std::uint64_t rows;
+  std::uint64_t cols;
+
+  // In 64 bits, so that the product of sides that are no sides may come to 0 as well.
+  bool empty() const { return rows * cols == 0; }
+  // Whether there can be a matrix of that size. The product of such sides does not overflow, nor
+  // does its number of bytes.
+  bool possible() const { return rows <= kMostSide && cols <= kMostSide; }
+  std::uint64_t bytes() const { return rows * cols * sizeof(float); }
+};
 
 // The cells are zeroed by the system where they are fresh, so that a matrix whose cells are missing
 // from its file costs address space and no memory.
 float* allocateCells(std::int64_t count) {
-  constexpr std::int64_t kMost =
-      std::numeric_limits<std::ptrdiff_t>::max() / static_cast<std::ptrdiff_t>(sizeof(float));
-  if (count < 0 || count > kMost) {
+  if (count > kMostBytes / static_cast<std::int64_t>(sizeof(float))) {
     throw std::bad_alloc();
   }
   void* cells = std::calloc(static_cast<std::size_t>(count), sizeof(float));
@@ -40,8 +49,13 @@ float* allocateCells(std::int64_t count) {
   return static_cast<float*>(cells);
 }
 
+// None for a side below 0.
+std::int64_t cellCount(std::int32_t rows, std::int32_t cols) {
+  return std::int64_t{std::max(rows, 0)} * std::max(cols, 0);
+}
+
 std::int64_t cellCount(const matrix& m) {
-  return m.data == nullptr ? 0 : wrappingProduct(m.rows, m.cols);
+  return m.data == nullptr ? 0 : cellCount(m.rows, m.cols);
 }
 
 std::int64_t readWord(std::istream& in) {
@@ -53,6 +67,13 @@ std::int64_t readWord(std::istream& in) {
   return word;
 }
 
+FileSides readSides(std::istream& in) {
+  FileSides sides;
+  sides.rows = static_cast<std::uint64_t>(readWord(in));
+  sides.cols = static_cast<std::uint64_t>(readWord(in));
+  return sides;
+}
+
 void writeWord(std::ostream& out, std::int64_t word) {
   char bytes[sizeof(word)];
   std::memcpy(bytes, &word, sizeof(word));
@@ -62,7 +83,7 @@ void writeWord(std::ostream& out, std::int64_t word) {
 }  // namespace
 
 matrix::matrix(std::int32_t row_count, std::int32_t col_count) : rows(row_count), cols(col_count) {
-  const std::int64_t count = wrappingProduct(row_count, col_count);
+  const std::int64_t count = cellCount(row_count, col_count);
   if (count > 0) {
     data = allocateCells(count);
   }
@@ -115,37 +136,33 @@ bool matrix::save(std::ostream& out) const {
 }
 
 bool matrix::load(std::istream& in, std::int64_t limit) {
-  const std::int64_t file_rows = readWord(in);
-  const std::int64_t file_cols = readWord(in);
-  const std::int64_t count = wrappingProduct(file_rows, file_cols);
-  if (count == 0) {
-    std::free(data);
-    data = nullptr;
-    rows = static_cast<std::int32_t>(file_rows);
-    cols = static_cast<std::int32_t>(file_cols);
-    return true;
+  const FileSides sides = readSides(in);
+  float* cells = nullptr;
+  if (!sides.empty()) {
+    const bool limited = limit != 0 && limit != kNoLimit;
+    if (limited && (!sides.possible() || static_cast<std::uint64_t>(limit) < sides.bytes() + 8)) {
+      return false;
+    }
+    if (!sides.possible()) {
+      throw std::bad_alloc();
+    }
+    cells = allocateCells(static_cast<std::int64_t>(sides.rows * sides.cols));
   }
-  const std::uint64_t bytes = static_cast<std::uint64_t>(count) * sizeof(float);
-  if (limit != 0 && static_cast<std::uint64_t>(limit) < bytes + 8) {
-    return false;
-  }
-  float* cells = allocateCells(count);
   std::free(data);
   data = cells;
-  in.read(reinterpret_cast<char*>(data), static_cast<std::streamsize>(bytes));
-  rows = static_cast<std::int32_t>(file_rows);
-  cols = static_cast<std::int32_t>(file_cols);
+  rows = static_cast<std::int32_t>(sides.rows);
+  cols = static_cast<std::int32_t>(sides.cols);
+  if (cells != nullptr) {
+    in.read(reinterpret_cast<char*>(cells), static_cast<std::streamsize>(sides.bytes()));
+  }
   return true;
 }
 
 void matrix::print(std::ostream& out) const {
   std::cout << "[" << rows << "," << cols << "]" << std::endl;
-  if (data == nullptr) {
-    return;
-  }
   const float* cell = data;
   for (std::int32_t row = 0; row < rows; ++row) {
-    for (std::int32_t col = 0; col < cols; ++col) {
+    for (std::int32_t col = 0; cell != nullptr && col < cols; ++col) {
       out << *cell++ << " ";
     }
     out << std::endl;
@@ -155,12 +172,15 @@ void matrix::print(std::ostream& out) const {
 bool matrix::is_valid() const { return data != nullptr; }
 
 void matrix::skip(std::istream& in) const {
-  const std::int64_t file_rows = readWord(in);
-  const std::int64_t file_cols = readWord(in);
-  const std::int64_t count = wrappingProduct(file_rows, file_cols);
-  if (count > 0) {
-    in.seekg(wrappingProduct(count, sizeof(float)), std::ios::cur);
+  const FileSides sides = readSides(in);
+  if (sides.empty()) {
+    return;
   }
+  if (!sides.possible() || sides.bytes() > static_cast<std::uint64_t>(kMostBytes)) {
+    in.setstate(std::ios::failbit);  // No stream goes on behind such a matrix.
+    return;
+  }
+  in.seekg(static_cast<std::streamoff>(sides.bytes()), std::ios::cur);
 }
 
 void matrix::fill(float value) {

@@ -18,7 +18,7 @@ namespace mp {
 class matrix : public io_able {
  public:
   matrix() = default;
-  /// Cells are zero. rows and cols at least 0; a matrix without cells has no data.
+  /// Cells are zero. A matrix without cells, as one with a side of 0 or below, has no data.
   matrix(std::int32_t rows, std::int32_t cols);
   matrix(const matrix& other);
   matrix(matrix&& other) noexcept;
@@ -36,17 +36,20 @@ class matrix : public io_able {
   ///          bytes to spare.
   /// Returns  false for a refused matrix: the object is unchanged, the header is consumed.
   ///          Otherwise true.
-  /// Errors   A stream that ends early goes unnoticed: cells that were not reached are 0. Sizes
-  ///          beyond any memory raise std::bad_alloc.
+  /// Errors   A stream that ends early goes unnoticed: cells that were not reached are 0. A matrix
+  ///          with cells of which a side is below 0 or beyond 32 bits, or for which there is no
+  ///          memory, raises std::bad_alloc and leaves the object as it was.
   bool load(std::istream& in, std::int64_t limit) override;
 
   /// Writes "[rows,cols]" and an end of line to the standard output, whatever stream is given, and
-  /// the cells to the given stream: each followed by a blank, one line a row.
+  /// the cells to the given stream: each followed by a blank, one line per row, also for rows
+  /// without columns.
   void print(std::ostream& out) const override;
 
   bool is_valid() const override;  ///< Whether data is not null.
 
-  /// Moves the stream behind a matrix without keeping anything of it.
+  /// Moves the stream behind a matrix without keeping anything of it. Sides of which there can be no
+  /// matrix set the stream's fail bit.
   virtual void skip(std::istream& in) const;
 
   void fill(float value);  ///< Sets every cell.

@@ -31,18 +31,20 @@ void pca_map::print(std::ostream& out) const {
 
 bool pca_map::is_valid() const { return mean.is_valid() && projection.is_valid(); }
 
-void pca_map::project(const float* x, float* y) const { project_rows(x, 1, y); }
+void pca_map::project(const float* x, float* y) const {
+  project_rows(x, mean.cols, 1, y, projection.cols);
+}
 
-void pca_map::project_rows(const float* x, std::int32_t count, float* y) const {
+void pca_map::project_rows(const float* x, std::int64_t x_stride, std::int32_t count, float* y,
+                           std::int32_t y_stride) const {
   const std::int32_t inputs = mean.cols;
   const std::int32_t outputs = projection.cols;
   matrix centred(count, inputs);
   for (std::int32_t row = 0; row < count; ++row) {
-    const std::int64_t start = static_cast<std::int64_t>(row) * inputs;
-    vsSub(inputs, x + start, mean.data, centred.data + start);
+    vsSub(inputs, x + row * x_stride, mean.data, centred.data + std::int64_t{row} * inputs);
   }
   cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, count, outputs, inputs, 1.0f, centred.data,
-              inputs, projection.data, outputs, 0.0f, y, outputs);
+              inputs, projection.data, outputs, 0.0f, y, y_stride);
 }
 
 }  // namespace mp

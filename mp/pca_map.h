@@ -35,10 +35,13 @@ class pca_map : public io_able {
 
   /// As project for several inputs, reading projection once for all of them.
   ///
-  /// x  count rows of K floats.
-  /// y  count rows of N floats; overwritten. Each row equals that of project up to the order of
-  ///    summation.
-  void project_rows(const float* x, std::int32_t count, float* y) const;
+  /// x         count rows of K floats.
+  /// x_stride  Floats from one row of x to the next, at least K.
+  /// y         count rows of N floats; overwritten. Each row equals that of project up to the order
+  ///           of summation.
+  /// y_stride  Floats from one row of y to the next, at least N. What lies between the rows stays.
+  void project_rows(const float* x, std::int64_t x_stride, std::int32_t count, float* y,
+                    std::int32_t y_stride) const;
 
   matrix mean;        ///< 1 by K.
   matrix projection;  ///< K by N.

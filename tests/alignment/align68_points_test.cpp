@@ -189,12 +189,12 @@ TEST_F(Align68, OtherNumbersOfLandmarksStayWithinTheirLists) {
   EXPECT_NEAR(place(image, {50, 50, 200, 200})[135], 169.2f, 1e-3f);
 }
 
-TEST_F(Align68, MismatchedStagesGiveZeros) {
+TEST_F(Align68, StagesOfMoreFeaturesThanThereAreGiveZeros) {
   const cv::Mat image = texturedImage(250, 250, 3, 1);
   SDMModel model = middleModel();
   model.stageMaps.resize(1);
-  model.stageMaps[0].mean = mp::matrix(1, 128);
-  model.stageMaps[0].projection = mp::matrix(128, 136);
+  model.stageMaps[0].mean = mp::matrix(1, 68 * 128 + 1);
+  model.stageMaps[0].projection = mp::matrix(68 * 128 + 1, 136);
   ASSERT_EQ(ModelFile(model).load(), StatusOk);
   EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0f));
 }

@@ -308,11 +308,12 @@ TEST(RegressShapes, ModelsThatDoNotFitGiveNothing) {
   };
   expectNothing([](SDMModel& m) { m.meanShape.clear(); });
   expectNothing([](SDMModel& m) { m.meanShape.push_back(0); });
-  expectNothing([](SDMModel& m) { m.meanShape.resize(6); });
   expectNothing([](SDMModel& m) { m.stageMaps[1].mean = mp::matrix(); });
-  expectNothing([](SDMModel& m) { m.stageMaps[1].mean = mp::matrix(1, 255); });
+  expectNothing([](SDMModel& m) { m.stageMaps[1].mean = mp::matrix(1, 257); });
   expectNothing([](SDMModel& m) { m.stageMaps[0].projection = mp::matrix(255, 4); });
-  expectNothing([](SDMModel& m) { m.stageMaps[0].projection = mp::matrix(256, 3); });
+  expectNothing([](SDMModel& m) { m.stageMaps[0].projection = mp::matrix(256, 5); });
+  expectNothing([](SDMModel& m) { m.stageMaps[0].projection = mp::matrix(); });
+  expectNothing([](SDMModel& m) { m.meanShape.resize(65538); });
   expectNothing([](SDMModel& m) { m.stageMaps.resize(3); });
   expectNothing([](SDMModel& m) { m.stageLevels.clear(); });
   expectNothing([](SDMModel& m) { m.stageLevels[0] = 6; });
@@ -323,6 +324,31 @@ TEST(RegressShapes, ModelsThatDoNotFitGiveNothing) {
   EXPECT_TRUE(regressShapes(good, image, {}, {}).empty());
   EXPECT_TRUE(regressShapes(good, image, {{1, 2}}, {}).empty());
   EXPECT_TRUE(regressShapes(good, image, {{-1e30f, 0, 0, 0}}, {}).empty());
+}
+
+// A map of 3 inputs and 1 output of a model with 256 features and 4 coordinates: from the first
+// features to the first coordinate.
+TEST(RegressShapes, SmallMapsRunOnTheFirstFeaturesAndMoveTheFirstCoordinates) {
+  SDMModel full = synthetic::randomModel(2, {1, 0}, 0.0f, 1);
+  SDMModel small = full;
+  for (std::size_t stage = 0; stage < 2; ++stage) {
+    small.stageMaps[stage].mean = mp::matrix(1, 3);
+    small.stageMaps[stage].mean.fill(-1.0f);
+    small.stageMaps[stage].projection = mp::matrix(3, 1);
+    full.stageMaps[stage].mean.fill(-1.0f);
+    for (int input = 0; input < 3; ++input) {
+      const float weight = 0.5f * static_cast<float>(input + 1);
+      small.stageMaps[stage].projection.data[input] = weight;
+      full.stageMaps[stage].projection.data[input * 4] = weight;
+    }
+  }
+  const cv::Mat image = synthetic::texturedImage(100, 100, 1, 2);
+  const std::vector<Shape> starts = {{30, 30, 60, 60}, {35, 30, 60, 65}, {28, 31, 62, 60}};
+  ASSERT_TRUE(isUsable(small));
+  const Shape result = regressShapes(small, image, starts, {});
+  expectNear(result, regressShapes(full, image, starts, {}), 1e-3f);
+  EXPECT_GE(result[0], 36.0f);  // At least twice 0.5 + 1 + 1.5 to the right of the median.
+  expectNear({result.begin() + 1, result.end()}, {30, 60, 60}, 1e-4f);
 }
 
 TEST(FitShape, ZeroMapsGiveTheFirstShape) {

@@ -6,6 +6,7 @@
 
 #include <clocale>
 #include <cstring>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -212,8 +213,8 @@ TEST_F(SDMModelSlot, FileThatEndsEarlyLeavesTheRestAsItWas) {
       expectMatrix(reader, map.projection);
     }
     ASSERT_EQ(model.stageLevels.size(), static_cast<std::size_t>(reader.count()));
-    for (std::size_t i = 0; i < model.stageLevels.size(); ++i) {
-      EXPECT_EQ(model.stageLevels[i], reader.value(kDefaultLevels[i]));
+    for (const std::int32_t level : model.stageLevels) {
+      EXPECT_EQ(level, reader.value(std::int32_t{0}));  // The default list is gone.
     }
     reader.value(std::int32_t{0});
     EXPECT_EQ(model.reservedFlag, reader.value(std::int32_t{1}));
@@ -234,39 +235,84 @@ TEST_F(SDMModelSlot, UnreadableCountRepeatsTheOneBefore) {
   EXPECT_EQ(model.auxValues, std::vector<float>(4, 0.0f));
   ASSERT_EQ(model.stageMaps.size(), 4u);
   EXPECT_FALSE(model.stageMaps[0].is_valid());
-  EXPECT_EQ(model.stageLevels, (std::vector<std::int32_t>{2, 2, 1, 1}));
+  EXPECT_EQ(model.stageLevels, std::vector<std::int32_t>(4, 0));
 }
 
-TEST_F(SDMModelSlot, AbsurdCountsNeitherCrashNorFillTheMemory) {
-  for (const std::int32_t count : {-1, -2147483647 - 1, 2147483647, 500000000}) {
+std::size_t sizeOfField(const SDMModel& model, int field) {
+  const std::size_t sizes[] = {model.auxMatrices.size(), model.stageBias.size(),
+                               model.meanShape.size(),   model.auxValues.size(),
+                               model.stageMaps.size(),   model.stageLevels.size()};
+  return sizes[field];
+}
+
+// A file with a count in one of the six lists, and nothing in the lists before.
+std::string fileWithCount(int field, std::int32_t count) {
+  std::ostringstream out;
+  for (int i = 0; i < field; ++i) {
+    put(out, std::int32_t{0});
+  }
+  put(out, count);
+  put(out, 1.0f);
+  return out.str();
+}
+
+TEST_F(SDMModelSlot, CountsFarBeyondTheFileAreCut) {
+  for (const std::int32_t count : {65537, 500000000, 2147483647}) {
     for (int field = 0; field < 6; ++field) {
       SCOPED_TRACE(std::to_string(count) + " in field " + std::to_string(field));
-      std::ostringstream out;
-      for (int i = 0; i < field; ++i) {
-        put(out, std::int32_t{0});
-      }
-      put(out, count);
-      put(out, 1.0f);
-      ASSERT_EQ(ModelFile(out.str()).load(), StatusOk);
-      EXPECT_LE(globalSDMModel()->meanShape.size(), std::size_t{1} << 16);
+      ASSERT_EQ(ModelFile(fileWithCount(field, count)).load(), StatusOk);
+      EXPECT_EQ(sizeOfField(*globalSDMModel(), field), std::size_t{65536});
     }
   }
 }
 
-TEST_F(SDMModelSlot, AbsurdMatrixSizesEndTheFile) {
+TEST_F(SDMModelSlot, NegativeCountsRaiseBadAlloc) {
+  for (const std::int32_t count : {-1, -65537, -2147483647 - 1}) {
+    for (int field = 0; field < 6; ++field) {
+      SCOPED_TRACE(std::to_string(count) + " in field " + std::to_string(field));
+      EXPECT_THROW(ModelFile(fileWithCount(field, count)).load(), std::bad_alloc);
+      ASSERT_NE(globalSDMModel(), nullptr);
+      EXPECT_EQ(globalSDMModel()->faceWidth, 100);
+    }
+  }
+}
+
+TEST_F(SDMModelSlot, CountThatTheFileHoldsIsKept) {
+  std::ostringstream out;
+  put(out, std::int32_t{0});
+  put(out, std::int32_t{0});
+  put(out, std::int32_t{65540});
+  for (int i = 0; i < 65540; ++i) {
+    put(out, 0.5f);
+  }
+  put(out, std::int32_t{1});
+  put(out, 7.0f);
+  ASSERT_EQ(ModelFile(out.str()).load(), StatusOk);
+  EXPECT_EQ(globalSDMModel()->meanShape, std::vector<float>(65540, 0.5f));
+  EXPECT_EQ(globalSDMModel()->auxValues.front(), 7.0f);
+}
+
+TEST_F(SDMModelSlot, FolderIsNoModel) {
+  EXPECT_EQ(loadModelSlot(testing::TempDir(), "."), StatusLoadFailed);
+}
+
+TEST_F(SDMModelSlot, ImpossibleMatrixSizesRaiseBadAlloc) {
   struct Sizes {
     std::int64_t rows, cols;
   };
   for (const Sizes& sizes :
        {Sizes{std::int64_t{1} << 40, 1 << 20}, Sizes{-1, 1}, Sizes{1 << 20, 1 << 14},
-        Sizes{std::int64_t{1} << 31, std::int64_t{1} << 31}}) {
+        Sizes{std::int64_t{1} << 31, std::int64_t{1} << 31},
+        // Products of 152 modulo 2^64; the rows come to 19 and to 3789677027 in 32 bits.
+        Sizes{(std::int64_t{1} << 61) + 19, 8}, Sizes{135637824071393763, 136}}) {
     SCOPED_TRACE(sizes.rows);
     std::ostringstream as_matrix;
     put(as_matrix, std::int32_t{1});
     put(as_matrix, sizes.rows);
     put(as_matrix, sizes.cols);
-    as_matrix << std::string(400, '\1');
-    ASSERT_EQ(ModelFile(as_matrix.str()).load(), StatusOk);
+    as_matrix << std::string(1000, '\1');
+    EXPECT_THROW(ModelFile(as_matrix.str()).load(), std::bad_alloc);
+    ASSERT_NE(globalSDMModel(), nullptr);
     EXPECT_FALSE(globalSDMModel()->auxMatrices[0].is_valid());
     EXPECT_EQ(globalSDMModel()->faceWidth, 100);
 
@@ -277,7 +323,8 @@ TEST_F(SDMModelSlot, AbsurdMatrixSizesEndTheFile) {
     row({1, 2}).save(as_map);
     put(as_map, sizes.rows);
     put(as_map, sizes.cols);
-    ASSERT_EQ(ModelFile(as_map.str()).load(), StatusOk);
+    as_map << std::string(1000, '\1');
+    EXPECT_THROW(ModelFile(as_map.str()).load(), std::bad_alloc);
     EXPECT_FALSE(globalSDMModel()->stageMaps[0].is_valid());
   }
 }

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <sstream>
 #include <string>
@@ -119,14 +120,58 @@ TEST(Matrix, ShortStreamLeavesCellsAtZero) {
   EXPECT_EQ(cellsOf(m), (std::vector<float>{7, 0, 0, 0}));
 }
 
-TEST(Matrix, SizesBeyondMemoryRaiseBadAllocAndLeaveTheObject) {
-  const std::int64_t big = std::int64_t{1} << 31;
-  for (const auto& [rows, cols] : {std::pair<std::int64_t, std::int64_t>{big, big}, {-1, 1}}) {
+// Sides of which there is no matrix, with a product of 152 modulo 2^64 where one is named.
+const std::pair<std::int64_t, std::int64_t> kImpossibleSides[] = {
+    {std::int64_t{1} << 31, std::int64_t{1} << 31},
+    {std::numeric_limits<std::int32_t>::max(), std::numeric_limits<std::int32_t>::max()},
+    {-1, 1},
+    {-2, -3},
+    {std::int64_t{1} << 32, 1},
+    {1, std::int64_t{1} << 32},
+    // 2^61 + 19 by 8: a product of 152 modulo 2^64, and sides of 19 and 8 in 32 bits.
+    {(std::int64_t{1} << 61) + 19, 8},
+    // A product of 152 too, and in 32 bits 3789677027 by 136.
+    {135637824071393763, 136},
+};
+
+TEST(Matrix, ImpossibleSidesRaiseBadAllocAndLeaveTheObject) {
+  for (const auto& [rows, cols] : kImpossibleSides) {
+    for (const std::int64_t limit : {std::int64_t{0}, std::int64_t{-1}}) {
+      std::istringstream in(fileForm(rows, cols, std::vector<float>(152, 1.0f)));
+      mp::matrix m = numbered(1, 2);
+      EXPECT_THROW(m.load(in, limit), std::bad_alloc) << rows << " by " << cols;
+      EXPECT_EQ(m.rows, 1) << rows << " by " << cols;
+      EXPECT_EQ(cellsOf(m), (std::vector<float>{1, 2})) << rows << " by " << cols;
+    }
+  }
+}
+
+TEST(Matrix, LimitRefusesImpossibleSidesToo) {
+  for (const auto& [rows, cols] : kImpossibleSides) {
     std::istringstream in(fileForm(rows, cols, {}));
     mp::matrix m = numbered(1, 2);
-    EXPECT_THROW(m.load(in, 0), std::bad_alloc) << rows;
-    EXPECT_EQ(cellsOf(m), (std::vector<float>{1, 2})) << rows;
+    EXPECT_FALSE(m.load(in, 616)) << rows << " by " << cols;
+    EXPECT_EQ(cellsOf(m), (std::vector<float>{1, 2})) << rows << " by " << cols;
   }
+}
+
+TEST(Matrix, SkipFailsAtImpossibleSides) {
+  for (const auto& [rows, cols] : kImpossibleSides) {
+    std::istringstream in(fileForm(rows, cols, std::vector<float>(200, 1.0f)));
+    mp::matrix().skip(in);
+    EXPECT_TRUE(in.fail()) << rows << " by " << cols;
+  }
+}
+
+TEST(Matrix, PrintsAnEndOfLineForEachRowWithoutColumns) {
+  std::istringstream in(fileForm(5, 0, {}));
+  mp::matrix m;
+  m.load(in, 0);
+  std::ostringstream out;
+  testing::internal::CaptureStdout();
+  m.print(out);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "[5,0]\n");
+  EXPECT_EQ(out.str(), "\n\n\n\n\n");
 }
 
 TEST(Matrix, SecondLoadReplacesTheFirst) {

@@ -2,6 +2,7 @@
 
 #include "mp/pca_map.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -53,7 +54,7 @@ TEST(PcaMap, ProjectsSeveralRowsLikeOneAfterTheOther) {
     value = uniform(random);
   }
   std::vector<float> together(outputs * count);
-  map.project_rows(x.data(), count, together.data());
+  map.project_rows(x.data(), inputs, count, together.data(), outputs);
   for (int row = 0; row < count; ++row) {
     std::vector<float> single(outputs);
     map.project(x.data() + row * inputs, single.data());
@@ -67,6 +68,13 @@ TEST(PcaMap, ProjectsSeveralRowsLikeOneAfterTheOther) {
       EXPECT_NEAR(single[n], expected, 1e-4);
     }
   }
+}
+
+TEST(PcaMap, RowsMayLieFurtherApartThanTheyAreLong) {
+  const float x[] = {2, 3, 5, 100, 3, 3, 5};  // 1, 1 and 2 above the mean, then 2, 1 and 2.
+  float y[] = {-1, -1, -1, -1, -1};
+  threeToTwo().project_rows(x, /*x_stride=*/4, 2, y, /*y_stride=*/3);
+  EXPECT_THAT(y, testing::ElementsAre(9, 90, -1, 10, 100));
 }
 
 TEST(PcaMap, ReadsBackWhatItSaved) {

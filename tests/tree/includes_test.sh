@@ -19,7 +19,7 @@ allow() {
 allow caffe 'caffe/'
 allow mp 'mp/|caffe/util/math_functions\.hpp'
 allow imaging 'imaging/'
-allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/math_functions\.hpp'
+allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(math_functions|file_buffer)\.hpp'
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
 allow tools 'tools/|ozna\.h'

@@ -6,6 +6,7 @@ set(OZNA_CAFFE_CORE_SOURCES
   src/caffe/layer_factory.cpp
   src/caffe/net.cpp
   src/caffe/syncedmem.cpp
+  src/caffe/util/file_buffer.cpp
   src/caffe/util/insert_splits.cpp
   src/caffe/util/io.cpp
   src/caffe/util/math_functions.cpp
