@@ -39,9 +39,15 @@ target_link_libraries(ozna_dependencies INTERFACE opencv_core opencv_imgproc pro
                                                   PkgConfig::GLOG leveldb::leveldb BLAS::BLAS Threads::Threads)
 
 # ozna_object_library(NAME SOURCE...): one folder's code, compiled once for the shared and the static library.
+#
+# Hosts call from threads whose stacks are small, so that no function may take more than 16 KB of it. Sanitizers and
+# builds without optimisation have larger frames of their own.
 function(ozna_object_library name)
   add_library(${name} OBJECT ${ARGN})
   target_link_libraries(${name} PUBLIC ozna_flags ozna_dependencies)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OZNA_SANITIZE AND NOT OZNA_COVERAGE)
+    target_compile_options(${name} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-Werror=frame-larger-than=16384>)
+  endif()
 endfunction()
 
 # ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case a test. Suites whose
