@@ -2,7 +2,9 @@
 
 #include "detector/model_store.h"
 
-#include <fstream>
+#include <glog/logging.h>
+
+#include <istream>
 #include <locale>
 #include <memory>
 #include <mutex>
@@ -11,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "caffe/util/file_buffer.hpp"
 #include "caffe/vision_layers.hpp"
 #include "detector/cascade_defaults.h"
 
@@ -26,17 +29,34 @@ struct StageLine {
   float threshold = 0;
 };
 
-std::ifstream openText(const std::string& path) {
-  std::ifstream stream;
+// Reading numbers and words takes memory. Where there is none, a stream keeps that to itself, and a
+// list, a mean or a table would end early; by this it passes the exception on.
+void readAsClassicText(std::istream& stream) {
   stream.imbue(std::locale::classic());
-  stream.open(path);
-  return stream;
+  stream.exceptions(std::ios::badbit);
 }
 
+// A text file; one that cannot be opened reads as empty.
+class TextFile {
+ public:
+  explicit TextFile(const std::string& path) : file_(path), stream_(&file_) {
+    readAsClassicText(stream_);
+    if (!file_.isOpen()) {
+      stream_.setstate(std::ios::failbit);
+    }
+  }
+
+  std::istream& stream() { return stream_; }
+
+ private:
+  caffe::FileBuffer file_;
+  std::istream stream_;
+};
+
 std::vector<std::string> readLines(const std::string& path) {
-  std::ifstream stream = openText(path);
+  TextFile file(path);
   std::vector<std::string> lines;
-  for (std::string line; std::getline(stream, line);) {
+  for (std::string line; std::getline(file.stream(), line);) {
     lines.push_back(line);
   }
   return lines;
@@ -44,7 +64,7 @@ std::vector<std::string> readLines(const std::string& path) {
 
 StageLine parseStageLine(const std::string& line) {
   std::istringstream stream(line);
-  stream.imbue(std::locale::classic());
+  readAsClassicText(stream);
   StageLine result;
   stream >> result.name;
   if (!(stream >> result.threshold)) {
@@ -54,18 +74,18 @@ StageLine parseStageLine(const std::string& line) {
 }
 
 std::vector<float> readMean(const std::string& path) {
-  std::ifstream stream = openText(path);
+  TextFile file(path);
   std::vector<float> mean;
-  for (float value = 0; stream >> value;) {
+  for (float value = 0; file.stream() >> value;) {
     mean.push_back(value);
   }
   return mean;
 }
 
 std::vector<OffsetScale> readOffsets(const std::string& path) {
-  std::ifstream stream = openText(path);
+  TextFile file(path);
   std::vector<OffsetScale> offsets;
-  for (OffsetScale entry; stream >> entry.dx >> entry.dy >> entry.scale;) {
+  for (OffsetScale entry; file.stream() >> entry.dx >> entry.dy >> entry.scale;) {
     offsets.push_back(entry);
   }
   return offsets;
@@ -90,6 +110,30 @@ std::vector<OffsetScale> narrowOffsets(const CascadeDefaults& defaults) {
   return offsets;
 }
 
+// Ends the process where the network cannot serve a stage, whatever picture it gets.
+//
+// source  Of the definition: its file, or a word for one that is built in.
+// dense   Whether it is to give a map of probabilities and not a list.
+void requireStageNetwork(const caffe::Net<float>& net, const std::string& source, bool dense) {
+  CHECK(!net.input_blobs().empty())
+      << source << ": expected a network with an input of 1 by 3 planes, found none.";
+  const caffe::Blob<float>& input = *net.input_blobs()[0];
+  CHECK(input.num() == 1 && input.channels() == 3)
+      << source << ": expected an input of 1 by 3 planes, found " << input.num() << " by "
+      << input.channels() << ".";
+  const boost::shared_ptr<caffe::Blob<float>> probs = net.blob_by_name(probsBlobName);
+  CHECK(probs != nullptr) << source << ": expected a blob \"" << probsBlobName
+                          << "\" of probabilities, found none.";
+  if (dense) {
+    CHECK_GE(probs->num() * probs->channels(), 2)
+        << source << ": expected at least two planes of probabilities in the blob \""
+        << probsBlobName << "\".";
+  } else {
+    CHECK_GE(probs->count(), 2) << source << ": expected at least two probabilities in the blob \""
+                                << probsBlobName << "\".";
+  }
+}
+
 // The fast path measures the first convolution, so the trained weights must be in place before.
 void enterFastMode(caffe::Net<float>& net, const std::string& weight_path) {
   net.CopyTrainedLayersFrom(weight_path);
@@ -106,14 +150,18 @@ void enterFastMode(caffe::Net<float>& net, const std::string& weight_path) {
 
 CascadeStage loadFirstStage(const std::string& directory) {
   CascadeStage stage;
-  stage.net.reset(new caffe::Net<float>(directory + "/prototxt-full"));
+  const std::string definition = directory + "/prototxt-full";
+  stage.net.reset(new caffe::Net<float>(definition));
+  requireStageNetwork(*stage.net, definition, /*dense=*/true);
   enterFastMode(*stage.net, directory + "/proto-full");
   return stage;
 }
 
 CascadeStage loadLaterStage(const std::string& directory) {
   CascadeStage stage;
-  stage.net.reset(new caffe::Net<float>(directory + "/prototxt-deploy"));
+  const std::string definition = directory + "/prototxt-deploy";
+  stage.net.reset(new caffe::Net<float>(definition));
+  requireStageNetwork(*stage.net, definition, /*dense=*/false);
   stage.net->CopyTrainedLayersFrom(directory + "/proto");
   stage.mean = readMean(directory + "/mean");
   return stage;

@@ -26,8 +26,11 @@ boost::mutex& loadLock();
 ///
 /// Returns  StatusOk with loaded set. StatusLoadFailed if the list names no stage: nothing else was
 ///          read then.
-/// Errors   A definition or weight file that is missing or malformed ends the process. A missing
-///          "mean" or "offsets-scales" leaves the vector empty; see stage_scoring.h for what
+/// Errors   A definition or weight file that is missing or malformed ends the process, as does a
+///          definition of a network that cannot serve a stage: the first input must be 1 by 3
+///          planes, and the blob "probs" must hold two planes in the dense stage and two values in
+///          any other and in the calibration. A failed allocation leaves as std::bad_alloc, with
+///          the lock released and what was loaded until then in the detector. A missing "mean" or "offsets-scales" leaves the vector empty; see stage_scoring.h for what
 ///          follows from that.
 /// Threads  Any number, one at a time: takes loadLock.
 Status loadFromFiles(const DetectorParams& params, DetectorImpl& detector);

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <locale>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -286,16 +287,16 @@ TEST_F(LoadFromFilesDeathTest, RefusesWeightsOfAnotherShape) {
 
 TEST_F(LoadFromFilesDeathTest, RefusesGroupsInTheFirstLayer) {
   writeFile(root() + "first/prototxt-full",
-            "input: \"data\" input_dim: 1 input_dim: 2 input_dim: 8 input_dim: 8\n"
+            "input: \"data\" input_dim: 1 input_dim: 3 input_dim: 8 input_dim: 8\n"
             "layers { name: \"other\" type: CONVOLUTION bottom: \"data\" top: \"probs\""
-            " convolution_param { num_output: 2 kernel_size: 1 group: 2"
+            " convolution_param { num_output: 3 kernel_size: 1 group: 3"
             " weight_filler { type: \"constant\" } bias_filler { type: \"constant\" } } }\n");
   EXPECT_DEATH(loadAlone("first 0.4\n"), "binarization supports only single group.");
 }
 
 TEST_F(LoadFromFiles, AcceptsAFirstLayerThatIsNoConvolution) {
   writeFile(root() + "first/prototxt-full",
-            "input: \"data\" input_dim: 1 input_dim: 2 input_dim: 8 input_dim: 8\n"
+            "input: \"data\" input_dim: 1 input_dim: 3 input_dim: 8 input_dim: 8\n"
             "layers { name: \"other\" type: SOFTMAX bottom: \"data\" top: \"probs\" }\n");
   DetectorImpl detector;
   EXPECT_EQ(load("first 0.4\n", detector), StatusOk);
@@ -303,9 +304,59 @@ TEST_F(LoadFromFiles, AcceptsAFirstLayerThatIsNoConvolution) {
 
 TEST_F(LoadFromFiles, AcceptsADefinitionWithoutLayers) {
   writeFile(root() + "first/prototxt-full",
-            "input: \"data\" input_dim: 1 input_dim: 2 input_dim: 8 input_dim: 8\n");
+            "input: \"probs\" input_dim: 1 input_dim: 3 input_dim: 8 input_dim: 8\n");
   DetectorImpl detector;
   EXPECT_EQ(load("first 0.4\n", detector), StatusOk);
+}
+
+// A definition of a stage, from the sizes of its two ends.
+std::string stageDefinition(int num, int channels, int outputs, const std::string& last = "probs") {
+  std::ostringstream text;
+  text << "input: \"data\" input_dim: " << num << " input_dim: " << channels
+       << " input_dim: 2 input_dim: 2\n"
+       << "layers { name: \"last\" type: INNER_PRODUCT bottom: \"data\" top: \"" << last
+       << "\" inner_product_param { num_output: " << outputs
+       << " weight_filler { type: \"constant\" } bias_filler { type: \"constant\" } } }\n";
+  return text.str();
+}
+
+// What no stage can work with, and what is told about it. The name of the file stands before.
+struct UselessDefinition {
+  std::string text;
+  std::string message;
+};
+
+std::vector<UselessDefinition> uselessDefinitions() {
+  return {
+      {"", "expected a network with an input of 1 by 3 planes, found none"},
+      {"name: \"empty\"", "expected a network with an input of 1 by 3 planes, found none"},
+      {stageDefinition(2, 3, 2), "expected an input of 1 by 3 planes, found 2 by 3"},
+      {stageDefinition(1, 1, 2), "expected an input of 1 by 3 planes, found 1 by 1"},
+      {stageDefinition(1, 4, 2), "expected an input of 1 by 3 planes, found 1 by 4"},
+      {stageDefinition(1, 3, 2, "prob"), "expected a blob \"probs\" of probabilities, found none"},
+      {stageDefinition(1, 3, 1), "expected at least two p"}};
+}
+
+TEST_F(LoadFromFilesDeathTest, RefusesNetworksThatCannotServeALaterStage) {
+  for (const UselessDefinition& useless : uselessDefinitions()) {
+    writeFile(root() + "second/prototxt-deploy", useless.text);
+    EXPECT_DEATH(loadAlone("first 0.4\nsecond 0.8\n"),
+                 "second/prototxt-deploy: " + useless.message);
+  }
+}
+
+TEST_F(LoadFromFilesDeathTest, RefusesNetworksThatCannotCalibrate) {
+  for (const UselessDefinition& useless : uselessDefinitions()) {
+    writeFile(root() + calibrationDirectory() + "/prototxt-deploy", useless.text);
+    EXPECT_DEATH(loadAlone("first 0.4\n"), "Scales-200//prototxt-deploy: " + useless.message);
+  }
+}
+
+TEST_F(LoadFromFilesDeathTest, RefusesNetworksThatCannotBeTheDenseStage) {
+  for (const UselessDefinition& useless : uselessDefinitions()) {
+    writeFile(root() + "first/prototxt-full", useless.text);
+    EXPECT_DEATH(loadAlone("first 0.4\n"), "first/prototxt-full: " + useless.message);
+  }
 }
 
 // The end of a detector, and the lock.

@@ -23,6 +23,8 @@ class FileBuffer : public std::streambuf {
  public:
   /// Opens the file. A folder counts as a file that cannot be opened.
   explicit FileBuffer(const std::string& path);
+  /// Takes over a descriptor, or -1 for a file that cannot be opened.
+  explicit FileBuffer(int fd);
   ~FileBuffer() override;
   FileBuffer(const FileBuffer&) = delete;
   FileBuffer& operator=(const FileBuffer&) = delete;

@@ -23,7 +23,9 @@ int OpenForReading(const char* path) {
   return fd;
 }
 
-FileBuffer::FileBuffer(const std::string& path) : fd_(OpenForReading(path.c_str())) {}
+FileBuffer::FileBuffer(const std::string& path) : FileBuffer(OpenForReading(path.c_str())) {}
+
+FileBuffer::FileBuffer(int fd) : fd_(fd) {}
 
 FileBuffer::~FileBuffer() {
   if (fd_ != -1) {

@@ -2,7 +2,6 @@
 
 #include "caffe/util/io.hpp"
 
-#include <fcntl.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 #include <google/protobuf/message.h>
@@ -10,10 +9,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
+#include <istream>
 #include <string>
 
 #include "caffe/common.hpp"
+#include "caffe/util/file_buffer.hpp"
 
 namespace caffe {
 
@@ -41,25 +41,17 @@ class OpenFile {
   }
 
  private:
-  // -1 for a folder too: it opens, but would read as an empty message.
-  static int OpenForReading(const char* filename) {
-    const int fd = open(filename, O_RDONLY | O_CLOEXEC);
-    struct stat status;
-    if (fd != -1 && fstat(fd, &status) == 0 && S_ISDIR(status.st_mode)) {
-      close(fd);
-      return -1;
-    }
-    return fd;
-  }
-
   int fd_;
 };
 
 }  // namespace
 
 bool ReadProtoFromTextFile(const char* filename, google::protobuf::Message* proto) {
-  const OpenFile file(filename);
-  std::ifstream stream(filename);
+  const int fd = OpenForReading(filename);
+  CHECK_NE(fd, -1) << "File not found: " << filename;
+  FileBuffer file(fd);
+  std::istream stream(&file);
+  stream.exceptions(std::ios::badbit);  // Of the lines, which take memory.
   std::string text;
   std::string line;
   while (stream) {
@@ -68,7 +60,6 @@ bool ReadProtoFromTextFile(const char* filename, google::protobuf::Message* prot
     text += line;
     text += '\n';
   }
-  stream.close();
   return google::protobuf::TextFormat::ParseFromString(text, proto);
 }
 
