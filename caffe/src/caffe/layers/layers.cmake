@@ -35,4 +35,5 @@ set(OZNA_CAFFE_LAYER_SOURCES
   src/caffe/util/binarized_kernel.cpp
   src/caffe/util/datum_transform.cpp
   src/caffe/util/im2col.cpp
-  src/caffe/util/shape_checks.cpp)
+  src/caffe/util/shape_checks.cpp
+  src/caffe/util/wide_loops.cpp)
