@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "alignment/gradient_shares.h"
+#include "alignment/memory_ahead.h"
 #include "alignment/pixel_area.h"
 
 namespace SDMCore {
@@ -23,6 +24,12 @@ namespace SDMCore {
 /// cell_size      Side of a cell in pixels.
 PixelArea windowArea(float x, float y, std::uint64_t columns, std::uint64_t rows, float cell_size);
 
+/// Cells along each side of a descriptor.
+constexpr std::size_t kGridCells = 4;
+/// A pixel is shared out to the last cell whose centre is not beyond it and to the next one, which
+/// may lie just off the grid: so many first cells reach the grid.
+constexpr std::size_t kCellsThatReach = kGridCells + 1;
+
 /// Neighbouring columns, or rows, of a window that reach its grid of cells.
 struct AxisTaps {
   /// Places the taps of those pixels from begin to end - 1 that reach a cell.
@@ -31,19 +38,21 @@ struct AxisTaps {
   /// cell_size  Side of a cell in pixels.
   void place(float position, std::int64_t begin, std::int64_t end, float cell_size);
 
-  void clear() { count = 0; }
+  void clear();
 
   std::int64_t first_pixel = 0;  ///< In the image.
   std::size_t first = 0;         ///< Where the entry of that pixel stands in cell and fraction.
   std::size_t count = 0;
   /// The last cell whose centre is not beyond the pixel, counted from the first one that reaches
-  /// the grid: 0 to 4, where 2 and 3 are around the middle. What lies outside of the taps is larger.
-  std::vector<std::uint32_t> cell;
+  /// the grid: 0 to 4, where 2 and 3 are around the middle. Never descends.
+  std::vector<std::int32_t> cell;
   std::vector<float> fraction;  ///< Place between that cell's centre and the next one's, 0 to 1.
+  /// Taps, counted from first, that lie before the end of each cell, the cells before it included.
+  std::array<std::size_t, kCellsThatReach> cell_end = {};
 };
 
 /// The pixels around a point that reach its grid of 4 by 4 cells, and the histograms over that
-/// grid.
+/// grid. One that is placed again keeps its memory.
 struct DescriptorWindow {
   /// Places the window.
   ///
@@ -52,24 +61,28 @@ struct DescriptorWindow {
 
   void clear();  ///< Makes the window empty.
 
-  AxisTaps columns;  ///< From left to right.
-  AxisTaps rows;     ///< From top to bottom.
+  AxisTaps columns;              ///< From left to right.
+  AxisTaps rows;                 ///< From top to bottom.
+  std::vector<float> row_space;  ///< For what fillHistogram works out a row at a time.
   /// 4 rows by 4 columns by 8 bins.
-  std::array<float, 128> histogram;
+  std::array<float, kGridCells * kGridCells * kOrientationBins> histogram;
 };
 
-/// Windows that are filled side by side. The sums of one window depend on each other, pixel after
-/// pixel; the other windows fill the time that the processor would wait.
+/// Windows whose lengths are summed side by side. The sums of one window depend on each other, entry
+/// after entry; the other windows fill the time that the processor would wait.
 constexpr std::size_t kWindowsTogether = 4;
 
 using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 
-/// Fills the histograms of windows, which may be empty, from one level's gradients. Those of their
-/// areas must have been prepared.
+/// Fills the histogram of a window, which may be empty, from one level's gradients. Those of its
+/// area must have been prepared.
 ///
 /// Each pixel is shared out to the four cells around it and to two bins. Every entry is a float sum
 /// over the window's pixels, row after row.
-void fillHistograms(const GradientShares& shares, std::size_t level, WindowGroup& windows);
+///
+/// ahead  Memory that is asked for meanwhile.
+void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,
+                   MemoryAhead& ahead);
 
 /// Lengths of the histograms, squares summed in float in ascending order.
 std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows);

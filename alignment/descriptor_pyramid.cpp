@@ -8,6 +8,7 @@
 
 #include "alignment/descriptor_histogram.h"
 #include "alignment/truncation.h"
+#include "caffe/util/wide_loops.hpp"
 
 namespace SDMCore {
 namespace {
@@ -32,23 +33,37 @@ float integerPower(float base, std::int64_t exponent) {
 void normalise(WindowGroup& windows, const std::array<float, kWindowsTogether>& lengths,
                float cap) {
   for (std::size_t k = 0; k < kWindowsTogether; ++k) {
-    for (float& entry : windows[k].histogram) {
-      entry = std::min(entry / lengths[k], cap);
-    }
+    float* histogram = windows[k].histogram.data();
+    const float length = lengths[k];
+    caffe::RunWide([=]() OZNA_WIDE_LOOP {
+      for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
+        const float entry = histogram[i] / length;
+        histogram[i] = cap < entry ? cap : entry;
+      }
+    });
   }
   const std::array<float, kWindowsTogether> capped = histogramLengths(windows);
   for (std::size_t k = 0; k < kWindowsTogether; ++k) {
-    for (float& entry : windows[k].histogram) {
-      entry /= capped[k];
-    }
+    float* histogram = windows[k].histogram.data();
+    const float length = capped[k];
+    caffe::RunWide([=]() OZNA_WIDE_LOOP {
+      for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
+        histogram[i] /= length;
+      }
+    });
   }
 }
 
 void storeBytes(const DescriptorWindow& window, std::uint8_t* out) {
-  for (std::size_t i = 0; i < window.histogram.size(); ++i) {
-    const float value = std::min(window.histogram[i] * 255.0f + 0.5f, 255.0f);
-    out[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(value));
-  }
+  const float* histogram = window.histogram.data();
+  caffe::RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
+      const float value = histogram[i] * 255.0f + 0.5f;
+      out[i] =
+          static_cast<std::uint8_t>(static_cast<std::int32_t>(255.0f < value ? 255.0f : value));
+    }
+  });
 }
 
 }  // namespace
@@ -77,9 +92,13 @@ void DescriptorPyramid::setImage(const std::uint8_t* pixels, std::uint64_t strid
   for (std::uint64_t y = 0; y < std::min(rows, height); ++y) {
     const std::uint8_t* pixel = pixels + y * stride;
     float* out = scaled.data + y * width;
-    for (std::uint64_t x = 0; x < width; ++x) {
-      out[x] = static_cast<float>(pixel[x]) / 255.0f;
-    }
+    const std::uint64_t columns = width;
+    caffe::RunWide([=]() OZNA_WIDE_LOOP {
+      OZNA_VECTOR_LOOP
+      for (std::uint64_t x = 0; x < columns; ++x) {
+        out[x] = static_cast<float>(pixel[x]) / 255.0f;
+      }
+    });
   }
   if (baseSigma <= imageSigma) {
     planes[0][0] = scaled;
@@ -145,37 +164,55 @@ void DescriptorPyramid::computeDescriptor(float x, float y, float level, float* 
   computeDescriptors(point, 1, level, norm, out);
 }
 
+float DescriptorPyramid::cellSize(std::int64_t whole_level) const {
+  return integerPower(step, whole_level) * baseSigma * magnification;
+}
+
+void DescriptorPyramid::prepareWindows(const float* points, std::size_t count, float level) {
+  const std::int64_t whole_level = existingLevel(level);
+  if (whole_level < 0) {
+    return;
+  }
+  const float cell_size = cellSize(whole_level);
+  PixelArea all;
+  for (std::size_t i = 0; i < count; ++i) {
+    all = all.joined(windowArea(points[2 * i], points[2 * i + 1], width, height, cell_size));
+  }
+  const std::size_t index = static_cast<std::size_t>(whole_level);
+  shares_.prepare(index, planes[0][index], gradients[0][index], all);
+}
+
+void DescriptorPyramid::forgetWindows(float level) {
+  const std::int64_t whole_level = existingLevel(level);
+  if (whole_level >= 0) {
+    shares_.forget(static_cast<std::size_t>(whole_level));
+  }
+}
+
 void DescriptorPyramid::computeDescriptors(const float* points, std::size_t count, float level,
-                                           float* norms, std::uint8_t* out) {
+                                           float* norms, std::uint8_t* out, MemoryAhead ahead) {
   std::fill_n(norms, count, 0.0f);
   const std::int64_t whole_level = existingLevel(level);
   if (whole_level < 0) {
     return;
   }
+  prepareWindows(points, count, level);
   const std::size_t index = static_cast<std::size_t>(whole_level);
-  const float cell_size = integerPower(step, whole_level) * baseSigma * magnification;
-  std::vector<PixelArea> areas(count);
-  PixelArea all;
-  for (std::size_t i = 0; i < count; ++i) {
-    areas[i] = windowArea(points[2 * i], points[2 * i + 1], width, height, cell_size);
-    all = all.joined(areas[i]);
-  }
-  shares_.prepare(index, planes[0][index], gradients[0][index], all);
-  WindowGroup windows;
+  const float cell_size = cellSize(whole_level);
   for (std::size_t first = 0; first < count; first += kWindowsTogether) {
     const std::size_t present = std::min(kWindowsTogether, count - first);
-    for (std::size_t k = 0; k < kWindowsTogether; ++k) {
-      const float* point = points + 2 * (first + k);
-      k < present ? windows[k].place(point[0], point[1], areas[first + k], cell_size)
-                  : windows[k].clear();
+    for (std::size_t k = 0; k < present; ++k) {
+      const float x = points[2 * (first + k)];
+      const float y = points[2 * (first + k) + 1];
+      windows_[k].place(x, y, windowArea(x, y, width, height, cell_size), cell_size);
+      fillHistogram(shares_, index, windows_[k], ahead);
     }
-    fillHistograms(shares_, index, windows);
-    const std::array<float, kWindowsTogether> lengths = histogramLengths(windows);
-    normalise(windows, lengths, clampLevel);
+    const std::array<float, kWindowsTogether> lengths = histogramLengths(windows_);
+    normalise(windows_, lengths, clampLevel);
     for (std::size_t k = 0; k < present; ++k) {
       if (lengths[k] > kFlatNorm) {
         norms[first + k] = lengths[k];
-        storeBytes(windows[k], out + kDescriptorSize * (first + k));
+        storeBytes(windows_[k], out + kDescriptorSize * (first + k));
       }
     }
   }

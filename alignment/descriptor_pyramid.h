@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "alignment/descriptor_histogram.h"
 #include "alignment/gaussian_blur.h"
 #include "alignment/gradient_row.h"
 #include "alignment/gradient_shares.h"
@@ -60,15 +61,24 @@ class DescriptorPyramid {
   ///        is not above 0.5 (a flat patch) it is left as it is, and norm is 0.
   void computeDescriptor(float x, float y, float level, float* norm, std::uint8_t* out);
 
+  /// Makes the gradients around points, unless they are there already, for descriptors that are
+  /// going to be taken at these points.
+  void prepareWindows(const float* points, std::size_t count, float level);
+
+  /// Gives up what prepareWindows and computeDescriptors made of a level; the next level that needs
+  /// the memory takes it over.
+  void forgetWindows(float level);
+
   /// Takes the descriptors of several points: the same bytes as one by one, and faster, since
-  /// gradients are worked out only around the points. The more points at once, the better.
+  /// gradients are worked out only around the points.
   ///
   /// points  count pairs x, y.
   /// norms   Receives count lengths.
   /// out     Receives 128 bytes a point; where the length is not above 0.5 they are left as they
   ///         are.
+  /// ahead   Memory that is asked for meanwhile.
   void computeDescriptors(const float* points, std::size_t count, float level, float* norms,
-                          std::uint8_t* out);
+                          std::uint8_t* out, MemoryAhead ahead = MemoryAhead());
 
   std::uint64_t width;   ///< Of the image, in pixels.
   std::uint64_t height;  ///< Of the image, in pixels.
@@ -98,7 +108,10 @@ class DescriptorPyramid {
   // The whole level that a level is rounded to; negative if there is none.
   std::int64_t existingLevel(float level) const;
 
+  float cellSize(std::int64_t whole_level) const;  // In pixels.
+
   GradientShares shares_;
+  WindowGroup windows_ = {};  // Of the descriptors that are being taken.
 };
 
 }  // namespace SDMCore

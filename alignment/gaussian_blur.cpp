@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <new>
 
 #include "alignment/calerf.h"
 #include "alignment/truncation.h"
+#include "caffe/util/wide_loops.hpp"
 
 namespace oznalib {
 namespace {
@@ -41,22 +43,34 @@ class AlignedBuffer {
   float* data_;
 };
 
-// out[x] = sum over j of kernel[j] * lines[j][x], in ascending j for each x.
+// kBlock outputs from the first position on.
+inline OZNA_WIDE_LOOP void sumBlock(const float* const* lines, const float* kernel,
+                                    std::size_t taps, std::size_t x, float* out) {
+  float sums[kBlock] = {};
+  for (std::size_t j = 0; j < taps; ++j) {
+    const float* line = lines[j] + x;
+    const float tap = kernel[j];
+    for (std::size_t i = 0; i < kBlock; ++i) {
+      sums[i] += tap * line[i];
+    }
+  }
+  std::memcpy(out + x, sums, sizeof(sums));
+}
+
+// out[x] = sum over j of kernel[j] * lines[j][x], in ascending j for each x. out is none of the
+// lines: where the width is no multiple of a block, some outputs are worked out twice.
 void sumLines(const float* const* lines, const float* kernel, std::size_t taps, std::size_t width,
               float* out) {
-  std::size_t x = 0;
-  for (; x + kBlock <= width; x += kBlock) {
-    float sums[kBlock] = {};
-    for (std::size_t j = 0; j < taps; ++j) {
-      const float* line = lines[j] + x;
-      const float tap = kernel[j];
-      for (std::size_t i = 0; i < kBlock; ++i) {
-        sums[i] += tap * line[i];
+  if (width >= kBlock) {
+    caffe::RunWide([=]() OZNA_WIDE_LOOP {
+      for (std::size_t x = 0; x + kBlock <= width; x += kBlock) {
+        sumBlock(lines, kernel, taps, x, out);
       }
-    }
-    std::copy_n(sums, kBlock, out + x);
+      sumBlock(lines, kernel, taps, width - kBlock, out);
+    });
+    return;
   }
-  for (; x < width; ++x) {
+  for (std::size_t x = 0; x < width; ++x) {
     float sum = 0.0f;
     for (std::size_t j = 0; j < taps; ++j) {
       sum += kernel[j] * lines[j][x];

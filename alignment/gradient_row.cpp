@@ -4,6 +4,8 @@
 
 #include <cmath>
 
+#include "caffe/util/wide_loops.hpp"
+
 namespace oznalib {
 namespace {
 
@@ -36,24 +38,26 @@ namespace {
 constexpr float kTwoPi = 6.2831855f;
 constexpr int kBins = 8;
 
-// The two bins next to an angle wrap around: the nearest one may come out as 8, which is 0 again. The
-// loop vectorises because its arrays are known to lie apart.
+// The two bins next to an angle wrap around: the nearest one may come out as 8, which is 0 again.
 void computeRow(const float* above, const float* before, const float* after, const float* below,
-                std::size_t count, float* __restrict magnitude, float* __restrict fraction,
-                std::int32_t* __restrict bin, std::int32_t* __restrict neighbour) {
-  for (std::size_t x = 0; x < count; ++x) {
-    const float dx = after[x] - before[x];
-    const float dy = below[x] - above[x];
-    magnitude[x] = std::sqrt(dy * dy + dx * dx);
-    float angle = oznalib::fastAtan2(dy, dx);
-    angle = angle < 0.0f ? angle + kTwoPi : angle;
-    angle = angle * 8.0f / kTwoPi;
-    const std::int32_t nearest = static_cast<std::int32_t>(angle + 0.5f);
-    const float rest = angle - static_cast<float>(nearest);
-    fraction[x] = std::fabs(rest);
-    bin[x] = nearest & (kBins - 1);
-    neighbour[x] = (nearest + (rest > 0.0f ? 1 : -1)) & (kBins - 1);
-  }
+                std::size_t count, float* magnitude, float* fraction, std::int32_t* bin,
+                std::int32_t* neighbour) {
+  caffe::RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (std::size_t x = 0; x < count; ++x) {
+      const float dx = after[x] - before[x];
+      const float dy = below[x] - above[x];
+      magnitude[x] = std::sqrt(dy * dy + dx * dx);
+      float angle = oznalib::fastAtan2(dy, dx);
+      angle = angle < 0.0f ? angle + kTwoPi : angle;
+      angle = angle * 8.0f / kTwoPi;
+      const std::int32_t nearest = static_cast<std::int32_t>(angle + 0.5f);
+      const float rest = angle - static_cast<float>(nearest);
+      fraction[x] = std::fabs(rest);
+      bin[x] = nearest & (kBins - 1);
+      neighbour[x] = (nearest + (rest > 0.0f ? 1 : -1)) & (kBins - 1);
+    }
+  });
 }
 
 }  // namespace

@@ -2,18 +2,55 @@
 
 #include "alignment/gradient_shares.h"
 
+#include <utility>
+
+#include "caffe/util/wide_loops.hpp"
+
 namespace SDMCore {
 namespace {
 
 // Windows wander: an area grows by a little more than what is asked for, so that it grows seldom.
 constexpr std::int64_t kMargin = 8;  // Pixels.
 
-constexpr std::size_t kMostSharesInBlock = (std::size_t{64} << 20) / sizeof(GradientShare);
+// For each bin, a share of 1 for it and 0 for the others.
+constexpr BinShares kWholeShare[kOrientationBins] = {
+    {{1, 0, 0, 0, 0, 0, 0, 0}}, {{0, 1, 0, 0, 0, 0, 0, 0}}, {{0, 0, 1, 0, 0, 0, 0, 0}},
+    {{0, 0, 0, 1, 0, 0, 0, 0}}, {{0, 0, 0, 0, 1, 0, 0, 0}}, {{0, 0, 0, 0, 0, 1, 0, 0}},
+    {{0, 0, 0, 0, 0, 0, 1, 0}}, {{0, 0, 0, 0, 0, 0, 0, 1}}};
 
-GradientShare shareOf(float magnitude, float fraction, float weight, int bin, int neighbour) {
-  return {magnitude * weight, fraction / (weight + 1e-6f),
-          static_cast<std::uint16_t>(bin * kShareBinFloats),
-          static_cast<std::uint16_t>(neighbour * kShareBinFloats)};
+// Shares of a row whose gradients are given. Overwrites the row's fractions.
+void shareOut(GradientRow& row, std::size_t count, float* nearest, BinShares* bins) {
+  const float* magnitude = row.magnitude.data();
+  float* fraction = row.fraction.data();
+  const std::int32_t* bin = row.bin.data();
+  const std::int32_t* neighbour = row.neighbour.data();
+  caffe::RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (std::size_t x = 0; x < count; ++x) {
+      const float weight = 1.0f - fraction[x];
+      nearest[x] = magnitude[x] * weight;
+      fraction[x] = fraction[x] / (weight + 1e-6f);
+    }
+    for (std::size_t x = 0; x < count; ++x) {
+      const float* nearest_only = kWholeShare[bin[x]].of_bin;
+      const float* neighbour_only = kWholeShare[neighbour[x]].of_bin;
+      float* share = bins[x].of_bin;
+      OZNA_VECTOR_LOOP
+      for (int i = 0; i < kOrientationBins; ++i) {
+        share[i] = nearest_only[i] + fraction[x] * neighbour_only[i];
+      }
+    }
+  });
+}
+
+// The gradients of a row out of cells.
+void takeCells(const GradientCell* cells, std::size_t count, GradientRow& row) {
+  for (std::size_t x = 0; x < count; ++x) {
+    row.magnitude[x] = cells[x].magnitude;
+    row.fraction[x] = cells[x].fraction;
+    row.bin[x] = cells[x].bin;
+    row.neighbour[x] = cells[x].neighbour;
+  }
 }
 
 }  // namespace
@@ -21,21 +58,16 @@ GradientShare shareOf(float magnitude, float fraction, float weight, int bin, in
 GradientShares::GradientShares(std::uint64_t width, std::uint64_t height, std::size_t levels)
     : width_(static_cast<std::int64_t>(width)),
       height_(static_cast<std::int64_t>(height)),
-      levels_in_block_(width * height * levels < kMostSharesInBlock ? levels : 1),
-      blocks_((levels + levels_in_block_ - 1) / levels_in_block_),
-      filled_(levels) {}
+      levels_(levels) {}
 
-void GradientShares::prepare(std::size_t level, const Plane& pixels, const Plane& gradient,
+void GradientShares::prepare(std::size_t index, const Plane& pixels, const Plane& gradient,
                              const PixelArea& area) {
-  const PixelArea filled = filled_[level];
+  Level& level = levels_[index];
+  const PixelArea filled = level.filled;
   if (filled.contains(area)) {
     return;
   }
-  std::unique_ptr<GradientShare[]>& block = blocks_[level / levels_in_block_];
-  if (block == nullptr) {
-    // Not make_unique, which would set, and so touch, all of it.
-    block.reset(new GradientShare[levels_in_block_ * static_cast<std::size_t>(width_ * height_)]);
-  }
+  reserve(level);
   const PixelArea interior = {1, 1, width_ - 1, height_ - 1};
   const PixelArea wanted = filled.joined(area).widened(kMargin, interior);
   if (filled.empty()) {
@@ -46,40 +78,53 @@ void GradientShares::prepare(std::size_t level, const Plane& pixels, const Plane
     fill(level, pixels, gradient, {filled.right, filled.top, wanted.right, filled.bottom});
     fill(level, pixels, gradient, {wanted.left, filled.bottom, wanted.right, wanted.bottom});
   }
-  filled_[level] = wanted;
+  level.filled = wanted;
 }
 
-GradientShare* GradientShares::start(std::size_t level) const {
-  GradientShare* block = blocks_[level / levels_in_block_].get();
-  const std::size_t within = level % levels_in_block_;
-  return block == nullptr ? nullptr : block + within * static_cast<std::size_t>(width_ * height_);
+void GradientShares::forget(std::size_t index) {
+  Level& level = levels_[index];
+  if (level.memory != nullptr) {
+    spare_ = std::move(level.memory);
+  }
+  level.filled = PixelArea();
 }
 
-void GradientShares::fill(std::size_t level, const Plane& pixels, const Plane& gradient,
+const float* GradientShares::nearest(std::size_t index) const {
+  const BinShares* memory = bins(index);
+  return memory == nullptr ? nullptr : memory[width_ * height_].of_bin;
+}
+
+// The nearest bins' shares stand behind those of all bins.
+void GradientShares::reserve(Level& level) {
+  if (level.memory != nullptr) {
+    return;
+  }
+  level.memory = std::move(spare_);
+  if (level.memory == nullptr) {
+    const std::size_t pixels = static_cast<std::size_t>(width_ * height_);
+    // Two more than fill the space, since loops over the shares may read beyond a row's end. Not
+    // make_unique, which would set, and so touch, all of it.
+    level.memory.reset(new BinShares[pixels + pixels / kOrientationBins + 2]);
+  }
+}
+
+void GradientShares::fill(Level& level, const Plane& pixels, const Plane& gradient,
                           const PixelArea& area) {
   if (area.empty()) {
     return;
   }
-  GradientShare* shares = start(level);
   const std::size_t columns = static_cast<std::size_t>(area.right - area.left);
   GradientRow row(columns);
   for (std::int64_t y = area.top; y < area.bottom; ++y) {
     const std::int64_t start = y * width_ + area.left;
-    GradientShare* out = shares + start;
     if (gradient.data != nullptr) {
-      const GradientCell* cell = reinterpret_cast<const GradientCell*>(gradient.data) + start;
-      for (std::size_t x = 0; x < columns; ++x) {
-        out[x] = shareOf(cell[x].magnitude, cell[x].fraction, cell[x].weight, cell[x].bin,
-                         cell[x].neighbour);
-      }
-      continue;
+      takeCells(reinterpret_cast<const GradientCell*>(gradient.data) + start, columns, row);
+    } else {
+      const float* here = pixels.data + start;
+      row.compute(here - width_, here, here + width_, columns);
     }
-    const float* here = pixels.data + start;
-    row.compute(here - width_, here, here + width_, columns);
-    for (std::size_t x = 0; x < columns; ++x) {
-      out[x] = shareOf(row.magnitude[x], row.fraction[x], 1.0f - row.fraction[x], row.bin[x],
-                       row.neighbour[x]);
-    }
+    BinShares* bins = level.memory.get();
+    shareOut(row, columns, bins[width_ * height_].of_bin + start, bins + start);
   }
 }
 

@@ -15,22 +15,20 @@
 
 namespace SDMCore {
 
-/// What one pixel gives to its two orientation bins.
-struct GradientShare {
-  float nearest;            ///< For the nearest bin: magnitude * weight of the gradient.
-  float neighbour_ratio;    ///< Of that, what goes to the neighbour: fraction / weight, nearly.
-  std::uint16_t bin;        ///< Start of the nearest bin in a histogram that is being filled, in
-                            ///< floats: kShareBinFloats times its number.
-  std::uint16_t neighbour;  ///< Start of the neighbour.
-};
+/// Orientation bins of a histogram.
+constexpr int kOrientationBins = 8;
 
-/// Distance of two bins in a histogram that is being filled, in floats.
-constexpr int kShareBinFloats = 16;
+/// How one pixel's gradient is shared out to the orientation bins, as factors of what goes to the
+/// nearest one: 1 for that bin, fraction / weight (nearly) for its neighbour, 0 for the others. A
+/// histogram then adds all bins at once, and takes no branch and no address from the gradient.
+struct alignas(32) BinShares {
+  float of_bin[kOrientationBins];
+};
 
 /// The shares of all pixels of all levels.
 ///
-/// Memory  12 bytes a pixel. What is reserved at once, on first demand, is all levels where that is
-///         below 64 MiB, and one level otherwise; touched is only what has been asked for.
+/// Memory  36 bytes a pixel. A level's is reserved when its first shares are asked for, and touched
+///         is only what has been asked for.
 class GradientShares {
  public:
   /// width, height  Of each level, in pixels.
@@ -45,23 +43,36 @@ class GradientShares {
   void prepare(std::size_t level, const Plane& pixels, const Plane& gradient,
                const PixelArea& area);
 
-  /// Shares of a level, row after row of width. Only those that have been prepared may be read.
-  /// Null as long as no memory has been reserved.
-  const GradientShare* level(std::size_t index) const { return start(index); }
+  /// Hands the memory of a level on to the next one that needs some. Its shares can be made again.
+  void forget(std::size_t level);
+
+  /// What each pixel's nearest bin gets, magnitude * weight of the gradient; row after row of width.
+  /// Only what has been prepared may be read. Null as long as no memory has been reserved.
+  const float* nearest(std::size_t level) const;
+
+  /// The same for the shares of the bins.
+  const BinShares* bins(std::size_t level) const { return levels_[level].memory.get(); }
 
   std::int64_t width() const { return width_; }
 
  private:
-  GradientShare* start(std::size_t level) const;
-  void fill(std::size_t level, const Plane& pixels, const Plane& gradient, const PixelArea& area);
+  // An allocator keeps a block that is as large as the rest of an alignment: a host that aligns
+  // again and again then does not pay for fresh pages, here and in the planes, each time. So both
+  // kinds of shares stand in one.
+  using Memory = std::unique_ptr<BinShares[]>;
 
-  std::int64_t width_;           // In pixels.
-  std::int64_t height_;          // In pixels.
-  std::size_t levels_in_block_;  // All of them, if they are small. An allocator keeps what it has
-                                 // once had in one piece: a host that aligns again and again then
-                                 // does not pay for fresh pages, here and in the planes, each time.
-  std::vector<std::unique_ptr<GradientShare[]>> blocks_;
-  std::vector<PixelArea> filled_;  // Of each level.
+  struct Level {
+    Memory memory;
+    PixelArea filled;
+  };
+
+  void reserve(Level& level);
+  void fill(Level& level, const Plane& pixels, const Plane& gradient, const PixelArea& area);
+
+  std::int64_t width_;   // In pixels.
+  std::int64_t height_;  // In pixels.
+  std::vector<Level> levels_;
+  Memory spare_;
 };
 
 }  // namespace SDMCore

@@ -17,7 +17,8 @@ using SDMCore::DescriptorPyramid;
 using Shape = std::vector<float>;
 using DescriptorBuffer = std::array<std::uint8_t, DescriptorPyramid::kDescriptorSize>;
 
-constexpr std::size_t kFeaturesPerCoordinate = DescriptorPyramid::kDescriptorSize / 2;
+constexpr std::size_t kFeaturesPerLandmark = DescriptorPyramid::kDescriptorSize;
+constexpr std::size_t kLandmarksInSlice = mp::pca_map::kSliceInputs / kFeaturesPerLandmark;
 constexpr std::size_t kMostCoordinates = 65536;
 constexpr std::int32_t kMostLevels = 1024;
 constexpr int kLargestSide = 4096;    // Pixels. Alignment works at about 300.
@@ -39,7 +40,8 @@ bool hasLevel(const SDMModel& model, std::size_t stage) {
 // moves. One of fewer inputs or outputs leaves the last features alone, or the last coordinates.
 bool mapFits(const mp::pca_map& map, std::size_t coordinates) {
   const std::int64_t most_outputs = static_cast<std::int64_t>(coordinates);
-  const std::int64_t most_inputs = most_outputs * static_cast<std::int64_t>(kFeaturesPerCoordinate);
+  const std::int64_t most_inputs =
+      most_outputs / 2 * static_cast<std::int64_t>(kFeaturesPerLandmark);
   return map.is_valid() && map.mean.cols <= most_inputs && map.projection.cols <= most_outputs &&
          map.projection.rows >= map.mean.cols;
 }
@@ -76,8 +78,7 @@ class Descent {
       : model_(model),
         pyramid_(static_cast<std::uint64_t>(padded.cols), static_cast<std::uint64_t>(padded.rows),
                  static_cast<std::uint64_t>(model.levelsPerOctave)),
-        landmarks_(model.meanShape.size() / 2),
-        features_per_shape_(model.meanShape.size() * kFeaturesPerCoordinate) {
+        landmarks_(model.meanShape.size() / 2) {
     std::int64_t top = 0;
     for (std::size_t stage = 0; stage < model.stageMaps.size(); ++stage) {
       top = std::max(top, wholeLevel(stageLevel(model, stage)));
@@ -91,39 +92,34 @@ class Descent {
   // it: a flat patch repeats whatever descriptor came before, be it of the start before.
   void runStartByStart(std::vector<Shape>& shapes) {
     DescriptorBuffer buffer{};
-    mp::matrix features(1, static_cast<std::int32_t>(features_per_shape_));
+    mp::matrix features(1, static_cast<std::int32_t>(landmarks_ * kFeaturesPerLandmark));
     for (Shape& shape : shapes) {
       for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
-        describe(&shape, 1, stage);
-        writeFeatures(0, buffer, features.data);
+        describe(&shape, 1, {0, landmarks_}, stage);
+        writeFeatures(0, 1, {0, landmarks_}, buffer, features.data);
         applyStage(features.data, model_.stageMaps[stage], stageBias(stage), shape);
       }
     }
   }
 
-  // All starts through one stage before the next, so that a stage's map, which is larger than the
-  // caches, is read once for all starts. Each start has a descriptor buffer of its own, which makes
-  // no difference as long as the first patch of each start is not flat.
+  // All starts through one stage before the next, and through it some landmarks at a time: the
+  // windows of a landmark lie near each other, and the part of the stage's map that goes with these
+  // landmarks comes into the cache while their descriptors are taken, and is used there for all
+  // starts. Each start has a descriptor buffer of its own, which makes no difference as long as the
+  // first patch of each start is not flat.
   //
   // Returns  false if that does not hold. The shapes are then of no use.
   bool runStageByStage(std::vector<Shape>& shapes) {
-    const std::int32_t count = static_cast<std::int32_t>(shapes.size());
     const std::size_t coordinates = model_.meanShape.size();
     std::vector<DescriptorBuffer> buffers(shapes.size(), DescriptorBuffer{});
-    mp::matrix features(count, static_cast<std::int32_t>(features_per_shape_));
-    mp::matrix moves(count, static_cast<std::int32_t>(coordinates));
+    mp::matrix features(static_cast<std::int32_t>(shapes.size()), mp::pca_map::kSliceInputs);
+    mp::matrix moves(static_cast<std::int32_t>(shapes.size()),
+                     static_cast<std::int32_t>(coordinates));
     for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
-      describe(shapes.data(), shapes.size(), stage);
-      for (std::size_t i = 0; i < shapes.size(); ++i) {
-        const bool own = writeFeatures(i, buffers[i], features.data + i * features_per_shape_);
-        if (stage == 0 && i > 0 && !own) {
-          return false;
-        }
-      }
       moves.fill(0.0f);  // A map of fewer outputs moves the rest by nothing.
-      model_.stageMaps[stage].project_rows(features.data,
-                                           static_cast<std::int64_t>(features_per_shape_), count,
-                                           moves.data, static_cast<std::int32_t>(coordinates));
+      if (!addStageMoves(shapes, stage, buffers, features.data, moves.data)) {
+        return false;
+      }
       for (std::size_t i = 0; i < shapes.size(); ++i) {
         addMove(moves.data + i * coordinates, stageBias(stage), shapes[i]);
       }
@@ -132,30 +128,93 @@ class Descent {
   }
 
  private:
+  // Landmarks first to first + count - 1.
+  struct LandmarkRange {
+    std::size_t first;
+    std::size_t count;
+  };
+
   const mp::matrix& stageBias(std::size_t stage) const {
     return !model_.auxMatrices.empty() && stage < model_.stageBias.size() ? model_.stageBias[stage]
                                                                           : no_bias_;
   }
 
-  // Takes the descriptors of all landmarks of several shapes.
-  void describe(const Shape* shapes, std::size_t count, std::size_t stage) {
-    points_.clear();
-    for (std::size_t i = 0; i < count; ++i) {
-      points_.insert(points_.end(), shapes[i].begin(), shapes[i].end());
+  float levelOf(std::size_t stage) const { return static_cast<float>(stageLevel(model_, stage)); }
+
+  // Adds the moves of all shapes by one stage.
+  //
+  // features  Space for a slice of each shape's features.
+  // moves     shapes.size() rows of a number a coordinate.
+  // Returns   Whether no shape but the first one needed a descriptor from before the first stage.
+  bool addStageMoves(const std::vector<Shape>& shapes, std::size_t stage,
+                     std::vector<DescriptorBuffer>& buffers, float* features, float* moves) {
+    if (stage > 0 && levelOf(stage) != levelOf(stage - 1)) {
+      pyramid_.forgetWindows(levelOf(stage - 1));
     }
-    norms_.resize(count * landmarks_);
-    descriptors_.resize(count * landmarks_);
-    pyramid_.computeDescriptors(points_.data(), norms_.size(),
-                                static_cast<float>(stageLevel(model_, stage)), norms_.data(),
-                                descriptors_.front().data());
+    for (const Shape& shape : shapes) {
+      pyramid_.prepareWindows(shape.data(), landmarks_, levelOf(stage));
+    }
+    const mp::pca_map& map = model_.stageMaps[stage];
+    for (std::size_t first = 0; first < landmarks_; first += kLandmarksInSlice) {
+      const LandmarkRange range = {first, std::min(kLandmarksInSlice, landmarks_ - first)};
+      const std::int32_t first_input = static_cast<std::int32_t>(first * kFeaturesPerLandmark);
+      const std::int32_t inputs = static_cast<std::int32_t>(range.count * kFeaturesPerLandmark);
+      describe(shapes.data(), shapes.size(), range, stage, sliceAfter(stage, range));
+      for (std::size_t i = 0; i < shapes.size(); ++i) {
+        const bool own = writeFeatures(i, shapes.size(), range, buffers[i],
+                                       features + i * static_cast<std::size_t>(inputs));
+        if (stage == 0 && first == 0 && i > 0 && !own) {
+          return false;
+        }
+      }
+      map.add_slice(features, inputs, static_cast<std::int32_t>(shapes.size()), first_input, inputs,
+                    moves, static_cast<std::int32_t>(model_.meanShape.size()));
+    }
+    return true;
   }
 
-  // Writes the features of one of the shapes that were described. A flat patch repeats the
+  // The weights of the slice that comes after a range: the next one of the stage, or the first one
+  // of the next stage.
+  SDMCore::MemoryAhead sliceAfter(std::size_t stage, const LandmarkRange& range) const {
+    std::size_t first = range.first + range.count;
+    if (first == landmarks_) {
+      first = 0;
+      ++stage;
+    }
+    if (stage == model_.stageMaps.size()) {
+      return {};
+    }
+    const mp::pca_map& map = model_.stageMaps[stage];
+    const std::size_t inputs = static_cast<std::size_t>(map.mean.cols);
+    const std::size_t outputs = static_cast<std::size_t>(map.projection.cols);
+    const std::size_t begin = std::min(first * kFeaturesPerLandmark, inputs);
+    const std::size_t end = std::min(begin + mp::pca_map::kSliceInputs, inputs);
+    return {map.projection.data + begin * outputs, (end - begin) * outputs};
+  }
+
+  // Takes the descriptors of some landmarks of several shapes: of all shapes for the first
+  // landmark, then for the next one.
+  void describe(const Shape* shapes, std::size_t count, const LandmarkRange& range,
+                std::size_t stage, SDMCore::MemoryAhead ahead = SDMCore::MemoryAhead()) {
+    points_.clear();
+    for (std::size_t i = range.first; i < range.first + range.count; ++i) {
+      for (std::size_t k = 0; k < count; ++k) {
+        points_.push_back(shapes[k][2 * i]);
+        points_.push_back(shapes[k][2 * i + 1]);
+      }
+    }
+    norms_.resize(count * range.count);
+    descriptors_.resize(count * range.count);
+    pyramid_.computeDescriptors(points_.data(), norms_.size(), levelOf(stage), norms_.data(),
+                                descriptors_.front().data(), ahead);
+  }
+
+  // Writes the features of one of the count shapes that were described. A flat patch repeats the
   // descriptor before it, the first one what the buffer holds; the last descriptor stays in the
   // buffer. Returns whether the first landmark has a descriptor of its own.
-  bool writeFeatures(std::size_t index, DescriptorBuffer& buffer, float* features) const {
-    const std::size_t first = index * landmarks_;
-    for (std::size_t i = first; i < first + landmarks_; ++i) {
+  bool writeFeatures(std::size_t index, std::size_t count, const LandmarkRange& range,
+                     DescriptorBuffer& buffer, float* features) const {
+    for (std::size_t i = index; i < count * range.count; i += count) {
       if (norms_[i] > 0.0f) {
         buffer = descriptors_[i];
       }
@@ -163,14 +222,13 @@ class Descent {
         *features++ = static_cast<float>(byte) * 0.00390625f;
       }
     }
-    return norms_[first] > 0.0f;
+    return norms_[index] > 0.0f;
   }
 
   const SDMModel& model_;
   DescriptorPyramid pyramid_;
   std::size_t landmarks_;
-  std::size_t features_per_shape_;
-  // Of the shapes that were described last, one after the other.
+  // Of what was described last.
   Shape points_;
   std::vector<float> norms_;
   std::vector<DescriptorBuffer> descriptors_;

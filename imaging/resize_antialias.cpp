@@ -8,6 +8,8 @@
 #include <iostream>
 #include <vector>
 
+#include "caffe/util/wide_loops.hpp"
+
 namespace oznalib {
 namespace {
 
@@ -75,12 +77,16 @@ class FilterTable {
   std::vector<Footprint> footprints_;
 };
 
-std::uint8_t roundToByte(float sum, float inverse_sum) {
-  const float value = sum * inverse_sum + 0.5f;
-  if (!(value >= 0.5f)) {
-    return 0;
+// Byte i is sum i times inverse_sum, rounded and cut to what a byte holds. Not-a-number gives 0.
+inline OZNA_WIDE_LOOP void roundToBytes(const float* sums, float inverse_sum, int count,
+                                        std::uint8_t* bytes) {
+  OZNA_VECTOR_LOOP
+  for (int i = 0; i < count; ++i) {
+    const float value = sums[i] * inverse_sum + 0.5f;
+    const float above = value >= 0.5f ? value : 0.0f;
+    const float limited = above < 255.0f ? above : 255.0f;
+    bytes[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(limited));
   }
-  return value >= 255.0f ? 255 : static_cast<std::uint8_t>(value);
 }
 
 // Eight rows run side by side, so that one weight serves 24 sums at once while each of them still
@@ -103,52 +109,75 @@ void interleaveRows(const cv::Mat& source, int first_row, int row_count,
   }
 }
 
-void resizeHorizontally(const cv::Mat& source, cv::Mat& destination) {
-  const FilterTable table(source.cols, destination.cols);
+// One pixel of each of the rows, laid out as interleaveRows does.
+inline OZNA_WIDE_LOOP void sumColumns(const float* columns, const Footprint& footprint,
+                                      std::uint8_t* bytes) {
+  const float* column = columns + static_cast<std::size_t>(footprint.first) * kBlockLanes;
+  float sums[kBlockLanes] = {};
+  for (int tap = 0; tap < footprint.taps; ++tap, column += kBlockLanes) {
+    const float weight = footprint.weight[tap];
+    for (int lane = 0; lane < kBlockLanes; ++lane) {
+      sums[lane] += column[lane] * weight;
+    }
+  }
+  roundToBytes(sums, footprint.inverse_sum, kBlockLanes, bytes);
+}
+
+void resizeHorizontally(const cv::Mat& source, const FilterTable& table, cv::Mat& destination) {
   std::vector<float> columns(static_cast<std::size_t>(source.cols) * kBlockLanes, 0.0f);
+  std::vector<std::uint8_t> bytes(static_cast<std::size_t>(destination.cols) * kBlockLanes);
   for (int first_row = 0; first_row < source.rows; first_row += kRowBlock) {
     const int row_count = std::min(kRowBlock, source.rows - first_row);
     interleaveRows(source, first_row, row_count, columns);
-    for (int x = 0; x < destination.cols; ++x) {
-      const Footprint& footprint = table[x];
-      const float* column =
-          columns.data() + static_cast<std::size_t>(footprint.first) * kBlockLanes;
-      float sums[kBlockLanes] = {};
-      for (int tap = 0; tap < footprint.taps; ++tap, column += kBlockLanes) {
-        const float weight = footprint.weight[tap];
-        for (int lane = 0; lane < kBlockLanes; ++lane) {
-          sums[lane] += column[lane] * weight;
-        }
+    const float* from = columns.data();
+    std::uint8_t* to = bytes.data();
+    caffe::RunWide([=, &table]() OZNA_WIDE_LOOP {
+      for (int x = 0; x < destination.cols; ++x) {
+        sumColumns(from, table[x], to + static_cast<std::size_t>(x) * kBlockLanes);
       }
-      for (int row = 0; row < row_count; ++row) {
-        std::uint8_t* pixel = destination.ptr<std::uint8_t>(first_row + row) + x * kPixelBytes;
-        for (int channel = 0; channel < kPixelBytes; ++channel) {
-          pixel[channel] = roundToByte(sums[channel * kRowBlock + row], footprint.inverse_sum);
-        }
+    });
+    for (int row = 0; row < row_count; ++row) {
+      const std::uint8_t* lane = bytes.data() + row;
+      std::uint8_t* pixel = destination.ptr<std::uint8_t>(first_row + row);
+      for (int x = 0; x < destination.cols; ++x, pixel += kPixelBytes, lane += kBlockLanes) {
+        pixel[0] = lane[0];
+        pixel[1] = lane[kRowBlock];
+        pixel[2] = lane[2 * kRowBlock];
       }
     }
   }
 }
 
-void resizeVertically(const cv::Mat& source, cv::Mat& destination) {
-  const FilterTable table(source.rows, destination.rows);
+constexpr int kByteBlock = 32;  // Bytes of a row that are summed side by side.
+
+// count bytes of a row, at most kByteBlock, out of the source rows of a footprint.
+inline OZNA_WIDE_LOOP void sumRows(const std::uint8_t* source, std::size_t step,
+                                   const Footprint& footprint, int count, std::uint8_t* bytes) {
+  float sums[kByteBlock] = {};
+  for (int tap = 0; tap < footprint.taps; ++tap, source += step) {
+    const float weight = footprint.weight[tap];
+    OZNA_VECTOR_LOOP
+    for (int i = 0; i < count; ++i) {
+      sums[i] += static_cast<float>(source[i]) * weight;
+    }
+  }
+  roundToBytes(sums, footprint.inverse_sum, count, bytes);
+}
+
+void resizeVertically(const cv::Mat& source, const FilterTable& table, cv::Mat& destination) {
   const int row_bytes = destination.cols * kPixelBytes;
-  std::vector<float> sums(static_cast<std::size_t>(row_bytes));
+  const std::size_t step = source.step[0];
   for (int y = 0; y < destination.rows; ++y) {
     const Footprint& footprint = table[y];
-    std::fill(sums.begin(), sums.end(), 0.0f);
-    for (int tap = 0; tap < footprint.taps; ++tap) {
-      const std::uint8_t* value = source.ptr<std::uint8_t>(footprint.first + tap);
-      const float weight = footprint.weight[tap];
-      float* sum = sums.data();
-      for (int i = 0; i < row_bytes; ++i) {
-        sum[i] += static_cast<float>(value[i]) * weight;
+    const std::uint8_t* from = source.ptr<std::uint8_t>(std::min(footprint.first, source.rows - 1));
+    std::uint8_t* to = destination.ptr<std::uint8_t>(y);
+    caffe::RunWide([=, &footprint]() OZNA_WIDE_LOOP {
+      int i = 0;
+      for (; i + kByteBlock <= row_bytes; i += kByteBlock) {
+        sumRows(from + i, step, footprint, kByteBlock, to + i);
       }
-    }
-    std::uint8_t* out = destination.ptr<std::uint8_t>(y);
-    for (int i = 0; i < row_bytes; ++i) {
-      out[i] = roundToByte(sums[static_cast<std::size_t>(i)], footprint.inverse_sum);
-    }
+      sumRows(from + i, step, footprint, row_bytes - i, to + i);
+    });
   }
 }
 
@@ -172,13 +201,13 @@ cv::Mat resize_antialias_oracle(const cv::Mat& source, int width, int height) {
   cv::Mat destination(height, width, source.type());
   if (source.rows == height) {
     if (!destination.empty()) {
-      resizeHorizontally(source, destination);
+      resizeHorizontally(source, FilterTable(source.cols, width), destination);
     }
     return destination;
   }
   if (source.cols == width) {
     if (!destination.empty()) {
-      resizeVertically(source, destination);
+      resizeVertically(source, FilterTable(source.rows, height), destination);
     }
     return destination;
   }

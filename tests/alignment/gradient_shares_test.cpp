@@ -14,7 +14,6 @@
 namespace {
 
 using SDMCore::GradientCell;
-using SDMCore::GradientShare;
 using SDMCore::GradientShares;
 using SDMCore::PixelArea;
 using SDMCore::Plane;
@@ -31,11 +30,15 @@ Plane noise(unsigned seed) {
   return plane;
 }
 
-void expectShare(const GradientShare& share, const reference::Cell& cell, int x, int y) {
-  ASSERT_EQ(share.nearest, cell.magnitude * cell.weight) << x << " " << y;
-  ASSERT_EQ(share.neighbour_ratio, cell.fraction / (cell.weight + 1e-6f)) << x << " " << y;
-  ASSERT_EQ(share.bin, cell.bin * SDMCore::kShareBinFloats) << x << " " << y;
-  ASSERT_EQ(share.neighbour, cell.neighbour * SDMCore::kShareBinFloats) << x << " " << y;
+void expectShare(const GradientShares& shares, std::size_t level, const reference::Cell& cell,
+                 int x, int y) {
+  const std::size_t at = static_cast<std::size_t>(y) * kWidth + static_cast<std::size_t>(x);
+  ASSERT_EQ(shares.nearest(level)[at], cell.magnitude * cell.weight) << x << " " << y;
+  for (int bin = 0; bin < SDMCore::kOrientationBins; ++bin) {
+    const float of_neighbour = bin == cell.neighbour ? cell.fraction / (cell.weight + 1e-6f) : 0.0f;
+    ASSERT_EQ(shares.bins(level)[at].of_bin[bin], bin == cell.bin ? 1.0f : of_neighbour)
+        << x << " " << y << " " << bin;
+  }
 }
 
 void expectShares(const GradientShares& shares, std::size_t level, const Plane& plane,
@@ -46,30 +49,35 @@ void expectShares(const GradientShares& shares, std::size_t level, const Plane& 
     for (std::int64_t x = area.left; x < area.right; ++x) {
       const int column = static_cast<int>(x);
       const int row = static_cast<int>(y);
-      expectShare(shares.level(level)[y * shares.width() + x],
-                  reference::gradientAt(picture, column, row), column, row);
+      expectShare(shares, level, reference::gradientAt(picture, column, row), column, row);
     }
   }
 }
 
 TEST(GradientShares, HaveNoMemoryBeforeTheFirstDemand) {
   GradientShares shares(kWidth, kHeight, 3);
-  EXPECT_EQ(shares.level(2), nullptr);
+  EXPECT_EQ(shares.bins(2), nullptr);
+  EXPECT_EQ(shares.nearest(2), nullptr);
   shares.prepare(2, noise(1), Plane(), {7, 7, 7, 20});
-  EXPECT_EQ(shares.level(2), nullptr);
+  EXPECT_EQ(shares.bins(2), nullptr);
 }
 
-TEST(GradientShares, ReserveLargeLevelsOneByOne) {
-  GradientShares small(kWidth, kHeight, 3);
-  small.prepare(1, noise(1), Plane(), {20, 20, 24, 24});
-  EXPECT_NE(small.level(0), nullptr);
-  EXPECT_EQ(small.level(2) - small.level(0), 2 * kWidth * kHeight);
-
-  const Plane plane(2000, 1500);  // 72 MB of shares for two levels.
-  GradientShares large(2000, 1500, 2);
-  large.prepare(1, plane, Plane(), {1000, 700, 1010, 710});
-  EXPECT_EQ(large.level(0), nullptr);
-  EXPECT_EQ(large.level(1)[705 * 2000 + 1005].nearest, 0.0f);
+TEST(GradientShares, HandTheMemoryOfAForgottenLevelOn) {
+  const Plane first = noise(9);
+  const Plane second = noise(10);
+  GradientShares shares(kWidth, kHeight, 3);
+  const PixelArea area = {20, 25, 33, 31};
+  shares.prepare(1, first, Plane(), area);
+  const SDMCore::BinShares* memory = shares.bins(1);
+  shares.forget(1);
+  shares.forget(0);  // It never had any.
+  EXPECT_EQ(shares.bins(1), nullptr);
+  shares.prepare(2, second, Plane(), area);
+  EXPECT_EQ(shares.bins(2), memory);
+  expectShares(shares, 2, second, area);
+  shares.prepare(1, first, Plane(), area);  // Anew, in memory of its own.
+  expectShares(shares, 1, first, area);
+  expectShares(shares, 2, second, area);
 }
 
 TEST(GradientShares, AreThoseOfThePixelsOfTheArea) {
@@ -110,12 +118,12 @@ TEST(GradientShares, ComeFromTheGradientsWhereThereAreAny) {
   cells[22 * kWidth + 21] = {8.0f, 0.25f, 0.75f, 7, 0};
   GradientShares shares(kWidth, kHeight, 1);
   shares.prepare(0, noise(6), gradient, {20, 20, 24, 24});
-  const GradientShare& share = shares.level(0)[22 * kWidth + 21];
-  EXPECT_EQ(share.nearest, 6.0f);
-  EXPECT_EQ(share.neighbour_ratio, 0.25f / (0.75f + 1e-6f));
-  EXPECT_EQ(share.bin, 112);
-  EXPECT_EQ(share.neighbour, 0);
-  EXPECT_EQ(shares.level(0)[22 * kWidth + 22].nearest, 0.0f);
+  const SDMCore::BinShares& share = shares.bins(0)[22 * kWidth + 21];
+  EXPECT_EQ(shares.nearest(0)[22 * kWidth + 21], 6.0f);
+  EXPECT_EQ(share.of_bin[7], 1.0f);
+  EXPECT_EQ(share.of_bin[0], 0.25f / (0.75f + 1e-6f));
+  EXPECT_EQ(share.of_bin[1], 0.0f);
+  EXPECT_EQ(shares.nearest(0)[22 * kWidth + 22], 0.0f);
 }
 
 TEST(GradientShares, AreMadeOnce) {

@@ -9,6 +9,8 @@
 #include <random>
 #include <vector>
 
+#include "caffe/util/wide_loops.hpp"
+
 namespace {
 
 using oznalib::lanczos3;
@@ -124,6 +126,29 @@ TEST(ResizeAntialias, EqualsThePlainReferenceInBothDirections) {
     EXPECT_TRUE(samePixels(resize_antialias(source, {c.width, c.height}), expected))
         << c.columns << "x" << c.rows << " to " << c.width << "x" << c.height;
   }
+}
+
+// Both versions of the loops, for every number of bytes that a block may leave at the end of a row.
+TEST(ResizeAntialias, EqualsThePlainReferenceAtEveryWidthWithEitherInstructions) {
+  const bool before = caffe::UsesWideLoops();
+  for (const bool wide : {false, true}) {
+    caffe::SetWideLoops(wide);
+    for (int columns = 1; columns <= 24; ++columns) {
+      for (const int rows : {9, 40}) {
+        const cv::Mat source = noise(columns, rows, static_cast<unsigned>(columns));
+        EXPECT_TRUE(samePixels(resize_antialias_oracle(source, columns, 17),
+                               plainPass(source, columns, 17)))
+            << wide << " " << columns << " " << rows;
+      }
+      const cv::Mat source = noise(37, columns, static_cast<unsigned>(columns));
+      for (const int width : {11, 90}) {
+        EXPECT_TRUE(samePixels(resize_antialias_oracle(source, width, columns),
+                               plainPass(source, width, columns)))
+            << wide << " " << columns << " " << width;
+      }
+    }
+  }
+  caffe::SetWideLoops(before);
 }
 
 TEST(ResizeAntialias, ReducesTheStrongerAxisFirst) {

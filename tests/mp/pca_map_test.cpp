@@ -77,6 +77,34 @@ TEST(PcaMap, RowsMayLieFurtherApartThanTheyAreLong) {
   EXPECT_THAT(y, testing::ElementsAre(9, 90, -1, 10, 100));
 }
 
+TEST(PcaMap, SliceAddsWhatItsInputsGive) {
+  float x[] = {4, 5, -1, 3, 3};  // Of inputs 1 and 2: 2 and 2 above the mean, then 1 and 0.
+  float y[] = {1, 1, -1, 0, 0};
+  threeToTwo().add_slice(x, /*x_stride=*/3, /*count=*/2, /*first=*/1, /*inputs=*/2, y,
+                         /*y_stride=*/3);
+  EXPECT_THAT(y, testing::ElementsAre(11, 101, -1, 2, 20));
+  EXPECT_THAT(x, testing::ElementsAre(2, 2, -1, 1, 0));
+}
+
+TEST(PcaMap, SliceOfOneRowAddsTheSame) {
+  float x[] = {4, 5};
+  float y[] = {1, 1};
+  threeToTwo().add_slice(x, /*x_stride=*/2, /*count=*/1, /*first=*/1, /*inputs=*/2, y,
+                         /*y_stride=*/2);
+  EXPECT_THAT(y, testing::ElementsAre(11, 101));
+}
+
+TEST(PcaMap, SliceEndsWithTheInputsOfTheMap) {
+  float x[] = {5, 9, 9, 4, 9, 9};
+  float y[] = {0, 0, 0, 0};
+  const mp::pca_map map = threeToTwo();
+  map.add_slice(x, /*x_stride=*/3, /*count=*/2, /*first=*/2, /*inputs=*/3, y, /*y_stride=*/2);
+  EXPECT_THAT(y, testing::ElementsAre(6, 60, 3, 30));
+  map.add_slice(x, 3, 2, /*first=*/3, /*inputs=*/3, y, 2);
+  EXPECT_THAT(y, testing::ElementsAre(6, 60, 3, 30));
+  EXPECT_THAT(x, testing::ElementsAre(2, 9, 9, 1, 9, 9));
+}
+
 TEST(PcaMap, ReadsBackWhatItSaved) {
   std::stringstream stream;
   EXPECT_TRUE(threeToTwo().save(stream));

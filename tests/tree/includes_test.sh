@@ -18,8 +18,8 @@ allow() {
 
 allow caffe 'caffe/'
 allow mp 'mp/|caffe/util/math_functions\.hpp'
-allow imaging 'imaging/'
-allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(math_functions|file_buffer)\.hpp'
+allow imaging 'imaging/|caffe/util/wide_loops\.hpp'
+allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(math_functions|file_buffer|wide_loops)\.hpp'
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
 allow tools 'tools/|ozna\.h'
