@@ -86,7 +86,10 @@ class Bench {
       begin = Clock::now();
     };
     const double margin = options.search.margin_percent;
-    ReadFile file = readWithin(budget, path, margin, interrupted);
+    const auto reduction_of = [this](const cv::Size& upright) {
+      return models_.reductionFor(upright);
+    };
+    ReadFile file = readWithin(budget, path, margin, reduction_of, interrupted);
     lap();
     const Photograph photograph = decodeFile(path, &file, margin);
     lap();
@@ -106,7 +109,7 @@ class Bench {
     if (options.points > 0) lap();
     if (is_first) {
       timed_.faces += faces.size();
-      timed_.megapixels += static_cast<double>(photograph.pixels.total()) / 1e6;
+      timed_.megapixels += static_cast<double>(photograph.size.area()) / 1e6;
     }
     return times;
   }

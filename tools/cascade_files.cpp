@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
@@ -82,18 +83,16 @@ Size declaredInput(const std::string& path) {
   return {dimensions[3], dimensions[2]};
 }
 
-// Tests the files of one network and gives the size of its input.
-Size checkNetwork(const NetworkFiles& files) {
-  const Size input = declaredInput(files.definition);
+// Tests the files of one network. input  What its definition declares.
+void checkNetwork(const NetworkFiles& files, const Size& input) {
   openModelFile(files.weights);
-  if (files.mean.empty()) return input;
+  if (files.mean.empty()) return;
   const size_t expected = kColours * static_cast<size_t>(input.width * input.height);
   const size_t count = readNumbers(files.mean).size();
   if (count != expected) {
     fail(files.mean, "damaged model file: holds " + std::to_string(count) + " numbers instead of " +
                          std::to_string(expected));
   }
-  return input;
 }
 
 NetworkFiles firstStageFiles(const std::string& directory) {
@@ -139,17 +138,37 @@ std::vector<float> readNumbers(const std::string& path) {
   return numbers;
 }
 
-CascadeFiles checkCascadeFiles(const std::string& root) {
+namespace {
+
+// check_too  Whether the files that hold numbers are tested.
+CascadeFiles readCascadeFiles(const std::string& root, bool check_too) {
   CascadeFiles files;
   files.root = root;
   files.networks = listedStages(root);
   files.networks.push_back(laterStageFiles(root + kCalibrationDirectory));
-  files.first_input = checkNetwork(files.networks.front());
-  for (size_t i = 1; i < files.networks.size(); ++i) checkNetwork(files.networks[i]);
-
+  for (size_t i = 0; i < files.networks.size(); ++i) {
+    const Size input = declaredInput(files.networks[i].definition);
+    if (check_too) checkNetwork(files.networks[i], input);
+    if (i == 0) {
+      files.first_input = input;
+      continue;
+    }
+    const auto side = static_cast<int>(std::max(input.width, input.height));
+    files.last_input_px = std::max(files.last_input_px, side);
+  }
   files.calibration_table = root + kCalibrationDirectory + "/offsets-scales";
-  readNumbers(files.calibration_table);
+  if (check_too) readNumbers(files.calibration_table);
   return files;
+}
+
+}  // namespace
+
+CascadeFiles listCascadeFiles(const std::string& root) {
+  return readCascadeFiles(root, /*check_too=*/false);
+}
+
+CascadeFiles checkCascadeFiles(const std::string& root) {
+  return readCascadeFiles(root, /*check_too=*/true);
 }
 
 void checkCalibrationTable(const CascadeFiles& files) {

@@ -28,7 +28,14 @@ struct CascadeFiles {
   std::vector<NetworkFiles> networks;  ///< In the order of loading: the stages, then calibration.
   std::string calibration_table;       ///< Text: shift in x, shift in y and scale of each pattern.
   Size first_input;  ///< Input of the first network in pixels: the working image must fit its area.
+  int last_input_px = 0;  ///< Side in pixels of the largest input behind the first network.
 };
+
+/// Reads the stage list under root and the sizes of inputs, and looks no further.
+///
+/// root    With a separator at its end.
+/// Errors  As checkCascadeFiles.
+CascadeFiles listCascadeFiles(const std::string& root);
 
 /// Reads the stage list under root and tests every file that a load will read, as far as that goes
 /// without building the networks: it must be there, readable and not empty, the lists and means

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "tools/decoding_reduction.h"
 #include "tools/face_merge.h"
 #include "tools/model_directory.h"
 #include "tools/photograph_failure.h"
@@ -35,6 +36,12 @@ FaceModels::FaceModels(const Options& options)
   if (!options.box) cascade_ = testedCascade(directory_);
 }
 
+int FaceModels::reductionFor(const cv::Size& upright) const {
+  if (!cascade_) return 1;
+  return decodingReduction(upright, options_.search, cascade_->first_input,
+                           leastFaceSide(placer_ != nullptr, cascade_->last_input_px));
+}
+
 FaceFinder::FaceFinder(const FaceModels& models) : models_(models) {
   if (models.cascade()) search_.emplace(*models.cascade(), models.options().search);
 }
@@ -42,6 +49,7 @@ FaceFinder::FaceFinder(const FaceModels& models) : models_(models) {
 std::vector<Face> FaceFinder::find(const Photograph& photograph) {
   std::vector<Face> faces = search(photograph);
   align(photograph, &faces);
+  for (Face& face : faces) photograph.enlarge(&face);
   return faces;
 }
 

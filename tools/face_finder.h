@@ -30,6 +30,9 @@ class FaceModels {
   const std::optional<CascadeFiles>& cascade() const { return cascade_; }
   /// Null where no landmarks are wanted.
   const LandmarkPlacer* placer() const { return placer_.get(); }
+  /// By how much the sides of a photograph of this upright size may be divided when it is decoded for
+  /// a FaceFinder. Any thread.
+  int reductionFor(const cv::Size& upright) const;
 
  private:
   Options options_;
@@ -45,13 +48,15 @@ class FaceFinder {
   /// Loads a detector of its own. models must outlive it. Errors  Failure with kExitModel.
   explicit FaceFinder(const FaceModels& models);
 
-  /// The chosen faces of a photograph with their landmarks, best score first.
+  /// The chosen faces of a photograph with their landmarks, best score first, in the photograph's own
+  /// pixels.
   ///
   /// Errors  PhotographFailure; exceptions of the image library and failed allocations, which the
   /// library lets through.
   std::vector<Face> find(const Photograph& photograph);
 
-  /// The two halves of find, for timing: the faces without landmarks, and their landmarks.
+  /// The two halves of find, for timing: the faces without landmarks, and their landmarks, in the
+  /// pixels that were decoded.
   std::vector<Face> search(const Photograph& photograph);
   void align(const Photograph& photograph, std::vector<Face>* faces) const;
 

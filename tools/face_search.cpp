@@ -6,8 +6,10 @@
 #include <cmath>
 #include <cstdio>
 
+#include "tools/decoding_reduction.h"
 #include "tools/exit_code.h"
 #include "tools/face_merge.h"
+#include "tools/known_cascade.h"
 #include "tools/photograph_failure.h"
 #include "tools/streams.h"
 #include "tools/trial_load.h"
@@ -54,6 +56,9 @@ bool centreLiesIn(const oznalib::Rectangle<float>& rect, const oznalib::Rectangl
 }  // namespace
 
 CascadeFiles testedCascade(const std::string& models) {
+  // A list that cannot be followed fails here as it does there.
+  const CascadeFiles listed = listCascadeFiles(models);
+  if (isKnownCascade(listed)) return listed;
   const CascadeFiles files = checkCascadeFiles(models);
   tryCascade(files);
   checkCalibrationTable(files);
@@ -68,10 +73,22 @@ FaceSearch::FaceSearch(const CascadeFiles& files, const SearchOptions& options)
   }
 }
 
+std::vector<Scan> FaceSearch::plan(const Photograph& photograph) const {
+  const int longer_side = std::max(photograph.size.width, photograph.size.height);
+  if (photograph.reduction == 1) {
+    return planScans(photograph.framed.size(), longer_side, options_, first_input_);
+  }
+  // The plan for the whole photograph is one scan.
+  const int border_px = borderPixels(photograph.size, options_.margin_percent);
+  const cv::Size searched = photograph.size + cv::Size(2 * border_px, 2 * border_px);
+  Scan scan = planScans(searched, longer_side, options_, first_input_).front();
+  scan.region = cv::Rect({0, 0}, photograph.framed.size());
+  scan.parameter = reducedParameter(scan.parameter, photograph.reduction);
+  return {scan};
+}
+
 std::vector<Face> FaceSearch::find(const Photograph& photograph) {
-  const int longer_side = std::max(photograph.pixels.cols, photograph.pixels.rows);
-  const std::vector<Scan> scans =
-      planScans(photograph.framed.size(), longer_side, options_, first_input_);
+  const std::vector<Scan> scans = plan(photograph);
   std::vector<Face> faces;
   for (const Scan& scan : scans) addFaces(photograph, scan, &faces);
   if (scans.size() > 1) mergeFaces(&faces);

@@ -15,7 +15,8 @@
 
 namespace oznatool {
 
-/// Tests the cascade of a model directory, as far as a load in a process of its own.
+/// Tests the cascade of a model directory, as far as a load in a process of its own. One that the
+/// build of the program knows is compared with it instead, which takes a fiftieth of the time.
 ///
 /// models   Directory with a separator at its end.
 /// Errors   Failure with kExitModel where a file is missing or damaged.
@@ -34,8 +35,8 @@ class FaceSearch {
   /// Errors   Failure with kExitModel.
   FaceSearch(const CascadeFiles& files, const SearchOptions& options);
 
-  /// The faces of a photograph, best score first, without landmarks, in pixels of the photograph
-  /// without its border. Faces whose centre lies in the border are none.
+  /// The faces of a photograph, best score first, without landmarks, in the pixels that were decoded
+  /// without their border. A photograph may be reduced as far as decodingReduction allows. Faces whose centre lies in the border are none.
   ///
   /// A photograph so narrow that no pixel of its shorter side is left in the working image has
   /// none; this is told on standard error.
@@ -45,6 +46,7 @@ class FaceSearch {
   std::vector<Face> find(const Photograph& photograph);
 
  private:
+  std::vector<Scan> plan(const Photograph& photograph) const;
   void addFaces(const Photograph& photograph, const Scan& scan, std::vector<Face>* faces);
 
   SearchOptions options_;

@@ -3,7 +3,6 @@
 #include "tools/machine_description.h"
 
 #include <dlfcn.h>
-#include <libheif/heif.h>
 #include <link.h>
 
 #include <climits>
@@ -11,6 +10,8 @@
 #include <exiv2/version.hpp>
 #include <nlohmann/json.hpp>
 #include <opencv2/core/utility.hpp>
+
+#include "tools/codec_modules.h"
 
 namespace oznatool {
 namespace {
@@ -55,6 +56,14 @@ std::string textOf(const char* function) {
   return found == nullptr ? "" : found();
 }
 
+std::string heifVersion() {
+  try {
+    return heifModule().version();
+  } catch (const MissingModule& missing) {
+    return missing.what();
+  }
+}
+
 // The real files behind the shared libraries of the process whose names hold one of some words.
 int noteLibrary(dl_phdr_info* info, size_t /*size*/, void* data) {
   const std::string path = info->dlpi_name;
@@ -85,7 +94,7 @@ NamedTexts libraryVersions() {
   versions.emplace_back("mathematics", blas.empty() ? "a BLAS that does not tell" : blas);
   versions.emplace_back("OpenCV", cv::getVersionString());
   versions.emplace_back("Exiv2", Exiv2::version());
-  versions.emplace_back("libheif", heif_get_version());
+  versions.emplace_back("libheif", heifVersion());
   versions.emplace_back("JSON for C++", std::to_string(NLOHMANN_JSON_VERSION_MAJOR) + "." +
                                             std::to_string(NLOHMANN_JSON_VERSION_MINOR) + "." +
                                             std::to_string(NLOHMANN_JSON_VERSION_PATCH));

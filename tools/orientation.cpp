@@ -17,27 +17,24 @@ constexpr int kHalfTurn = -1;
 
 bool exchangesSides(int orientation) { return orientation >= 5 && orientation <= 8; }
 
+bool mirrorsColumns(int orientation) {
+  return orientation == 2 || orientation == 3 || orientation == 6 || orientation == 7;
+}
+
+bool mirrorsRows(int orientation) {
+  return orientation == 3 || orientation == 4 || orientation == 7 || orientation == 8;
+}
+
 void turnUpright(cv::Mat& pixels, int orientation) {
   if (exchangesSides(orientation)) {
     cv::Mat turned;
     cv::transpose(pixels, turned);
     pixels = turned;
   }
-  switch (orientation) {
-    case 2:
-    case 6:
-      cv::flip(pixels, pixels, kMirrored);
-      break;
-    case 3:
-    case 7:
-      cv::flip(pixels, pixels, kHalfTurn);
-      break;
-    case 4:
-    case 8:
-      cv::flip(pixels, pixels, kUpsideDown);
-      break;
-    default:
-      break;
+  const bool columns = mirrorsColumns(orientation);
+  const bool rows = mirrorsRows(orientation);
+  if (columns || rows) {
+    cv::flip(pixels, pixels, columns && rows ? kHalfTurn : columns ? kMirrored : kUpsideDown);
   }
 }
 
@@ -55,8 +52,8 @@ oznalib::Rectangle<float> inStoredFrame(const oznalib::Rectangle<float>& rect,
     stored.bottom = upright.height - top;
   };
   // The steps of turnUpright backwards: each flip is its own inverse, and so is the transposition.
-  if (orientation == 2 || orientation == 6 || orientation == 3 || orientation == 7) mirror();
-  if (orientation == 4 || orientation == 8 || orientation == 3 || orientation == 7) flip();
+  if (mirrorsColumns(orientation)) mirror();
+  if (mirrorsRows(orientation)) flip();
   if (exchangesSides(orientation)) {
     std::swap(stored.left, stored.top);
     std::swap(stored.right, stored.bottom);

@@ -16,6 +16,10 @@ constexpr int kUpright = 1;
 /// Whether the sides of the stored and of the upright photograph are exchanged: 5 to 8.
 bool exchangesSides(int orientation);
 
+/// Whether columns, and rows, run the other way in the upright photograph, sides already exchanged.
+bool mirrorsColumns(int orientation);
+bool mirrorsRows(int orientation);
+
 /// Turns stored pixels upright.
 ///
 /// Cost: one pass; in place for 1 to 4, with a second image of the same size for 5 to 8.

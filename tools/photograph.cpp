@@ -5,25 +5,50 @@
 #include <algorithm>
 #include <cmath>
 #include <new>
-#include <opencv2/imgcodecs.hpp>
+#include <opencv2/core.hpp>
+#include <utility>
 
-#include "tools/heif_photograph.h"
-#include "tools/jpeg_structure.h"
+#include "tools/codec_modules.h"
+#include "tools/jpeg_photograph.h"
 #include "tools/orientation.h"
 #include "tools/photograph_failure.h"
 #include "tools/pixel_order.h"
+#include "tools/png_photograph.h"
 #include "tools/streams.h"
 
 namespace oznatool {
 namespace {
 
-// Decodes into three 8-bit channels, red first, as stored. Empty where no decoder takes the bytes.
-cv::Mat decodeStored(const std::vector<unsigned char>& bytes, FileFormat format) {
+bool isJpegFormat(FileFormat format) {
+  return format == FileFormat::kJpeg || format == FileFormat::kProgressiveJpeg;
+}
+
+cv::Mat decodePicture(const std::vector<unsigned char>& bytes, const cv::Size& promised) {
+  const PictureModule& module = pictureModule();
   const QuietStandardError quiet;
-  if (format == FileFormat::kHeif) return decodeHeif(bytes.data(), bytes.size());
-  cv::Mat pixels = cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
-  if (!pixels.empty() && pixels.type() == CV_8UC3) exchangeRedAndBlue(pixels);
+  cv::Mat pixels =
+      module.decode(bytes, static_cast<std::int64_t>(promised.width) * promised.height);
+  if (!pixels.empty()) exchangeRedAndBlue(pixels);
   return pixels;
+}
+
+// Decodes into three 8-bit channels, red first, as stored. Empty where no decoder takes the bytes.
+cv::Mat decodeStored(const std::string& path, const std::vector<unsigned char>& bytes,
+                     const PhotographHeader& header, int reduction) {
+  if (isJpegFormat(header.format)) {
+    DecodedJpeg decoded = decodeJpeg(bytes.data(), bytes.size(), *header.stored, reduction);
+    if (decoded.is_cut_short) {
+      throw PhotographFailure(path, FailureKind::kFormat, "is cut short");
+    }
+    return decoded.pixels;
+  }
+  if (header.format == FileFormat::kPng) {
+    return decodePng(bytes.data(), bytes.size(), *header.stored);
+  }
+  if (header.format != FileFormat::kHeif) return decodePicture(bytes, *header.stored);
+  const HeifModule& module = heifModule();
+  const QuietStandardError quiet;
+  return module.decode(bytes.data(), bytes.size(), *header.stored);
 }
 
 // The decoder turns TIFF files upright by itself, and offers no switch against it.
@@ -31,26 +56,55 @@ int orientationLeft(const PhotographHeader& header) {
   return header.format == FileFormat::kTiff ? kUpright : header.orientation;
 }
 
+// Where the reduced picture begins when it is upright. What it stands for beyond the stored one lies
+// behind the last column and row, and comes to lie before the first where that side is turned over.
+cv::Point originOf(const PhotographHeader& header, int reduction) {
+  const cv::Size reduced = reducedSize(*header.stored, reduction);
+  cv::Point beyond(reduced.width * reduction - header.stored->width,
+                   reduced.height * reduction - header.stored->height);
+  if (exchangesSides(header.orientation)) std::swap(beyond.x, beyond.y);
+  return {mirrorsColumns(header.orientation) ? -beyond.x : 0,
+          mirrorsRows(header.orientation) ? -beyond.y : 0};
+}
+
 }  // namespace
 
 oznalib::Image Photograph::image() const { return {framed.cols, framed.rows, 0, framed.data}; }
 
+void Photograph::enlarge(Face* face) const {
+  if (reduction == 1) return;
+  const auto times = static_cast<float>(reduction);
+  const auto x0 = static_cast<float>(origin.x);
+  const auto y0 = static_cast<float>(origin.y);
+  oznalib::Rectangle<float>& rect = face->rect;
+  rect = {x0 + times * rect.left, y0 + times * rect.top, x0 + times * rect.right,
+          y0 + times * rect.bottom};
+  // Landmarks count from the centre of the first pixel, edges from its edge.
+  for (size_t i = 0; i < face->points.size(); ++i) {
+    face->points[i] = (i % 2 == 0 ? x0 : y0) + times * (face->points[i] + 0.5F) - 0.5F;
+  }
+}
+
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
-                            const PhotographHeader& header) {
+                            const PhotographHeader& header, int reduction) {
   try {
-    // The JPEG decoder fills the missing part with grey and reports success.
-    if (isJpegCutShort(bytes.data(), bytes.size())) {
-      throw PhotographFailure(path, FailureKind::kFormat, "is cut short");
-    }
-    cv::Mat pixels = decodeStored(bytes, header.format);
+    cv::Mat pixels = decodeStored(path, bytes, header, reduction);
     if (pixels.empty() || pixels.type() != CV_8UC3) {
       throw PhotographFailure(path, FailureKind::kFormat,
                               "is damaged or not in a known image format");
     }
     turnUpright(pixels, orientationLeft(header));
     if (!pixels.isContinuous()) pixels = pixels.clone();
-    return {path, header.orientation, pixels, 0, pixels};
-  } catch (const cv::Exception&) {
+    const cv::Size size = reduction == 1 ? pixels.size() : uprightSize(header);
+    return {path,      header.orientation,         pixels, 0, pixels, size,
+            reduction, originOf(header, reduction)};
+  } catch (const MissingModule& missing) {
+    throw PhotographFailure(path, FailureKind::kFormat,
+                            std::string("cannot be decoded: ") + missing.what());
+  } catch (const cv::Exception& error) {
+    if (error.code == cv::Error::StsNoMem) {
+      throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory");
+    }
     throw PhotographFailure(path, FailureKind::kFormat, "is damaged or has too many pixels");
   } catch (const std::bad_alloc&) {
     throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory");
@@ -72,5 +126,7 @@ int borderPixels(const cv::Size& photograph, double percent) {
   return static_cast<int>(
       std::lround(percent / 100 * std::max(photograph.width, photograph.height)));
 }
+
+int reducedBorder(int border_px, int reduction) { return (border_px + reduction / 2) / reduction; }
 
 }  // namespace oznatool

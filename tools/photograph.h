@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "ozna.h"
+#include "tools/face.h"
 #include "tools/photograph_header.h"
 
 namespace oznatool {
@@ -18,28 +19,41 @@ struct Photograph {
   std::string path;     ///< As the user gave it.
   int orientation = 1;  ///< How it was turned upright: see orientation.h.
   cv::Mat framed;       ///< The upright photograph with its border; rows are packed.
-  int border_px = 0;    ///< Width of the border on each side.
+  int border_px = 0;    ///< Width of the border on each side, in pixels of framed.
   cv::Mat pixels;       ///< The photograph without its border: a view into framed. At least 1 by 1.
+
+  cv::Size size;      ///< Of the upright photograph in its own pixels.
+  int reduction = 1;  ///< Side of the square of its own pixels that a pixel here stands for.
+  /// Where the left top edge of pixels lies in the photograph, in its own pixels: 0, or less where the
+  /// outermost pixels stand for more than there was.
+  cv::Point origin = {};
 
   /// A view of framed for the library. It borrows the pixels: it is good for as long as this object
   /// is.
   oznalib::Image image() const;
+
+  /// Brings a face from the pixels here to the photograph's own.
+  void enlarge(Face* face) const;
 };
 
 /// Decodes one file.
 ///
-/// bytes    The whole file. header  Its header.
+/// bytes      The whole file. header  Its header, with its size.
+/// reduction  1, 2, 4 or 8: see decodeJpeg; 1 for other formats.
 /// Turned upright by its orientation. Grey becomes three equal channels, 16 bits become 8, and an
 /// alpha channel is dropped without blending.
 /// Errors   PhotographFailure of kind kFormat or kMemory.
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
-                            const PhotographHeader& header);
+                            const PhotographHeader& header, int reduction);
 
 /// Puts a border around a photograph that has none, filled with the pixels of its edge.
 void addBorder(Photograph* photograph, int border_px);
 
 /// The width of a border in pixels. percent  Of the longer side.
 int borderPixels(const cv::Size& photograph, double percent);
+
+/// The width of that border in pixels of a photograph whose sides are reduced.
+int reducedBorder(int border_px, int reduction);
 
 }  // namespace oznatool
 

@@ -1,4 +1,4 @@
-// Headers by the metadata library, and what decoders need.
+// Headers by the decoders or the metadata library, and what decoders need.
 
 #include "tools/photograph_header.h"
 
@@ -10,20 +10,16 @@
 #include <sstream>
 #include <string>
 
-#include "tools/heif_photograph.h"
-#include "tools/jpeg_structure.h"
+#include "tools/codec_modules.h"
+#include "tools/jpeg_photograph.h"
 #include "tools/metadata_library.h"
 #include "tools/orientation.h"
+#include "tools/png_photograph.h"
 
 namespace oznatool {
 namespace {
 
-FileFormat formatOf(const std::string& mime_type, const unsigned char* bytes, size_t size) {
-  if (mime_type == "image/jpeg") {
-    const std::optional<JpegFrame> frame = jpegFrame(bytes, size);
-    return frame && frame->is_progressive ? FileFormat::kProgressiveJpeg : FileFormat::kJpeg;
-  }
-  if (mime_type == "image/png") return FileFormat::kPng;
+FileFormat formatOf(const std::string& mime_type) {
   if (mime_type == "image/tiff") return FileFormat::kTiff;
   if (mime_type == "image/webp") return FileFormat::kWebp;
   return FileFormat::kOther;
@@ -34,16 +30,6 @@ int orientationIn(const Exiv2::ExifData& exif) {
   if (found == exif.end() || found->count() == 0) return kUpright;
   const long orientation = found->toLong();
   return orientation >= 1 && orientation <= 8 ? static_cast<int>(orientation) : kUpright;
-}
-
-// The size in a PNG file's first chunk.
-std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size) {
-  constexpr size_t kSizeAt = 16;
-  if (size < kSizeAt + 8 || std::memcmp(bytes, "\x89PNG\r\n\x1A\n", 8) != 0) return std::nullopt;
-  const auto number = [bytes](size_t at) {
-    return bytes[at] << 24 | bytes[at + 1] << 16 | bytes[at + 2] << 8 | bytes[at + 3];
-  };
-  return cv::Size(number(kSizeAt), number(kSizeAt + 4));
 }
 
 // The size behind the first two characters of a portable anymap.
@@ -61,16 +47,51 @@ std::optional<cv::Size> anymapSize(const unsigned char* bytes, size_t size) {
   return text ? std::optional<cv::Size>({sides[0], sides[1]}) : std::nullopt;
 }
 
-// Where the metadata library gives up on a file whose pixels may be whole.
-void readWithoutLibrary(const unsigned char* bytes, size_t size, PhotographHeader* header) {
-  if (const auto png = pngSize(bytes, size)) {
-    header->format = FileFormat::kPng;
-    header->stored = png;
-  } else if (const auto jpeg = jpegFrame(bytes, size)) {
-    header->format = jpeg->is_progressive ? FileFormat::kProgressiveJpeg : FileFormat::kJpeg;
-    header->stored = cv::Size(jpeg->width, jpeg->height);
-  } else {
-    header->stored = anymapSize(bytes, size);
+PhotographHeader jpegHeader(const unsigned char* bytes, size_t size) {
+  PhotographHeader header;
+  header.format = FileFormat::kJpeg;
+  const std::optional<JpegHead> head = jpegHead(bytes, size);
+  if (!head) return header;
+  if (head->is_progressive) header.format = FileFormat::kProgressiveJpeg;
+  header.stored = head->stored;
+  if (head->exif.empty()) return header;
+  const MetadataLibrary library;
+  try {
+    Exiv2::ExifData exif;
+    Exiv2::ExifParser::decode(exif, head->exif.data(), static_cast<uint32_t>(head->exif.size()));
+    header.orientation = orientationIn(exif);
+  } catch (const std::exception&) {
+    // Damaged metadata do no harm to the pixels.
+  }
+  return header;
+}
+
+PhotographHeader heifHeader(const unsigned char* bytes, size_t size) {
+  PhotographHeader header;
+  header.format = FileFormat::kHeif;
+  header.stored = heifModule().sizeOf(bytes, size);
+  return header;
+}
+
+// Files of this family begin with a box of this type, as do films.
+bool mayBeHeif(const unsigned char* bytes, size_t size) {
+  return size >= 12 && std::memcmp(bytes + 4, "ftyp", 4) == 0;
+}
+
+// What the metadata library finds. size_is_told  Whether it is asked for the size too.
+void readMetadata(const unsigned char* bytes, size_t size, bool size_is_told,
+                  PhotographHeader* header) {
+  const MetadataLibrary library;
+  try {
+    const auto image = Exiv2::ImageFactory::open(bytes, static_cast<long>(size));
+    if (!size_is_told) header->format = formatOf(image->mimeType());
+    image->readMetadata();
+    if (!size_is_told && image->pixelWidth() > 0 && image->pixelHeight() > 0) {
+      header->stored = cv::Size(image->pixelWidth(), image->pixelHeight());
+    }
+    header->orientation = orientationIn(image->exifData());
+  } catch (const std::exception&) {
+    // The decoder has the last word on what is damaged.
   }
 }
 
@@ -98,38 +119,37 @@ int decoderBytes(FileFormat format) {
 }  // namespace
 
 PhotographHeader readHeader(const unsigned char* bytes, size_t size) {
+  if (isJpeg(bytes, size)) return jpegHeader(bytes, size);
+  if (mayBeHeif(bytes, size) && heifModule().isHeif(bytes, size)) return heifHeader(bytes, size);
   PhotographHeader header;
-  if (isHeif(bytes, size)) {
-    header.format = FileFormat::kHeif;
-    header.stored = heifSize(bytes, size);
-    return header;
+  const bool is_png = isPng(bytes, size);
+  if (is_png) {
+    header.format = FileFormat::kPng;
+    header.stored = pngSize(bytes, size);
   }
-  const MetadataLibrary library;
-  try {
-    const auto image = Exiv2::ImageFactory::open(bytes, static_cast<long>(size));
-    header.format = formatOf(image->mimeType(), bytes, size);
-    image->readMetadata();
-    if (image->pixelWidth() > 0 && image->pixelHeight() > 0) {
-      header.stored = cv::Size(image->pixelWidth(), image->pixelHeight());
-    }
-    header.orientation = orientationIn(image->exifData());
-  } catch (const std::exception&) {
-    // The decoder has the last word on what is damaged.
-  }
-  if (!header.stored) readWithoutLibrary(bytes, size, &header);
+  readMetadata(bytes, size, /*size_is_told=*/is_png, &header);
+  if (!header.stored) header.stored = anymapSize(bytes, size);
   if (header.stored && (header.stored->width < 1 || header.stored->height < 1)) {
     header.stored.reset();
   }
   return header;
 }
 
-std::int64_t decodingMemory(const PhotographHeader& header) {
+cv::Size uprightSize(const PhotographHeader& header) {
+  return exchangesSides(header.orientation) ? cv::Size(header.stored->height, header.stored->width)
+                                            : *header.stored;
+}
+
+std::int64_t decodingMemory(const PhotographHeader& header, int reduction) {
   // A header may lie: held where the product below still fits.
   constexpr std::int64_t kMostPixels = std::int64_t{1} << 50;
   const std::int64_t pixels = std::min(
       kMostPixels, static_cast<std::int64_t>(header.stored->width) * header.stored->height);
+  const cv::Size reduced = reducedSize(*header.stored, reduction);
+  const std::int64_t kept =
+      reduction == 1 ? pixels : static_cast<std::int64_t>(reduced.width) * reduced.height;
   const int turning = exchangesSides(header.orientation) ? 3 : 0;
-  return pixels * (3 + std::max(decoderBytes(header.format), turning));
+  return 3 * kept + std::max(pixels * decoderBytes(header.format), kept * turning);
 }
 
 }  // namespace oznatool

@@ -21,13 +21,23 @@ struct PhotographHeader {
 
 /// Reads the header of an image file.
 ///
+/// Of JPEG, PNG and the HEIF family the decoder itself tells the size. Of other formats the metadata
+/// library does, and the decoder is held to it: see PictureModule.
+///
 /// A file of the HEIF family always counts as upright: its decoder turns it, and by its format the
 /// Exif orientation has no say. A header that cannot be read gives what is known without it.
+/// Errors  MissingModule.
 PhotographHeader readHeader(const unsigned char* bytes, size_t size);
 
+/// The size of the photograph in pixels when it is turned upright. header  With its size.
+cv::Size uprightSize(const PhotographHeader& header);
+
 /// The most memory in bytes, besides the file itself, that decoding a photograph and turning it
-/// upright takes at any time. header  With its size.
-std::int64_t decodingMemory(const PhotographHeader& header);
+/// upright takes at any time.
+///
+/// header     With its size.
+/// reduction  Of the sides: see decodeJpeg; 1 for other formats.
+std::int64_t decodingMemory(const PhotographHeader& header, int reduction);
 
 }  // namespace oznatool
 

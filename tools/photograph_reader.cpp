@@ -4,7 +4,9 @@
 
 #include <algorithm>
 
+#include "tools/codec_modules.h"
 #include "tools/file_bytes.h"
+#include "tools/jpeg_photograph.h"
 #include "tools/photograph_failure.h"
 
 namespace oznatool {
@@ -16,33 +18,52 @@ std::int64_t areaOf(const cv::Size& size) {
 
 // The most bytes at any time from here on, besides those of the file. An annotated copy, as files of
 // results are, takes no more than its pixels where it is compressed at all.
-std::int64_t memoryFor(const PhotographHeader& header, double margin_percent) {
+std::int64_t memoryFor(const PhotographHeader& header, int reduction, double margin_percent) {
   constexpr int kPixelBytes = 3;
   constexpr int kLongestSide = 1 << 24;  // A header may lie: held where the areas below still fit.
   if (margin_percent <= 0 || std::max(header.stored->width, header.stored->height) > kLongestSide) {
-    return decodingMemory(header);
+    return decodingMemory(header, reduction);
   }
-  const cv::Size photograph = *header.stored;
-  const int border = borderPixels(photograph, margin_percent);
+  const cv::Size photograph = reducedSize(*header.stored, reduction);
+  const int border = reducedBorder(borderPixels(*header.stored, margin_percent), reduction);
   const cv::Size framed = {photograph.width + 2 * border, photograph.height + 2 * border};
-  return std::max(decodingMemory(header), kPixelBytes * (areaOf(photograph) + areaOf(framed)));
+  return std::max(decodingMemory(header, reduction),
+                  kPixelBytes * (areaOf(photograph) + areaOf(framed)));
 }
 
 std::string mebibytes(std::int64_t bytes) { return std::to_string((bytes >> 20) + 1) + " MiB"; }
 
-}  // namespace
-
-ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
-                    const std::function<bool()>& stop) {
-  ReadFile file;
-  file.bytes = readFileBytes(path, budget->total());
-  file.header = readHeader(file.bytes.data(), file.bytes.size());
-  if (!file.header.stored) {
+PhotographHeader headerOf(const std::string& path, const std::vector<unsigned char>& bytes) {
+  PhotographHeader header;
+  try {
+    header = readHeader(bytes.data(), bytes.size());
+  } catch (const MissingModule& missing) {
+    throw PhotographFailure(path, FailureKind::kFormat,
+                            std::string("cannot be decoded: ") + missing.what());
+  }
+  if (!header.stored) {
     throw PhotographFailure(path, FailureKind::kFormat,
                             "is damaged or not in a known image format");
   }
-  const std::int64_t needed =
-      static_cast<std::int64_t>(file.bytes.size()) + memoryFor(file.header, margin_percent);
+  return header;
+}
+
+bool canBeReduced(FileFormat format) {
+  return format == FileFormat::kJpeg || format == FileFormat::kProgressiveJpeg;
+}
+
+}  // namespace
+
+ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
+                    const ReductionOf& reduction_of, const std::function<bool()>& stop) {
+  ReadFile file;
+  file.bytes = readFileBytes(path, budget->total());
+  file.header = headerOf(path, file.bytes);
+  if (reduction_of != nullptr && canBeReduced(file.header.format)) {
+    file.reduction = reduction_of(uprightSize(file.header));
+  }
+  const std::int64_t needed = static_cast<std::int64_t>(file.bytes.size()) +
+                              memoryFor(file.header, file.reduction, margin_percent);
   if (needed > budget->total()) {
     throw PhotographFailure(path, FailureKind::kMemory,
                             "needs " + mebibytes(needed) +
@@ -55,10 +76,11 @@ ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin
 }
 
 Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent) {
-  Photograph photograph = decodePhotograph(path, file->bytes, file->header);
+  Photograph photograph = decodePhotograph(path, file->bytes, file->header, file->reduction);
   file->bytes = {};
   try {
-    addBorder(&photograph, borderPixels(photograph.pixels.size(), margin_percent));
+    addBorder(&photograph,
+              reducedBorder(borderPixels(photograph.size, margin_percent), photograph.reduction));
   } catch (const std::exception&) {
     throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory with its margin");
   }

@@ -16,19 +16,24 @@ namespace oznatool {
 struct ReadFile {
   std::vector<unsigned char> bytes;
   PhotographHeader header;
+  int reduction = 1;           ///< Of the sides, when it is decoded: see decodeJpeg.
   MemoryBudget::Lease memory;  ///< For the file, and its pixels until they are dropped.
 };
+
+/// By how much the sides of a photograph of this upright size may be divided.
+using ReductionOf = std::function<int(const cv::Size&)>;
 
 /// Reads a file and waits for the memory that its photograph needs.
 ///
 /// The bound of memory rests on one caller at a time: at most one file is read that the budget does
 /// not count yet.
 /// margin_percent  Border that will be put around it.
+/// reduction_of    Asked where the format can be decoded smaller; null for whole photographs.
 /// stop            Asked from time to time while it waits; its word ends the wait, with nothing set
 ///                 aside.
 /// Errors          PhotographFailure.
 ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
-                    const std::function<bool()>& stop);
+                    const ReductionOf& reduction_of, const std::function<bool()>& stop);
 
 /// Decodes what was read, frees the bytes and puts the border around. Any number of threads.
 /// Errors  PhotographFailure.

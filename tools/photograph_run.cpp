@@ -18,6 +18,7 @@
 #include "tools/memory_budget.h"
 #include "tools/photograph_reader.h"
 #include "tools/progress.h"
+#include "tools/read_ahead.h"
 #include "tools/report.h"
 #include "tools/streams.h"
 
@@ -29,7 +30,8 @@ struct Job {
   size_t index = 0;
   Input input;
   ReadFile file;
-  std::optional<PhotographFailure> failure;  // Of reading.
+  std::optional<Photograph> photograph;      // Once it is decoded; within the memory of file.
+  std::optional<PhotographFailure> failure;  // Of reading or decoding.
 };
 
 // What a thread made of an input, ready to be written.
@@ -50,6 +52,12 @@ class Run {
         budget_(memoryOf(options_)),
         inputs_(options_.inputs, [this](const std::string& path) { return former_.has(path); }),
         progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
+    const auto reads_pixels = [](const SideOutput* output) { return output->readsPixels(); };
+    if (std::none_of(outputs.begin(), outputs.end(), reads_pixels)) {
+      reduction_of_ = [this](const cv::Size& upright) { return models_.reductionFor(upright); };
+    }
+    // Several threads read and search side by side anyway.
+    reads_ahead_ = jobsOf(options_) == 1 && Inputs::maySeveral(options_.inputs);
     // How far the threads may run ahead of a slow photograph.
     window_ = 4 * static_cast<size_t>(jobsOf(options_)) + 16;
   }
@@ -78,9 +86,13 @@ class Run {
 
   // The life of a thread. Nothing may leave it.
   void work() {
+    // Outside of what may throw: its end waits for its thread, which the stop below ends.
+    std::optional<ReadAhead<Job>> ahead;
     try {
+      if (reads_ahead_) beginToReadAhead(&ahead);
       std::optional<FaceFinder> finder;
-      while (std::optional<Job> job = nextJob()) {
+      while (std::optional<Job> job = ahead ? ahead->next() : nextDecoded()) {
+        if (ahead && stopped()) break;  // Nobody waits for it.
         // Loaded here, where there is work for it.
         if (!finder && !job->failure) finder.emplace(models_);
         deliver(job->index, process(&*job, finder ? &*finder : nullptr));
@@ -90,6 +102,20 @@ class Run {
       if (!error_) error_ = std::current_exception();
       stopped_ = true;
     }
+  }
+
+  void beginToReadAhead(std::optional<ReadAhead<Job>>* ahead) {
+    try {
+      ahead->emplace([this] { return nextDecoded(); });
+    } catch (const std::system_error&) {
+      // No thread for it: one photograph after the other.
+    }
+  }
+
+  std::optional<Job> nextDecoded() {
+    std::optional<Job> job = nextJob();
+    if (job && !job->failure) decode(&*job);
+    return job;
   }
 
   // Reads the next input. One thread at a time is in here, so that memory is set aside in the order
@@ -104,7 +130,8 @@ class Run {
     job.index = begun_;
     job.input = std::move(*input);
     try {
-      job.file = readWithin(&budget_, job.input.path, options_.search.margin_percent, stop);
+      job.file =
+          readWithin(&budget_, job.input.path, options_.search.margin_percent, reduction_of_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
     }
@@ -120,18 +147,26 @@ class Run {
     }
   }
 
+  void decode(Job* job) const {
+    try {
+      job->photograph = decodeFile(job->input.path, &job->file, options_.search.margin_percent);
+    } catch (const PhotographFailure& failure) {
+      job->failure = failure;
+    } catch (const std::exception& error) {
+      job->failure = PhotographFailure(job->input.path, FailureKind::kSearch, error.what());
+    }
+  }
+
   Result process(Job* job, FaceFinder* finder) const {
     Result result;
     result.record.path = job->input.path;
     result.record.failure = job->failure;
     if (job->failure) return result;
     try {
-      Photograph photograph =
-          decodeFile(job->input.path, &job->file, options_.search.margin_percent);
-      result.record.size = photograph.pixels.size();
-      result.record.orientation = photograph.orientation;
-      result.record.faces = finder->find(photograph);
-      prepareFiles(job->input, &photograph, &result);
+      result.record.size = job->photograph->size;
+      result.record.orientation = job->photograph->orientation;
+      result.record.faces = finder->find(*job->photograph);
+      prepareFiles(job->input, &*job->photograph, &result);
     } catch (const PhotographFailure& failure) {
       result.record.failure = failure;
     } catch (const Failure&) {
@@ -141,6 +176,7 @@ class Run {
       result.record.failure =
           PhotographFailure(job->input.path, FailureKind::kSearch, error.what());
     }
+    job->photograph.reset();
     std::int64_t bytes = 0;
     for (const PreparedFiles& files : result.files) bytes += files.bytes;
     job->file.memory.shrinkTo(bytes);
@@ -210,6 +246,8 @@ class Run {
   const Options& options_;
   const std::vector<const SideOutput*>& outputs_;
   const FormerOutput former_;
+  ReductionOf reduction_of_;  // Null where an output needs whole photographs.
+  bool reads_ahead_ = false;
   size_t window_ = 0;
   std::atomic<bool> stopped_{false};
 

@@ -24,6 +24,10 @@ class SideOutput {
  public:
   virtual ~SideOutput() = default;
 
+  /// Whether prepare looks at the pixels, which are then those of the whole photograph. Otherwise
+  /// they may have been decoded smaller.
+  virtual bool readsPixels() const { return true; }
+
   /// Makes the files of one photograph in memory.
   ///
   /// photograph  Its pixels may be changed by the output that comes last.

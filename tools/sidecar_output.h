@@ -19,6 +19,8 @@ class SidecarOutput : public SideOutput {
   /// Makes the directory. Errors  Failure with kExitOutput.
   explicit SidecarOutput(const std::string& directory);
 
+  bool readsPixels() const override { return false; }
+
   /// write refuses to use one sidecar for two photographs of the run.
   PreparedFiles prepare(const Input& input, const Record& record,
                         Photograph* photograph) const override;

@@ -152,21 +152,24 @@ TEST_F(Jobs, PhotographBeyondTheMemoryIsRefusedBeforeItIsDecoded) {
 }
 
 TEST_F(Jobs, MemoryStaysWithinItsBoundForHundredMegapixels) {
-  // 100 megapixels, 287 MiB decoded, three at once: all three would take 861 MiB.
-  const std::string large = at("large.jpg");
-  writeFile(large, encoded(".jpg", cv::Mat(10000, 10030, CV_8UC1, cv::Scalar(90))));
-  rusage before;
-  getrusage(RUSAGE_CHILDREN, &before);
-  const Outcome run =
-      runOzna({"detect", "--json", "-j", "3", "--memory", "320", large, large, large});
-  rusage after;
-  getrusage(RUSAGE_CHILDREN, &after);
-  ASSERT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(parsed(linesOf(run.out)[2])["width"], 10030);
-  // The manual's bound: the memory, one file (less than 1 MiB), 100 MiB and 80 MiB a thread.
-  EXPECT_LE(after.ru_maxrss / 1024, 320 + 1 + 100 + 3 * 80);
-  // Proof that the figure is that of this run: nothing before it was as large.
-  EXPECT_GE(after.ru_maxrss / 1024, 287);
+  // 100 megapixels, 287 MiB decoded, three at once: all three would take 861 MiB. With one thread, the
+  // next one may be read ahead.
+  const std::string large = at("large.png");
+  writeFile(large, encoded(".png", cv::Mat(10000, 10030, CV_8UC1, cv::Scalar(90))));
+  for (const char* jobs : {"1", "3"}) {
+    rusage before;
+    getrusage(RUSAGE_CHILDREN, &before);
+    const Outcome run =
+        runOzna({"detect", "--json", "-j", jobs, "--memory", "320", large, large, large});
+    rusage after;
+    getrusage(RUSAGE_CHILDREN, &after);
+    ASSERT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(parsed(linesOf(run.out)[2])["width"], 10030);
+    // The manual's bound: the memory, one file (less than 1 MiB), 100 MiB and 80 MiB a thread.
+    EXPECT_LE(after.ru_maxrss / 1024, 320 + 1 + 100 + std::atoi(jobs) * 80);
+    // Proof that the figure is that of this run: nothing before it was as large.
+    EXPECT_GE(after.ru_maxrss / 1024, 287);
+  }
 }
 
 }  // namespace

@@ -1,12 +1,18 @@
-// Files with an orientation, by the metadata library, and HEIC files.
+// Files with an orientation, by the metadata library, JPEG files of four inks and HEIC files.
 
 #include "tests/tools/pictures.h"
 
 #include <gtest/gtest.h>
 #include <libheif/heif.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <exiv2/exiv2.hpp>
 #include <opencv2/core.hpp>
+#include <vector>
+// jpeglib.h needs FILE before it.
+#include <jpeglib.h>
 
 #include "tests/tools/program.h"
 
@@ -48,6 +54,40 @@ cv::Mat asStored(const cv::Mat& upright, int orientation) {
     }
   }
   return stored;
+}
+
+std::string encodedCmyk(const cv::Mat& picture) {
+  jpeg_compress_struct info = {};
+  jpeg_error_mgr errors;
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  unsigned char* bytes = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &bytes, &size);
+  info.image_width = static_cast<JDIMENSION>(picture.cols);
+  info.image_height = static_cast<JDIMENSION>(picture.rows);
+  info.input_components = 4;
+  info.in_color_space = JCS_CMYK;
+  jpeg_set_defaults(&info);
+  jpeg_start_compress(&info, TRUE);
+  std::vector<unsigned char> row(4 * static_cast<size_t>(picture.cols));
+  for (int y = 0; y < picture.rows; ++y) {
+    for (int x = 0; x < picture.cols; ++x) {
+      // Inverted inks: black takes what all colours lack.
+      const cv::Vec3b pixel = picture.at<cv::Vec3b>(y, x);
+      const int light = std::max({pixel[0], pixel[1], pixel[2], static_cast<unsigned char>(1)});
+      unsigned char* const inks = row.data() + 4 * static_cast<size_t>(x);
+      for (int c = 0; c < 3; ++c) inks[c] = static_cast<unsigned char>(pixel[2 - c] * 255 / light);
+      inks[3] = static_cast<unsigned char>(light);
+    }
+    unsigned char* rows[] = {row.data()};
+    jpeg_write_scanlines(&info, rows, 1);
+  }
+  jpeg_finish_compress(&info);
+  std::string file(reinterpret_cast<const char*>(bytes), size);
+  jpeg_destroy_compress(&info);
+  std::free(bytes);
+  return file;
 }
 
 std::string encodedHeic(const cv::Mat& picture) {

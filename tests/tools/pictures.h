@@ -16,6 +16,9 @@ std::string encodedWithOrientation(const std::string& ending, const cv::Mat& pic
 // The pixels that a camera held in this way stores of an upright picture.
 cv::Mat asStored(const cv::Mat& upright, int orientation);
 
+// A picture, blue first, as a JPEG file of four inks, as presses take them.
+std::string encodedCmyk(const cv::Mat& picture);
+
 // A picture, blue first, as a HEIC file.
 std::string encodedHeic(const cv::Mat& picture);
 
