@@ -33,10 +33,18 @@ if(OZNA_COVERAGE)
   target_link_options(ozna_flags INTERFACE --coverage)
 endif()
 
-# The libraries that the code of every folder may call; a folder's own includes decide what it really uses.
+# The libraries that the code of every folder may call; a folder's own includes decide what it really uses. This list is
+# for programs that link the code as it is; libozna.so encloses some of them (OznaEnclosed.cmake).
 add_library(ozna_dependencies INTERFACE)
 target_link_libraries(ozna_dependencies INTERFACE opencv_core opencv_imgproc protobuf::libprotobuf
                                                   PkgConfig::GLOG leveldb::leveldb BLAS::BLAS Threads::Threads)
+
+# Their headers, for code that is compiled once and linked in both ways.
+add_library(ozna_headers INTERFACE)
+foreach(library opencv_core protobuf::libprotobuf PkgConfig::GLOG leveldb::leveldb)
+  target_include_directories(ozna_headers SYSTEM INTERFACE
+                             $<TARGET_PROPERTY:${library},INTERFACE_INCLUDE_DIRECTORIES>)
+endforeach()
 
 # ozna_object_library(NAME SOURCE...): one folder's code, compiled once for the shared and the static library.
 #
@@ -44,7 +52,7 @@ target_link_libraries(ozna_dependencies INTERFACE opencv_core opencv_imgproc pro
 # builds without optimisation have larger frames of their own.
 function(ozna_object_library name)
   add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PUBLIC ozna_flags ozna_dependencies)
+  target_link_libraries(${name} PUBLIC ozna_flags ozna_headers)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OZNA_SANITIZE AND NOT OZNA_COVERAGE)
     target_compile_options(${name} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-Werror=frame-larger-than=16384>)
   endif()
@@ -54,7 +62,7 @@ endfunction()
 # name ends in Threads carry the label 'threads', which selects what runs under ThreadSanitizer.
 function(ozna_test name)
   add_executable(${name} ${ARGN})
-  target_link_libraries(${name} PRIVATE ozna_static GTest::gmock GTest::gtest GTest::gtest_main)
+  target_link_libraries(${name} PRIVATE ozna_static ozna_mathematics GTest::gmock GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   set(environment ENVIRONMENT "OPENBLAS_NUM_THREADS=1")
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"

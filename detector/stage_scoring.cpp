@@ -111,7 +111,8 @@ void calibrateCandidates(CascadeStage& calibration, const cv::Mat& image, Candid
   const float* const outputs = judge.probs().cpu_data();
   for (FaceCandidate& candidate : list.candidates) {
     judge.run(candidate);
-    const std::size_t best = cblas_isamax(entry_count, outputs, 1);
+    // Some libraries return 32 bits where the header of another promises 64.
+    const std::size_t best = static_cast<std::uint32_t>(cblas_isamax(entry_count, outputs, 1));
     if (outputs[best] < kLeastCalibrationOutput) {
       continue;
     }

@@ -1,5 +1,6 @@
-// Writes the first inputs of the fuzz targets: make_corpus FOLDER, which then holds text/, binary/,
-// net/ and record/. The definitions of the default cascade join text/ and net/ in run_fuzzers.sh.
+// Writes the first inputs of the fuzz targets: make_corpus FOLDER, which then holds a folder a target. The
+// definitions of the default cascade join text_reader/ and net/ in run_fuzzers.sh; photographs and sidecars
+// are in corpus/.
 
 #include <google/protobuf/text_format.h>
 
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "caffe/proto/caffe.pb.h"
+#include "fuzz/small_models.h"
 
 namespace {
 
@@ -192,6 +194,38 @@ std::vector<std::string> Records() {
   return records;
 }
 
+// What --resume reads.
+std::vector<std::string> FormerOutputs() {
+  return {
+      "{\"schema\":1,\"path\":\"a.jpg\",\"faces\":[]}\n{\"schema\":1,\"path\":\"b\\u00e9.jpg\"}\n{"
+      "\"pa",
+      "path,width,height,orientation,faces,face,left,top,right,bottom,score,error\r\n"
+      "a.jpg,4,4,1,2,1,0,0,1,1,0.9,\r\na.jpg,4,4,1,2,2,0,0,1,1,0.9,\r\n"
+      "\"b,\"\"c\"\".jpg\",4,4,1,0,,,,,,,\r\nd.jpg,4,4,1,2,1,0,0,1,1,0.9,\r\n"};
+}
+
+// Calls of the pixel interface: see pixels_fuzzer.cpp.
+std::vector<std::string> Calls() {
+  std::string detect = {1, 20, 20, 5};
+  const auto put = [](std::string* call, auto value) {
+    call->append(reinterpret_cast<const char*>(&value), sizeof(value));
+  };
+  put(&detect, 1.0F);
+  put(&detect, std::int32_t{20});
+  put(&detect, 0.3F);
+  put(&detect, std::int8_t{2});
+  put(&detect, 1.3F);
+  put(&detect, std::int32_t{6});
+  std::string align = {0, 40, 30};
+  put(&align, std::int32_t{0});
+  put(&align, std::uint8_t{1});
+  for (const std::int16_t edge : {20, 16, 100, 96}) {
+    put(&align, edge);
+  }
+  put(&align, std::uint8_t{1});
+  return {detect + "pixels", align + "pixels", align};
+}
+
 void Write(const std::string& folder, const std::vector<std::string>& inputs,
            const std::string& stem) {
   std::filesystem::create_directories(folder);
@@ -228,5 +262,10 @@ int main(int argc, char** argv) {
   Write(folder + "/net", texts, "definition");
   Write(folder + "/binary_reader", binaries, "network");
   Write(folder + "/record", Records(), "record");
+  Write(folder + "/landmark",
+        {ozna_fuzz::SmallLandmarkModel(2, 1, 12), ozna_fuzz::SmallLandmarkModel(1, 2, 9)}, "model");
+  Write(folder + "/directory", {ozna_fuzz::PackDirectory(ozna_fuzz::SmallDirectory())}, "models");
+  Write(folder + "/pixels", Calls(), "call");
+  Write(folder + "/resume", FormerOutputs(), "output");
   return 0;
 }

@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
-# run_fuzzers.sh SECONDS [BUILD_FOLDER]: builds the fuzz targets with clang and runs each for that long.
-# Inputs collect in BUILD_FOLDER/corpus, findings and logs in BUILD_FOLDER/findings; the build folder is build/fuzz if
-# none is named. The exit status is 1 if there is a finding. To run one again:
+# run_fuzzers.sh SECONDS [BUILD_FOLDER [TARGET...]]: builds the fuzz targets with clang and runs each of them, or those
+# named, for that long; 3600 and more make sense. Inputs collect in BUILD_FOLDER/corpus, findings and logs in
+# BUILD_FOLDER/findings; the build folder is build/fuzz if none is named. A line a target tells executions and coverage.
+# The exit status is 1 if there is a finding. To run one again:
 #   build/fuzz/fuzz/net_fuzzer build/fuzz/findings/net-crash-...
 set -euo pipefail
 
-seconds=${1:?usage: run_fuzzers.sh SECONDS [BUILD_FOLDER]}
+seconds=${1:?usage: run_fuzzers.sh SECONDS [BUILD_FOLDER [TARGET...]]}
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_folder=${2:-$root/build/fuzz}
+targets=("${@:3}")
+[ "${#targets[@]}" -gt 0 ] ||
+  targets=(text_reader binary_reader net record landmark directory pixels resume sidecar header)
 mkdir -p "$build_folder"
 
 options=()
@@ -34,17 +38,20 @@ for definition in "$root"/public/cascades/*/prototxt-*; do
   cp "$definition" "$corpus/net/$name"
 done
 
-export ASAN_OPTIONS="allocator_may_return_null=1${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
+export ASAN_OPTIONS="allocator_may_return_null=1:malloc_context_size=4${ASAN_OPTIONS:+:$ASAN_OPTIONS}"
 export UBSAN_OPTIONS="print_stacktrace=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
 
-# fuzz TARGET: runs one target and prints a line on its outcome.
+# fuzz TARGET: runs one target and prints a line on its outcome. What it finds joins the first of the folders.
 fuzz() {
-  local target=$1 log=$findings/$1.log status=0 runs
+  local target=$1 log=$findings/$1.log status=0 runs covered
+  mkdir -p "$corpus/$target"
   "$build_folder/fuzz/${target}_fuzzer" -max_total_time="$seconds" -max_len=8192 -timeout=25 -rss_limit_mb=2048 \
-    -print_final_stats=1 -artifact_prefix="$findings/$target-" "$corpus/$target" >"$log" 2>&1 || status=$?
+    -print_final_stats=1 -artifact_prefix="$findings/$target-" "$corpus/$target" "$root/fuzz/corpus/$target" \
+    >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
+  covered=$(grep -aoE 'cov: [0-9]+ ft: [0-9]+ corp: [0-9]+' "$log" | tail -n 1) || true
   if [ "$status" -eq 0 ]; then
-    echo "$target: no finding in ${runs:-an unknown number of} runs"
+    echo "$target: no finding in ${runs:-an unknown number of} runs; $covered"
   else
     tail -n 60 "$log" >&2
     echo "$target: finding, exit status $status; the log is $log"
@@ -54,10 +61,12 @@ fuzz() {
 
 # Two at a time: that many processors even a small machine has.
 failed=0
-for pair in "text_reader binary_reader" "net record"; do
-  read -r first second <<<"$pair"
-  fuzz "$first" &
-  fuzz "$second" || failed=1
-  wait $! || failed=1
+for ((i = 0; i < ${#targets[@]}; i += 2)); do
+  pids=()
+  for target in "${targets[@]:i:2}"; do
+    fuzz "$target" &
+    pids+=($!)
+  done
+  for pid in "${pids[@]}"; do wait "$pid" || failed=1; done
 done
 exit "$failed"

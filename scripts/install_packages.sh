@@ -10,7 +10,7 @@ set -euo pipefail
 # libsnappy-dev: the CMake package of libleveldb-dev names the library without depending on it.
 build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
-       libprotobuf-dev libboost-dev libgoogle-glog-dev libopenblas-dev libleveldb-dev libsnappy-dev
+       libprotobuf-dev libboost-dev libgoogle-glog-dev libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev
        libcli11-dev nlohmann-json3-dev libexiv2-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev libheif-dev libmd-dev)
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
        libimage-exiftool-perl libjpeg-turbo-progs mandoc zsh bsdutils

@@ -12,9 +12,8 @@ They are read in place: nothing is converted and nothing is copied. Any other ar
 Coordinates are in pixels of the image, the origin at its top left corner, x to the right, y down.
 The right and bottom of a box are edges. Landmarks have 0 at the centre of the first pixel.
 
-The interpreter's lock is released while the library computes, so threads work side by side. Let the
-mathematics library take one thread a call, by OPENBLAS_NUM_THREADS=1 in the environment: its own
-threads slow small networks down.
+The interpreter's lock is released while the library computes, so threads work side by side, each
+with a detector of its own. The library starts no thread.
 """
 
 import math

@@ -3,25 +3,13 @@
 #ifndef OZNA_TESTS_HOST_FACE_FINDER_H_
 #define OZNA_TESTS_HOST_FACE_FINDER_H_
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "ozna.h"
+#include "tests/host/photograph_file.h"
 
 namespace host {
-
-struct Photograph {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  std::vector<std::uint8_t> pixels;
-};
-
-/// Reads a PPM file; ends the process where it cannot.
-Photograph readPhotograph(const std::string& path);
-
-/// Ends the process with a message where a condition does not hold.
-void require(bool holds, const std::string& what);
 
 /// An opened library with a loaded cascade and landmark model. Whatever fails ends the process.
 class FaceFinder {
