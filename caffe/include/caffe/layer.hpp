@@ -4,6 +4,8 @@
 #ifndef CAFFE_LAYER_HPP_
 #define CAFFE_LAYER_HPP_
 
+#include <google/protobuf/arena.h>
+
 #include <vector>
 
 #include "caffe/blob.hpp"
@@ -71,7 +73,10 @@ class Layer {
     Backward_cpu(top, propagate_down, bottom);
   }
 
-  LayerParameter layer_param_;
+  // Messages that are copied one by one leave parts behind where the memory ends; what lies in an
+  // arena goes with it.
+  google::protobuf::Arena arena_;
+  LayerParameter& layer_param_;
   vector<shared_ptr<Blob<Dtype>>> blobs_;  // In the order that the layer defines.
 };
 

@@ -5,7 +5,9 @@
 namespace caffe {
 
 template <typename Dtype>
-Layer<Dtype>::Layer(const LayerParameter& param) : layer_param_(param) {
+Layer<Dtype>::Layer(const LayerParameter& param)
+    : layer_param_(*google::protobuf::Arena::CreateMessage<LayerParameter>(&arena_)) {
+  layer_param_.CopyFrom(param);
   blobs_.resize(layer_param_.blobs_size());
   for (int i = 0; i < layer_param_.blobs_size(); ++i) {
     blobs_[i].reset(new Blob<Dtype>());

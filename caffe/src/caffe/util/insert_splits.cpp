@@ -3,7 +3,6 @@
 #include "caffe/util/insert_splits.hpp"
 
 #include <map>
-#include <sstream>
 #include <string>
 #include <utility>
 
@@ -15,19 +14,14 @@ namespace {
 
 using BlobPosition = std::pair<int, int>;  // Layer, -1 for a network input, and place in its list.
 
+// Not by a stream, which would cut the name where it gets no memory and tell nobody.
 string SplitLayerName(const string& layer_name, const string& blob_name, int blob_index) {
-  std::ostringstream name;
-  name.imbue(std::locale::classic());
-  name << blob_name << "_" << layer_name << "_" << blob_index << "_split";
-  return name.str();
+  return blob_name + "_" + layer_name + "_" + std::to_string(blob_index) + "_split";
 }
 
 string SplitBlobName(const string& layer_name, const string& blob_name, int blob_index,
                      int split_index) {
-  std::ostringstream name;
-  name.imbue(std::locale::classic());
-  name << SplitLayerName(layer_name, blob_name, blob_index) << "_" << split_index;
-  return name.str();
+  return SplitLayerName(layer_name, blob_name, blob_index) + "_" + std::to_string(split_index);
 }
 
 void ConfigureSplitLayer(const string& layer_name, const string& blob_name, int blob_index,

@@ -2,6 +2,7 @@
 
 #include "caffe/util/io.hpp"
 
+#include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/zero_copy_stream_impl.h>
 #include <google/protobuf/message.h>
@@ -13,11 +14,30 @@
 #include <string>
 
 #include "caffe/common.hpp"
+#include "caffe/proto/caffe.pb.h"
 #include "caffe/util/file_buffer.hpp"
 
 namespace caffe {
 
 namespace {
+
+// What the message library knows of the schema it works out at the first text that it reads, and an
+// allocation that fails in the middle of that leaves it broken for the rest of the process. So it is
+// done when the library is loaded, where memory that ends does not pass unnoticed.
+bool WorkOutSchema() {
+  const google::protobuf::FileDescriptor& file = *NetParameter::descriptor()->file();
+  for (int i = 0; i < file.message_type_count(); ++i) {
+    const google::protobuf::Descriptor* message = file.message_type(i);
+    google::protobuf::MessageFactory::generated_factory()->GetPrototype(message);
+    for (int j = 0; j < message->field_count(); ++j) {
+      message->field(j)->message_type();
+      message->field(j)->enum_type();
+    }
+  }
+  return true;
+}
+
+[[maybe_unused]] const bool schema_is_worked_out = WorkOutSchema();
 
 const int kMaxBytes = 1073741824;
 const int kWarnBytes = 536870912;
