@@ -19,16 +19,16 @@
 namespace {
 
 constexpr std::size_t kBlobLimitBytes = std::size_t{1} << 20;
-constexpr std::size_t kBlockLimitBytes = std::size_t{64} << 20;
 constexpr int kMostLayers = 24;
 
 std::atomic<bool> limits_blocks{false};
+std::atomic<std::size_t> block_limit_bytes{std::size_t{64} << 20};
 std::thread::id fuzzing_thread;
 std::string mean_file;    // Of images of 3 x 4 x 4.
 std::string matrix_file;  // For three classes.
 
 void* Allocate(std::size_t size) {
-  if (limits_blocks && size > kBlockLimitBytes) {
+  if (limits_blocks && size > block_limit_bytes) {
     return nullptr;
   }
   return std::malloc(size == 0 ? 1 : size);
@@ -101,6 +101,8 @@ void RunOrRefuse(const std::function<void()>& action) {
   }
   limits_blocks = false;
 }
+
+void LimitBlocks(std::size_t bytes) { block_limit_bytes = bytes; }
 
 bool MakeHarmless(caffe::NetParameter* definition) {
   if (definition->layers_size() > kMostLayers) {

@@ -4,6 +4,7 @@
 #ifndef OZNA_FUZZ_HARNESS_H_
 #define OZNA_FUZZ_HARNESS_H_
 
+#include <cstddef>
 #include <functional>
 #include <string>
 
@@ -17,6 +18,10 @@ void Prepare();
 /// Runs action. Ends quietly if the runtime refuses the input or memory beyond the limits is
 /// wanted: 1 MiB a blob, 64 MiB a block of any other kind.
 void RunOrRefuse(const std::function<void()>& action);
+
+/// Sets the limit of other blocks than blobs. A count in a file may make thousands of elements that
+/// the file then does not have, each of which is read in vain.
+void LimitBlocks(std::size_t bytes);
 
 /// Whether a definition has few enough layers to run thousands of times a minute and opens no data
 /// base. The mean files and matrices that it names become small ones in memory.

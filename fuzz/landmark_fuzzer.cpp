@@ -45,6 +45,7 @@ cv::Mat Noise() {
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();
+  ozna_fuzz::LimitBlocks(std::size_t{1} << 15);
   file = new ozna_fuzz::MemoryFile;
   return 0;
 }
