@@ -44,6 +44,20 @@ inline OZNA_WIDE_LOOP void addTo(TwiceFourBins& sums, const TwiceFourBins& share
   sums.high += shares.high * amount;
 }
 
+inline OZNA_WIDE_LOOP void add(EightBins& sums, const EightBins& other) { sums += other; }
+
+inline OZNA_WIDE_LOOP void add(TwiceFourBins& sums, const TwiceFourBins& other) {
+  sums.low += other.low;
+  sums.high += other.high;
+}
+
+inline OZNA_WIDE_LOOP void subtract(EightBins& sums, const EightBins& other) { sums -= other; }
+
+inline OZNA_WIDE_LOOP void subtract(TwiceFourBins& sums, const TwiceFourBins& other) {
+  sums.low -= other.low;
+  sums.high -= other.high;
+}
+
 template <class Bins>
 inline OZNA_WIDE_LOOP void load(const float* from, Bins& bins) {
   std::memcpy(&bins, from, sizeof(bins));
@@ -54,121 +68,73 @@ inline OZNA_WIDE_LOOP void store(float* to, const Bins& bins) {
   std::memcpy(to, &bins, sizeof(bins));
 }
 
-// What an image row gives, beside the shares of its pixels.
-struct RowAmounts {
-  const float* upper_left;
-  const float* upper_right;
-  const float* lower_left;
-  const float* lower_right;
-};
-
-// Adds an image row to two rows of the grid. The sums of a cell stay in registers while the row
-// crosses it and its neighbour.
-//
-// upper, lower  The two rows of the histogram; not used without kUpper and kLower.
-template <class Bins, bool kUpper, bool kLower>
-inline OZNA_WIDE_LOOP void addRow(float* upper, float* lower, const BinShares* shares,
-                                  const AxisTaps& columns, const RowAmounts& amounts) {
-  Bins left_of_upper{};
-  Bins left_of_lower{};
-  Bins right_of_upper{};
-  Bins right_of_lower{};
-  Bins share;
-  std::size_t i = 0;
-  for (std::size_t cell = 0; cell < kCellsThatReach; ++cell) {
-    const bool has_left = cell > 0;
-    const bool has_right = cell < kGridCells;
-    const std::size_t end = columns.cell_end[cell];
-    left_of_upper = right_of_upper;
-    left_of_lower = right_of_lower;
-    if (has_right) {
-      if (kUpper) load(upper + cell * kOrientationBins, right_of_upper);
-      if (kLower) load(lower + cell * kOrientationBins, right_of_lower);
-    }
-    if (has_left && has_right) {
-      for (; i < end; ++i) {
-        load(shares[i].of_bin, share);
-        if (kUpper) addTo(left_of_upper, share, amounts.upper_left[i]);
-        if (kLower) addTo(left_of_lower, share, amounts.lower_left[i]);
-        if (kUpper) addTo(right_of_upper, share, amounts.upper_right[i]);
-        if (kLower) addTo(right_of_lower, share, amounts.lower_right[i]);
-      }
-    } else if (has_right) {
-      for (; i < end; ++i) {
-        load(shares[i].of_bin, share);
-        if (kUpper) addTo(right_of_upper, share, amounts.upper_right[i]);
-        if (kLower) addTo(right_of_lower, share, amounts.lower_right[i]);
-      }
-    } else {
-      for (; i < end; ++i) {
-        load(shares[i].of_bin, share);
-        if (kUpper) addTo(left_of_upper, share, amounts.upper_left[i]);
-        if (kLower) addTo(left_of_lower, share, amounts.lower_left[i]);
-      }
-    }
-    if (has_left) {
-      if (kUpper) store(upper + (cell - 1) * kOrientationBins, left_of_upper);
-      if (kLower) store(lower + (cell - 1) * kOrientationBins, left_of_lower);
-    }
-  }
+template <class Bins>
+inline OZNA_WIDE_LOOP void addToMemory(float* to, const Bins& shares, float amount) {
+  Bins sums;
+  load(to, sums);
+  addTo(sums, shares, amount);
+  store(to, sums);
 }
 
-// Shares what the nearest bin of each pixel gets between the columns and rows of cells around it.
+// Adds an image row to two rows of the grid.
 //
-// space  Four times count floats.
-inline OZNA_WIDE_LOOP RowAmounts splitRow(const float* nearest, const float* column_fraction,
-                                          float row_fraction, std::size_t count, float* space) {
-  float* upper_left = space;
-  float* upper_right = space + count;
-  float* lower_left = space + 2 * count;
-  float* lower_right = space + 3 * count;
+// A pixel gives a share of its column's fraction to the cell on its right and the rest to the one
+// on its left, and so much of either as the row's fraction says to the lower cell and the rest to
+// the upper one. What is common to the pixels of a cell is taken out of their sum: it is the sum of
+// the pixels and the sum weighted by their fractions that goes through them, for all bins at once.
+//
+// upper, lower  The two rows of the histogram; null where the grid has none.
+template <class Bins>
+inline OZNA_WIDE_LOOP void addRow(const BinShares* shares, const AxisTaps& columns,
+                                  float row_fraction, float* upper, float* lower) {
+  const float* fractions = columns.fraction.data() + columns.first;
   const float rest = 1.0f - row_fraction;
-  OZNA_VECTOR_LOOP
-  for (std::size_t i = 0; i < count; ++i) {
-    const float left = nearest[i] - column_fraction[i] * nearest[i];
-    const float right = nearest[i] - left;
-    upper_left[i] = rest * left;
-    upper_right[i] = rest * right;
-    lower_left[i] = row_fraction * left;
-    lower_right[i] = row_fraction * right;
+  Bins right_of_last{};
+  std::size_t i = 0;
+  for (std::size_t cell = 0; cell < kCellsThatReach; ++cell) {
+    Bins sum{};
+    Bins right{};
+    for (; i < columns.cell_end[cell]; ++i) {
+      Bins share;
+      load(shares[i].of_bin, share);
+      add(sum, share);
+      addTo(right, share, fractions[i]);
+    }
+    if (cell > 0) {
+      const std::size_t at = (cell - 1) * kOrientationBins;
+      subtract(sum, right);
+      add(sum, right_of_last);
+      if (upper != nullptr) addToMemory(upper + at, sum, rest);
+      if (lower != nullptr) addToMemory(lower + at, sum, row_fraction);
+    }
+    right_of_last = right;
   }
-  return {upper_left, upper_right, lower_left, lower_right};
 }
 
 template <class Bins>
-inline OZNA_WIDE_LOOP void fill(const float* nearest, const BinShares* bins, std::int64_t width,
-                                DescriptorWindow& window, MemoryAhead& ahead) {
+inline OZNA_WIDE_LOOP void fill(const BinShares* bins, std::int64_t width, DescriptorWindow& window,
+                                MemoryAhead& ahead) {
   const AxisTaps& rows = window.rows;
-  const AxisTaps& columns = window.columns;
-  const float* column_fractions = columns.fraction.data() + columns.first;
-  std::int64_t at = rows.first_pixel * width + columns.first_pixel;
+  std::int64_t at = rows.first_pixel * width + window.columns.first_pixel;
   for (std::size_t row = rows.first; row < rows.first + rows.count; ++row, at += width) {
     ahead.askForSome();
-    const RowAmounts amounts = splitRow(nearest + at, column_fractions, rows.fraction[row],
-                                        roundedUp(columns.count), window.row_space.data());
     const std::size_t cell = static_cast<std::size_t>(rows.cell[row]);
     float* lower = window.histogram.data() + cell * kGridRow;
-    if (cell == 0) {
-      addRow<Bins, false, true>(nullptr, lower, bins + at, columns, amounts);
-    } else if (cell < kGridCells) {
-      addRow<Bins, true, true>(lower - kGridRow, lower, bins + at, columns, amounts);
-    } else {
-      addRow<Bins, true, false>(lower - kGridRow, nullptr, bins + at, columns, amounts);
-    }
+    addRow<Bins>(bins + at, window.columns, rows.fraction[row],
+                 cell > 0 ? lower - kGridRow : nullptr, cell < kGridCells ? lower : nullptr);
   }
 }
 
 #if defined(__x86_64__) && defined(__GNUC__)
-__attribute__((target("avx2"))) void fillWide(const float* nearest, const BinShares* bins,
-                                              std::int64_t width, DescriptorWindow& window,
-                                              MemoryAhead& ahead) {
-  fill<EightBins>(nearest, bins, width, window, ahead);
+__attribute__((target("avx2"))) void fillWide(const BinShares* bins, std::int64_t width,
+                                              DescriptorWindow& window, MemoryAhead& ahead) {
+  fill<EightBins>(bins, width, window, ahead);
 }
 #endif
 
-void fillNarrow(const float* nearest, const BinShares* bins, std::int64_t width,
-                DescriptorWindow& window, MemoryAhead& ahead) {
-  fill<TwiceFourBins>(nearest, bins, width, window, ahead);
+void fillNarrow(const BinShares* bins, std::int64_t width, DescriptorWindow& window,
+                MemoryAhead& ahead) {
+  fill<TwiceFourBins>(bins, width, window, ahead);
 }
 
 }  // namespace
@@ -191,7 +157,7 @@ void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float
   const std::size_t pixels = static_cast<std::size_t>(std::max<std::int64_t>(end - begin, 0));
   const std::size_t entries = roundedUp(pixels);
   cell.resize(entries);
-  fraction.resize(entries + kLanes);
+  fraction.resize(entries);
   const std::int64_t centre = roundedPosition(position);
   const float shift = static_cast<float>(centre) - position;
   const std::int32_t first_delta = static_cast<std::int32_t>(begin - centre);
@@ -239,7 +205,6 @@ void AxisTaps::clear() {
 void DescriptorWindow::place(float x, float y, const PixelArea& area, float cell_size) {
   columns.place(x, area.left, area.right, cell_size);
   rows.place(y, area.top, area.bottom, cell_size);
-  row_space.resize(4 * roundedUp(columns.count));
 }
 
 void DescriptorWindow::clear() {
@@ -253,15 +218,14 @@ void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWi
   if (window.rows.count == 0 || window.columns.count == 0) {
     return;
   }
-  const float* nearest = shares.nearest(level);
   const BinShares* bins = shares.bins(level);
 #if defined(__x86_64__) && defined(__GNUC__)
   if (caffe::UsesWideLoops()) {
-    fillWide(nearest, bins, shares.width(), window, ahead);
+    fillWide(bins, shares.width(), window, ahead);
     return;
   }
 #endif
-  fillNarrow(nearest, bins, shares.width(), window, ahead);
+  fillNarrow(bins, shares.width(), window, ahead);
 }
 
 std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows) {

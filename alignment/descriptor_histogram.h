@@ -61,9 +61,8 @@ struct DescriptorWindow {
 
   void clear();  ///< Makes the window empty.
 
-  AxisTaps columns;              ///< From left to right.
-  AxisTaps rows;                 ///< From top to bottom.
-  std::vector<float> row_space;  ///< For what fillHistogram works out a row at a time.
+  AxisTaps columns;  ///< From left to right.
+  AxisTaps rows;     ///< From top to bottom.
   /// 4 rows by 4 columns by 8 bins.
   std::array<float, kGridCells * kGridCells * kOrientationBins> histogram;
 };
@@ -77,8 +76,8 @@ using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 /// Fills the histogram of a window, which may be empty, from one level's gradients. Those of its
 /// area must have been prepared.
 ///
-/// Each pixel is shared out to the four cells around it and to two bins. Every entry is a float sum
-/// over the window's pixels, row after row.
+/// Each pixel is shared out to the four cells around it and to two bins. The float sums run over the
+/// pixels of a cell in an image row, then over its neighbour's, then over the rows.
 ///
 /// ahead  Memory that is asked for meanwhile.
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,

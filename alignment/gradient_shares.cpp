@@ -18,9 +18,9 @@ constexpr BinShares kWholeShare[kOrientationBins] = {
     {{0, 0, 0, 1, 0, 0, 0, 0}}, {{0, 0, 0, 0, 1, 0, 0, 0}}, {{0, 0, 0, 0, 0, 1, 0, 0}},
     {{0, 0, 0, 0, 0, 0, 1, 0}}, {{0, 0, 0, 0, 0, 0, 0, 1}}};
 
-// Shares of a row whose gradients are given. Overwrites the row's fractions.
-void shareOut(GradientRow& row, std::size_t count, float* nearest, BinShares* bins) {
-  const float* magnitude = row.magnitude.data();
+// Shares of a row whose gradients are given. Overwrites the row.
+void shareOut(GradientRow& row, std::size_t count, BinShares* bins) {
+  float* magnitude = row.magnitude.data();
   float* fraction = row.fraction.data();
   const std::int32_t* bin = row.bin.data();
   const std::int32_t* neighbour = row.neighbour.data();
@@ -28,16 +28,20 @@ void shareOut(GradientRow& row, std::size_t count, float* nearest, BinShares* bi
     OZNA_VECTOR_LOOP
     for (std::size_t x = 0; x < count; ++x) {
       const float weight = 1.0f - fraction[x];
-      nearest[x] = magnitude[x] * weight;
-      fraction[x] = fraction[x] / (weight + 1e-6f);
+      const float of_nearest = magnitude[x] * weight;
+      const float ratio = fraction[x] / (weight + 1e-6f);
+      magnitude[x] = of_nearest;
+      fraction[x] = of_nearest * ratio;
     }
     for (std::size_t x = 0; x < count; ++x) {
+      const float of_nearest = magnitude[x];
+      const float of_neighbour = fraction[x];
       const float* nearest_only = kWholeShare[bin[x]].of_bin;
       const float* neighbour_only = kWholeShare[neighbour[x]].of_bin;
       float* share = bins[x].of_bin;
       OZNA_VECTOR_LOOP
       for (int i = 0; i < kOrientationBins; ++i) {
-        share[i] = nearest_only[i] + fraction[x] * neighbour_only[i];
+        share[i] = of_nearest * nearest_only[i] + of_neighbour * neighbour_only[i];
       }
     }
   });
@@ -89,22 +93,14 @@ void GradientShares::forget(std::size_t index) {
   level.filled = PixelArea();
 }
 
-const float* GradientShares::nearest(std::size_t index) const {
-  const BinShares* memory = bins(index);
-  return memory == nullptr ? nullptr : memory[width_ * height_].of_bin;
-}
-
-// The nearest bins' shares stand behind those of all bins.
 void GradientShares::reserve(Level& level) {
   if (level.memory != nullptr) {
     return;
   }
   level.memory = std::move(spare_);
   if (level.memory == nullptr) {
-    const std::size_t pixels = static_cast<std::size_t>(width_ * height_);
-    // Two more than fill the space, since loops over the shares may read beyond a row's end. Not
-    // make_unique, which would set, and so touch, all of it.
-    level.memory.reset(new BinShares[pixels + pixels / kOrientationBins + 2]);
+    // Not make_unique, which would set, and so touch, all of it.
+    level.memory.reset(new BinShares[static_cast<std::size_t>(width_ * height_)]);
   }
 }
 
@@ -123,8 +119,7 @@ void GradientShares::fill(Level& level, const Plane& pixels, const Plane& gradie
       const float* here = pixels.data + start;
       row.compute(here - width_, here, here + width_, columns);
     }
-    BinShares* bins = level.memory.get();
-    shareOut(row, columns, bins[width_ * height_].of_bin + start, bins + start);
+    shareOut(row, columns, level.memory.get() + start);
   }
 }
 

@@ -18,16 +18,16 @@ namespace SDMCore {
 /// Orientation bins of a histogram.
 constexpr int kOrientationBins = 8;
 
-/// How one pixel's gradient is shared out to the orientation bins, as factors of what goes to the
-/// nearest one: 1 for that bin, fraction / weight (nearly) for its neighbour, 0 for the others. A
-/// histogram then adds all bins at once, and takes no branch and no address from the gradient.
+/// What one pixel's gradient gives to the orientation bins: magnitude * weight to the nearest one,
+/// of that fraction / weight (nearly) to its neighbour, and nothing to the others. A histogram adds
+/// all bins at once, and takes no branch and no address from the gradient.
 struct alignas(32) BinShares {
   float of_bin[kOrientationBins];
 };
 
 /// The shares of all pixels of all levels.
 ///
-/// Memory  36 bytes a pixel. A level's is reserved when its first shares are asked for, and touched
+/// Memory  32 bytes a pixel. A level's is reserved when its first shares are asked for, and touched
 ///         is only what has been asked for.
 class GradientShares {
  public:
@@ -46,19 +46,16 @@ class GradientShares {
   /// Hands the memory of a level on to the next one that needs some. Its shares can be made again.
   void forget(std::size_t level);
 
-  /// What each pixel's nearest bin gets, magnitude * weight of the gradient; row after row of width.
-  /// Only what has been prepared may be read. Null as long as no memory has been reserved.
-  const float* nearest(std::size_t level) const;
-
-  /// The same for the shares of the bins.
+  /// Shares of a level, row after row of width. Only what has been prepared may be read. Null as long
+  /// as no memory has been reserved.
   const BinShares* bins(std::size_t level) const { return levels_[level].memory.get(); }
 
   std::int64_t width() const { return width_; }
 
  private:
   // An allocator keeps a block that is as large as the rest of an alignment: a host that aligns
-  // again and again then does not pay for fresh pages, here and in the planes, each time. So both
-  // kinds of shares stand in one.
+  // again and again then does not pay for fresh pages, here and in the planes, each time. So one
+  // block goes from level to level.
   using Memory = std::unique_ptr<BinShares[]>;
 
   struct Level {

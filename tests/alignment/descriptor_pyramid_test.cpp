@@ -50,6 +50,17 @@ const GradientCell* cellsOf(const DescriptorPyramid& pyramid, std::size_t level)
   return reinterpret_cast<const GradientCell*>(pyramid.gradients[0][level].data);
 }
 
+// Bytes of two descriptors that differ. The sums of the two are rounded in another order, so a byte
+// now and then falls on the other side of a half; none differs by more.
+int differentBytes(const std::uint8_t* out, const std::uint8_t* expected) {
+  int different = 0;
+  for (int i = 0; i < 128; ++i) {
+    EXPECT_LE(std::abs(int{out[i]} - int{expected[i]}), 1) << i;
+    different += out[i] != expected[i] ? 1 : 0;
+  }
+  return different;
+}
+
 TEST(FastAtan2, CoversTheAxes) {
   EXPECT_EQ(fastAtan2(0.0f, 0.0f), 0.0f);
   EXPECT_EQ(fastAtan2(2.0f, 0.0f), 1.5707962513f);
@@ -238,7 +249,7 @@ TEST(PrepareGradient, ImagesWithoutInteriorHaveNone) {
   }
 }
 
-TEST(ComputeDescriptor, EqualsThePlainDescriptorByteForByte) {
+TEST(ComputeDescriptor, EqualsThePlainDescriptorUpToRounding) {
   const int width = 83;
   const int height = 71;
   std::mt19937 random(17);
@@ -252,6 +263,8 @@ TEST(ComputeDescriptor, EqualsThePlainDescriptorByteForByte) {
       planes.back().pixels = plane.storage;
     }
     int flat = 0;
+    int different = 0;
+    int taken = 0;
     for (int i = 0; i < 600; ++i) {
       const float x = i % 7 == 0 ? static_cast<float>(i % width) : across(random);
       const float y = i % 11 == 0 ? static_cast<float>(i % height) + 0.5f : across(random);
@@ -263,12 +276,14 @@ TEST(ComputeDescriptor, EqualsThePlainDescriptorByteForByte) {
       const float expected_norm =
           reference::descriptor(planes, levels, x, y, level, expected.data());
       pyramid.computeDescriptor(x, y, level, &norm, out.data());
-      ASSERT_EQ(norm, expected_norm) << x << " " << y << " " << level;
-      ASSERT_EQ(out, expected) << x << " " << y << " " << level;
+      ASSERT_NEAR(norm, expected_norm, 1e-5f * expected_norm) << x << " " << y << " " << level;
+      different += differentBytes(out.data(), expected.data());
+      taken += static_cast<int>(out.size());
       flat += expected_norm == 0.0f ? 1 : 0;
     }
     EXPECT_GT(flat, 0);
     EXPECT_LT(flat, 300);
+    EXPECT_LT(different, taken / 1000);
   }
 }
 
@@ -333,8 +348,8 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualThePlainDescriptorsHoweverFarTheyReach
                                ? 0.0f
                                : reference::descriptor(planes, 3, points[2 * i], points[2 * i + 1],
                                                        static_cast<float>(level), expected.data());
-        EXPECT_EQ(norms[i], norm) << level << " " << reach << " " << i;
-        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), out.data() + 128 * i))
+        EXPECT_NEAR(norms[i], norm, 1e-5f * norm) << level << " " << reach << " " << i;
+        EXPECT_LE(differentBytes(out.data() + 128 * i, expected.data()), 2)
             << level << " " << reach << " " << i;
       }
     }
