@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
@@ -14,6 +16,7 @@
 #include <set>
 #include <string>
 
+#include "detector/cascade_driver.h"
 #include "detector/model_store.h"
 #include "detector/pixel_planes.h"
 #include "training/common/photograph.h"
@@ -31,6 +34,8 @@ using namespace detector_training;  // NOLINT: the whole file is about it.
 using oznalib::FaceCandidate;
 using testing::HasSubstr;
 
+constexpr int kSecond = 1;
+constexpr int kThird = 2;
 const std::string kModels = OZNA_SOURCE_DIR "/public";
 const std::string kGroup = OZNA_SOURCE_DIR "/samples/group.jpg";
 
@@ -236,7 +241,7 @@ TEST(WindowFile, HoldsPlanesInTheOrderOfANetwork) {
   for (int i = 0; i < 12; ++i) window.pixels.data[i] = static_cast<std::uint8_t>(i);
   window.label.photograph = 4;
   window.label.overlap = 0.5F;
-  window.label.moved[18] = 0.25F;
+  window.label.faceSide = 0.25F;
   WindowFile file(prefix, 2);
   file.append({window});
   EXPECT_FALSE(std::filesystem::exists(prefix + ".json")) << "complete before it was closed";
@@ -246,16 +251,16 @@ TEST(WindowFile, HoldsPlanesInTheOrderOfANetwork) {
   const std::string bytes((std::istreambuf_iterator<char>(pixels)), {});
   EXPECT_EQ(bytes, std::string("\x02\x05\x08\x0b\x01\x04\x07\x0a\x00\x03\x06\x09", 12));
   std::ifstream labels(prefix + ".f32", std::ios::binary);
-  std::vector<float> values(28);
-  labels.read(reinterpret_cast<char*>(values.data()), 28 * sizeof(float));
+  std::vector<float> values(12);
+  labels.read(reinterpret_cast<char*>(values.data()), 12 * sizeof(float));
   EXPECT_EQ(labels.peek(), EOF);
   EXPECT_EQ(values[0], 4);
   EXPECT_EQ(values[6], 0.5F);
-  EXPECT_EQ(values[27], 0.25F);
+  EXPECT_EQ(values[11], 0.25F);
   const auto description = nlohmann::json::parse(std::ifstream(prefix + ".json"));
   EXPECT_EQ(description["windows"], 1);
   EXPECT_EQ(description["side"], 2);
-  EXPECT_EQ(description["label_values"], 28);
+  EXPECT_EQ(description["label_values"], 12);
 }
 
 TEST(WindowFile, RefusesAFolderThatIsNotThere) {
@@ -275,7 +280,7 @@ TEST(Miner, CutsTheVeryPixelsThatTheFirstNetworkJudged) {
   oznalib::DetectorImpl detector;
   loadCascade(detector);
   MinerOptions options;
-  options.target = Target::First;
+  options.target = kScan;
   options.negatives = 300;
   const View view{training::readPhotoRgb(kGroup), kGroupFaces};
   const auto windows = mineView(detector, view, options);
@@ -289,12 +294,13 @@ TEST(Miner, CutsTheVeryPixelsThatTheFirstNetworkJudged) {
   EXPECT_GT(windows.size(), 200U + onFaces);
 }
 
-TEST(Miner, LabelsBoxesByTheirOverlapBeforeAndAfterEachMove) {
+TEST(Miner, LabelsBoxesByTheirOverlapAndTheirFace) {
   oznalib::DetectorImpl detector;
   loadCascade(detector);
   MinerOptions options;
-  options.target = Target::Second;
+  options.target = kSecond;
   options.jittered = 3;
+  options.floors = {0.3F};
   const View view{training::readPhotoRgb(kGroup), kGroupFaces};
   std::set<int> faces;
   for (const Window& window : mineView(detector, view, options)) {
@@ -307,11 +313,9 @@ TEST(Miner, LabelsBoxesByTheirOverlapBeforeAndAfterEachMove) {
     const FaceCandidate box{
         static_cast<std::int32_t>(label.x), static_cast<std::int32_t>(label.y), side, side, 0, 0};
     EXPECT_FLOAT_EQ(label.overlap, static_cast<float>(overlap(box, face)));
-    // Pattern 0 moves nothing; pattern 4 moves to the left by a sixth.
-    EXPECT_FLOAT_EQ(label.moved[0], label.overlap);
-    FaceCandidate moved = box;
-    moved.x -= static_cast<int>(static_cast<float>(side) * (4.0F / 24.0F));
-    EXPECT_FLOAT_EQ(label.moved[4], static_cast<float>(overlap(moved, face)));
+    EXPECT_FLOAT_EQ(label.faceX, static_cast<float>(face.cx - face.side / 2));
+    EXPECT_FLOAT_EQ(label.faceY, static_cast<float>(face.cy - face.side / 2));
+    EXPECT_FLOAT_EQ(label.faceSide, static_cast<float>(face.side));
   }
   EXPECT_EQ(faces.size(), kGroupFaces.size());
 }
@@ -323,7 +327,7 @@ TEST(Miner, KeepsBadlyPlacedBoxesForTheThirdNetwork) {
   options.negatives = 0;
   options.jittered = 8;
   const View view{training::readPhotoRgb(kGroup), kGroupFaces};
-  const auto least = [&](Target target) {
+  const auto least = [&](int target) {
     options.target = target;
     float overlap = 1;
     for (const Window& window : mineView(detector, view, options)) {
@@ -331,17 +335,67 @@ TEST(Miner, KeepsBadlyPlacedBoxesForTheThirdNetwork) {
     }
     return overlap;
   };
-  EXPECT_GE(least(Target::Second), 0.3F);
-  EXPECT_LT(least(Target::Third), 0.25F);
-  EXPECT_GE(least(Target::Third), 0.15F);
+  EXPECT_GE(least(kSecond), 0.3F);
+  EXPECT_LT(least(kThird), 0.25F);
+  EXPECT_GE(least(kThird), 0.15F);
+}
+
+// A copy of the built-in cascade whose second stage judges twice.
+std::string fourStages() {
+  std::string folder = emptyFolder("four_stages");
+  std::filesystem::create_directory_symlink(kModels + "/cascades", folder + "/cascades");
+  std::ofstream(folder + "/stages.txt") << "cascades/x16Net-demo 0.4\ncascades/x32Net 0.6\n"
+                                           "cascades/x32Net 0.8\ncascades/x64Net 0.98\n";
+  return folder;
+}
+
+// Sides and places of the boxes in their order, without their pixels and scores.
+std::vector<std::array<float, 3>> placesOf(const std::vector<Window>& windows) {
+  std::vector<std::array<float, 3>> places;
+  for (const Window& window : windows) {
+    places.push_back({window.label.x, window.label.y, window.label.side});
+  }
+  std::sort(places.begin(), places.end());
+  return places;
+}
+
+TEST(Miner, CutsTheBoxesThatTheDriverHandsToAStage) {
+  oznalib::DetectorImpl detector;
+  const std::string root = fourStages() + "/";
+  const char* folder = root.c_str();
+  ASSERT_EQ(loadFromFiles(oznalib::DetectorParams(folder, "stages.txt"), detector),
+            oznalib::StatusOk);
+  MinerOptions options;
+  options.target = 3;
+  options.negatives = 1000000;
+  const View view{training::readPhotoRgb(kGroup), {}};
+  const auto windows = mineView(detector, view, options);
+  ASSERT_FALSE(windows.empty());
+  EXPECT_EQ(windows[0].pixels.rows, 48);
+  oznalib::StageResults stages(4);
+  oznalib::runCascade(detector, view.rgb, stages, kSearch);
+  std::vector<std::array<float, 3>> expected;
+  for (const FaceCandidate& box : stages[2][0].candidates) {
+    if (!(box.score > 0.8F)) continue;
+    expected.push_back(
+        {static_cast<float>(box.x), static_cast<float>(box.y), static_cast<float>(box.width)});
+  }
+  std::sort(expected.begin(), expected.end());
+  EXPECT_EQ(placesOf(windows), expected);
+  // Another side cuts the same boxes.
+  options.side = 24;
+  const auto small = mineView(detector, view, options);
+  EXPECT_EQ(placesOf(small), expected);
+  EXPECT_EQ(small[0].pixels.rows, 24);
 }
 
 TEST(Miner, LeavesIgnoredFacesOut) {
   oznalib::DetectorImpl detector;
   loadCascade(detector);
   MinerOptions options;
-  options.target = Target::Third;
+  options.target = kThird;
   options.negatives = 1000;
+  options.floors = {0.3F, 0.3F};
   std::vector<FaceSquare> ignored = kGroupFaces;
   for (FaceSquare& face : ignored) face.ignore = true;
   const cv::Mat rgb = training::readPhotoRgb(kGroup);
@@ -356,7 +410,8 @@ TEST(Miner, KeepsTheHardestNegativesOfTheTarget) {
   oznalib::DetectorImpl detector;
   loadCascade(detector);
   MinerOptions options;
-  options.target = Target::Second;
+  options.target = kSecond;
+  options.floors = {0.3F};
   options.scoreTarget = true;
   options.negatives = 1000000;
   const View view{training::readPhotoRgb(kGroup), {}};
@@ -408,6 +463,30 @@ TEST(Evaluation, FindsTheThresholdOfARate) {
   EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.5).recall, 0.75);
 }
 
+TEST(Evaluation, TellsHowManyOfTheBoxesOfAScoreAreFaces) {
+  // From 0.5 to 0.95: faces of 0.5 and 0.9, a wrong box of 0.6; the wrong one of 0.95 is above, and nothing was missed at -1.
+  const Reliability middle = reliabilityOf(handMade(), 0.5F, 0.95F);
+  EXPECT_EQ(middle.boxes, 3);
+  EXPECT_NEAR(middle.share, 2.0 / 3, 1e-12);
+  EXPECT_NEAR(middle.meanScore, (0.5 + 0.9 + 0.6) / 3, 1e-6);
+  const Reliability high = reliabilityOf(handMade(), 0.95F, 1);
+  EXPECT_EQ(high.boxes, 2);
+  EXPECT_NEAR(high.share, 0.5, 1e-12);
+  EXPECT_EQ(reliabilityOf(handMade(), 0.1F, 0.2F).boxes, 0);
+}
+
+TEST(Evaluation, FollowsBoxesThroughAsManyStagesAsThereAre) {
+  const Measurement measurement =
+      measure(fourStages(), {{kGroup, 1280, 700, kGroupFaces}}, /*threads=*/1);
+  ASSERT_EQ(measurement.judged.size(), 4U);
+  EXPECT_GT(measurement.judged[2], measurement.judged[3]);
+  EXPECT_EQ(measurement.threshold, 0.98F);
+  EXPECT_DOUBLE_EQ(atThreshold(measurement, measurement.threshold).recall, 1);
+  for (const FaceResult& face : measurement.faces) {
+    EXPECT_EQ(face.reached, std::vector<bool>(4, true));
+  }
+}
+
 TEST(Evaluation, FindsTheFacesOfTheGroup) {
   std::vector<FaceSquare> faces = kGroupFaces;
   faces[1].ignore = true;                           // Found, counts neither way.
@@ -421,17 +500,20 @@ TEST(Evaluation, FindsTheFacesOfTheGroup) {
   EXPECT_DOUBLE_EQ(point.recall, 7.0 / 8.0);
   EXPECT_DOUBLE_EQ(point.wrongEach, 1);
   EXPECT_GT(point.meanOverlap, 0.6);
-  EXPECT_GT(measurement.cells, measurement.intoSecond);
-  EXPECT_GT(measurement.intoSecond, measurement.intoThird);
-  EXPECT_GE(measurement.intoThird, measurement.passed);
+  ASSERT_EQ(measurement.judged.size(), 3U);
+  EXPECT_GT(measurement.judged[0], measurement.judged[1]);
+  EXPECT_GT(measurement.judged[1], measurement.judged[2]);
+  EXPECT_GE(measurement.judged[2], measurement.passed);
   EXPECT_GE(measurement.passed, 9);
   for (size_t i = 0; i < measurement.faces.size(); ++i) {
     const FaceResult& face = measurement.faces[i];
     const bool someone = face.face.cx != 640;
-    EXPECT_EQ(face.reachedThird, someone);
-    EXPECT_TRUE(face.scanned && (face.reachedSecond || !someone)) << "face " << i;
+    ASSERT_EQ(face.reached.size(), 3U);
+    EXPECT_EQ(face.reached[2], someone);
+    EXPECT_TRUE(face.reached[0] && (face.reached[1] || !someone)) << "face " << i;
   }
   EXPECT_FALSE(drawRecallCurves({measurement}).empty());
+  EXPECT_FALSE(drawReliability({measurement}).empty());
   EXPECT_FALSE(drawMisses(measurement, photographs, 10).empty());
   EXPECT_FALSE(drawWrong(measurement, photographs, 10).empty());
 }

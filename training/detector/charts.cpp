@@ -106,6 +106,42 @@ cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements) {
   return picture;
 }
 
+cv::Mat drawReliability(const std::vector<Measurement>& measurements) {
+  constexpr int kSide = 400;
+  cv::Mat picture(kSide + 2 * kMargin, kSide + 2 * kMargin, CV_8UC3, cv::Scalar(255, 255, 255));
+  const auto at = [](double score, double share) {
+    return cv::Point(kMargin + static_cast<int>(std::lround(score * kSide)),
+                     kMargin + static_cast<int>(std::lround((1 - share) * kSide)));
+  };
+  for (int tenth = 0; tenth <= 10; ++tenth) {
+    const double value = tenth / 10.0;
+    char text[16];
+    std::snprintf(text, sizeof text, "%g", value);
+    cv::line(picture, at(value, 0), at(value, 1), tenth == 0 ? kBlack : kGrey);
+    cv::line(picture, at(0, value), at(1, value), tenth == 0 ? kBlack : kGrey);
+    writeText(picture, text, at(value, 0) + cv::Point(-10, 18), kBlack);
+    writeText(picture, text, at(0, value) + cv::Point(-34, 5), kBlack);
+  }
+  cv::line(picture, at(0, 0), at(1, 1), kBlack, 1, cv::LINE_AA);
+  writeText(picture, "score", at(0.45, 0) + cv::Point(0, 40), kBlack);
+  writeText(picture, "share of faces", at(0, 1) + cv::Point(0, -12), kBlack);
+  for (size_t i = 0; i < measurements.size(); ++i) {
+    const cv::Scalar& ink = kInks[i % 3];
+    cv::Point last(-1, -1);
+    for (int tenth = 0; tenth < 10; ++tenth) {
+      const Reliability bin = reliabilityOf(measurements[i], static_cast<float>(tenth) / 10,
+                                            static_cast<float>(tenth + 1) / 10);
+      if (bin.boxes == 0) continue;
+      const cv::Point next = at(bin.meanScore, bin.share);
+      if (last.x >= 0) cv::line(picture, last, next, ink, 2, cv::LINE_AA);
+      cv::circle(picture, next, bin.boxes < 20 ? 3 : 6, ink, cv::FILLED, cv::LINE_AA);
+      last = next;
+    }
+    writeText(picture, measurements[i].name, at(0.6, 0.1 + 0.06 * static_cast<double>(i)), ink);
+  }
+  return picture;
+}
+
 cv::Mat drawMisses(const Measurement& measurement, const std::vector<Photograph>& photographs,
                    int count) {
   std::vector<cv::Mat> cells;

@@ -16,6 +16,10 @@ namespace detector_training {
 /// logarithmic), a line a measurement, with a dot at the built-in threshold.
 cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements);
 
+/// Share of faces (upwards) among found boxes of like scores (to the right), both 0 to 1: a line a
+/// measurement, a dot for each tenth, smaller where it stands for few boxes. Scores that are probabilities lie on the diagonal.
+cv::Mat drawReliability(const std::vector<Measurement>& measurements);
+
 /// The first `count` counted faces that the built-in threshold misses, each amid its surroundings,
 /// with the best score that it got.
 cv::Mat drawMisses(const Measurement& measurement, const std::vector<Photograph>& photographs,

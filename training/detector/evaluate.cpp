@@ -3,6 +3,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <fstream>
 #include <functional>
 #include <iostream>
 #include <map>
@@ -26,6 +27,8 @@ struct Arguments {
   std::string split = "dev";
   dt::Part part = dt::Part::All;
   std::string curve;
+  std::string reliability;
+  std::string scores;
   std::string misses;
   std::string wrong;
   int sheetCount = 96;
@@ -83,25 +86,36 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
     rows.emplace_back("recall, " + name + ", " + std::to_string(count) + " faces",
                       [choice = choice](const dt::Measurement& m) { return recallOf(m, choice); });
   }
-  const auto reached = [&](const std::string& name, bool dt::FaceResult::*flag) {
-    rows.emplace_back("share of faces " + name, [flag](const dt::Measurement& m) {
-      const auto count = std::count_if(m.faces.begin(), m.faces.end(),
-                                       [&](const dt::FaceResult& face) { return face.*flag; });
+  for (const auto& [from, to] : {std::pair{0.5F, 0.8F}, {0.8F, 0.95F}, {0.95F, 1.0F}}) {
+    char name[64];
+    std::snprintf(name, sizeof name, "faces among boxes that score %g to %g", from, to);
+    rows.emplace_back(name, [from = from, to = to](const dt::Measurement& m) {
+      return dt::reliabilityOf(m, from, to).share;
+    });
+  }
+  const char* const networks[] = {"", "second network", "third network", "fourth network"};
+  for (size_t i = 0; i < std::size(networks); ++i) {
+    const std::string judge =
+        i == 0 ? "a window of the scan" : std::string("a box into the ") + networks[i];
+    rows.emplace_back("share of faces with " + judge, [i](const dt::Measurement& m) {
+      const auto count = std::count_if(
+          m.faces.begin(), m.faces.end(),
+          [&](const dt::FaceResult& face) { return i < face.reached.size() && face.reached[i]; });
       return static_cast<double>(count) / std::max<size_t>(m.faces.size(), 1);
     });
-  };
-  reached("with a window of the scan", &dt::FaceResult::scanned);
-  reached("with a box into the second network", &dt::FaceResult::reachedSecond);
-  reached("with a box into the third network", &dt::FaceResult::reachedThird);
-  const auto each = [&](const std::string& name, double dt::Measurement::*value) {
+  }
+  const auto each = [&](const std::string& name,
+                        const std::function<double(const dt::Measurement&)>& value) {
     rows.emplace_back(
-        name, [value](const dt::Measurement& m) { return m.*value / std::max(m.photographs, 1); });
+        name, [value](const dt::Measurement& m) { return value(m) / std::max(m.photographs, 1); });
   };
-  each("windows scanned a photograph", &dt::Measurement::cells);
-  each("boxes into the second network", &dt::Measurement::intoSecond);
-  each("boxes into the third network", &dt::Measurement::intoThird);
-  each("boxes into the last suppression", &dt::Measurement::passed);
-  each("milliseconds a photograph", &dt::Measurement::milliseconds);
+  for (size_t i = 0; i < std::size(networks); ++i) {
+    each(i == 0 ? "windows scanned a photograph" : std::string("boxes into the ") + networks[i],
+         [i](const dt::Measurement& m) { return i < m.judged.size() ? m.judged[i] : 0; });
+  }
+  each("boxes into the last suppression", [](const dt::Measurement& m) { return m.passed; });
+  each("milliseconds of processor time a photograph",
+       [](const dt::Measurement& m) { return m.milliseconds; });
   return rows;
 }
 
@@ -116,6 +130,20 @@ void printTable(const std::vector<dt::Measurement>& measurements) {
     for (const dt::Measurement& m : measurements) std::printf(" %16.3f", row.second(m));
     std::printf("\n");
   }
+}
+
+// The number of photographs, then a line for each box of the first cascade: its score, and 1 for a face or 0 for none.
+void writeScores(const std::string& path, const dt::Measurement& measurement) {
+  if (path.empty()) return;
+  std::ofstream file(path);
+  file.precision(9);
+  file << measurement.photographs << '\n';
+  for (const dt::FaceResult& face : measurement.faces) {
+    if (face.score >= 0) file << face.score << " 1\n";
+  }
+  for (const dt::WrongBox& wrong : measurement.wrong) file << wrong.box.score << " 0\n";
+  file.close();
+  if (!file) throw std::runtime_error("cannot write " + path);
 }
 
 void save(const std::string& path, const cv::Mat& picture) {
@@ -138,7 +166,9 @@ void evaluate(const Arguments& arguments) {
     measurements[i].name = arguments.names[i];
   }
   printTable(measurements);
+  writeScores(arguments.scores, measurements[0]);
   save(arguments.curve, dt::drawRecallCurves(measurements));
+  save(arguments.reliability, dt::drawReliability(measurements));
   if (!arguments.misses.empty()) {
     save(arguments.misses, dt::drawMisses(measurements[0], photographs, arguments.sheetCount));
   }
@@ -163,6 +193,10 @@ int main(int argc, char** argv) {
   app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
       ->transform(CLI::CheckedTransformer(parts));
   app.add_option("--curve", arguments.curve, "Picture of the recall curves to write");
+  app.add_option("--reliability", arguments.reliability,
+                 "Picture of what scores are worth to write");
+  app.add_option("--scores", arguments.scores,
+                 "List of the first cascade's boxes to write: score, and 1 for a face");
   app.add_option("--misses", arguments.misses, "Contact sheet of missed faces to write");
   app.add_option("--wrong", arguments.wrong, "Contact sheet of wrong boxes to write");
   app.add_option("--sheet-count", arguments.sheetCount, "Pictures on a sheet, at most")

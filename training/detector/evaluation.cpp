@@ -3,7 +3,7 @@
 #include "training/detector/evaluation.h"
 
 #include <algorithm>
-#include <chrono>
+#include <ctime>
 #include <memory>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
@@ -18,18 +18,21 @@
 namespace detector_training {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 // Of one photograph.
 struct PhotographResult {
   std::vector<FaceResult> faces;
   std::vector<WrongBox> wrong;
-  double cells = 0;
-  double intoSecond = 0;
-  double intoThird = 0;
+  std::vector<double> judged;
   double passed = 0;
   double milliseconds = 0;
 };
+
+// Processor time of this thread, which other processes do not lengthen.
+double threadMilliseconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
+}
 
 double countAbove(const oznalib::CandidateList& list, float threshold) {
   return static_cast<double>(
@@ -101,14 +104,20 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
                             const Photograph& photograph, int index) {
   const cv::Mat rgb = training::readPhotoRgb(photograph.path);
   PhotographResult result;
-  const auto start = Clock::now();
+  const double start = threadMilliseconds();
   oznalib::StageResults stages(detector.stages.size());
   const oznalib::CandidateList found = oznalib::runCascade(detector, rgb, stages, kSearch);
-  result.milliseconds = std::chrono::duration<double, std::milli>(Clock::now() - start).count();
-  result.cells = static_cast<double>(stages[0][0].candidates.size());
-  result.intoSecond = countAbove(stages[0][0], detector.stages[0].threshold);
-  result.intoThird = countAbove(stages[1][0], detector.stages[1].threshold);
-  result.passed = countAbove(stages[2][0], threshold);
+  result.milliseconds = threadMilliseconds() - start;
+  const size_t last = stages.size() - 1;
+  // What a stage judges is what the one before lets through; the scan judges every cell.
+  const auto before = [&](size_t stage) -> const oznalib::CandidateList& {
+    return stages[std::max<size_t>(stage, 1) - 1][0];
+  };
+  const auto floor = [&](size_t stage) {
+    return stage == 0 ? -1.0F : detector.stages[stage - 1].threshold;
+  };
+  for (size_t i = 0; i <= last; ++i) result.judged.push_back(countAbove(before(i), floor(i)));
+  result.passed = countAbove(stages[last][0], threshold);
   const bool grey = isGrey(rgb);
   std::vector<int> resultOfFace;
   for (const FaceSquare& face : photograph.faces) {
@@ -116,9 +125,9 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
     resultOfFace.push_back(counts ? static_cast<int>(result.faces.size()) : -1);
     if (!counts) continue;
     result.faces.push_back(describe(rgb, grey, face, index));
-    result.faces.back().scanned = covers(stages[0][0], -1, face);
-    result.faces.back().reachedSecond = covers(stages[0][0], detector.stages[0].threshold, face);
-    result.faces.back().reachedThird = covers(stages[1][0], detector.stages[1].threshold, face);
+    for (size_t i = 0; i <= last; ++i) {
+      result.faces.back().reached.push_back(covers(before(i), floor(i), face));
+    }
   }
   match(found, photograph, index, result, resultOfFace);
   return result;
@@ -130,8 +139,8 @@ std::unique_ptr<oznalib::DetectorImpl> loadCascade(const std::string& models) {
   const char* folder = root.c_str();
   const oznalib::DetectorParams params(folder, "stages.txt");
   if (oznalib::loadFromFiles(params, *detector) != oznalib::StatusOk ||
-      detector->stages.size() != 3) {
-    throw std::runtime_error("no cascade of three stages in " + models);
+      detector->stages.size() < 2) {
+    throw std::runtime_error("no cascade in " + models);
   }
   return detector;
 }
@@ -145,8 +154,9 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
   sum.photographs = static_cast<int>(photographs.size());
   std::vector<std::unique_ptr<oznalib::DetectorImpl>> detectors;
   for (int i = 0; i < threads; ++i) detectors.push_back(loadCascade(models));
-  sum.threshold = detectors[0]->stages[2].threshold;
-  for (const auto& detector : detectors) detector->stages[2].threshold = 0;
+  sum.threshold = detectors[0]->stages.back().threshold;
+  for (const auto& detector : detectors) detector->stages.back().threshold = 0;
+  sum.judged.resize(detectors[0]->stages.size());
   std::vector<PhotographResult> results(photographs.size());
   training::parallelFor(threads, threads, [&](int thread) {
     for (size_t i = thread; i < photographs.size(); i += threads) {
@@ -157,15 +167,33 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
   for (const PhotographResult& result : results) {
     sum.faces.insert(sum.faces.end(), result.faces.begin(), result.faces.end());
     sum.wrong.insert(sum.wrong.end(), result.wrong.begin(), result.wrong.end());
-    sum.cells += result.cells;
-    sum.intoSecond += result.intoSecond;
-    sum.intoThird += result.intoThird;
+    for (size_t i = 0; i < sum.judged.size(); ++i) sum.judged[i] += result.judged[i];
     sum.passed += result.passed;
     sum.milliseconds += result.milliseconds;
   }
   std::stable_sort(sum.wrong.begin(), sum.wrong.end(),
                    [](const WrongBox& a, const WrongBox& b) { return a.box.score > b.box.score; });
   return sum;
+}
+
+Reliability reliabilityOf(const Measurement& measurement, float from, float to) {
+  const auto inside = [&](float score) {
+    return score >= from && (score < to || (to == 1 && score <= to));
+  };
+  Reliability result;
+  int faces = 0;
+  const auto count = [&](float score, bool face) {
+    if (!inside(score)) return;
+    result.meanScore += score;
+    faces += face ? 1 : 0;
+    ++result.boxes;
+  };
+  for (const FaceResult& face : measurement.faces) count(face.score, true);
+  for (const WrongBox& wrong : measurement.wrong) count(wrong.box.score, false);
+  if (result.boxes == 0) return result;
+  result.meanScore /= result.boxes;
+  result.share = static_cast<double>(faces) / result.boxes;
+  return result;
 }
 
 OperatingPoint atThreshold(const Measurement& measurement, float threshold) {

@@ -27,11 +27,10 @@ struct FaceResult {
   double relativeSide = 0;  ///< Side over the photograph's longer side.
   double brightness = 0;    ///< Mean grey level of the square, 0 to 255.
   bool greyPhotograph = false;
-  float score = -1;            ///< Of the best detection that matches; -1 without one.
-  double overlap = 0;          ///< Of that detection.
-  bool scanned = false;        ///< A window of the dense scan would match,
-  bool reachedSecond = false;  ///< a box that the second network judges,
-  bool reachedThird = false;   ///< one that the third judges.
+  float score = -1;    ///< Of the best detection that matches; -1 without one.
+  double overlap = 0;  ///< Of that detection.
+  /// By stage, whether a box that it judges would match; for the first, a window of the dense scan.
+  std::vector<bool> reached;
 };
 
 /// A detection on nothing that is annotated.
@@ -47,16 +46,16 @@ struct Measurement {
   float threshold = 0;  ///< The built-in one of the last network.
   std::vector<FaceResult> faces;
   std::vector<WrongBox> wrong;  ///< By descending score.
-  double cells = 0;             ///< Sums over the photographs: windows of the dense scan,
-  double intoSecond = 0;        ///< boxes that the second network judges,
-  double intoThird = 0;         ///< that the third judges,
-  double passed = 0;            ///< and that the last suppression sees.
-  double milliseconds = 0;      ///< Of all detections, one thread each.
+  std::vector<double>
+      judged;         ///< Sums over the photographs, by stage: windows or boxes that it judges,
+  double passed = 0;  ///< and boxes that the last suppression sees.
+  double milliseconds = 0;  ///< Processor time of all detections.
 };
 
 /// Runs the default search over all photographs, with the last network's threshold taken away, so
 /// that every operating point can be read off. Second boxes on a face, and boxes on faces that are
-/// ignored or too small, count neither way. Throws std::runtime_error where `models` has no cascade.
+/// ignored or too small, count neither way. Throws std::runtime_error where `models` has
+/// no cascade of at least two stages.
 Measurement measure(const std::string& models, const std::vector<Photograph>& photographs,
                     int threads);
 
@@ -67,6 +66,16 @@ struct OperatingPoint {
   double wrongEach = 0;    ///< False positives a photograph.
   double meanOverlap = 0;  ///< Of the matches.
 };
+
+/// Found boxes by their scores, whether right or wrong: what a score is worth.
+struct Reliability {
+  double meanScore = 0;  ///< Of the boxes; 0 without any.
+  double share = 0;      ///< Of them that are faces; 0 without any.
+  int boxes = 0;
+};
+
+/// The boxes with scores from `from` on and below `to`, or up to 1 where `to` is 1. Boxes that count neither way do not count here.
+Reliability reliabilityOf(const Measurement& measurement, float from, float to);
 
 OperatingPoint atThreshold(const Measurement& measurement, float threshold);
 

@@ -18,26 +18,26 @@ from pairs import FacePairs
 
 # What a face network should answer for a window of a given overlap: faces from about a half up, and better placed ones
 # score higher, so that the suppressions keep them. The first network sees faces through a coarse grid of cells, which
-# may leave no window of a larger overlap. The third chooses among boxes that are calibrated already, so it is graded up to
+# may leave no window of a larger overlap. The last chooses among boxes that are calibrated already, so it is graded up to
 # the best of them.
 ANSWERS = {
-    "first": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
-    "second": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
-    "third": ([0.3, 0.45, 0.55, 0.7, 0.9], [0.0, 0.3, 0.75, 0.92, 1.0]),
+    "scan": ([0.3, 0.42, 0.55, 0.7], [0.0, 0.8, 0.95, 1.0]),
+    "middle": ([0.3, 0.45, 0.6, 0.8], [0.0, 0.8, 0.95, 1.0]),
+    "last": ([0.3, 0.45, 0.55, 0.7, 0.9], [0.0, 0.3, 0.75, 0.92, 1.0]),
 }
 
-# The part of the whole weight that badly placed boxes on a face have, from an overlap of 0.15 on. The third network alone
+# The part of the whole weight that badly placed boxes on a face have, from an overlap of 0.15 on. The last network alone
 # is shown them all: most of the wrong boxes that it would pass on otherwise lie beside a face.
-NEAR_SHARE = {"third": 0.15}
+NEAR_SHARE = {"last": 0.15}
 
 # The scan finds a face through many cells, of which the best placed ones matter: the two small networks cannot learn them
 # all. Weight of the windows that are further than a margin below the best of their face.
 BEST_MARGIN = 0.06
-OTHERS_WEIGHT = {"first": 0.2, "second": 0.25}
+OTHERS_WEIGHT = {"scan": 0.2, "middle": 0.25}
 
 # The power of the number of windows on a face by which their weight is divided: faces are counted in the end, not windows, and
-# small ones are seen through few cells, hard ones reach the third network in few windows.
-CROWD_POWER = {"first": 0.5, "third": 0.5}
+# small ones are seen through few cells, hard ones reach the last network in few windows.
+CROWD_POWER = {"scan": 0.5, "last": 0.5}
 
 
 def overlap_weights(overlap):
@@ -101,28 +101,46 @@ class Task:
         return 0.0
 
 
-class FaceTask(Task):
-    """Face or no face. Both classes weigh the same in sum."""
+class Moves:
+    """The overlaps that the calibration's moves would leave windows, reckoned when they are asked for: there are many patterns."""
 
-    def __init__(self, data, network, occlude=0.0):
+    SIDE = 24  # Of the calibration network's input, in whose pixels the patterns are told.
+
+    def __init__(self, labels, patterns):
+        self.labels, self.patterns = torch.from_numpy(labels.copy()).to(device()), patterns.to(device())
+
+    def overlaps(self, index):
+        """(len(index), patterns)"""
+        return w.moved_overlaps(self.labels[index], self.patterns, self.SIDE)
+
+    def best(self):
+        """The largest overlap of each window (N,), an array."""
+        parts = torch.arange(len(self.labels), device=self.labels.device).split(8192)
+        return np.concatenate([self.overlaps(part).max(1).values.cpu().numpy() for part in parts])
+
+
+class FaceTask(Task):
+    """Face or no face. Both classes weigh the same in sum. `role` is that of the network (`shapes.Network`)."""
+
+    def __init__(self, data, role, occlude=0.0):
         overlap = data.labels[:, w.OVERLAP]
         self.overlap = torch.from_numpy(overlap.copy()).to(device())
-        self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[network]).astype(np.float32)).to(device())
+        self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[role]).astype(np.float32)).to(device())
         weights = overlap_weights(overlap)
         positive = overlap >= w.POSITIVE
-        if network in OTHERS_WEIGHT:
-            weights[positive & below_best(data.labels, overlap)] *= OTHERS_WEIGHT[network]
-        if network in CROWD_POWER:
+        if role in OTHERS_WEIGHT:
+            weights[positive & below_best(data.labels, overlap)] *= OTHERS_WEIGHT[role]
+        if role in CROWD_POWER:
             index, counts = w.faces_of(data.labels[positive])
-            weights[positive] /= counts[index] ** CROWD_POWER[network]
-        near = (overlap >= 0.15) & ~positive if network in NEAR_SHARE else np.zeros(len(overlap), bool)
+            weights[positive] /= counts[index] ** CROWD_POWER[role]
+        near = (overlap >= 0.15) & ~positive if role in NEAR_SHARE else np.zeros(len(overlap), bool)
         give_share(weights, positive, 0.5)
-        give_share(weights, near, NEAR_SHARE.get(network, 0.0))
-        give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(network, 0.0))
+        give_share(weights, near, NEAR_SHARE.get(role, 0.0))
+        give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(role, 0.0))
         self.weights = weights
         self.occlude = occlude
         # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
-        self.coloured = 0.0 if network == "first" else 0.2
+        self.coloured = 0.0 if role == "scan" else 0.2
 
     def losses(self, logits, batch):
         """Cross entropy of each window, and how far each answer is off, 0 to 1."""
@@ -140,9 +158,9 @@ class TeacherTask(FaceTask):
 
     turned, degraded = 0.5, 0.25
 
-    def __init__(self, data, network):
-        super().__init__(data, network, occlude=0.2)
-        self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).clamp(0, 1).to(device())
+    def __init__(self, data, role, patterns):
+        super().__init__(data, role, occlude=0.2)
+        self.moves = Moves(data.labels, patterns)
 
     def losses(self, logits, batch):
         target = self.targets[batch.index]
@@ -150,7 +168,7 @@ class TeacherTask(FaceTask):
         error = (torch.sigmoid(logits[:, 0]) - target).abs()
         # The table of patterns has no mirror image, and where there is no face the overlaps tell nothing.
         known = ~batch.mirrored & (self.overlap[batch.index] > 0.1)
-        placed = F.binary_cross_entropy_with_logits(logits[:, 1:], self.overlaps[batch.index], reduction="none").mean(1)
+        placed = F.binary_cross_entropy_with_logits(logits[:, 1:], self.moves.overlaps(batch.index), reduction="none").mean(1)
         return loss + 0.5 * placed * known, error
 
 
@@ -171,8 +189,8 @@ class DistilledTask(FaceTask):
     RANKING_WEIGHT = 0.7
     OVERLAP_SLOPE = 15  # Makes a logit of a difference of overlaps.
 
-    def __init__(self, data, network, taught):
-        super().__init__(data, network, occlude=0.1)
+    def __init__(self, data, role, taught):
+        super().__init__(data, role, occlude=0.1)
         if len(taught) != len(data):
             raise ValueError(f"a teacher's answers for {len(data)} windows are needed, there are {len(taught)}")
         self.taught = torch.from_numpy(taught).to(device())
@@ -203,12 +221,12 @@ class CalibrationTask(Task):
     coloured = 0.2
     TEMPERATURE = 0.03  # A pattern that leaves so much less overlap is wanted e times less.
 
-    def __init__(self, data):
-        self.overlaps = torch.from_numpy(data.labels[:, w.MOVES].copy()).to(device())
+    def __init__(self, data, patterns):
+        self.moves = Moves(data.labels, patterns)
         self.weights = np.full(len(data), 1.0 / len(data), np.float32)
 
     def losses(self, logits, batch):
-        moved = self.overlaps[batch.index]
+        moved = self.moves.overlaps(batch.index)
         lost = moved.max(1, keepdim=True).values - moved
         chosen = lost.gather(1, logits.argmax(1, keepdim=True))[:, 0]
         return self.costs(logits, lost), (5 * chosen).clamp(0, 1)
@@ -230,9 +248,9 @@ class PlacementTask(CalibrationTask):
 
     LOSS_SCALE = 20  # Of overlaps, which differ by a few hundredths, to the size of a cross entropy.
 
-    def __init__(self, data):
-        super().__init__(data)
-        weights = data.labels[:, w.MOVES].max(1) ** 2
+    def __init__(self, data, patterns):
+        super().__init__(data, patterns)
+        weights = self.moves.best() ** 2
         self.weights = weights / weights.sum()
 
     def costs(self, logits, lost):
@@ -300,15 +318,14 @@ def tell_progress(name, done, total, speed, note=""):
 def fit(twin, data, task, mean, options, checkpoint, name):
     """Fits `twin` in place and returns the list of (samples seen, loss).
 
-    options     dict of samples, batch, rate, seed, bf16, muon, normalised, threads; `normalised` is for a network whose layers
-                are, as a teacher's or those of a normalised twin (`normalisation`)
+    options     dict of samples, batch, rate, seed, bf16, muon, normalised, scan, threads; `normalised` is for a network whose
+                layers are, as a teacher's or those of a normalised twin (`normalisation`)
     checkpoint  file that is written now and then and continued from
     """
     torch.set_num_threads(options["threads"])
     rng = np.random.default_rng(options["seed"])
     twin.to(device(), memory_format=torch.channels_last)
-    first = name == "first"
-    if first:
+    if options["scan"]:
         with torch.no_grad():
             twin.modules_by_name["conv1"].bias.zero_()
         twin.modules_by_name["conv1"].bias.requires_grad_(False)
@@ -383,7 +400,7 @@ def fit(twin, data, task, mean, options, checkpoint, name):
     print(file=sys.stderr)
     twin.load_state_dict(average)
     twin.to("cpu").eval()
-    if first:
+    if options["scan"]:
         first_network_bias(twin)
     return curve
 

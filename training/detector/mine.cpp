@@ -90,7 +90,10 @@ void mineAll(const Arguments& arguments) {
     }
   }
   const std::vector<dt::Photograph> photographs = gather(arguments);
-  dt::WindowFile file(arguments.out, dt::windowSide(arguments.miner.target));
+  if (arguments.miner.target >= static_cast<int>(detectors[0]->stages.size())) {
+    throw std::runtime_error("no such stage in " + arguments.models);
+  }
+  dt::WindowFile file(arguments.out, dt::windowSide(*detectors[0], arguments.miner));
   // In batches, so that the order of the file does not depend on the threads and memory is bounded.
   constexpr int kBatch = 32;
   const int count = static_cast<int>(photographs.size());
@@ -115,8 +118,8 @@ void mineAll(const Arguments& arguments) {
 int main(int argc, char** argv) {
   CLI::App app("Cuts training windows for one network of the detector.");
   Arguments arguments;
-  const std::map<std::string, dt::Target> targets{
-      {"first", dt::Target::First}, {"second", dt::Target::Second}, {"third", dt::Target::Third}};
+  const std::map<std::string, int> targets{
+      {"first", 0}, {"second", 1}, {"third", 2}, {"fourth", 3}};
   const std::map<std::string, dt::Part> parts{
       {"all", dt::Part::All}, {"fit", dt::Part::Fit}, {"held", dt::Part::Held}};
   dt::MinerOptions& miner = arguments.miner;
@@ -124,7 +127,7 @@ int main(int argc, char** argv) {
       ->required();
   app.add_option("--models", arguments.models, "Folder with stages.txt and cascades/")->required();
   app.add_option("--out", arguments.out, "Prefix of the files to write")->required();
-  app.add_option("--target", miner.target, "Network to cut windows for: first, second, third")
+  app.add_option("--target", miner.target, "Stage to cut windows for: first, second, third, fourth")
       ->transform(CLI::CheckedTransformer(targets))
       ->required();
   app.add_option("--part", arguments.part, "Of the photographs: fit, held or all")
@@ -137,10 +140,12 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--variants", arguments.variants, "Views a photograph")->capture_default_str();
   app.add_option("--limit", arguments.limit, "About so many photographs only");
-  app.add_option("--first-floor", miner.firstFloor, "Least score to reach the second network")
-      ->capture_default_str();
-  app.add_option("--second-floor", miner.secondFloor, "Least score to reach the third network")
-      ->capture_default_str();
+  app.add_option(
+         "--floors", miner.floors,
+         "Least scores of the stages before the target, as 0.3,0.5; their thresholds otherwise")
+      ->delimiter(',');
+  app.add_option("--side", miner.side,
+                 "Of the windows in pixels; that of the stage's input otherwise");
   app.add_flag("--score", miner.scoreTarget, "Judge windows by their network; keep the hardest");
   app.add_option("--keep-above", miner.keepAbove, "Drop negatives that score less")
       ->capture_default_str();

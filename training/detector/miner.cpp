@@ -25,8 +25,10 @@ using oznalib::FaceCandidate;
 
 constexpr int kReceptiveField = 13;  // Of the first network, in pixels of a level,
 constexpr int kStride = 6;           // and the distance of its cells.
+constexpr int kThird = 2;
 constexpr double kFaceOverlap = 0.3;
-constexpr double kNearOverlap = 0.15;  // Of boxes that the third network must learn to refuse.
+constexpr double kNearOverlap =
+    0.15;  // Of boxes that stages from the third on must learn to refuse.
 constexpr double kIgnoredOverlap = 0.2;
 
 // A box, and for the first network the level and cell that it stands for.
@@ -52,37 +54,36 @@ std::vector<Place> withCells(const CandidateList& list) {
   return places;
 }
 
-void keepAbove(CandidateList& list, float floor) { oznalib::keepAboveThreshold(list, floor); }
+float floorOf(const DetectorImpl& detector, const MinerOptions& options, size_t stage) {
+  return stage < options.floors.size() ? options.floors[stage] : detector.stages[stage].threshold;
+}
 
-// The boxes that reach the second network.
-CandidateList afterFirst(DetectorImpl& detector, const cv::Mat& rgb, float floor) {
+// The boxes that reach a later stage: the driver's run with other thresholds. Those below a threshold are dropped before
+// the suppression and not after it, since there they could only have suppressed others below.
+CandidateList reaching(DetectorImpl& detector, const cv::Mat& rgb, const MinerOptions& options) {
   CandidateList list =
       oznalib::scanDenseStage(detector.stages[0], oznalib::makeWorkingImage(rgb, kSearch), kSearch);
   oznalib::mapToImage(list, oznalib::workingScale(rgb.rows, rgb.cols, kSearch));
   oznalib::sortByScore(list);
-  keepAbove(list, floor);
+  oznalib::keepAboveThreshold(list, floorOf(detector, options, 0));
+  for (int i = 1; i < options.target; ++i) {
+    oznalib::scoreCandidates(detector.stages[i], rgb, list);
+    oznalib::keepAboveThreshold(list, floorOf(detector, options, i));
+    oznalib::calibrateCandidates(detector.calibration, rgb, list);
+    list = oznalib::suppressBySize(list, 0.0F, 0.5F);
+  }
   return list;
 }
 
-// The boxes that reach the third network: the driver's middle round with other floors.
-CandidateList afterSecond(DetectorImpl& detector, const cv::Mat& rgb, const MinerOptions& options) {
-  CandidateList list = afterFirst(detector, rgb, options.firstFloor);
-  oznalib::scoreCandidates(detector.stages[1], rgb, list);
-  oznalib::calibrateCandidates(detector.calibration, rgb, list);
-  list = oznalib::suppressBySize(list, 0.0F, 0.5F);
-  keepAbove(list, options.secondFloor);
-  return list;
-}
-
-// Boxes around the faces, scaled by up to a quarter and moved by up to an eighth; for the third
-// network, which has to tell the best of several boxes, every other one by up to three eighths.
+// Boxes around the faces, scaled by up to a quarter and moved by up to an eighth; from the third
+// stage on, which has to tell the best of several boxes, every other one by up to three eighths.
 void appendJittered(const View& view, const MinerOptions& options, std::mt19937_64& random,
                     CandidateList& list) {
   std::uniform_real_distribution<double> unit(-1, 1);
   for (const FaceSquare& face : view.faces) {
     if (face.ignore || face.side < 14) continue;
     for (int i = 0; i < options.jittered; ++i) {
-      const double move = options.target == Target::Third && i % 2 == 1 ? 0.375 : 0.125;
+      const double move = options.target >= kThird && i % 2 == 1 ? 0.375 : 0.125;
       const double side = face.side * std::exp(0.25 * unit(random));
       FaceCandidate box;
       box.width = box.height = static_cast<int>(side);
@@ -98,21 +99,7 @@ void appendJittered(const View& view, const MinerOptions& options, std::mt19937_
   }
 }
 
-// The overlap after each calibration move, in the library's own arithmetic.
-void fillMoves(const std::vector<oznalib::OffsetScale>& offsets, const FaceCandidate& box,
-               const FaceSquare& face, WindowLabel& label) {
-  const auto side = static_cast<float>(windowSide(Target::Second));
-  for (size_t k = 0; k < offsets.size() && k < label.moved.size(); ++k) {
-    const float width = static_cast<float>(box.width);
-    FaceCandidate moved = box;
-    moved.x -= static_cast<int>(width * (static_cast<float>(offsets[k].dx) / side));
-    moved.y -= static_cast<int>(width * (static_cast<float>(offsets[k].dy) / side));
-    moved.width = moved.height = static_cast<int>(width / offsets[k].scale);
-    label.moved[k] = static_cast<float>(overlap(moved, face));
-  }
-}
-
-WindowLabel labelOf(const DetectorImpl& detector, const FaceCandidate& box, const View& view) {
+WindowLabel labelOf(const FaceCandidate& box, const View& view) {
   WindowLabel label;
   label.x = static_cast<float>(box.x);
   label.y = static_cast<float>(box.y);
@@ -122,8 +109,11 @@ WindowLabel labelOf(const DetectorImpl& detector, const FaceCandidate& box, cons
   label.overlap = static_cast<float>(best.overlap);
   label.face = static_cast<float>(best.face);
   label.ignoredOverlap = static_cast<float>(bestFace(box, view.faces, /*ignored=*/true).overlap);
-  if (best.overlap >= kFaceOverlap) {
-    fillMoves(detector.calibration.offsets, box, view.faces[best.face], label);
+  if (best.face >= 0) {
+    const FaceSquare& face = view.faces[best.face];
+    label.faceX = static_cast<float>(face.cx - 0.5 * face.side);
+    label.faceY = static_cast<float>(face.cy - 0.5 * face.side);
+    label.faceSide = static_cast<float>(face.side);
   }
   return label;
 }
@@ -131,7 +121,7 @@ WindowLabel labelOf(const DetectorImpl& detector, const FaceCandidate& box, cons
 // Chooses which windows to keep, by index. Negatives come in random order or hardest first.
 std::vector<size_t> choose(const std::vector<WindowLabel>& labels, const MinerOptions& options,
                            std::mt19937_64& random) {
-  const double near = options.target == Target::Third ? kNearOverlap : kFaceOverlap;
+  const double near = options.target >= kThird ? kNearOverlap : kFaceOverlap;
   std::vector<size_t> kept;
   std::vector<size_t> negatives;
   for (size_t i = 0; i < labels.size(); ++i) {
@@ -156,10 +146,9 @@ std::vector<size_t> choose(const std::vector<WindowLabel>& labels, const MinerOp
   return kept;
 }
 
-std::vector<WindowLabel> labelsOf(const DetectorImpl& detector, const CandidateList& list,
-                                  const View& view) {
+std::vector<WindowLabel> labelsOf(const CandidateList& list, const View& view) {
   std::vector<WindowLabel> labels;
-  for (const FaceCandidate& box : list.candidates) labels.push_back(labelOf(detector, box, view));
+  for (const FaceCandidate& box : list.candidates) labels.push_back(labelOf(box, view));
   return labels;
 }
 
@@ -169,7 +158,7 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
   CandidateList list = oznalib::scanDenseStage(detector.stages[0], working, kSearch);
   const std::vector<Place> places = withCells(list);
   oznalib::mapToImage(list, oznalib::workingScale(view.rgb.rows, view.rgb.cols, kSearch));
-  const std::vector<WindowLabel> labels = labelsOf(detector, list, view);
+  const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::map<int, cv::Mat> levels;
   std::vector<Window> windows;
   for (const size_t i : choose(labels, options, random)) {
@@ -186,15 +175,13 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
 
 std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const MinerOptions& options,
                              std::mt19937_64& random) {
-  const bool third = options.target == Target::Third;
-  CandidateList list = third ? afterSecond(detector, view.rgb, options)
-                             : afterFirst(detector, view.rgb, options.firstFloor);
+  CandidateList list = reaching(detector, view.rgb, options);
   appendJittered(view, options, random, list);
   if (options.scoreTarget) {
-    oznalib::scoreCandidates(detector.stages[third ? 2 : 1], view.rgb, list);
+    oznalib::scoreCandidates(detector.stages[options.target], view.rgb, list);
   }
-  const int side = windowSide(options.target);
-  const std::vector<WindowLabel> labels = labelsOf(detector, list, view);
+  const int side = windowSide(detector, options);
+  const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::vector<Window> windows;
   for (const size_t i : choose(labels, options, random)) {
     const FaceCandidate& box = list.candidates[i];
@@ -208,22 +195,17 @@ std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const Min
 
 }  // namespace
 
-int windowSide(Target target) {
-  switch (target) {
-    case Target::First:
-      return kReceptiveField;
-    case Target::Second:
-      return 24;
-    default:
-      return 48;
-  }
+int windowSide(const DetectorImpl& detector, const MinerOptions& options) {
+  if (options.side > 0) return options.side;
+  return options.target == kScan ? kReceptiveField
+                                 : detector.stages[options.target].net->input_blobs()[0]->height();
 }
 
 std::vector<Window> mineView(DetectorImpl& detector, const View& view,
                              const MinerOptions& options) {
   std::mt19937_64 random(options.seed);
-  return options.target == Target::First ? cutLevels(detector, view, options, random)
-                                         : cutBoxes(detector, view, options, random);
+  return options.target == kScan ? cutLevels(detector, view, options, random)
+                                 : cutBoxes(detector, view, options, random);
 }
 
 }  // namespace detector_training

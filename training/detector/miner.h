@@ -19,17 +19,16 @@ constexpr oznalib::CascadeParameter kSearch{
     /*minFaceFraction=*/0.05F, /*pyramidLevels=*/12,
     /*pyramidFactor=*/1.26F,   /*windowSize=*/13};
 
-/// Whose windows: 13 by 13 pixels of a level image for the first network; for the others a box cut
-/// from the view. Calibration sees the boxes of the second network.
-enum class Target { First, Second, Third };
-
-/// Side of the windows in pixels.
-int windowSide(Target target);
+/// The stage that scans, whose windows are 13 by 13 pixels of a level image; the windows of the others
+/// are boxes cut from the view. Calibration sees the boxes of all later stages but the last.
+constexpr int kScan = 0;
 
 struct MinerOptions {
-  Target target = Target::First;
-  float firstFloor = 0.3F;   ///< Boxes that the first network scores above this go on ...
-  float secondFloor = 0.3F;  ///< ... and of those the ones that the second scores above this.
+  int target = kScan;  ///< The stage whose windows are cut.
+  int side = 0;        ///< Of the windows in pixels; 0 for that of the stage's input.
+  /// Least scores, by stage: boxes that the scan scores above the first go on, of those the ones that the second stage
+  /// scores above the second, and so on. Stages without an entry keep to their own thresholds.
+  std::vector<float> floors;
   bool scoreTarget =
       false;             ///< Let the target network itself judge each window, and prefer hard ones.
   float keepAbove = -1;  ///< Negatives with such a score at most are dropped.
@@ -38,9 +37,12 @@ struct MinerOptions {
   std::uint64_t seed = 1;
 };
 
+/// Side in pixels of the windows that these options ask for.
+int windowSide(const oznalib::DetectorImpl& detector, const MinerOptions& options);
+
 /// The windows of one view.
 ///
-/// Windows that lie on a face (overlap at least 0.3; for the third network 0.15) are all kept, those that lie on an ignored
+/// Windows that lie on a face (overlap at least 0.3; from the third stage on 0.15) are all kept, those that lie on an ignored
 /// face are not, and of the others a random choice, or the ones with the highest scores.
 ///
 /// detector  All networks that the target's windows depend on; written. One thread each.

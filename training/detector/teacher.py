@@ -1,13 +1,10 @@
-"""The third network's teacher: a residual network that judges the same windows better than the network of the cascade has learnt
+"""The last network's teacher: a residual network that judges the same windows better than the network of the cascade has learnt
 to from labels. That one then learns from the teacher's answers (`fitting.DistilledTask`)."""
 
 import torch
 import torch.nn.functional as F
 from torch import nn
 
-import windows as w
-
-PATTERNS = w.MOVES.stop - w.MOVES.start
 HIDDEN = 192
 
 # Channels and count of the blocks at 24, 12 and 6 pixels.
@@ -35,12 +32,12 @@ class Block(nn.Module):
 
 
 class Teacher(nn.Module):
-    """Windows (N, 3, 48, 48), as a twin of the cascade takes them, to logits (N, 1 + 19): that of a face, then those of the
+    """Windows (N, 3, 48, 48), as a twin of the cascade takes them, to logits (N, 1 + patterns): that of a face, then those of the
     overlaps that the calibration's moves would leave. The overlaps are learnt along, so that the features know where in the
     window the face lies.
     """
 
-    def __init__(self):
+    def __init__(self, patterns):
         super().__init__()
         channels = STAGES[0][0]
         self.stem = nn.Conv2d(3, channels, 5, 2, 2, bias=False)
@@ -56,7 +53,7 @@ class Teacher(nn.Module):
         self.places_norm = nn.BatchNorm2d(32)
         self.hidden = nn.Linear(32 * 6 * 6 + channels, HIDDEN, bias=False)
         self.hidden_norm = nn.BatchNorm1d(HIDDEN)
-        self.last = nn.Linear(HIDDEN, 1 + PATTERNS)
+        self.last = nn.Linear(HIDDEN, 1 + patterns)
         with torch.no_grad():
             self.last.weight[0].normal_(0, 0.01)
             self.last.bias[0] = 0

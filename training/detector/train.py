@@ -17,62 +17,12 @@ import fitting
 import model_notes
 import networks
 import normalisation
+import scores
+import shapes
 import windows as w
+from shapes import ROOT
 from teacher import Teacher
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(os.path.dirname(HERE))
-
-# Folder, definition, weights and input side of each network in a cascade.
-NETWORKS = {
-    "first": ("x16Net-demo", "prototxt-full", "proto-full", 13),
-    "second": ("x32Net", "prototxt-deploy", "proto", 24),
-    "calibration": ("x32Net-x32-3Scales-200", "prototxt-deploy", "proto", 24),
-    "third": ("x64Net", "prototxt-deploy", "proto", 48),
-}
-
-# The steps in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
-# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
-# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone. A fit that
-# is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap. A `point` step adds the
-# constant to the face logit with which the fixed threshold lets `boxes` boxes (or, of the third network, wrong boxes) a
-# held-back photograph pass. `portraits` are the photographs with landmarks: one well placed face each, in every light, but
-# nothing is known of their backgrounds.
-# Of two like fits of the second network, the one with half of its windows `recoloured` left better placed boxes on held-back
-# photographs than the one with all of them (overlap 0.761 against 0.758), and reached 2 of 415 faces fewer.
-PLAN = [
-    ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
-    ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
-    ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
-                            "--score", "--keep-above", "0.1"]),
-    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 14_000_000, "batch": 512, "rate": 4e-3, "muon": True}),
-    ("point", "first", {"boxes": 178}),
-    ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
-                        "--first-floor", "0.3"]),
-    ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
-                                  "--first-floor", "0.3"]),
-    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
-    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 8_000_000, "batch": 512, "rate": 2e-3,
-                            "muon": True, "recoloured": 0.5, "placed": True}),
-    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 13_000_000, "batch": 512, "rate": 2.5e-3,
-                       "muon": True, "recoloured": 0.5}),
-    ("point", "second", {"boxes": 17.1}),
-    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2",
-                       "--first-floor", "0.4", "--second-floor", "0.4"]),
-    ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
-                                 "--first-floor", "0.35", "--second-floor", "0.4"]),
-    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 6e-4, "muon": True}),
-    ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
-                            "--keep-above", "0.02", "--first-floor", "0.35", "--second-floor", "0.5"]),
-    ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
-    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 4_500_000, "batch": 256, "rate": 0.014,
-                      "taught": True}),
-    ("mine", "third-late", ["--target", "third", "--first-variant", "12", "--variants", "5", "--negatives", "12", "--jittered", "1",
-                            "--first-floor", "0.38", "--second-floor", "0.6"]),
-    ("teach", "third", {"windows": ["third-late"], "itself": True}),
-    ("fit", "third", {"windows": ["third-late"], "samples": 1_250_000, "batch": 256, "rate": 0.008, "taught": True}),
-    ("point", "third", {"boxes": 0.108}),
-]
 
 
 class Trainer:
@@ -80,6 +30,7 @@ class Trainer:
 
     def __init__(self, arguments):
         self.arguments = arguments
+        self.shape = shapes.SHAPES[arguments.shape]
         self.work = arguments.work
         self.cascade = os.path.join(self.work, "model")
         self.record_path = os.path.join(self.work, "record.json")
@@ -104,45 +55,45 @@ class Trainer:
         return caffe_pb2
 
     def _begin(self):
-        """A cascade with the definitions and tables of public/ and the weights of --start, or random ones."""
-        shutil.copytree(os.path.join(ROOT, "public/cascades"), os.path.join(self.cascade, "cascades"), dirs_exist_ok=True)
-        shutil.copy(os.path.join(ROOT, "public/stages.txt"), self.cascade)
+        """A cascade of the shape, with the weights of --start where that has them, and random ones otherwise."""
+        self.shape.prepare(self.cascade)
         generator = torch.Generator().manual_seed(self.arguments.seed)
-        for network in NETWORKS:
-            if self.arguments.start:
-                folder, _, weights, _ = NETWORKS[network]
-                shutil.copy(os.path.join(self.arguments.start, "cascades", folder, weights),
-                            os.path.join(self.cascade, "cascades", folder, weights))
+        for name, network in self.shape.networks.items():
+            weights = os.path.join(self.arguments.start or "", network.folder, network.weights)
+            if self.arguments.start and os.path.exists(weights):
+                shutil.copy(weights, self._path(name, network.weights))
             else:
-                twin = self._twin(network, empty=True)
+                twin = self._twin(name, empty=True)
                 twin.initialise(generator)
-                if network == "first":
+                if network.role == "scan":
                     fitting.first_network_bias(twin)
-                self._save(network, twin)
+                self._save(name, twin)
 
-    def _path(self, network, which):
-        return os.path.join(self.cascade, "cascades", NETWORKS[network][0], NETWORKS[network][which])
+    def _path(self, network, file):
+        return os.path.join(self.cascade, self.shape.networks[network].folder, file)
 
     def _twin(self, network, empty=False):
-        side = NETWORKS[network][3]
-        twin = networks.Twin(networks.read_definition(self.schema, self._path(network, 1)), (3, side, side))
+        about = self.shape.networks[network]
+        definition = networks.read_definition(self.schema, self._path(network, about.definition))
+        twin = networks.Twin(definition, (3, about.side, about.side))
         if not empty:
             message = self.schema.NetParameter()
-            with open(self._path(network, 2), "rb") as file:
+            with open(self._path(network, about.weights), "rb") as file:
                 message.ParseFromString(file.read())
             twin.from_message(message)
         return twin
 
     def _save(self, network, twin):
-        path = self._path(network, 2)
+        path = self._path(network, self.shape.networks[network].weights)
         with open(path + ".new", "wb") as file:
             file.write(twin.to_message().SerializeToString(deterministic=True))
         os.replace(path + ".new", path)
 
     def _mean(self, network):
-        if network == "first":
-            return 100.0
-        return w.read_mean(os.path.join(self.cascade, "cascades", NETWORKS[network][0], "mean"))
+        return 100.0 if self.shape.networks[network].role == "scan" else w.read_mean(self._path(network, "mean"))
+
+    def _patterns(self):
+        return w.read_patterns(self._path("calibration", "offsets-scales"))
 
     def _tool(self, name, *arguments):
         command = [os.path.join(self.arguments.tools, name), self.arguments.data, "--models", self.cascade,
@@ -152,13 +103,13 @@ class Trainer:
         subprocess.run(command, check=True)
 
     def run(self):
-        for number, (kind, name, what) in enumerate(PLAN, 1):
+        for number, (kind, name, what) in enumerate(self.shape.plan, 1):
             key = f"{number}-{kind}-{name}"
             if any(step["key"] == key for step in self.record):
                 continue
             if self.arguments.only and name.split("-")[0] not in self.arguments.only:
                 continue
-            print(f"Step {number} of {len(PLAN)}: {kind} {name}", file=sys.stderr, flush=True)
+            print(f"Step {number} of {len(self.shape.plan)}: {kind} {name}", file=sys.stderr, flush=True)
             start = time.time()
             told = getattr(self, kind)(name, what, key)
             self.record.append({"key": key, "told": told, "minutes": (time.time() - start) / 60})
@@ -169,7 +120,7 @@ class Trainer:
     def describe(self):
         """Measures the cascade as it stands, beside the one that it began with, and writes its notes."""
         models = [self.cascade] + ([self.arguments.start] if self.arguments.start else [])
-        folder = os.path.join(self.cascade, "cascades")
+        folder = os.path.join(self.cascade, self.shape.notes)
         command = [os.path.join(self.arguments.tools, "evaluate_detector"), self.arguments.data, "--models", *models,
                    "--names", "this", *(["start"] if self.arguments.start else []),
                    "--curve", os.path.join(folder, model_notes.CURVE), "--threads", str(self.arguments.threads)]
@@ -178,6 +129,8 @@ class Trainer:
 
     def mine(self, name, options, _key):
         prefix = os.path.join(self.work, name)
+        views = options.index("--variants") + 1
+        options = options[:views] + [str(max(1, round(int(options[views]) * self.arguments.scale)))] + options[views + 1 :]
         self._tool("mine_windows", "--out", prefix, "--seed", str(self.arguments.seed), *options)
         return f"{len(w.read_labels(prefix)):,} windows: `{' '.join(options)}`"
 
@@ -190,9 +143,10 @@ class Trainer:
             "batch": what["batch"],
             "rate": what["rate"],
             "seed": self.arguments.seed,
-            "bf16": self.arguments.bf16 and network == "third",
+            "bf16": self.arguments.bf16 and (normalised or self.shape.networks[network].role == "last"),
             "muon": what.get("muon", False) or normalised,
             "normalised": normalised,
+            "scan": self.shape.networks[network].role == "scan",
             "threads": self.arguments.threads,
         }
 
@@ -212,70 +166,102 @@ class Trainer:
     def teach(self, network, what, key):
         """Keeps a teacher's answers for the windows, the mean over each and its mirror image; the teacher is fitted from nothing,
         or is the network as it stands."""
-        data = self._windows(what)
+        data, role = self._windows(what), self.shape.networks[network].role
         if what.get("itself"):
             teacher, told = self._twin(network), f"its own answers for {len(data):,} windows"
         else:
             torch.manual_seed(self.arguments.seed)
-            teacher = Teacher()
+            patterns = self._patterns()
+            teacher = Teacher(len(patterns))
             options = self._options(network, what, normalised=True)
-            told = self._fitted(teacher, data, fitting.TeacherTask(data, network), network, options, key)
+            told = self._fitted(teacher, data, fitting.TeacherTask(data, role, patterns), network, options, key)
         taught = [fitting.face_logits(fitting.answers(
             teacher, data, self._mean(network), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
             name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")) for mirrored in (False, True)]
         np.save(self.taught_path, np.mean(taught, 0))
         return told
 
+    def _task(self, data, role, what):
+        """What a fit asks of its network."""
+        if role == "calibration":
+            data.keep(data.labels[:, w.OVERLAP] >= 0.35)
+            return (fitting.PlacementTask if what.get("placed") else fitting.CalibrationTask)(data, self._patterns())
+        if what.get("taught"):
+            return fitting.DistilledTask(data, role, np.load(self.taught_path))
+        return fitting.FaceTask(data, role, occlude=0.1 if role == "last" else 0.0)
+
     def fit(self, network, what, key):
         data = self._windows(what)
-        taught = what.get("taught", False)
-        options = self._options(network, what, normalised=taught)
+        normalised = what.get("taught", False) or what.get("normalised", False)
+        options = self._options(network, what, normalised)
         twin = self._twin(network)
-        if network == "calibration":
-            data.keep(data.labels[:, w.OVERLAP] >= 0.35)
-            task = fitting.PlacementTask(data) if what.get("placed") else fitting.CalibrationTask(data)
-        elif taught:
-            task = fitting.DistilledTask(data, network, np.load(self.taught_path))
+        task = self._task(data, self.shape.networks[network].role, what)
+        task.recoloured = what.get("recoloured", task.recoloured)
+        if normalised:
             rng = np.random.default_rng(self.arguments.seed)
             some = np.sort(fitting.Sampler(task.weights).epoch(1024, rng))
             normalisation.normalise(twin, task.batch(data, some, self._mean(network), rng).x.cpu())
-        else:
-            task = fitting.FaceTask(data, network, occlude=0.1 if network == "third" else 0.0)
-        task.recoloured = what.get("recoloured", task.recoloured)
         told = self._fitted(twin, data, task, network, options, key)
         normalisation.fold(twin)
         self._save(network, twin)
-        return told + (", taught" if taught else "") + (", for the least lost overlap" if what.get("placed") else "")
+        return told + (", taught" if what.get("taught") else "") + (", for the least lost overlap" if what.get("placed") else "")
 
     def point(self, network, what, _key):
-        """Moves the face logit so that the fixed threshold lets the wanted number of boxes pass, a photograph."""
-        threshold = {"first": 0.4, "second": 0.8, "third": 0.98}[network]
+        """Chooses the stage's operating point: so many boxes a held-back photograph pass, of the last stage so many wrong ones. The
+        threshold becomes the score that does it; where thresholds are fixed, the face logit is moved instead."""
+        stage, last = self.shape.stages().index(network), len(self.shape.stages()) - 1
+        thresholds = self.shape.read_thresholds(self.cascade)
+        # The next stage's windows are what this one lets through; the last one's own are judged by itself.
+        floors = thresholds[:stage] + ([] if stage == last else [1e-6])
+        options = ["--part", "held", "--photographs", "faces", "--negatives", "1000000", "--floors", ",".join(map(str, floors)),
+                   "--target", self.shape.stages()[min(stage + 1, last)], *(["--score"] if stage == last else [])]
         name = os.path.join(self.work, "held-" + network)
-        # The next network's windows are what this one lets through; the third's own are judged by itself.
-        target = {"first": "second", "second": "third", "third": "third"}[network]
-        options = ["--target", target, "--part", "held", "--photographs", "faces", "--negatives", "1000000"]
-        options += {"first": ["--first-floor", "0.000001"], "second": ["--second-floor", "0.000001", "--first-floor", "0.4"],
-                    "third": ["--first-floor", "0.4", "--second-floor", "0.8", "--score"]}[network]
         self._tool("mine_windows", "--out", name, *options)
         labels = w.read_labels(name)
         photographs = len(np.unique(labels[:, w.PHOTOGRAPH]))
-        scores = labels[:, w.SCORE].astype(np.float64)
-        if network == "third":
-            scores = scores[labels[:, w.OVERLAP] < 0.3]
-        if len(scores) == 0:
+        found = labels[:, w.SCORE].astype(np.float64)
+        if stage == last:
+            found = found[labels[:, w.OVERLAP] < 0.3]
+        if len(found) == 0:
             return "left as it is: no box to set it by"
-        ranked = np.sort(scores)[::-1]
-        cut = ranked[min(len(ranked) - 1, int(what["boxes"] * photographs))]
-        logit = lambda p: np.log(p) - np.log1p(-p)
-        constant = logit(threshold) - logit(min(max(cut, 1e-7), 1 - 1e-7))
-        twin = self._twin(network)
-        with torch.no_grad():
-            twin.last_layer().bias[1] += float(constant)
-        self._save(network, twin)
-        told = (f"{constant:+.3f} on the face logit: a score of {cut:.3f} becomes {threshold}, which {what['boxes']} "
-                f"{'wrong ' if network == 'third' else ''}boxes a held-back photograph pass")
+        ranked = np.sort(found)[::-1]
+        cut = float(np.clip(ranked[min(len(ranked) - 1, int(what["boxes"] * photographs))], 1e-7, 1 - 1e-7))
+        passing = f"{what['boxes']} {'wrong ' if stage == last else ''}boxes a held-back photograph pass"
+        if self.shape.fixed_thresholds:
+            constant = scores.logit(thresholds[stage]) - scores.logit(cut)
+            self._rescale(network, 1.0, constant)
+            told = f"{constant:+.3f} on the face logit: a score of {cut:.3f} becomes {thresholds[stage]}, which {passing}"
+        else:
+            thresholds[stage] = cut
+            self.shape.write_stages(self.cascade, thresholds)
+            told = f"a threshold of {cut:.6g}, which {passing}"
         print(f"{network}: {told}", file=sys.stderr)
         return told
+
+    def _rescale(self, network, slope, constant):
+        """Makes slope * d + constant of the difference d of a network's two logits."""
+        twin = self._twin(network)
+        with torch.no_grad():
+            last = twin.last_layer()
+            last.weight *= slope
+            last.bias *= slope
+            last.bias[1] += float(constant)
+        self._save(network, twin)
+
+    def scores(self, network, what, _key):
+        """Makes the last network's scores probabilities: of the boxes of the held-back photographs that score about 0.9, nine in ten
+        are to be faces. Then sets the threshold that leaves the wanted number of wrong boxes a photograph."""
+        name = os.path.join(self.work, "held-scores.txt")
+        command = [os.path.join(self.arguments.tools, "evaluate_detector"), self.arguments.data, "--models", self.cascade, "--split",
+                   "train", "--part", "held", "--threads", str(self.arguments.threads), "--scores", name]
+        subprocess.run(command, check=True, stdout=subprocess.DEVNULL)
+        photographs, found, right = scores.read(name)
+        slope, constant = scores.fit(found, right)
+        self._rescale(network, slope, constant)
+        threshold = scores.threshold(scores.change(found, slope, constant), right, int(what["wrong"] * photographs))
+        self.shape.write_stages(self.cascade, self.shape.read_thresholds(self.cascade)[:-1] + [threshold])
+        return (f"{slope:.3f} times the difference of the logits {constant:+.3f}; a threshold of {threshold:.3f}, which {what['wrong']} wrong "
+                "boxes a held-back photograph pass")
 
 
 def main():
@@ -284,12 +270,13 @@ def main():
     parser.add_argument("--work", required=True, help="folder for windows, checkpoints and the growing model")
     parser.add_argument("--tools", default=os.path.join(ROOT, "build/release/training/detector"),
                         help="folder of the built mine_windows and evaluate_detector")
-    parser.add_argument("--start", help="model directory to start from; random weights otherwise")
+    parser.add_argument("--shape", choices=list(shapes.SHAPES), default="built-in", help="the cascade to train")
+    parser.add_argument("--start", help="model directory whose weights to start from; random ones where it has none")
     parser.add_argument("--remarks", help="text to end MODEL.md with, such as what people saw on its contact sheets")
     parser.add_argument("--only", type=lambda text: text.split(","), help="networks to train, such as first,second")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--threads", type=int, default=2)
-    parser.add_argument("--scale", type=float, default=1.0, help="factor on the samples of every fit")
+    parser.add_argument("--scale", type=float, default=1.0, help="factor on the samples of every fit, and on the views that are mined, of which one is left at least")
     parser.add_argument("--limit", type=int, default=0, help="about so many photographs only")
     parser.add_argument("--bf16", action="store_true", help="fit the third network in bfloat16, twice as fast where the "
                         "processor has it")

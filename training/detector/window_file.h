@@ -3,7 +3,6 @@
 #ifndef OZNA_TRAINING_DETECTOR_WINDOW_FILE_H_
 #define OZNA_TRAINING_DETECTOR_WINDOW_FILE_H_
 
-#include <array>
 #include <cstdint>
 #include <fstream>
 #include <opencv2/core.hpp>
@@ -11,8 +10,6 @@
 #include <vector>
 
 namespace detector_training {
-
-constexpr int kMoves = 19;  ///< Patterns of the calibration.
 
 /// What is known about a window. All values are 32-bit floats, written in this order.
 struct WindowLabel {
@@ -25,8 +22,9 @@ struct WindowLabel {
   float overlap = 0;         ///< With the best face that counts.
   float ignoredOverlap = 0;  ///< With the best face that does not.
   float face = -1;           ///< Index of the best face that counts; -1 without one.
-  /// Overlap with that face after the move of each calibration pattern.
-  std::array<float, kMoves> moved{};
+  float faceX = 0;           ///< Left edge of that face's square, in pixels of the view; 0 without.
+  float faceY = 0;           ///< Top edge.
+  float faceSide = 0;        ///< Side.
 };
 
 /// One window: the pixels that a network sees, and its label.

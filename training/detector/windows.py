@@ -7,18 +7,38 @@ import torch
 import torch.nn.functional as F
 
 # Columns of a label, in the order of WindowLabel in window_file.h.
-PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE = range(9)
-MOVES = slice(9, 28)
+PHOTOGRAPH, VARIANT, X, Y, SIDE, SCORE, OVERLAP, IGNORED, FACE, FACE_X, FACE_Y, FACE_SIDE = range(12)
+LABEL_VALUES = 12
 
 # The overlap from which on a window counts as a face.
 POSITIVE = 0.4
 
 
 def read_labels(prefix):
-    """The labels (N, 28) of one file, without its pixels, which take gigabytes."""
+    """The labels (N, LABEL_VALUES) of one file, without its pixels, which take gigabytes."""
     with open(prefix + ".json", encoding="ascii") as file:
         about = json.load(file)
     return np.fromfile(prefix + ".f32", np.float32).reshape(about["windows"], about["label_values"])
+
+
+def moved_overlaps(labels, patterns, side):
+    """Overlaps (N, K) of boxes with their faces after each move of the calibration, in the library's own arithmetic.
+
+    labels    (N, LABEL_VALUES) floats, a tensor; boxes without a face overlap nothing
+    patterns  (K, 3) floats, a tensor: dx and dy in pixels of the calibration network's input, and scale
+    side      of that input
+    """
+    x, y, width, left, top, face = (labels[:, column, None] for column in (X, Y, SIDE, FACE_X, FACE_Y, FACE_SIDE))
+    dx, dy, scale = patterns.t()[:, None]
+    x, y, moved = x - torch.trunc(width * (dx / side)), y - torch.trunc(width * (dy / side)), torch.trunc(width / scale)
+    shared = (torch.minimum(x + moved, left + face) - torch.maximum(x, left)).clamp(min=0)
+    shared = shared * (torch.minimum(y + moved, top + face) - torch.maximum(y, top)).clamp(min=0)
+    return shared / (moved * moved + face * face - shared)
+
+
+def read_patterns(path):
+    """The calibration's table (K, 3), as `moved_overlaps` takes it."""
+    return torch.from_numpy(np.loadtxt(path, dtype=np.float64).astype(np.float32).reshape(-1, 3))
 
 
 def faces_of(labels):
@@ -29,7 +49,7 @@ def faces_of(labels):
 
 
 class Windows:
-    """Windows of one or several files: `labels` (N, 28) floats, and bytes (N, 3, side, side), which stay on the disk until they
+    """Windows of one or several files: `labels` (N, LABEL_VALUES) floats, and bytes (N, 3, side, side), which stay on the disk until they
     are taken. Photographs of different files have different numbers here."""
 
     def __init__(self, prefixes):

@@ -1,0 +1,209 @@
+"""The two cascades that can be trained: their networks, and the steps that make them."""
+
+import os
+import shutil
+from dataclasses import dataclass, field
+
+import definitions
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+CALIBRATION = "cascades/x32Net-x32-3Scales-200"  # The library looks for the calibration there in every cascade.
+
+
+@dataclass(frozen=True)
+class Network:
+    """One network of a cascade."""
+
+    folder: str  # Below the model directory.
+    side: int  # Of the windows that it is fitted to, in pixels.
+    role: str  # Decides what it is asked for: "scan", "middle", "last" or "calibration".
+    layers: str = ""  # As `definitions.definition` takes them; empty where the definition is a file.
+    definition: str = "prototxt-deploy"
+    weights: str = "proto"
+
+
+@dataclass(frozen=True)
+class Shape:
+    """A cascade to train. The networks of the stages stand in their order, the calibration last."""
+
+    name: str
+    networks: dict
+    thresholds: tuple
+    plan: list = field(repr=False)
+    fixed_thresholds: bool = False  # Then a constant on the logits sets an operating point, otherwise the threshold itself.
+    declared: int = 384  # Side of the first network's declared input.
+    notes: str = "cascades"  # Where the notes go, below the model directory.
+
+    def stages(self):
+        """Names of the stages in their order."""
+        return [name for name, network in self.networks.items() if network.role != "calibration"]
+
+    def prepare(self, cascade):
+        """Writes all of the model directory but the weights."""
+        raise NotImplementedError
+
+    def write_stages(self, cascade, thresholds):
+        with open(os.path.join(cascade, "stages.txt"), "w", encoding="ascii") as file:
+            file.write("# stage directory, threshold\n")
+            for stage, threshold in zip(self.stages(), thresholds, strict=True):
+                file.write(f"{self.networks[stage].folder} {threshold:.6g}\n")
+
+    def read_thresholds(self, cascade):
+        with open(os.path.join(cascade, "stages.txt"), encoding="ascii") as file:
+            return [float(line.split()[1]) for line in file if line.strip() and line[0] != "#"]
+
+
+class BuiltIn(Shape):
+    """The cascade whose definitions and tables are a part of the library."""
+
+    def prepare(self, cascade):
+        shutil.copytree(os.path.join(ROOT, "public/cascades"), os.path.join(cascade, "cascades"), dirs_exist_ok=True)
+        self.write_stages(cascade, self.thresholds)
+
+
+# Moves of a quarter of the box and scales of three in ten: where windows overlapped a face by 0.35 or more, by 0.54 on
+# average, the best of the built-in cascade's 19 moves leaves 0.68 and the best of these 0.85.
+SHIFTS = (-6, -4, -2, 0, 2, 4, 6)
+SCALES = (0.77, 0.84, 0.92, 1, 1.09, 1.19, 1.3)
+# Mean images by side. Any would do, since a fit absorbs what is left; with these, networks of both shapes can be exchanged.
+MEANS = {24: "public/cascades/x32Net/mean", 48: "public/cascades/x64Net/mean"}
+
+
+class Compact(Shape):
+    """Networks of several small layers, and a second calibration."""
+
+    def prepare(self, cascade):
+        for name, network in self.networks.items():
+            folder = os.path.join(cascade, network.folder)
+            os.makedirs(folder, exist_ok=True)
+            scan = network.role == "scan"
+            side = self.declared if scan else network.side
+            self._write(folder, network.definition, definitions.definition(f"{self.name} {name}", network.layers, side))
+            if not scan:
+                shutil.copy(os.path.join(ROOT, MEANS[side]), os.path.join(folder, "mean"))
+        calibration = self.networks["calibration"]
+        self._write(os.path.join(cascade, calibration.folder), "offsets-scales",
+                    definitions.patterns(SHIFTS, SCALES, calibration.side))
+        self.write_stages(cascade, self.thresholds)
+
+    @staticmethod
+    def _write(folder, name, text):
+        with open(os.path.join(folder, name), "w", encoding="ascii") as file:
+            file.write(text)
+
+
+# Steps of a plan, in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
+# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
+# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone. A fit that
+# is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap; one that is `normalised`
+# has its layers normalised meanwhile. A `point` step sets a threshold so that `boxes` boxes (or, of the last network, wrong
+# boxes) a held-back photograph pass. A `scores` step makes the last network's scores probabilities, and sets its threshold so that
+# `wrong` wrong boxes a held-back photograph are left. `portraits` are the photographs with landmarks: one well placed face each, in
+# every light, but nothing is known of their backgrounds.
+# Of two like fits of the second network, the one with half of its windows `recoloured` left better placed boxes on held-back
+# photographs than the one with all of them (overlap 0.761 against 0.758), and reached 2 of 415 faces fewer.
+BUILT_IN_PLAN = [
+    ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
+    ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
+    ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
+                            "--score", "--keep-above", "0.1"]),
+    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 14_000_000, "batch": 512, "rate": 4e-3, "muon": True}),
+    ("point", "first", {"boxes": 178}),
+    ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "70", "--jittered", "2",
+                        "--floors", "0.3"]),
+    ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--variants", "2", "--jittered", "3",
+                                  "--floors", "0.3"]),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_500_000, "batch": 256, "rate": 1e-3}),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 8_000_000, "batch": 512, "rate": 2e-3,
+                            "muon": True, "recoloured": 0.5, "placed": True}),
+    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 13_000_000, "batch": 512, "rate": 2.5e-3,
+                       "muon": True, "recoloured": 0.5}),
+    ("point", "second", {"boxes": 17.1}),
+    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2",
+                       "--floors", "0.4,0.4"]),
+    ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
+                                 "--floors", "0.35,0.4"]),
+    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 6e-4, "muon": True}),
+    ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
+                            "--keep-above", "0.02", "--floors", "0.35,0.5"]),
+    ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
+    ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 4_500_000, "batch": 256, "rate": 0.014,
+                      "taught": True}),
+    ("mine", "third-late", ["--target", "third", "--first-variant", "12", "--variants", "5", "--negatives", "12", "--jittered", "1",
+                            "--floors", "0.38,0.6"]),
+    ("teach", "third", {"windows": ["third-late"], "itself": True}),
+    ("fit", "third", {"windows": ["third-late"], "samples": 1_250_000, "batch": 256, "rate": 0.008, "taught": True}),
+    ("point", "third", {"boxes": 0.108}),
+]
+
+BUILT_IN = BuiltIn(
+    "built-in",
+    {
+        "first": Network("cascades/x16Net-demo", 13, "scan", definition="prototxt-full", weights="proto-full"),
+        "second": Network("cascades/x32Net", 24, "middle"),
+        "third": Network("cascades/x64Net", 48, "last"),
+        "calibration": Network(CALIBRATION, 24, "calibration"),
+    },
+    (0.4, 0.8, 0.98),
+    BUILT_IN_PLAN,
+    fixed_thresholds=True,
+)
+
+# The networks of 24 pixels take a tenth of the time of the last one. The second stage has to look at hundreds of boxes; the third
+# sees those that are left once more, after their first calibration.
+COMPACT_PLAN = [
+    ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
+    ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
+    ("mine", "first-hard", ["--target", "first", "--first-variant", "4", "--variants", "3", "--negatives", "80",
+                            "--score", "--keep-above", "0.1"]),
+    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 14_000_000, "batch": 512, "rate": 4e-3, "muon": True}),
+    ("point", "first", {"boxes": 200}),
+    ("mine", "second", ["--target", "second", "--variants", "5", "--negatives", "50", "--jittered", "2", "--floors", "0.3"]),
+    ("mine", "second-portraits", ["--target", "second", "--photographs", "landmarks", "--first-variant", "1", "--variants", "2",
+                                  "--jittered", "2", "--floors", "0.3"]),
+    ("fit", "second", {"windows": ["second", "second-portraits"], "samples": 6_000_000, "batch": 512, "rate": 0.012,
+                       "normalised": True, "recoloured": 0.5}),
+    ("point", "second", {"boxes": 36}),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 2_000_000, "batch": 512, "rate": 0.015,
+                            "normalised": True, "recoloured": 0.5}),
+    ("fit", "calibration", {"windows": ["second", "second-portraits"], "samples": 3_000_000, "batch": 512, "rate": 0.01,
+                            "normalised": True, "recoloured": 0.5, "placed": True}),
+    ("mine", "third", ["--target", "third", "--variants", "5", "--negatives", "30", "--jittered", "2", "--floors", "0.37,0.3"]),
+    ("mine", "third-portraits", ["--target", "third", "--photographs", "landmarks", "--first-variant", "1", "--variants", "2",
+                                 "--jittered", "2", "--floors", "0.3,0.2"]),
+    ("fit", "calibration", {"windows": ["second", "second-portraits", "third", "third-portraits"], "samples": 4_000_000,
+                            "batch": 512, "rate": 0.01, "normalised": True, "recoloured": 0.5, "placed": True}),
+    ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 6_000_000, "batch": 512, "rate": 0.012,
+                      "normalised": True, "recoloured": 0.5}),
+    ("point", "third", {"boxes": 18}),
+    ("mine", "fourth", ["--target", "fourth", "--variants", "5", "--negatives", "30", "--jittered", "2",
+                        "--floors", "0.4,0.3,0.3"]),
+    ("mine", "fourth-portraits", ["--target", "fourth", "--photographs", "landmarks", "--first-variant", "1", "--variants", "3",
+                                  "--jittered", "2", "--floors", "0.3,0.2,0.2"]),
+    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits"], "samples": 3_000_000, "batch": 256, "rate": 0.014,
+                       "normalised": True}),
+    ("mine", "fourth-hard", ["--target", "fourth", "--first-variant", "5", "--variants", "5", "--negatives", "16", "--score",
+                             "--keep-above", "0.02", "--floors", "0.37,0.3,0.3"]),
+    ("teach", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
+    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 8_000_000, "batch": 256, "rate": 0.014,
+                       "taught": True}),
+    ("teach", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "itself": True}),
+    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 2_000_000, "batch": 256, "rate": 0.008,
+                       "taught": True}),
+    ("scores", "fourth", {"wrong": 0.1}),
+]
+COMPACT = Compact(
+    "compact",
+    {
+        "first": Network("cascades/first", 13, "scan", "c16 p3 c16k5/3 c2k1", definition="prototxt-full", weights="proto-full"),
+        "second": Network("cascades/second", 24, "middle", "c16/2 c32 p c48 f64 f2"),
+        "third": Network("cascades/third", 24, "middle", "c16 p c32 c48 p f64 f2"),
+        "fourth": Network("cascades/fourth", 48, "last", "c24/2 c32 p c64 c64 p f128 f2"),
+        "calibration": Network(CALIBRATION, 24, "calibration", f"c16 p c32 c48 p f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),
+    },
+    (0.4, 0.5, 0.5, 0.5),
+    COMPACT_PLAN,
+    notes="",
+)
+
+SHAPES = {shape.name: shape for shape in (BUILT_IN, COMPACT)}
