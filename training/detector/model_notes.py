@@ -4,8 +4,9 @@ import json
 import os
 
 CURVE = "recall.png"
+RELIABILITY = "reliability.png"
 
-HEAD = """# The default cascade
+BUILT_IN_HEAD = """# The built-in cascade
 
 Four networks that find faces, and the tables that belong to them. The library is rebuilt with them, since the mean images and the
 definitions here are also taken into the program.
@@ -30,6 +31,24 @@ definitions here are also taken into the program.
 `../stages.txt` lists the three stages and their thresholds: load with the root `public/` and the list `stages.txt`.
 """
 
+COMPACT_HEAD = """# The compact cascade
+
+Five networks of small layers that find faces, and the tables that belong to them. Load with this folder as the root and the list
+`stages.txt`.
+
+**Use.** The photographs that these models were trained on are for research use, and so are the models.
+
+{networks}
+
+Layers: `c16` a convolution of 16 kernels of 3 by 3, `k5` of 5 by 5, `/2` at distances of 2; `p` maximum pooling of 2 by 2, `p3` of 3 by 3
+at distances of 2; `f64` fully connected; rectifiers between them.
+
+The first stage scans the whole image, one cell for each window of 13 pixels; the others score one box. The calibration runs
+after every stage but the first and the last: it moves and scales a box by the likeliest of the {patterns} patterns of `offsets-scales` (dx, dy in
+pixels of its input, and scale). `mean` is the mean image of an input: one number a line, plane by plane, row by row; plane 0 is the third
+byte of a pixel.
+"""
+
 FIGURES = """## Figures
 
 On the `dev` photographs, which were used for nothing but measuring. Faces count that are not ignored and whose side is at least 5
@@ -41,10 +60,29 @@ smaller faces, count neither way. Times were taken beside other processes: compa
 
 ![Recall against false positives]({curve})
 
-    evaluate_detector DATA --models public
+    evaluate_detector DATA --models {models}
 
 prints them again. A second folder after `--models` gives a second column.
 """
+
+
+SCORES = """## What a score is worth
+
+The share of faces among the boxes of `dev` that score alike, by tenths; small dots stand for fewer than 20 boxes. The scores were
+made probabilities on the held-back photographs.
+
+![Reliability of the scores]({picture})
+"""
+
+
+def head(shape):
+    """What a cascade is and which files it has."""
+    if shape.fixed_thresholds:
+        return BUILT_IN_HEAD
+    rows = ["| folder | input | layers |", "| --- | --- | --- |"]
+    rows += [f"| `{network.folder}` | {network.side} by {network.side} | {network.layers} |" for network in shape.networks.values()]
+    patterns = shape.networks["calibration"].layers.split("f")[-1]
+    return COMPACT_HEAD.format(networks="\n".join(rows), patterns=patterns)
 
 
 def count_lines(path):
@@ -68,7 +106,7 @@ def data_section(data):
 
 
 def training_section(arguments, record):
-    options = [f"--seed {arguments.seed}", f"--threads {arguments.threads}"]
+    options = [f"--shape {arguments.shape}", f"--seed {arguments.seed}", f"--threads {arguments.threads}"]
     options += ["--bf16"] if arguments.bf16 else []
     options += [f"--scale {arguments.scale:g}"] if arguments.scale != 1 else []
     options += ["--start START"] if arguments.start else []
@@ -78,14 +116,18 @@ def training_section(arguments, record):
             f"| step | what | minutes |\n| --- | --- | --- |\n{rows}\n")
 
 
-def write(folder, arguments, record, table):
+def write(folder, shape, arguments, record, table):
     """Writes folder/MODEL.md.
 
+    shape      what was trained (`shapes.Shape`)
     arguments  those of train.py
     record     of the steps: key, told, minutes; empty where the remarks tell of the training
     table      what evaluate_detector printed
     """
-    sections = [HEAD, data_section(arguments.data), FIGURES.format(table=table, curve=CURVE)]
+    models = "public" if shape.fixed_thresholds else f"public/{shape.name} public"
+    sections = [head(shape), data_section(arguments.data), FIGURES.format(table=table, curve=CURVE, models=models)]
+    if not shape.fixed_thresholds:
+        sections.append(SCORES.format(picture=RELIABILITY))
     if record:
         sections.append(training_section(arguments, record))
     if arguments.remarks:

@@ -118,14 +118,18 @@ class Trainer:
         self.describe()
 
     def describe(self):
-        """Measures the cascade as it stands, beside the one that it began with, and writes its notes."""
-        models = [self.cascade] + ([self.arguments.start] if self.arguments.start else [])
+        """Measures the cascade as it stands, beside the one that it began with or the built-in one, and writes its notes."""
+        other = self.arguments.start or ("" if self.shape.fixed_thresholds else os.path.join(ROOT, "public"))
+        names = ["this", "start" if self.arguments.start else "built-in"]
+        models = [path for path in (self.cascade, other) if path and os.path.exists(os.path.join(path, "stages.txt"))]
         folder = os.path.join(self.cascade, self.shape.notes)
         command = [os.path.join(self.arguments.tools, "evaluate_detector"), self.arguments.data, "--models", *models,
-                   "--names", "this", *(["start"] if self.arguments.start else []),
-                   "--curve", os.path.join(folder, model_notes.CURVE), "--threads", str(self.arguments.threads)]
+                   "--names", *names[: len(models)], "--threads", str(self.arguments.threads),
+                   "--curve", os.path.join(folder, model_notes.CURVE)]
+        if not self.shape.fixed_thresholds:
+            command += ["--reliability", os.path.join(folder, model_notes.RELIABILITY)]
         table = subprocess.run(command, check=True, capture_output=True, text=True).stdout
-        model_notes.write(folder, self.arguments, self.record, table)
+        model_notes.write(folder, self.shape, self.arguments, self.record, table)
 
     def mine(self, name, options, _key):
         prefix = os.path.join(self.work, name)
