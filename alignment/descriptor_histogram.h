@@ -68,8 +68,9 @@ struct DescriptorWindow {
 };
 
 /// Windows whose lengths are summed side by side. The sums of one window depend on each other, entry
-/// after entry; the other windows fill the time that the processor would wait.
-constexpr std::size_t kWindowsTogether = 4;
+/// after entry; the other windows fill the time that the processor would wait. An alignment asks for
+/// the windows of its nine shapes together.
+constexpr std::size_t kWindowsTogether = 9;
 
 using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 

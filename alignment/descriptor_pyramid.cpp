@@ -29,7 +29,7 @@ float integerPower(float base, std::int64_t exponent) {
   return result;
 }
 
-// Normalises the histograms, caps their entries and normalises them again.
+// Divides the entries of each histogram by its length, and caps them.
 void normalise(WindowGroup& windows, const std::array<float, kWindowsTogether>& lengths,
                float cap) {
   for (std::size_t k = 0; k < kWindowsTogether; ++k) {
@@ -42,24 +42,15 @@ void normalise(WindowGroup& windows, const std::array<float, kWindowsTogether>& 
       }
     });
   }
-  const std::array<float, kWindowsTogether> capped = histogramLengths(windows);
-  for (std::size_t k = 0; k < kWindowsTogether; ++k) {
-    float* histogram = windows[k].histogram.data();
-    const float length = capped[k];
-    caffe::RunWide([=]() OZNA_WIDE_LOOP {
-      for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
-        histogram[i] /= length;
-      }
-    });
-  }
 }
 
-void storeBytes(const DescriptorWindow& window, std::uint8_t* out) {
+// Stores the entries, divided by the length, in 255 steps.
+void storeBytes(const DescriptorWindow& window, float length, std::uint8_t* out) {
   const float* histogram = window.histogram.data();
   caffe::RunWide([=]() OZNA_WIDE_LOOP {
     OZNA_VECTOR_LOOP
     for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
-      const float value = histogram[i] * 255.0f + 0.5f;
+      const float value = histogram[i] / length * 255.0f + 0.5f;
       out[i] =
           static_cast<std::uint8_t>(static_cast<std::int32_t>(255.0f < value ? 255.0f : value));
     }
@@ -209,10 +200,11 @@ void DescriptorPyramid::computeDescriptors(const float* points, std::size_t coun
     }
     const std::array<float, kWindowsTogether> lengths = histogramLengths(windows_);
     normalise(windows_, lengths, clampLevel);
+    const std::array<float, kWindowsTogether> capped = histogramLengths(windows_);
     for (std::size_t k = 0; k < present; ++k) {
       if (lengths[k] > kFlatNorm) {
         norms[first + k] = lengths[k];
-        storeBytes(windows_[k], out + kDescriptorSize * (first + k));
+        storeBytes(windows_[k], capped[k], out + kDescriptorSize * (first + k));
       }
     }
   }
