@@ -10,4 +10,5 @@ set(OZNA_CAFFE_LAYER_TESTS
   neuron_layers_test.cpp
   pooling_layer_test.cpp
   shape_layers_test.cpp
-  softmax_layer_test.cpp)
+  softmax_layer_test.cpp
+  wide_loops_test.cpp)

@@ -128,6 +128,19 @@ TEST(MaxPooling, MatchesDefinitionToTheBitOverSweptShapes) {
   }
 }
 
+// More cells a row than are pooled at once, in planes with and without an incomplete last window.
+TEST(MaxPooling, MatchesDefinitionToTheBitOnWidePlanes) {
+  for (int kernel : {2, 3}) {
+    for (int width : {127, 128, 129, 130, 258, 391}) {
+      for (int height : {6, 7}) {
+        const Pooling pooling{"MAX", kernel, 2, 0};
+        ExpectPools(pooling, 1, 2, height, width, SeededValues(2 * height * width, 3));
+        ExpectPools(pooling, 1, 2, height, width, TrickyValues(2 * height * width, 4));
+      }
+    }
+  }
+}
+
 TEST(AveragePooling, MatchesDefinitionToTheBitOverSweptShapes) {
   for (const auto& size : kSizes) {
     for (int kernel = 1; kernel <= 5; ++kernel) {

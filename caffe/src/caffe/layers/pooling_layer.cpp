@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "caffe/util/shape_checks.hpp"
+#include "caffe/util/wide_loops.hpp"
 #include "caffe/vision_layers.hpp"
 
 namespace caffe {
@@ -65,20 +66,22 @@ struct Sum {
   static float Take(float cell, float value) { return cell + value; }
 };
 
-// The common case, windows of 3 by 3 at a stride of 2, in one pass: with sizes that are known the
-// loads vectorise and a cell stays in a register.
+// Windows of 3 by 3 at a stride of 2 in one pass: with sizes that are known the loads vectorise and
+// a cell stays in a register.
 template <typename Operation>
 void Pool3x3Stride2(const float* src, int width, int cells, float* __restrict dst) {
-  const float* rows[3] = {src, src + width, src + 2 * static_cast<std::int64_t>(width)};
-  for (int i = 0; i < cells; ++i) {
-    float cell = Operation::Start();
-    for (const float* row : rows) {
-      cell = Operation::Take(cell, row[2 * i]);
-      cell = Operation::Take(cell, row[2 * i + 1]);
-      cell = Operation::Take(cell, row[2 * i + 2]);
+  RunWide([=]() OZNA_WIDE_LOOP {
+    const float* rows[3] = {src, src + width, src + 2 * static_cast<std::int64_t>(width)};
+    for (int i = 0; i < cells; ++i) {
+      float cell = Operation::Start();
+      for (const float* row : rows) {
+        cell = Operation::Take(cell, row[2 * i]);
+        cell = Operation::Take(cell, row[2 * i + 1]);
+        cell = Operation::Take(cell, row[2 * i + 2]);
+      }
+      dst[i] = cell;
     }
-    dst[i] = cell;
-  }
+  });
 }
 
 // Pools the cells inside. src: first value of the first cell's window, row rows.begin.
@@ -158,7 +161,85 @@ void ForEachRow(const PoolingLayer<float>& layer, int planes, const float* input
   }
 }
 
+// The maxima of kKernel values from every second one on, the first of equals.
+template <int kKernel>
+OZNA_WIDE_LOOP inline void MaxAlongRow(const float* __restrict row, int cells,
+                                       float* __restrict maxima) {
+  for (int i = 0; i < cells; ++i) {
+    float cell = Max::Start();
+    for (int k = 0; k < kKernel; ++k) cell = Max::Take(cell, row[2 * i + k]);
+    maxima[i] = cell;
+  }
+}
+
+// Pools the block of rows by cells windows of kKernel by kKernel, 2 or 3, at a stride of 2, all of
+// them inside the plane. The maximum of the rows' maxima is the maximum in row-major order, so
+// that a row that two windows share is gone through once.
+template <int kKernel>
+void MaxStride2(const float* src, int width, int rows, int cells, float* dst, int pooled_width) {
+  constexpr int kBlock = 64;
+  RunWide([=]() OZNA_WIDE_LOOP {
+    const std::int64_t step = width;
+    for (int begin = 0; begin < cells; begin += kBlock) {
+      const int size = std::min(kBlock, cells - begin);
+      const float* row = src + 2 * begin;
+      float shared[kBlock];  // Of the row above, which the windows before and behind share.
+      if (kKernel == 3) MaxAlongRow<kKernel>(row, size, shared);
+      for (int r = 0; r < rows; ++r, row += 2 * step) {
+        float first[kBlock], second[kBlock];
+        MaxAlongRow<kKernel>(kKernel == 3 ? row + step : row, size, first);
+        MaxAlongRow<kKernel>(kKernel == 3 ? row + 2 * step : row + step, size, second);
+        float* cell = dst + std::int64_t{r} * pooled_width + begin;
+        for (int i = 0; i < size; ++i) {
+          cell[i] = kKernel == 3 ? Max::Take(Max::Take(shared[i], first[i]), second[i])
+                                 : Max::Take(first[i], second[i]);
+          if (kKernel == 3) shared[i] = second[i];
+        }
+      }
+    }
+  });
+}
+
+// Pools the rest of a plane whose first rows by cells windows are done.
+void MaxRest(const PoolingLayer<float>& layer, const float* plane, int rows, int cells,
+             float* dst) {
+  for (int ph = 0; ph < layer.pooled_height_; ++ph) {
+    const Window window =
+        WindowAt(ph, layer.kernel_size_, layer.stride_, layer.pad_, layer.height_);
+    for (int pw = ph < rows ? cells : 0; pw < layer.pooled_width_; ++pw) {
+      dst[std::int64_t{ph} * layer.pooled_width_ + pw] = PoolWindow<Max>(
+          plane, layer.width_, window,
+          WindowAt(pw, layer.kernel_size_, layer.stride_, layer.pad_, layer.width_));
+    }
+  }
+}
+
+// The windows that the detector's networks have. Padding is none, as for all maxima.
+template <int kKernel>
+void MaxForwardStride2(const PoolingLayer<float>& layer, int planes, const float* input,
+                       float* output) {
+  const int rows =
+      CellsInside(layer.pooled_height_, kKernel, layer.stride_, /*pad=*/0, layer.height_).end;
+  const int cells =
+      CellsInside(layer.pooled_width_, kKernel, layer.stride_, /*pad=*/0, layer.width_).end;
+  const std::int64_t plane = std::int64_t{layer.height_} * layer.width_;
+  const std::int64_t pooled_plane = std::int64_t{layer.pooled_height_} * layer.pooled_width_;
+  for (int p = 0; p < planes; ++p, input += plane, output += pooled_plane) {
+    if (rows > 0)
+      MaxStride2<kKernel>(input, layer.width_, rows, cells, output, layer.pooled_width_);
+    MaxRest(layer, input, rows, cells, output);
+  }
+}
+
 void MaxForward(const PoolingLayer<float>& layer, int planes, const float* input, float* output) {
+  if (layer.stride_ == 2 && layer.kernel_size_ == 3) {
+    MaxForwardStride2<3>(layer, planes, input, output);
+    return;
+  }
+  if (layer.stride_ == 2 && layer.kernel_size_ == 2) {
+    MaxForwardStride2<2>(layer, planes, input, output);
+    return;
+  }
   ForEachRow(layer, planes, input, output,
              [&](const float* plane, const Window& rows, const Cells& inside, float* dst) {
                PoolRow<Max>(layer, plane, rows, inside, dst);

@@ -3,22 +3,18 @@
 #include <vector>
 
 #include "caffe/neuron_layers.hpp"
+#include "caffe/util/wide_loops.hpp"
 
 namespace caffe {
 namespace {
 
-// Two loops, since the compiler vectorises the first only for blobs that do not overlap, and in
-// place they do.
 void Rectify(int count, const float* input, float* output) {
-  for (int i = 0; i < count; ++i) {
-    output[i] = input[i] >= 0.0f ? input[i] : 0.0f;
-  }
-}
-
-void RectifyInPlace(int count, float* values) {
-  for (int i = 0; i < count; ++i) {
-    values[i] = values[i] >= 0.0f ? values[i] : 0.0f;
-  }
+  RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (int i = 0; i < count; ++i) {
+      output[i] = input[i] >= 0.0f ? input[i] : 0.0f;
+    }
+  });
 }
 
 }  // namespace
@@ -26,11 +22,7 @@ void RectifyInPlace(int count, float* values) {
 template <typename Dtype>
 Dtype ReLULayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
   const auto span = this->SpanOf(bottom, top);
-  if (span.input == span.output) {
-    RectifyInPlace(span.count, span.output);
-  } else {
-    Rectify(span.count, span.input, span.output);
-  }
+  Rectify(span.count, span.input, span.output);
   return Dtype(0);
 }
 

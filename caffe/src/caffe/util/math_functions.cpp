@@ -16,33 +16,28 @@
 
 #include "caffe/common.hpp"
 #include "caffe/util/rng.hpp"
-
-// Tells the compiler that y either is an operand or does not overlap it, so that a loop in place
-// takes the fast road too.
-#if defined(__clang__)
-#define OZNA_VECTOR_LOOP _Pragma("clang loop vectorize(assume_safety)")
-#elif defined(__GNUC__)
-#define OZNA_VECTOR_LOOP _Pragma("GCC ivdep")
-#else
-#define OZNA_VECTOR_LOOP
-#endif
+#include "caffe/util/wide_loops.hpp"
 
 namespace {
 
 template <typename Function>
 inline void Map(int n, const float* a, float* y, Function function) {
-  OZNA_VECTOR_LOOP
-  for (int i = 0; i < n; ++i) {
-    y[i] = function(a[i]);
-  }
+  caffe::RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (int i = 0; i < n; ++i) {
+      y[i] = function(a[i]);
+    }
+  });
 }
 
 template <typename Function>
 inline void Map(int n, const float* a, const float* b, float* y, Function function) {
-  OZNA_VECTOR_LOOP
-  for (int i = 0; i < n; ++i) {
-    y[i] = function(a[i], b[i]);
-  }
+  caffe::RunWide([=]() OZNA_WIDE_LOOP {
+    OZNA_VECTOR_LOOP
+    for (int i = 0; i < n; ++i) {
+      y[i] = function(a[i], b[i]);
+    }
+  });
 }
 
 inline std::int32_t BitsOf(float value) {
@@ -87,10 +82,14 @@ inline float Exp(float x) {
 // Whether all values are positive, normal and finite.
 bool AllPositiveNormal(int n, const float* a) {
   int outside = 0;
-  for (int i = 0; i < n; ++i) {
-    outside |= static_cast<int>(!(a[i] >= std::numeric_limits<float>::min()));
-    outside |= static_cast<int>(!(a[i] <= std::numeric_limits<float>::max()));
-  }
+  caffe::RunWide([=, &outside]() OZNA_WIDE_LOOP {
+    int found = 0;
+    for (int i = 0; i < n; ++i) {
+      found |= static_cast<int>(!(a[i] >= std::numeric_limits<float>::min()));
+      found |= static_cast<int>(!(a[i] <= std::numeric_limits<float>::max()));
+    }
+    outside = found;
+  });
   return outside == 0;
 }
 
@@ -182,15 +181,7 @@ void saxpby(const int* n, const float* alpha, const float* x, const int* incx, c
 namespace caffe {
 
 void caffe_add_scalar(int n, float alpha, float* y) {
-  int i = 0;
-  for (; i + 8 <= n; i += 8) {
-    for (int lane = 0; lane < 8; ++lane) {
-      y[i + lane] += alpha;
-    }
-  }
-  for (; i < n; ++i) {
-    y[i] += alpha;
-  }
+  Map(n, y, y, [alpha](float value) { return value + alpha; });
 }
 
 void caffe_cpu_axpby(int n, float alpha, const float* x, float beta, float* y) {
