@@ -117,6 +117,50 @@ TEST(ConvolutionForward, MatchesDefinitionOverSweptShapes) {
   EXPECT_GT(cases, 300);
 }
 
+// Larger than what is unfolded at once: several rows of places after the other, several groups of
+// channels after the other, or both, with a last piece that is smaller than the others.
+TEST(ConvolutionForward, MatchesDefinitionWhereItIsDoneInPieces) {
+  const Convolution cases[] = {
+      {1, 3, 130, 131, 3, 3},
+      {2, 3, 61, 67, 4, 3, /*stride=*/1, /*pad=*/1},
+      {1, 4, 90, 100, 2, 5, /*stride=*/3, /*pad=*/2, /*group=*/2},
+      {1, 3, 7, 1500, 2, 3, /*stride=*/2},
+      {1, 2, 1500, 6, 2, 5, /*stride=*/1, /*pad=*/0, /*group=*/1, /*bias=*/false},
+      {2, 41, 9, 8, 3, 5},
+      {1, 64, 22, 22, 2, 5},
+      {1, 90, 40, 37, 6, 3, /*stride=*/1, /*pad=*/1, /*group=*/2},
+      {1, 47, 30, 31, 2, 4, /*stride=*/2, /*pad=*/1, /*group=*/1, /*bias=*/false},
+      {1, 2, 45, 48, 2, 21, /*stride=*/1, /*pad=*/3},
+  };
+  for (const Convolution& conv : cases) {
+    SCOPED_TRACE(conv.text());
+    auto bench = MakeBench(conv);
+    FillConstant(bench->top(0), std::numeric_limits<float>::quiet_NaN());
+    bench->Forward();
+    ExpectAllNear(conv.Reference(InputsOf(bench->layer(), bench->bottoms()))[0],
+                  DataOf(*bench->top(0)), 1e-5);
+  }
+}
+
+TEST(ConvolutionForward, LeavesTheColumnBufferWithoutMemory) {
+  auto bench = MakeBench({2, 3, 30, 20, 4, 5});
+  bench->Forward();
+  const auto& layer = ConvolutionOf(*bench);
+  EXPECT_EQ(ShapeOf(layer.col_buffer_), (std::vector<int>{1, 75, 26, 16}));
+  EXPECT_EQ(layer.col_buffer_.data()->head(), caffe::SyncedMemory::UNINITIALIZED);
+}
+
+TEST(ConvolutionForward, WorksInPlace) {
+  const Convolution conv{2, 4, 33, 35, 4, 3, /*stride=*/1, /*pad=*/1, /*group=*/2};
+  caffe::Caffe::set_random_seed(11);
+  LayerBench bench(conv.text(), {conv.bottom_shape()}, 1, /*in_place=*/true);
+  bench.layer().UpdateDerivedSizes();
+  FillSeeded(bench.bottom(0), 5);
+  const auto inputs = InputsOf(bench.layer(), bench.bottoms());
+  bench.Forward();
+  ExpectAllNear(conv.Reference(inputs)[0], DataOf(*bench.top(0)), 1e-5);
+}
+
 TEST(ConvolutionBackward, IsTheGradient) {
   const Convolution cases[] = {
       {1, 1, 3, 3, 1, 3},

@@ -90,6 +90,28 @@ TEST(Im2col, WritesWhatEachKernelPositionMeets) {
   for (const Unfolding& u : cases) ExpectUnfolds(u);
 }
 
+TEST(Im2colBand, WritesTheRowsOfItsPlacesAsIfTheyWereAll) {
+  for (const Unfolding& u : SweptUnfoldings()) {
+    SCOPED_TRACE(u.text());
+    const std::vector<float> image = SeededValues(u.image_count(), 3);
+    const std::vector<int> sources = u.Sources();
+    for (int rows = 1; rows <= u.out_height(); rows += 2) {
+      for (int first = 0; first + rows <= u.out_height(); ++first) {
+        const int places = rows * u.out_width(), all_places = u.out_height() * u.out_width();
+        const int depth = u.channels * u.ksize * u.ksize;
+        std::vector<float> columns(depth * places, std::numeric_limits<float>::quiet_NaN());
+        caffe::im2col_band(image.data(), u.channels, u.height, u.width, u.ksize, u.pad, u.stride,
+                           first, rows, columns.data());
+        for (int i = 0; i < depth * places; ++i) {
+          const int source = sources[i / places * all_places + first * u.out_width() + i % places];
+          ASSERT_EQ(columns[i], source < 0 ? 0.0f : image[source])
+              << "at element " << i << " of rows " << first << " to " << first + rows;
+        }
+      }
+    }
+  }
+}
+
 TEST(Im2col, HandlesPlanesLargerThanTheCache) {
   ExpectUnfolds({2, 140, 131, 3, 0, 1});
   ExpectUnfolds({1, 140, 131, 3, 1, 1});

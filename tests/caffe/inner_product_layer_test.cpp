@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,20 @@ TEST(InnerProduct, MatchesDefinitionAndGradient) {
           ExpectLayerMatchesReference(bench, MakeReference(rows, depth, outputs, bias), 1e-5, 1e-4);
         }
       }
+    }
+  }
+}
+
+TEST(InnerProduct, MatchesDefinitionForLongRowsAndNeverReadsFormerOutput) {
+  for (int rows : {1, 2}) {
+    for (bool bias : {true, false}) {
+      LayerBench bench(Definition(13, bias), {{rows, 7, 23, 21}});
+      FillSeeded(bench.bottom(0), 8);
+      FillConstant(bench.top(0), std::numeric_limits<float>::quiet_NaN());
+      bench.Forward();
+      const auto inputs = InputsOf(bench.layer(), bench.bottoms());
+      ExpectAllNear(MakeReference(rows, 7 * 23 * 21, 13, bias)(inputs)[0], DataOf(*bench.top(0)),
+                    1e-4);
     }
   }
 }

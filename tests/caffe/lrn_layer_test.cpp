@@ -134,6 +134,40 @@ TEST(LRNAcrossChannels, RunningWindowCarriesItsRoundingOn) {
   EXPECT_TRUE(std::isnan(bench.top(0)->cpu_data()[1]));  // 0 ^ -0.75 * 0.
 }
 
+// The sums to the bit, in the order of the running window; there are more places than go through
+// the channels together.
+TEST(LRNAcrossChannels, RunsOnInOneOrderAtEveryPlace) {
+  for (int size : {1, 2, 5, 9, 40}) {
+    constexpr int kChannels = 13, kPlaces = 17 * 19;
+    const Normalization lrn{size, 0.3f};
+    LayerBench bench(lrn.text(), {{2, kChannels, 17, 19}});
+    FillSeeded(bench.bottom(0), 6, -9, 9);
+    bench.Forward();
+    const std::vector<float> input = DataOf(*bench.bottom(0));
+    const std::vector<float> scale = DataOf(bench.layer_as<LRNLayer<float>>().scale_);
+    const float factor = 0.3f / static_cast<float>(size);
+    const int behind = (size - 1) / 2;
+    for (int place = 0; place < 2 * kPlaces; ++place) {
+      const int first = place / kPlaces * kChannels * kPlaces + place % kPlaces;
+      const auto term = [&](int c) {
+        const float value = c < 0 || c >= kChannels ? 0.0f : input[first + c * kPlaces];
+        const volatile float square = value * value;  // Rounded, on any machine.
+        const volatile float product = factor * square;
+        return static_cast<float>(product);
+      };
+      float sum = 1;
+      for (int c = -behind; c < size - behind; ++c) sum += term(c);
+      ASSERT_EQ(scale[first], sum) << "size " << size << " place " << place;
+      for (int c = 1; c < kChannels; ++c) {
+        sum += term(c + size - behind - 1);
+        sum -= term(c - behind - 1);
+        ASSERT_EQ(scale[first + c * kPlaces], sum)
+            << "size " << size << " place " << place << " channel " << c;
+      }
+    }
+  }
+}
+
 TEST(LRNAlterInputShape, EqualsAFreshLayerDownAndUp) {
   const Normalization lrn{5, 0.3f};
   LayerBench bench(lrn.text(), {{2, 6, 9, 7}});

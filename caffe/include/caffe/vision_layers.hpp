@@ -6,6 +6,7 @@
 #ifndef CAFFE_VISION_LAYERS_HPP_
 #define CAFFE_VISION_LAYERS_HPP_
 
+#include <cstddef>
 #include <vector>
 
 #include "caffe/blob.hpp"
@@ -17,7 +18,8 @@
 
 namespace caffe {
 
-/// Slides a bank of filters over each image of its input, as one matrix product a group and image.
+/// Slides a bank of filters over each image of its input, as matrix products of the weights with
+/// pieces of the unfolded image.
 ///
 /// bottom[0]  float (N, C, H, W), C a multiple of group.
 /// top[0]     float (N, num_output, H', W'), H' = (H + 2 * pad - kernel_size) / stride + 1, cut
@@ -27,8 +29,9 @@ namespace caffe {
 /// Resizing   Follows the bottom down to any size with at least one place.
 /// Hazard     Until UpdateDerivedSizes has run, all groups use the first group's data: with more
 ///            than one group, load parameters or call it before Forward.
-/// Memory     One unfolded image, C * k * k * H' * W' floats, whatever N is; none for a pointwise
-///            kernel, whose unfolded image is the image.
+/// Memory     Forward takes 128 kB as a rule. Backward, and Forward in place, take one unfolded
+///            image, C * k * k * H' * W' floats, whatever N is. A pointwise kernel takes nothing,
+///            since its unfolded image is the image.
 template <typename Dtype>
 class ConvolutionLayer : public Layer<Dtype> {
  public:
@@ -52,7 +55,7 @@ class ConvolutionLayer : public Layer<Dtype> {
   int width_ = 0;
   int num_output_ = 0;
   int group_ = 0;
-  Blob<Dtype> col_buffer_;                    // One unfolded image, shaped at SetUp.
+  Blob<Dtype> col_buffer_;  // One unfolded image, shaped at SetUp, without memory until it is used.
   shared_ptr<SyncedMemory> bias_multiplier_;  // out_spatial_ ones, as at SetUp.
   bool bias_term_ = true;
   int group_rows_ = 0;     // Rows of one group's weight matrix: num_output_ / group_.
@@ -73,10 +76,18 @@ class ConvolutionLayer : public Layer<Dtype> {
   void SetUpParameters();
   void CheckCapacity(const Blob<Dtype>& bottom, const Blob<Dtype>& top) const;
   const Dtype* Unfold(const Dtype* image, bool in_place);
+  // The groups that have weights, columns and output of their own: see the hazard above.
+  int DistinctGroups() const { return top_stride_ == 0 ? 1 : group_; }
+  void FillWithBias(int first_place, int places, Dtype* output);
+  void ForwardWhole(const Dtype* columns, Dtype* output);
+  void ProvidePiece(int depth, std::size_t floats);
+  void ForwardInPieces(const Dtype* image, Dtype* output);
   void AddBias(Dtype* output);
   void BackwardBias(const Blob<Dtype>& top);
   void BackwardWeights(const Dtype* columns, const Dtype* top_diff);
   void BackwardImage(const Dtype* top_diff, Dtype* image_diff);
+
+  vector<Dtype> piece_;  // Of the unfolded image.
 };
 
 /// Unfolds each image into columns: the first half of a convolution as a layer of its own.
@@ -149,7 +160,6 @@ class PoolingLayer : public Layer<Dtype> {
 ///            of them before. WITHIN_CHANNEL: the same with the mean of squares over a local_size
 ///            square of the same channel; local_size must be odd.
 /// Resizing   ACROSS_CHANNELS follows the bottom; WITHIN_CHANNEL must not be resized.
-/// Memory     Forward of ACROSS_CHANNELS builds and frees one padded image of squares.
 /// Source     A. Krizhevsky et al., ImageNet classification with deep convolutional neural
 ///            networks, 2012.
 template <typename Dtype>

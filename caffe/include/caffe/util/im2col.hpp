@@ -23,6 +23,12 @@ inline int im2col_output_size(int size, int ksize, int pad, int stride) {
 void im2col_cpu(const float* data_im, int channels, int height, int width, int ksize, int pad,
                 int stride, float* data_col);
 
+/// Writes the columns of the rows [first_row, first_row + rows) of output places alone, as if they
+/// were all: data_col is (channels * ksize * ksize, rows, W'). The rows lie within H', and ksize is
+/// at least 1.
+void im2col_band(const float* data_im, int channels, int height, int width, int ksize, int pad,
+                 int stride, int first_row, int rows, float* data_col);
+
 /// The transpose: sets data_im to zero, then adds each element of data_col to the place that
 /// im2col_cpu read.
 void col2im_cpu(const float* data_col, int channels, int height, int width, int ksize, int pad,

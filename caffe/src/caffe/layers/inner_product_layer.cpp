@@ -3,6 +3,7 @@
 #include <cblas.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <vector>
 
 #include "caffe/common_layers.hpp"
@@ -52,15 +53,26 @@ void InnerProductLayer<Dtype>::SetUpParameters() {
 template <typename Dtype>
 Dtype InnerProductLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
                                             vector<Blob<Dtype>*>* top) {
+  const Dtype* input = bottom[0]->cpu_data();
+  const Dtype* weights = this->blobs_[0]->cpu_data();
   Dtype* output = (*top)[0]->mutable_cpu_data();
-  cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasTrans, rows_, outputs_, depth_, 1.0f,
-              bottom[0]->cpu_data(), depth_, this->blobs_[0]->cpu_data(), depth_, 0.0f, output,
-              outputs_);
-  if (bias_term_) {
-    CHECK(bias_multiplier_);
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, rows_, outputs_, 1, 1.0f,
-                static_cast<const Dtype*>(bias_multiplier_->cpu_data()), 1,
-                this->blobs_[1]->cpu_data(), outputs_, 1.0f, output, outputs_);
+  // Both products add to what is there, so that the bias costs no pass of its own.
+  for (int row = 0; row < rows_; ++row) {
+    Dtype* output_row = output + std::int64_t{row} * outputs_;
+    if (bias_term_) {
+      CHECK(bias_multiplier_);
+      std::copy_n(this->blobs_[1]->cpu_data(), outputs_, output_row);
+    } else {
+      std::fill_n(output_row, outputs_, Dtype(0));
+    }
+  }
+  if (rows_ == 1) {
+    // A product of matrices copies the weights into another order first, which pays for many rows.
+    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs_, depth_, 1.0f, weights, depth_, input, 1,
+                1.0f, output, 1);
+  } else {
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasTrans, rows_, outputs_, depth_, 1.0f, input,
+                depth_, weights, depth_, 1.0f, output, outputs_);
   }
   return Dtype(0);
 }

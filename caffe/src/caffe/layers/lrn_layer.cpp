@@ -8,9 +8,61 @@
 
 #include "caffe/util/math_functions.hpp"
 #include "caffe/util/shape_checks.hpp"
+#include "caffe/util/wide_loops.hpp"
 #include "caffe/vision_layers.hpp"
 
 namespace caffe {
+namespace {
+
+// The sum of squares over the channels around each channel of an image.
+struct RunningWindow {
+  int channels, plane;
+  int ahead;     // Channels from its own on.
+  int behind;    // Channels before its own.
+  float factor;  // Of each square.
+};
+
+// Adds the factor times the squares of a channel's places to the sums; subtracts for a negative
+// factor.
+OZNA_WIDE_LOOP inline void AddSquares(float factor, const float* __restrict values, int n,
+                                      float* __restrict sums) {
+  for (int i = 0; i < n; ++i) {
+    sums[i] += factor * (values[i] * values[i]);
+  }
+}
+
+// Writes 1 plus the window's sum for each value of an image. The window runs on: each channel takes
+// the sum before it, adds the channel that comes in and subtracts the one that leaves, so that the
+// cost does not depend on the size of the window. The order of these steps is that of the trained
+// networks: what the sums round away at one channel, the next ones lack too.
+void RunOverChannels(const RunningWindow& window, const float* image, float* scale) {
+  RunWide([=, &window]() OZNA_WIDE_LOOP {
+    constexpr int kBlock = 128;  // Places that go through all channels together.
+    const int channels = window.channels;
+    const std::int64_t plane = window.plane;
+    for (int begin = 0; begin < window.plane; begin += kBlock) {
+      const int n = std::min(kBlock, window.plane - begin);
+      const float* values = image + begin;
+      float* sums = scale + begin;
+      std::fill_n(sums, n, 1.0f);
+      for (int c = 0; c < std::min(window.ahead, channels); ++c) {
+        AddSquares(window.factor, values + c * plane, n, sums);
+      }
+      for (int c = 1; c < channels; ++c, sums += plane) {
+        std::copy_n(sums, n, sums + plane);
+        const int entering = c + window.ahead - 1, leaving = c - 1 - window.behind;
+        if (entering < channels) {
+          AddSquares(window.factor, values + entering * plane, n, sums + plane);
+        }
+        if (leaving >= 0) {
+          AddSquares(-window.factor, values + leaving * plane, n, sums + plane);
+        }
+      }
+    }
+  });
+}
+
+}  // namespace
 
 template <typename Dtype>
 void LRNLayer<Dtype>::ReadSizes(const Blob<Dtype>& bottom) {
@@ -120,35 +172,17 @@ template <typename Dtype>
 Dtype LRNLayer<Dtype>::CrossChannelForward_cpu(const vector<Blob<Dtype>*>& bottom,
                                                vector<Blob<Dtype>*>* top) {
   const int plane = height_ * width_;
-  const int image = channels_ * plane;
-  const std::int64_t count = std::int64_t{num_} * image;
+  const std::int64_t image = std::int64_t{channels_} * plane;
+  const std::int64_t count = num_ * image;
   CheckHolds(*bottom[0], count);
   CheckHolds(*(*top)[0], count);
   CheckHolds(scale_, count);
   const Dtype* input = bottom[0]->cpu_data();
   Dtype* output = (*top)[0]->mutable_cpu_data();
   Dtype* scale = scale_.mutable_cpu_data();
-  std::fill_n(scale, count, Dtype(1));
-
-  // The squares of one image between bands of zeros for the channels outside. A fresh blob is zero.
-  Blob<Dtype> padded_square(1, channels_ + size_ - 1, height_, width_);
-  Dtype* squares = padded_square.mutable_cpu_data();
-  const Dtype alpha_over_size = alpha_ / size_;
+  const RunningWindow window{channels_, plane, size_ - pre_pad_, pre_pad_, alpha_ / size_};
   for (int n = 0; n < num_; ++n) {
-    vsSqr(image, input + bottom[0]->offset(n), squares + padded_square.offset(0, pre_pad_));
-    Dtype* first = scale + scale_.offset(n);
-    for (int c = 0; c < size_; ++c) {
-      cblas_saxpy(plane, alpha_over_size, squares + padded_square.offset(0, c), 1, first, 1);
-    }
-    // The window runs on: each channel takes the sum before it, adds the channel that comes in and
-    // subtracts the one that leaves, so that the cost does not depend on the size of the window.
-    for (int c = 1; c < channels_; ++c) {
-      Dtype* sum = scale + scale_.offset(n, c);
-      cblas_scopy(plane, scale + scale_.offset(n, c - 1), 1, sum, 1);
-      cblas_saxpy(plane, alpha_over_size, squares + padded_square.offset(0, c + size_ - 1), 1, sum,
-                  1);
-      cblas_saxpy(plane, -alpha_over_size, squares + padded_square.offset(0, c - 1), 1, sum, 1);
-    }
+    RunOverChannels(window, input + n * image, scale + n * image);
   }
   vsPowx(static_cast<int>(count), scale, -beta_, output);
   vsMul(static_cast<int>(count), output, input, output);

@@ -3,6 +3,7 @@
 #include <cblas.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -58,11 +59,12 @@ void SoftmaxLayer<Dtype>::AlterInputShape(int /*new_width*/, int /*new_height*/,
   scale_.OverwriteShape(input.num(), 1, 1, 1);
 }
 
-// Subtracts one value an image from all its elements, as a product of rank one.
+// Subtracts one value an image from all its elements.
 template <typename Dtype>
 void SoftmaxLayer<Dtype>::SubtractFromImages(const Dtype* values, int num, int dim, Dtype* images) {
-  cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, num, dim, 1, -1.0f, values, 1,
-              sum_multiplier_.cpu_data(), dim, 1.0f, images, dim);
+  for (int n = 0; n < num; ++n) {
+    caffe_add_scalar(dim, -values[n], images + std::int64_t{n} * dim);
+  }
 }
 
 template <typename Dtype>

@@ -16,11 +16,12 @@ using std::size_t;
 // planes in between.
 constexpr size_t kCachedPlaneFloats = 16 * 1024;
 
-// One image plane and the places of a window on it.
+// One image plane and the places of a window on it. A band of rows of places is an unfolding of its
+// own, with less padding above: none, or less than that, where it begins further down.
 struct Unfolding {
   int height, width;          // Of the image.
   int out_height, out_width;  // Number of places.
-  int pad, stride;
+  int pad_top, pad_left, stride;
 
   size_t plane() const { return static_cast<size_t>(out_height) * out_width; }
 };
@@ -30,6 +31,7 @@ Unfolding MakeUnfolding(int height, int width, int ksize, int pad, int stride) {
           width,
           im2col_output_size(height, ksize, pad, stride),
           im2col_output_size(width, ksize, pad, stride),
+          pad,
           pad,
           stride};
 }
@@ -86,10 +88,10 @@ void GatherRow(const float* image, const Unfolding& u, int source_row, int offse
 
 void GatherPlane(const float* image, const Unfolding& u, int kernel_row, int kernel_col,
                  int first_row, float* dst) {
-  const int offset_x = kernel_col - u.pad;
+  const int offset_x = kernel_col - u.pad_left;
   const Places inside = PlacesInside(u.width, offset_x, u.stride, u.out_width);
   for (int h = first_row; h < u.out_height; ++h) {
-    GatherRow(image, u, h * u.stride - u.pad + kernel_row, offset_x, inside,
+    GatherRow(image, u, h * u.stride - u.pad_top + kernel_row, offset_x, inside,
               dst + static_cast<size_t>(h) * u.out_width);
   }
 }
@@ -99,10 +101,10 @@ void GatherPlane(const float* image, const Unfolding& u, int kernel_row, int ker
 void ShiftPlaneLeft(const float* image, const Unfolding& u, int kernel_row, int kernel_col,
                     const float* left, float* dst) {
   std::memcpy(dst, left + 1, (u.plane() - 1) * sizeof(float));
-  const int source_col = (u.out_width - 1) * u.stride - u.pad + kernel_col;
+  const int source_col = (u.out_width - 1) * u.stride - u.pad_left + kernel_col;
   const bool column_inside = source_col >= 0 && source_col < u.width;
   for (int h = 0; h < u.out_height; ++h) {
-    const int source_row = h * u.stride - u.pad + kernel_row;
+    const int source_row = h * u.stride - u.pad_top + kernel_row;
     const bool inside = column_inside && source_row >= 0 && source_row < u.height;
     dst[static_cast<size_t>(h) * u.out_width + u.out_width - 1] =
         inside ? image[static_cast<size_t>(source_row) * u.width + source_col] : 0.0f;
@@ -137,10 +139,10 @@ void UnfoldChannel(const float* image, const Unfolding& u, int ksize, float* col
 // Adds the plane of one kernel position back to the places that it was read from.
 void ScatterPlane(const float* columns, const Unfolding& u, int kernel_row, int kernel_col,
                   float* image) {
-  const int offset_x = kernel_col - u.pad;
+  const int offset_x = kernel_col - u.pad_left;
   const Places inside = PlacesInside(u.width, offset_x, u.stride, u.out_width);
   for (int h = 0; h < u.out_height; ++h) {
-    const int target_row = h * u.stride - u.pad + kernel_row;
+    const int target_row = h * u.stride - u.pad_top + kernel_row;
     if (target_row < 0 || target_row >= u.height) continue;
     const float* src = columns + static_cast<size_t>(h) * u.out_width;
     for (int w = inside.begin; w < inside.end; ++w) {
@@ -154,7 +156,15 @@ void ScatterPlane(const float* columns, const Unfolding& u, int kernel_row, int 
 void im2col_cpu(const float* data_im, int channels, int height, int width, int ksize, int pad,
                 int stride, float* data_col) {
   if (channels < 1 || ksize < 1) return;
-  const Unfolding u = MakeUnfolding(height, width, ksize, pad, stride);
+  im2col_band(data_im, channels, height, width, ksize, pad, stride, /*first_row=*/0,
+              im2col_output_size(height, ksize, pad, stride), data_col);
+}
+
+void im2col_band(const float* data_im, int channels, int height, int width, int ksize, int pad,
+                 int stride, int first_row, int rows, float* data_col) {
+  Unfolding u = MakeUnfolding(height, width, ksize, pad, stride);
+  u.out_height = rows;
+  u.pad_top -= first_row * stride;
   if (u.out_height < 1 || u.out_width < 1) return;
   const size_t image = static_cast<size_t>(height) * width;
   for (int c = 0; c < channels; ++c) {
