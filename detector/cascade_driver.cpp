@@ -18,6 +18,45 @@ constexpr float kScoreFloor = 0.0F;
 constexpr float kUnionLimit = 0.5F;         // Between stages.
 constexpr float kContainmentLimit = 0.25F;  // At the end.
 
+// Writes what a stage produced to a trace, if there is one.
+void record(const CandidateList& list, std::size_t stage, StageResults* trace) {
+  if (trace != nullptr) {
+    (*trace)[stage].push_back(list);
+  }
+}
+
+CandidateList runStages(DetectorImpl& detector, const cv::Mat& image,
+                        const CascadeParameter& parameter, StageResults* trace) {
+  CandidateList list =
+      scanDenseStage(detector.stages[0], makeWorkingImage(image, parameter), parameter);
+  mapToImage(list, workingScale(image.rows, image.cols, parameter));
+  if (trace == nullptr) {
+    // Sorting keeps the order of equals, so that it does not matter which of the two steps is first.
+    keepAboveThreshold(list, detector.stages[0].threshold);
+  }
+  sortByScore(list);
+  record(list, 0, trace);
+  keepAboveThreshold(list, detector.stages[0].threshold);
+
+  const std::size_t last = detector.stages.size() - 1;
+  for (std::size_t i = 1; i <= last; ++i) {
+    CascadeStage& stage = detector.stages[i];
+    scoreCandidates(stage, image, list);
+    if (i != last) {
+      if (trace != nullptr) {
+        calibrateCandidates(detector.calibration, image, list);
+      } else {
+        calibrateDeciding(detector.calibration, image, stage.threshold, list);
+      }
+      list = suppressBySize(list, kScoreFloor, kUnionLimit);
+    }
+    record(list, i, trace);
+    // Only now: boxes that the threshold drops take part in the suppression above.
+    keepAboveThreshold(list, stage.threshold);
+  }
+  return suppressContained(list, kScoreFloor, kContainmentLimit);
+}
+
 }  // namespace
 
 float workingScale(int rows, int columns, const CascadeParameter& parameter) {
@@ -58,26 +97,12 @@ void mapToImage(CandidateList& list, float scale) {
 
 CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stageResults,
                          const CascadeParameter& parameter) {
-  CandidateList list =
-      scanDenseStage(detector.stages[0], makeWorkingImage(image, parameter), parameter);
-  mapToImage(list, workingScale(image.rows, image.cols, parameter));
-  sortByScore(list);
-  stageResults[0].push_back(list);
-  keepAboveThreshold(list, detector.stages[0].threshold);
+  return runStages(detector, image, parameter, &stageResults);
+}
 
-  const std::size_t last = detector.stages.size() - 1;
-  for (std::size_t i = 1; i <= last; ++i) {
-    CascadeStage& stage = detector.stages[i];
-    scoreCandidates(stage, image, list);
-    if (i != last) {
-      calibrateCandidates(detector.calibration, image, list);
-      list = suppressBySize(list, kScoreFloor, kUnionLimit);
-    }
-    stageResults[i].push_back(list);
-    // Only now: boxes that the threshold drops take part in the suppression above.
-    keepAboveThreshold(list, stage.threshold);
-  }
-  return suppressContained(list, kScoreFloor, kContainmentLimit);
+CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image,
+                         const CascadeParameter& parameter) {
+  return runStages(detector, image, parameter, /*trace=*/nullptr);
 }
 
 }  // namespace oznalib

@@ -13,7 +13,7 @@
 namespace oznalib {
 
 /// What each stage produced, before its threshold: one list a run and stage. For debugging and for
-/// measuring a cascade; nothing in the library reads it.
+/// measuring a cascade; no result depends on it.
 using StageResults = std::vector<std::vector<CandidateList>>;
 
 /// The ratio of the working image, in which the dense stage searches, to an image of that size.
@@ -44,6 +44,11 @@ void mapToImage(CandidateList& list, float scale);
 ///               cv::Exception.
 /// Threads       One a detector.
 CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stageResults,
+                         const CascadeParameter& parameter);
+
+/// The same faces without the trace, in less time: what a stage's threshold drops anyway is left out
+/// of the steps before as far as it decides nothing.
+CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image,
                          const CascadeParameter& parameter);
 
 }  // namespace oznalib

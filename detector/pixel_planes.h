@@ -18,6 +18,12 @@ namespace oznalib {
 /// Errors An input without elements is a fatal check.
 void writePixelPlanes(const cv::Mat& image, caffe::Blob<float>& input);
 
+/// writePixelPlanes with a mean subtracted from each value of the input, also from those that no
+/// pixel was written to.
+///
+/// mean   As many values as input has, in its order.
+void writePixelPlanesLessMean(const cv::Mat& image, const float* mean, caffe::Blob<float>& input);
+
 }  // namespace oznalib
 
 #endif  // OZNA_DETECTOR_PIXEL_PLANES_H_

@@ -10,8 +10,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
+#include <set>
+#include <utility>
+#include <vector>
 
-#include "caffe/util/math_functions.hpp"
 #include "detector/pixel_planes.h"
 #include "detector/pixel_truncation.h"
 
@@ -49,9 +51,7 @@ class BoxJudge {
     } else {
       view.copyTo(crop_);
     }
-    writePixelPlanes(crop_, input_);
-    float* const values = input_.mutable_cpu_data();
-    vsSub(input_.count(), values, mean_.data(), values);
+    writePixelPlanesLessMean(crop_, mean_.data(), input_);
     net_.ForwardAll();
   }
 
@@ -64,6 +64,10 @@ class BoxJudge {
   cv::Mat crop_;
 };
 
+std::int32_t newSide(std::int32_t side, const OffsetScale& entry) {
+  return truncateToPixel(static_cast<float>(side) / entry.scale);
+}
+
 // Applies one table entry to a box, or leaves the box alone where the result would not fit.
 void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv::Mat& image,
                       FaceCandidate& box) {
@@ -73,8 +77,8 @@ void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv
   const float shift_y = static_cast<float>(entry.dy) / static_cast<float>(input.height());
   const std::int64_t new_x = static_cast<std::int64_t>(box.x) - truncateToPixel(width * shift_x);
   const std::int64_t new_y = static_cast<std::int64_t>(box.y) - truncateToPixel(height * shift_y);
-  const std::int32_t new_width = truncateToPixel(width / entry.scale);
-  const std::int32_t new_height = truncateToPixel(height / entry.scale);
+  const std::int32_t new_width = newSide(box.width, entry);
+  const std::int32_t new_height = newSide(box.height, entry);
   if (new_width < 0 || new_height < 0) {
     return;  // The entry of a damaged table, with a scale of 0 or below.
   }
@@ -87,6 +91,42 @@ void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv
   box.width = new_width;
   box.height = new_height;
 }
+
+// The calibration network with its table.
+class Calibrator {
+ public:
+  Calibrator(CascadeStage& calibration, const cv::Mat& image)
+      : judge_(calibration, image), offsets_(calibration.offsets), image_(image) {
+    entries_ = static_cast<int>(
+        std::min<std::size_t>(offsets_.size(), static_cast<std::size_t>(judge_.probs().count())));
+  }
+
+  // Moves and resizes a box by the entry of the largest output.
+  void apply(FaceCandidate& box) {
+    judge_.run(box);
+    const float* const outputs = judge_.probs().cpu_data();
+    // Some libraries return 32 bits where the header of another promises 64.
+    const std::size_t best = static_cast<std::uint32_t>(cblas_isamax(entries_, outputs, 1));
+    if (!(outputs[best] < kLeastCalibrationOutput)) {
+      applyOffsetScale(offsets_[best], judge_.input(), image_, box);
+    }
+  }
+
+  // Whether apply might leave the box with one of the widths.
+  bool mayTakeWidth(const FaceCandidate& box, const std::set<std::int32_t>& widths) const {
+    const auto is_wanted = [&](std::int32_t width) { return widths.count(width) != 0; };
+    return is_wanted(box.width) || std::any_of(offsets_.begin(), offsets_.begin() + entries_,
+                                               [&](const OffsetScale& entry) {
+                                                 return is_wanted(newSide(box.width, entry));
+                                               });
+  }
+
+ private:
+  BoxJudge judge_;
+  const std::vector<OffsetScale>& offsets_;
+  const cv::Mat& image_;
+  int entries_;
+};
 
 }  // namespace
 
@@ -105,19 +145,47 @@ void calibrateCandidates(CascadeStage& calibration, const cv::Mat& image, Candid
   if (list.candidates.empty() || calibration.offsets.empty()) {
     return;
   }
-  BoxJudge judge(calibration, image);
-  const int entry_count = static_cast<int>(std::min<std::size_t>(
-      calibration.offsets.size(), static_cast<std::size_t>(judge.probs().count())));
-  const float* const outputs = judge.probs().cpu_data();
+  Calibrator calibrator(calibration, image);
   for (FaceCandidate& candidate : list.candidates) {
-    judge.run(candidate);
-    // Some libraries return 32 bits where the header of another promises 64.
-    const std::size_t best = static_cast<std::uint32_t>(cblas_isamax(entry_count, outputs, 1));
-    if (outputs[best] < kLeastCalibrationOutput) {
-      continue;
-    }
-    applyOffsetScale(calibration.offsets[best], judge.input(), image, candidate);
+    calibrator.apply(candidate);
   }
+}
+
+// A suppression within a group goes from the best score down, so that a box which the threshold
+// drops comes behind all that it leaves and cannot suppress any of them. All that it can do is to
+// stand before them in the list and so decide when their group is met first, which is the place of
+// the group in the result. So it is calibrated only while at least two groups are still to be met,
+// and if one of its widths, as it is or by an entry, is that of such a group.
+void calibrateDeciding(CascadeStage& calibration, const cv::Mat& image, float threshold,
+                       CandidateList& list) {
+  if (list.candidates.empty() || calibration.offsets.empty()) {
+    return;
+  }
+  Calibrator calibrator(calibration, image);
+  std::set<std::int32_t> widths_to_meet;
+  for (FaceCandidate& candidate : list.candidates) {
+    if (candidate.score > threshold) {
+      calibrator.apply(candidate);
+      widths_to_meet.insert(candidate.width);
+    }
+  }
+  const auto decides = [&](FaceCandidate& candidate) {
+    if (!(candidate.score > threshold)) {
+      if (widths_to_meet.size() < 2 || !calibrator.mayTakeWidth(candidate, widths_to_meet)) {
+        return false;
+      }
+      calibrator.apply(candidate);
+    }
+    widths_to_meet.erase(candidate.width);
+    return true;
+  };
+  std::vector<FaceCandidate> deciding;
+  for (FaceCandidate& candidate : list.candidates) {
+    if (decides(candidate)) {
+      deciding.push_back(candidate);
+    }
+  }
+  list.candidates = std::move(deciding);
 }
 
 }  // namespace oznalib

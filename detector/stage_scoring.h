@@ -32,6 +32,13 @@ void scoreCandidates(CascadeStage& stage, const cv::Mat& image, CandidateList& l
 /// and entries beyond the outputs, are not looked at; an empty table leaves the list as it was.
 void calibrateCandidates(CascadeStage& calibration, const cv::Mat& image, CandidateList& list);
 
+/// calibrateCandidates for a list that goes through suppressBySize and keepAboveThreshold next: the
+/// result of those two is the same, in the same order, but boxes whose score is not above the
+/// threshold are removed here and not calibrated, as far as their new width cannot decide about the
+/// order of the groups.
+void calibrateDeciding(CascadeStage& calibration, const cv::Mat& image, float threshold,
+                       CandidateList& list);
+
 }  // namespace oznalib
 
 #endif  // OZNA_DETECTOR_STAGE_SCORING_H_

@@ -102,9 +102,7 @@ Status detect(const Image& image, const Detector& detector, std::vector<Detectio
   if (detector.impl_ == nullptr || !detector.impl_->loaded) {
     return StatusNotLoaded;
   }
-  StageResults stage_results(detector.impl_->stages.size());
-  const CandidateList faces =
-      runCascade(*detector.impl_, wrapImage(image), stage_results, parameter);
+  const CandidateList faces = runCascade(*detector.impl_, wrapImage(image), parameter);
   for (const FaceCandidate& face : faces.candidates) {
     detections.push_back(toDetection(face));
   }

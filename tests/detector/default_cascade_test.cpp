@@ -142,6 +142,25 @@ TEST(BuiltInCascade, GivesTheSameBoxesAndScoresAsTheFiles) {
   }
 }
 
+TEST(BuiltInCascade, FindsTheSameFacesInTheSameOrderWithoutATrace) {
+  DetectorImpl detector;
+  loadFiles(detector);
+  const cv::Mat image = texture();
+  const oznalib::CascadeParameter usual = {2.0F, 640, 0.05F, 12, 1.26F, 13};
+  detector.stages[0].threshold = 0.05F;
+  detector.stages[1].threshold = 0.02F;
+  detector.stages[2].threshold = 0.0F;
+  StageResults trace(3);
+  const auto traced = runCascade(detector, image, trace, usual).candidates;
+  const auto plain = runCascade(detector, image, usual).candidates;
+  ASSERT_FALSE(traced.empty());
+  ASSERT_EQ(plain.size(), traced.size());
+  for (std::size_t i = 0; i < traced.size(); ++i) {
+    ASSERT_EQ(detector_test::boxOf(plain[i]), detector_test::boxOf(traced[i])) << i;
+    ASSERT_EQ(plain[i].score, traced[i].score) << i;
+  }
+}
+
 TEST(BuiltInCascade, KeepsEveryBoxInsideTheImage) {
   DetectorImpl detector;
   loadFiles(detector);
