@@ -197,19 +197,9 @@ void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float
   first_pixel = begin + static_cast<std::int64_t>(first);
 }
 
-void AxisTaps::clear() {
-  count = 0;
-  cell_end.fill(0);
-}
-
 void DescriptorWindow::place(float x, float y, const PixelArea& area, float cell_size) {
   columns.place(x, area.left, area.right, cell_size);
   rows.place(y, area.top, area.bottom, cell_size);
-}
-
-void DescriptorWindow::clear() {
-  columns.clear();
-  rows.clear();
 }
 
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,
@@ -228,10 +218,11 @@ void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWi
   fillNarrow(bins, shares.width(), window, ahead);
 }
 
-std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows) {
+std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows,
+                                                     std::size_t count) {
   std::array<float, kWindowsTogether> sums = {};
   for (std::size_t i = 0; i < windows[0].histogram.size(); ++i) {
-    for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+    for (std::size_t k = 0; k < count; ++k) {
       sums[k] += windows[k].histogram[i] * windows[k].histogram[i];
     }
   }

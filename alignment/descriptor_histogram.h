@@ -38,8 +38,6 @@ struct AxisTaps {
   /// cell_size  Side of a cell in pixels.
   void place(float position, std::int64_t begin, std::int64_t end, float cell_size);
 
-  void clear();
-
   std::int64_t first_pixel = 0;  ///< In the image.
   std::size_t first = 0;         ///< Where the entry of that pixel stands in cell and fraction.
   std::size_t count = 0;
@@ -58,8 +56,6 @@ struct DescriptorWindow {
   ///
   /// area  What windowArea gives for the point.
   void place(float x, float y, const PixelArea& area, float cell_size);
-
-  void clear();  ///< Makes the window empty.
 
   AxisTaps columns;  ///< From left to right.
   AxisTaps rows;     ///< From top to bottom.
@@ -84,8 +80,8 @@ using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,
                    MemoryAhead& ahead);
 
-/// Lengths of the histograms, squares summed in float in ascending order.
-std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows);
+/// Lengths of the first count histograms, squares summed in float in ascending order.
+std::array<float, kWindowsTogether> histogramLengths(const WindowGroup& windows, std::size_t count);
 
 }  // namespace SDMCore
 

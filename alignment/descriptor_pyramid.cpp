@@ -29,10 +29,10 @@ float integerPower(float base, std::int64_t exponent) {
   return result;
 }
 
-// Divides the entries of each histogram by its length, and caps them.
-void normalise(WindowGroup& windows, const std::array<float, kWindowsTogether>& lengths,
-               float cap) {
-  for (std::size_t k = 0; k < kWindowsTogether; ++k) {
+// Divides the entries of each of the first count histograms by its length, and caps them.
+void normalise(WindowGroup& windows, std::size_t count,
+               const std::array<float, kWindowsTogether>& lengths, float cap) {
+  for (std::size_t k = 0; k < count; ++k) {
     float* histogram = windows[k].histogram.data();
     const float length = lengths[k];
     caffe::RunWide([=]() OZNA_WIDE_LOOP {
@@ -198,9 +198,9 @@ void DescriptorPyramid::computeDescriptors(const float* points, std::size_t coun
       windows_[k].place(x, y, windowArea(x, y, width, height, cell_size), cell_size);
       fillHistogram(shares_, index, windows_[k], ahead);
     }
-    const std::array<float, kWindowsTogether> lengths = histogramLengths(windows_);
-    normalise(windows_, lengths, clampLevel);
-    const std::array<float, kWindowsTogether> capped = histogramLengths(windows_);
+    const std::array<float, kWindowsTogether> lengths = histogramLengths(windows_, present);
+    normalise(windows_, present, lengths, clampLevel);
+    const std::array<float, kWindowsTogether> capped = histogramLengths(windows_, present);
     for (std::size_t k = 0; k < present; ++k) {
       if (lengths[k] > kFlatNorm) {
         norms[first + k] = lengths[k];
