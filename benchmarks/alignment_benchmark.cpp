@@ -1,7 +1,6 @@
 // Benchmarks of alignment: its kernels, one stage, and the placement of 68 landmarks as a whole.
 
 #include <benchmark/benchmark.h>
-#include <cblas.h>
 
 #include <algorithm>
 #include <chrono>
@@ -15,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "alignment/align5_points.h"
 #include "alignment/align68_points.h"
 #include "alignment/descriptor_pyramid.h"
 #include "alignment/regression.h"
@@ -216,10 +216,23 @@ void StageProduct(benchmark::State& state) {
 }
 BENCHMARK(StageProduct)->Arg(1)->Arg(kStarts)->Unit(benchmark::kMillisecond);
 
+// All products of an alignment, slice by slice as it takes them; features are overwritten.
+void multiplyStages(const SDMModel& model, float* features, float* moves) {
+  constexpr int kSlice = mp::pca_map::kSliceInputs;
+  for (const mp::pca_map& map : model.stageMaps) {
+    for (int first = 0; first < kFeatures; first += kSlice) {
+      map.add_slice(features, kSlice, kStarts, first, kSlice, moves, kCoordinates);
+    }
+  }
+}
+
+using Place = oznalib::Status (*)(const oznalib::Image&, const oznalib::Rectangle<float>&,
+                                  std::vector<float>&);
+
 // side: of the rectangle. upper: whether the stages are on the upper levels. The counter
 // product_share is the part of the time that the stages' matrix products take, measured alone, in the
-// same run.
-void Align68(benchmark::State& state) {
+// same run, without the histograms beside which their weights come in.
+void Align(benchmark::State& state, Place place) {
   const SDMModel model = randomModel(state.range(1) != 0 ? kUpperStageLevels : kStageLevels);
   if (!loadIntoSlot(model)) {
     state.SkipWithError("cannot write the model file");
@@ -230,20 +243,17 @@ void Align68(benchmark::State& state) {
   const float side = static_cast<float>(state.range(0));
   const oznalib::Rectangle<float> rect = {400, 300, 400 + side, 300 + side};
   std::vector<float> points;
-  std::vector<float> features(static_cast<std::size_t>(kStarts) * kFeatures, 0.3f);
+  std::vector<float> features(static_cast<std::size_t>(kStarts) * mp::pca_map::kSliceInputs);
   std::vector<float> moves(static_cast<std::size_t>(kStarts) * kCoordinates);
   using Clock = std::chrono::steady_clock;
   Clock::duration total{};
   Clock::duration product{};
   for (auto _ : state) {
+    std::fill(features.begin(), features.end(), 0.3f);
     const auto start = Clock::now();
-    oznalib::placeLandmarks68(image, rect, points);
+    place(image, rect, points);
     const auto placed = Clock::now();
-    for (const mp::pca_map& map : oznalib::globalSDMModel()->stageMaps) {
-      cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, kStarts, kCoordinates, kFeatures, 1.0f,
-                  features.data(), kFeatures, map.projection.data, kCoordinates, 0.0f, moves.data(),
-                  kCoordinates);
-    }
+    multiplyStages(*oznalib::globalSDMModel(), features.data(), moves.data());
     const auto multiplied = Clock::now();
     state.SetIterationTime(std::chrono::duration<double>(placed - start).count());
     total += placed - start;
@@ -255,9 +265,14 @@ void Align68(benchmark::State& state) {
   state.counters["product_share"] =
       static_cast<double>(product.count()) / static_cast<double>(total.count());
 }
-BENCHMARK(Align68)
+BENCHMARK_CAPTURE(Align, 68, &oznalib::placeLandmarks68)
     ->ArgNames({"side", "upper"})
     ->ArgsProduct({{125, 200}, {0, 1}})
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(Align, 5, &oznalib::placeLandmarks5)
+    ->ArgNames({"side", "upper"})
+    ->Args({125, 1})
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond);
 
