@@ -26,8 +26,9 @@ class CascadeDefaults {
   /// Relative to the current directory, as is the next one.
   std::array<std::string, kStages> stageWeightPaths;
   std::string calibrationWeightPath;
-  /// Shift and size of a face in the crop for which output k of the calibration network stands, in
-  /// pixels of its 24 by 24 input.
+  /// Shift of the crop from the face's box, and size of the crop over that of the box, for which
+  /// output k of the calibration network stands. The shift is in pixels of its 24 by 24 input, and
+  /// is subtracted from a box.
   std::array<std::int32_t, kCalibrationEntries> calibrationDx;
   std::array<std::int32_t, kCalibrationEntries> calibrationDy;
   std::array<double, kCalibrationEntries> calibrationScale;

@@ -37,34 +37,47 @@ bool countIsRepresentable(const FloatBlob& input, const cv::Mat& level_image) {
   return count <= std::numeric_limits<std::int32_t>::max();
 }
 
-// Whether a forward pass at the present shapes stays within the memory of construction.
+// The index of the first blob that a forward pass at the present shapes would overrun, or -1 where
+// all of it stays within the memory of construction.
 //
 // It is enough to look at the blobs: a convolution's column buffer and its row of ones grow with
 // its output positions as its top does, and the scratch of a softmax grows with its own top. What
 // counts is the number of values and not the sides, so a wide image may pass that is wider than
 // the network.
-bool fitsMemory(const FloatNet& net) {
-  for (const auto& blob : net.blobs()) {
-    if (blob->count() > capacity(*blob)) {
-      return false;
+int overrunBlob(const FloatNet& net) {
+  for (std::size_t i = 0; i < net.blobs().size(); ++i) {
+    if (net.blobs()[i]->count() > capacity(*net.blobs()[i])) {
+      return static_cast<int>(i);
     }
   }
   if (net.firstConvLayerIndex() != 0) {
-    return true;  // The fast path refuses such a network itself.
+    return -1;  // The fast path refuses such a network itself.
   }
   const auto corrections = static_cast<std::int64_t>(net.first_run_offsets().size());
-  const std::vector<FloatBlob*>& tops = net.top_vecs()[0];
-  return std::all_of(tops.begin(), tops.end(),
-                     [&](const FloatBlob* top) { return top->count() <= corrections; });
+  for (const int top : net.top_id_vecs()[0]) {
+    if (net.blobs()[static_cast<std::size_t>(top)]->count() > corrections) {
+      return top;
+    }
+  }
+  return -1;
 }
 
-void logOversize(const FloatBlob& input, const cv::Mat& level_image) {
-  const std::int64_t planes =
-      static_cast<std::int64_t>(std::max(input.num(), 1)) * std::max(input.channels(), 1);
+void logOversize(const FloatNet& net, const cv::Mat& level_image, int overrun) {
+  const FloatBlob& input = *net.input_blobs()[0];
+  const auto index = static_cast<std::size_t>(overrun);
+  if (overrun == net.input_blob_indices()[0]) {
+    const std::int64_t planes =
+        static_cast<std::int64_t>(std::max(input.num(), 1)) * std::max(input.channels(), 1);
+    LOG(ERROR) << "The working image, " << level_image.cols << " by " << level_image.rows
+               << " pixels, exceeds the first network, which is built for "
+               << capacity(input) / planes
+               << " pixels: reduce maxImageSide or raise minFaceFraction.";
+    return;
+  }
   LOG(ERROR) << "The working image, " << level_image.cols << " by " << level_image.rows
-             << " pixels, exceeds the first network, which is built for "
-             << capacity(input) / planes
-             << " pixels: reduce maxImageSide or raise minFaceFraction.";
+             << " pixels, exceeds the first network, whose blob \"" << net.blob_names()[index]
+             << "\" would take " << net.blobs()[index]->count() << " values and has room for "
+             << capacity(*net.blobs()[index]) << ": reduce maxImageSide or raise minFaceFraction.";
 }
 
 // Where the cells of a probability map lie along one axis, in pixels of the working image.
@@ -125,15 +138,15 @@ CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
       break;
     }
     if (!countIsRepresentable(input, level_image)) {
-      logOversize(input, level_image);
+      logOversize(net, level_image, net.input_blob_indices()[0]);
       return CandidateList();
     }
     net.AlterInputShape(level_image.cols, level_image.rows);
     if (probs->width() < 2 || probs->height() < 2) {
       break;
     }
-    if (!fitsMemory(net)) {
-      logOversize(input, level_image);
+    if (const int overrun = overrunBlob(net); overrun != -1) {
+      logOversize(net, level_image, overrun);
       return CandidateList();
     }
     writePixelPlanes(level_image, input);

@@ -11,9 +11,9 @@
 
 namespace oznalib {
 
-/// The image of a pyramid level: working itself, shared, for level 0, and working reduced bilinearly
-/// by pyramidFactor to the power of the level otherwise. Empty where the pyramid ends, which is at
-/// a level whose sides are not both above windowSize + 1.
+/// The image of a pyramid level: working itself, shared and of whatever size, for level 0, and
+/// working reduced bilinearly by pyramidFactor to the power of the level otherwise. Empty where the
+/// pyramid ends, which is at a level above 0 whose sides are not both above windowSize + 1.
 cv::Mat makeLevelImage(const cv::Mat& working, int level, const CascadeParameter& parameter);
 
 /// Scans the working image and makes a candidate of every cell of every probability map.
@@ -24,10 +24,10 @@ cv::Mat makeLevelImage(const cv::Mat& working, int level, const CascadeParameter
 /// parameter  pyramidLevels, pyramidFactor and windowSize are read.
 /// Returns    Boxes in pixels of working, level by level and row by row, none thresholded. The
 ///            cells of a map are spread evenly over the positions 0 to side - windowSize - 1 of the
-///            window in the level. Levels end early at one whose sides are not both above
-///            windowSize + 1, or whose map has a side below 2.
-/// Errors     A level with more pixels than the network was built for, in the input or behind it,
-///            is logged as an error and the result is empty.
+///            window in the level. Levels end early at one above 0 whose sides are not both above
+///            windowSize + 1, or at any whose map has a side below 2.
+/// Errors     A level for which the network was not built, with more values than fit its input or a
+///            blob behind it, is logged as an error that names the blob, and the result is empty.
 /// Threads    One a stage.
 /// Memory     One level image at a time; level 0 shares working.
 CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,

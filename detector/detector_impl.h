@@ -15,10 +15,12 @@ namespace oznalib {
 /// Name of the blob in which every network of a cascade leaves its probabilities.
 extern const std::string probsBlobName;
 
-/// One output of the calibration network: how a face lies in a crop of which it is the best match.
+/// One output of the calibration network: how a crop lies about its face, where it is the best match.
 struct OffsetScale {
-  std::int32_t dx = 0;  ///< Shift to the right, in pixels of the network's input.
-  std::int32_t dy = 0;  ///< Shift downwards, likewise.
+  /// How far the crop lies to the right of the face's box, in pixels of the network's input: it is
+  /// subtracted from the box.
+  std::int32_t dx = 0;
+  std::int32_t dy = 0;  ///< How far it lies below, likewise.
   float scale = 1;      ///< Size of the crop over the size of the face's box.
 };
 

@@ -104,6 +104,8 @@ class Calibrator {
   // Moves and resizes a box by the entry of the largest output.
   void apply(FaceCandidate& box) {
     judge_.run(box);
+    // Behind the run: a layer that shares its input's memory, such as FlattenLayer, frees what its
+    // output had before.
     const float* const outputs = judge_.probs().cpu_data();
     // Some libraries return 32 bits where the header of another promises 64.
     const std::size_t best = static_cast<std::uint32_t>(cblas_isamax(entries_, outputs, 1));

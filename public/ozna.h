@@ -11,8 +11,14 @@
 ///
 /// Errors. Functions report by Status and throw nothing of their own. A model file that exists but
 /// is damaged, or a network file that is missing, ends the process with a message, so check the
-/// files first where that matters. Exceptions of the image library and failed allocations pass
-/// through to the caller.
+/// files first where that matters. Exceptions of the image library pass through to the caller.
+///
+/// Memory that runs out. A failed allocation leaves load, detect and the functions for landmarks as
+/// std::bad_alloc, or as a cv::Exception of the code cv::Error::StsNoMem where the pixels of an
+/// image of the library's own get no memory. No lock is held then, and every handle can be loaded,
+/// used and freed as before; a load that ended so leaves a handle whose load failed. The exception
+/// to it is the memory of a network's values and weights, which is taken at the load and the first
+/// search: without it the process ends with "Unable to allocate memory" and exit status 255.
 ///
 /// Threads. The library starts no thread and has two things that all threads share: a lock that
 /// loads of detectors wait for, and the landmark model. Values of the plain types belong to whoever
@@ -108,9 +114,9 @@ class OZNA_EXPORT DetectorParams {
 /// plain value; any number of searches may read one at once.
 ///
 /// The working image, in which the first network searches, must fit that network's declared input
-/// (384 by 384 in the default cascade). Its longer side is at most maxImageSide * windowSize /
-/// (maxImageSide * minFaceFraction). The values 2.0, 640, 0.05, 12, 1.26, 13 keep within that for
-/// every image.
+/// (384 by 384 in the default cascade). Its longer side is at most maxImageSide * windowSize / F, F
+/// being maxImageSide * minFaceFraction cut to a whole number: 640, 0.034 and 13 give F = 21 and a
+/// side of up to 396. The values 2.0, 640, 0.05, 12, 1.26, 13 keep within 260 for every image.
 struct CascadeParameter {
   /// Largest factor by which a small image is enlarged, at least 1 as a rule.
   float maxUpscale;
@@ -218,7 +224,9 @@ OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
 /// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone in
 ///          either case.
 /// Errors   A file that is not a model, or ends early, loads with StatusOk; alignment then gives
-///          zeros where what was read does not fit together.
+///          zeros where what was read does not fit together. A file with a count below 0, or a
+///          matrix of a size that cannot be, raises std::bad_alloc; the slot then holds what was
+///          read until there.
 /// Threads  In any thread, beside any use of detectors; not beside another loadSDMModel, an
 ///          unloadSDMModel or an alignment.
 OZNA_EXPORT Status loadSDMModel(const std::string& directory, const std::string& file);
@@ -234,9 +242,17 @@ OZNA_EXPORT Status unloadSDMModel();
 ///          the middle of the image.
 /// points   Resized to 136: x0, y0, ... x67, y67 in pixels of image, 0 at the centre of the first
 ///          pixel. In order: jaw 0-16, brows 17-26, nose 27-35, eyes 36-47, mouth 48-67. All zero
-///          when no model is loaded.
+///          when no model is loaded, when the parts of the model do not fit together or hold fewer
+///          than 68 landmarks, and when the model's face width would scale the part of the image
+///          around the face beyond 4096 pixels.
 /// Returns  StatusOk always.
-/// Errors   A rectangle that lies outside the image raises cv::Exception.
+/// Errors   Nothing is checked before there is a model to work with. Then an image without pixels
+///          raises cv::Exception, as does a rectangle of finite numbers, its left below its right,
+///          that is less than half as wide or as high as the image and of which, with half its size
+///          around it, no whole pixel lies in the image, or whose top is not above its bottom; so
+///          does one so much larger than the image (some 80 times with the model of this library)
+///          that the image would be scaled to nothing. A rectangle with a number that is not finite
+///          stands for the middle of the image too.
 /// Threads  Any number at once, beside any use of detectors; not beside loadSDMModel or
 ///          unloadSDMModel.
 /// Source   X. Xiong and F. De la Torre, Supervised descent method and its applications to face

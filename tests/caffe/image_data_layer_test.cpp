@@ -261,6 +261,25 @@ TEST_F(ImageDataLayerThreads, PlacesAndMirrorsCropsByDrawsInTraining) {
   }
 }
 
+// Draws the same number for everything: the thread takes the class's own draws.
+class ConstantDraws : public OpenImageDataLayer {
+ public:
+  using OpenImageDataLayer::OpenImageDataLayer;
+  ~ConstantDraws() override { JoinPrefetchThread(); }
+  unsigned int PrefetchRand() override { return 3; }
+};
+
+TEST_F(ImageDataLayerThreads, DrawsByTheVirtualFunction) {
+  const ScopedRuntimeState training(Caffe::TRAIN);
+  const cv::Mat image = CountingImage(9, 12, 3);
+  ConstantDraws layer(Param("batch_size: 1 crop_size: 4 mirror: true"));
+  layer.activeImagePtrs().push_back(boost::shared_ptr<cv::Mat>(new cv::Mat(image)));
+  layer.SetUp({}, &tops_);
+  layer.Forward({}, &tops_);
+  // Row 3 of 5, column 3 of 8, and an odd number for the mirror.
+  EXPECT_EQ(CropOf(PlanesOf(image), 3, 9, 12, 4, 3, 3, true), DataOf(data_));
+}
+
 // The flag shuffles nothing, but it makes sure of a generator: outside the training phase, the crop
 // stays in the middle and the mirror is the first draw of each image.
 TEST_F(ImageDataLayerTest, MirrorsOutsideTrainingWithShuffle) {

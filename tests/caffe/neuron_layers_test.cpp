@@ -169,6 +169,9 @@ TEST(TanH, FollowsItsFormulaAtAllSizes) {
   EXPECT_EQ(outputs[0], 0.0f);
   EXPECT_EQ(outputs[1], -1.0f);
   EXPECT_TRUE(std::isnan(outputs[2]));  // Infinity over infinity.
+  // The exponential of 88.72 is the last that is finite.
+  EXPECT_EQ(Outputs("type: TANH", {44.36f})[0], 1.0f);
+  EXPECT_TRUE(std::isnan(Outputs("type: TANH", {44.37f})[0]));
 }
 
 TEST(BNLL, IsLogOfOnePlusExp) {

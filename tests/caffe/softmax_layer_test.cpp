@@ -76,6 +76,22 @@ TEST(Softmax, TwoProbabilitiesSumToOne) {
   EXPECT_NEAR(probabilities[0], 1 / (1 + std::exp(-3.5)), 1e-6);
 }
 
+// The smallest number above 0 is 2^-149; the exponential of -104 is less than half of it.
+TEST(Softmax, GapsOfLessThan104AreStillNumbers) {
+  LayerBench bench(kSoftmax, {{1, 2, 1, 2}});
+  for (const float gap : {88.0f, 100.0f, 103.0f, 104.0f}) {
+    SetData(bench.bottom(0), {gap, 0, gap, 0});  // Both scores of the second position lie below.
+    bench.Forward();
+    const std::vector<float> probabilities = DataOf(*bench.top(0));
+    EXPECT_EQ(probabilities[0], 0.5f) << gap;
+    if (gap < 104) {
+      EXPECT_EQ(probabilities[1], 0.5f) << gap;
+    } else {
+      EXPECT_TRUE(std::isnan(probabilities[1])) << gap;
+    }
+  }
+}
+
 TEST(Softmax, PositionsFarBelowTheMaximumAreNotANumber) {
   LayerBench bench(kSoftmax, {{1, 2, 1, 2}});
   SetData(bench.bottom(0), {0, 200, 0, 200});

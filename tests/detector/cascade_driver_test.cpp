@@ -34,6 +34,16 @@ CascadeParameter sizing(float max_upscale, int max_side, float fraction, int win
   return {max_upscale, max_side, fraction, /*pyramidLevels=*/1, /*pyramidFactor=*/2, window};
 }
 
+// 640 * 0.034 is 21.76, and the fraction is cut: 640 * 13 / 21 is 396 and not 382.
+TEST(WorkingImage, LongerSideFollowsTheSmallestFaceInWholePixels) {
+  const cv::Mat square = cv::Mat::zeros(640, 640, CV_8UC3);
+  EXPECT_EQ(oznalib::makeWorkingImage(square, sizing(2, 640, 0.034F, 13)).cols, 396);
+  for (const int side : {1, 300, 320, 640, 641, 3000}) {
+    const cv::Mat image = cv::Mat::zeros(1, side, CV_8UC3);
+    EXPECT_LE(static_cast<int>(side * workingScale(1, side, sizing(2, 640, 0.05F, 13))), 260);
+  }
+}
+
 TEST(WorkingScale, IsOneWhereTheSmallestFaceIsTheWindowAndNothingMayGrow) {
   // 200 * 0.1 = 20.
   EXPECT_EQ(workingScale(50, 100, sizing(1, 200, 0.1F, 20)), 1.0F);

@@ -397,7 +397,11 @@ TEST(ScanDenseStage, RefusesAnImageThatFitsTheInputButNotTheLayersBehindIt) {
   net.bias = {0, 0};
   CascadeStage stage = net.stage();
   CandidateList list;
-  EXPECT_THAT(errorsOfScan(stage, blackImage(8, 8), list), HasSubstr("8 by 8 pixels"));
+  const std::string errors = errorsOfScan(stage, blackImage(8, 8), list);
+  EXPECT_THAT(errors, HasSubstr("8 by 8 pixels"));
+  // Two planes of 6 by 6 in the room of two planes of 2 by 14; the input holds all 64 pixels.
+  EXPECT_THAT(errors, HasSubstr("blob \"conv\" would take 72 values and has room for 56:"));
+  EXPECT_THAT(errors, testing::Not(HasSubstr("built for")));
   EXPECT_THAT(list.candidates, IsEmpty());
 }
 

@@ -196,6 +196,21 @@ TEST(CalibrateCandidates, TreatsWidthAndHeightByThemselves) {
   EXPECT_THAT(boxOf(list.candidates[0]), ElementsAre(46, 44, 50, 37));
 }
 
+TEST(CalibrateCandidates, ReadsOutputsThatALayerSharesOnlyWhenItRuns) {
+  const FlatNet net = constantNet(24, {0.25, 0.75});
+  std::string text = net.text();
+  text.replace(text.rfind("\"probs\""), 7, "\"softmax\"");
+  text += "layers { name: \"flat\" type: FLATTEN bottom: \"softmax\" top: \"probs\" }\n";
+  CascadeStage stage;
+  stage.net.reset(new caffe::Net<float>(caffe::FromText(), text));
+  stage.net->CopyTrainedLayersFrom(net.trained());
+  stage.mean = net.meanValues();
+  stage.offsets = {{0, 0, 1}, {4, 4, 1}};
+  CandidateList list = oneBox(20, 20, 24, 24);
+  calibrateCandidates(stage, noiseImage(100, 100, 1), list);
+  EXPECT_THAT(boxOf(list.candidates[0]), ElementsAre(16, 16, 24, 24));
+}
+
 TEST(CalibrateCandidates, LeavesABoxAloneWhenTheBestOutputIsBelowATenth) {
   std::vector<double> outputs(19, 0.91 / 18);
   outputs[4] = 0.09;

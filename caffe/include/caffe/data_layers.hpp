@@ -62,7 +62,8 @@ class DataLayer : public Layer<Dtype> {
   virtual void CreatePrefetchThread();
   /// Waits for the thread, if there is one.
   virtual void JoinPrefetchThread();
-  /// The next 32 bits of the generator that the present thread was given. Fatal if it has none.
+  /// The next 32 bits of the generator that the present thread was given. Fatal if it has none. The
+  /// thread calls it, so a class that overrides it joins the thread in a destructor of its own.
   virtual unsigned int PrefetchRand();
 
   int datum_channels() const { return datum_channels_; }

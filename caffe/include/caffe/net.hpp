@@ -101,6 +101,8 @@ class Net {
   const vector<float>& first_run_offsets() const { return first_run_offsets_; }
 
  private:
+  friend class NetTestPeer;  // Nothing else can set use_active_images_.
+
   // What Init knows of the blobs made so far.
   struct BlobTable {
     map<string, int> index_of;
@@ -142,7 +144,8 @@ class Net {
   vector<Blob<unsigned char>*>
       net_input_blobs_u8_;  // Shape records of the inputs; their memory is never used.
   vector<Blob<Dtype>*> net_input_blobs_;
-  bool use_active_images_;                                // Nothing sets it.
+  // Would hand active_image_ptrs_ to an ImageDataLayer before its SetUp. Nothing sets it.
+  bool use_active_images_;
   vector<boost::shared_ptr<cv::Mat>> active_image_ptrs_;  // Empty.
   bool first_run_pending_;
   int firstConvLayerIndex_;  // -1 if there is no convolution.

@@ -62,7 +62,8 @@ class SigmoidLayer : public NeuronLayer<Dtype> {
                     vector<Blob<Dtype>*>* bottom) override;
 };
 
-/// (e - 1) / (e + 1) with e = exp(2x), without a guard: from x = 45 on it is not a number.
+/// (e - 1) / (e + 1) with e = exp(2x), without a guard: above x = 44.36, where e is infinite,
+/// it is not a number.
 template <typename Dtype>
 class TanHLayer : public NeuronLayer<Dtype> {
  public:

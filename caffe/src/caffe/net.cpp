@@ -159,7 +159,7 @@ void Net<Dtype>::AppendLayer(const NetParameter& param, int i, BlobTable* table)
   CHECK(layers_[i]) << "Layer " << layer_param.name() << " has a type without a class: "
                     << LayerParameter::LayerType_Name(layer_param.type());
   if (use_active_images_ && layer_param.type() == LayerParameter::IMAGE_DATA) {
-    active_image_ptrs_ = static_cast<ImageDataLayer<Dtype>*>(layers_[i].get())->activeImagePtrs();
+    static_cast<ImageDataLayer<Dtype>&>(*layers_[i]).activeImagePtrs() = active_image_ptrs_;
   }
   layer_names_.push_back(layer_param.name());
   bool need_backward = param.force_backward();

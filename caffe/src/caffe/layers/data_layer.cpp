@@ -36,9 +36,7 @@ void DataLayerPrefetch(void* layer_pointer) {
                                     param.mirror(),
                                     /*random_crop=*/layer->phase_ == Caffe::TRAIN,
                                     layer->data_mean_.cpu_data()};
-  // Not a virtual call: the destructor of a derived class changes the object's class before the one
-  // here joins this thread.
-  const auto draw = [layer] { return layer->DataLayer<Dtype>::PrefetchRand(); };
+  const auto draw = [layer] { return layer->PrefetchRand(); };
   const int slot_size = layer->prefetch_data_->count() / batch_size;
   Dtype* data = layer->prefetch_data_->mutable_cpu_data();
   Dtype* labels = layer->prefetch_label_ ? layer->prefetch_label_->mutable_cpu_data() : nullptr;
