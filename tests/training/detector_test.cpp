@@ -518,6 +518,23 @@ TEST(Evaluation, FindsTheFacesOfTheGroup) {
   EXPECT_FALSE(drawWrong(measurement, photographs, 10).empty());
 }
 
+TEST(CompactCascade, FindsTheFacesOfTheSamplesAndNothingElse) {
+  const std::string compact = kModels + "/compact";
+  const Measurement group = measure(compact, {{kGroup, 1280, 700, kGroupFaces}}, /*threads=*/1);
+  const OperatingPoint point = atThreshold(group, group.threshold);
+  EXPECT_DOUBLE_EQ(point.recall, 1);
+  EXPECT_DOUBLE_EQ(point.wrongEach, 0);
+  // Of the other two the face's square is measured by eye, too.
+  const std::string samples = OZNA_SOURCE_DIR "/samples/";
+  for (const Photograph& photograph :
+       {Photograph{samples + "astronaut.png", 512, 512, {{225, 115, 100, false}}, false},
+        Photograph{samples + "grace_hopper.jpg", 512, 600, {{265, 215, 195, false}}, false}}) {
+    const Measurement one = measure(compact, {photograph}, /*threads=*/1);
+    EXPECT_DOUBLE_EQ(atThreshold(one, one.threshold).recall, 1) << photograph.path;
+    EXPECT_DOUBLE_EQ(atThreshold(one, one.threshold).wrongEach, 0) << photograph.path;
+  }
+}
+
 TEST(Evaluation, RefusesAFolderWithoutAModel) {
   EXPECT_THROW(measure(emptyFolder("no_model"), {}, 1), std::runtime_error);
 }
