@@ -80,10 +80,12 @@ struct Convolution {
 };
 
 const Convolution kConvolutions[] = {
-    {"first/conv1", 3, 384, 16, 3, 1},     {"first/fc4-conv", 16, 191, 16, 5, 3},
-    {"first/fcf-conv", 16, 63, 2, 1, 1},   {"second/x32-conv1", 3, 24, 32, 5, 1},
-    {"second/x16-conv1", 3, 12, 16, 3, 1}, {"third/x64-conv1", 3, 48, 64, 5, 1},
-    {"third/x64-conv2", 64, 22, 64, 5, 1},
+    {"first/conv1", 3, 384, 16, 3, 1},      {"first/fc4-conv", 16, 191, 16, 5, 3},
+    {"first/fcf-conv", 16, 63, 2, 1, 1},    {"second/x32-conv1", 3, 24, 32, 5, 1},
+    {"second/x16-conv1", 3, 12, 16, 3, 1},  {"third/x64-conv1", 3, 48, 64, 5, 1},
+    {"third/x64-conv2", 64, 22, 64, 5, 1},  {"compact/24-conv3", 16, 11, 32, 3, 1},
+    {"compact/24-conv4", 32, 9, 48, 3, 1},  {"compact/48-conv1", 3, 48, 24, 3, 2},
+    {"compact/48-conv2", 24, 23, 32, 3, 1}, {"compact/48-conv5", 64, 9, 64, 3, 1},
 };
 
 void Unfold(benchmark::State& state, const Convolution& conv) {
@@ -98,17 +100,30 @@ void Unfold(benchmark::State& state, const Convolution& conv) {
   state.SetItemsProcessed(state.iterations() * columns.size());
 }
 
-// Row-major product of (m, k) and (k, n), added to the result if accumulate is set.
-void Product(benchmark::State& state, int m, int n, int k, bool transpose_b, bool accumulate) {
+// Row-major product of (m, k) and (k, n).
+void Product(benchmark::State& state, int m, int n, int k) {
   std::vector<float> a(m * k), b(k * n), c(m * n);
   FillNormal(a.data(), m * k);
   FillNormal(b.data(), k * n);
   for (auto _ : state) {
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, transpose_b ? CblasTrans : CblasNoTrans, m, n, k, 1.0f,
-                a.data(), k, b.data(), transpose_b ? k : n, accumulate ? 1.0f : 0.0f, c.data(), n);
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, n, k, 1.0f, a.data(), k, b.data(), n,
+                1.0f, c.data(), n);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * std::int64_t{m} * n * k);
+}
+
+// Product of weights, (outputs, depth), and one row.
+void OneRowProduct(benchmark::State& state, int outputs, int depth) {
+  std::vector<float> weights(outputs * depth), row(depth), result(outputs);
+  FillNormal(weights.data(), outputs * depth);
+  FillNormal(row.data(), depth);
+  for (auto _ : state) {
+    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs, depth, 1.0f, weights.data(), depth,
+                row.data(), 1, 1.0f, result.data(), 1);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * std::int64_t{outputs} * depth);
 }
 
 void RegisterConvolutions() {
@@ -120,10 +135,7 @@ void RegisterConvolutions() {
     benchmark::RegisterBenchmark(("im2col/" + name).c_str(),
                                  [conv](benchmark::State& state) { Unfold(state, conv); });
     benchmark::RegisterBenchmark(("product/" + name).c_str(), [conv](benchmark::State& state) {
-      Product(state, conv.outputs, conv.out_spatial(), conv.depth(), false, false);
-    });
-    benchmark::RegisterBenchmark(("bias/" + name).c_str(), [conv](benchmark::State& state) {
-      Product(state, conv.outputs, conv.out_spatial(), 1, false, true);
+      Product(state, conv.outputs, conv.out_spatial(), conv.depth());
     });
   }
 }
@@ -142,6 +154,8 @@ void RegisterPooling() {
   RegisterForward("max_pooling/second/x32-pool1", max, 32, 20, 20);
   RegisterForward("max_pooling/second/x16-pool1", max, 16, 10, 10);
   RegisterForward("max_pooling/third/x64-pool1", max, 64, 44, 44);
+  RegisterForward("max_pooling/compact/48-pool3",
+                  "type: POOLING pooling_param { pool: MAX kernel_size: 2 stride: 2 }", 32, 21, 21);
   RegisterForward("max_pooling/third/x64-pool2", max, 64, 18, 18);
   RegisterForward("average_pooling/second/x16-data", ave, 3, 24, 24);
   RegisterForward("average_pooling/third/x32-data", ave, 3, 48, 48);
@@ -164,7 +178,7 @@ void RegisterInnerProduct(const std::string& name, int channels, int size, int o
                   channels, size, size);
   const int depth = channels * size * size;
   benchmark::RegisterBenchmark(("product/" + name).c_str(), [=](benchmark::State& state) {
-    Product(state, 1, outputs, depth, /*transpose_b=*/true, /*accumulate=*/false);
+    OneRowProduct(state, outputs, depth);
   });
 }
 
