@@ -2,7 +2,7 @@
 # install_packages.sh GROUP...: makes sure that Debian's packages of the named groups are installed.
 #
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
-# fuzz (clang's fuzzer), packages (the Debian packages).
+# fuzz (clang's fuzzer), coverage (the measure of lines), packages (the Debian packages).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
@@ -19,6 +19,7 @@ check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-
 python=(python3-dev pybind11-dev python3-numpy)
 packages=(dpkg-dev file fakeroot debootstrap)
 fuzz=(clang libclang-rt-14-dev)
+coverage=(gcovr)
 
 wanted=()
 for group in "$@"; do
@@ -28,7 +29,8 @@ for group in "$@"; do
     packages) wanted+=("${packages[@]}") ;;
     check) wanted+=("${check[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz or packages" >&2; exit 2 ;;
+    coverage) wanted+=("${coverage[@]}") ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz, coverage or packages" >&2; exit 2 ;;
   esac
 done
 
