@@ -22,7 +22,8 @@ struct HeifModule {
   /// The size of the upright main image in pixels; nothing where it cannot be told.
   std::optional<cv::Size> (*sizeOf)(const unsigned char* bytes, size_t size);
   /// Decodes the main image, turned and cropped as the file says, into packed 8-bit red, green, blue,
-  /// in the calling thread. Empty where it cannot be decoded or is not of the promised size.
+  /// in the calling thread. Empty where it cannot be decoded or is not of the promised size, which
+  /// shows when the coded picture is decoded.
   cv::Mat (*decode)(const unsigned char* bytes, size_t size, const cv::Size& promised);
   const char* (*version)();
 };
