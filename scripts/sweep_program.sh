@@ -5,7 +5,7 @@
 set -uo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 step=${1:-1}
-shift
+[ "$#" -eq 0 ] || shift
 [ "$#" -gt 0 ] || set -- detect "$root/samples/astronaut.png"
 export OPENBLAS_NUM_THREADS=1 OPENBLAS_CORETYPE=Haswell
 "$root/scripts/build.sh" release ozna_tool allocation_preload || exit 1
@@ -17,8 +17,10 @@ program=$(find "$root/build/release/tools" -maxdepth 1 -type f -name ozna)
 run() {
   local index=$1
   shift
-  OZNA_FAIL_ALLOCATION=$index OZNA_COUNT_FILE=$work/count LD_PRELOAD=$root/build/release/tests/allocation/liballocation_preload.so \
-    timeout 120 "$program" "$@" >"$work/output" 2>"$work/errors"
+  # Behind timeout, which is not to fail itself.
+  timeout 120 env OZNA_FAIL_ALLOCATION="$index" OZNA_COUNT_FILE="$work/count" \
+    LD_PRELOAD="$root/build/release/tests/allocation/liballocation_preload.so" \
+    "$program" "$@" >"$work/output" 2>"$work/errors"
 }
 
 run 0 "$@"
