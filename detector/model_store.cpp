@@ -3,6 +3,7 @@
 #include "detector/model_store.h"
 
 #include <glog/logging.h>
+#include <google/protobuf/arena.h>
 
 #include <istream>
 #include <locale>
@@ -14,13 +15,13 @@
 #include <vector>
 
 #include "caffe/util/file_buffer.hpp"
+#include "caffe/util/upgrade_proto.hpp"
 #include "caffe/vision_layers.hpp"
 #include "detector/cascade_defaults.h"
+#include "detector/trained_network.h"
 
 namespace oznalib {
 namespace {
-
-using NetPointer = boost::shared_ptr<caffe::Net<float>>;
 
 const char kCalibrationDirectory[] = "cascades/x32Net-x32-3Scales-200/";
 
@@ -134,10 +135,35 @@ void requireStageNetwork(const caffe::Net<float>& net, const std::string& source
   }
 }
 
-// The fast path measures the first convolution, so the trained weights must be in place before.
-void enterFastMode(caffe::Net<float>& net, const std::string& weight_path) {
-  net.CopyTrainedLayersFrom(weight_path);
+// What a network is made from, and where its weights lie.
+class NetworkSource {
+ public:
+  // The definition is in a file.
+  NetworkSource(const std::string& definition_path, const std::string& weights)
+      : weight_path(weights) {
+    caffe::ReadNetParamsFromTextFile(definition_path, &definition);
+  }
+  // The definition is this text.
+  NetworkSource(caffe::FromText, const std::string& text, const std::string& weights)
+      : weight_path(weights) {
+    caffe::ReadNetParamsFromTextFile1(text, &definition);
+  }
+
+ private:
+  google::protobuf::Arena arena_;  // Leaves nothing behind where the memory ends.
+
+ public:
+  caffe::NetParameter& definition =
+      *google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena_);
+  const std::string weight_path;
+};
+
+// Copies the trained weights into the network of the first stage and prepares it to slide. The fast
+// path measures the first convolution, so the weights must be in place before.
+void enterFastMode(const NetworkSource& source, caffe::Net<float>& net) {
+  copyTrained(source.definition, source.weight_path, net);
   net.FirstRun();
+  net.ShareAndRelease();
   if (net.layers().empty()) {
     return;
   }
@@ -151,18 +177,21 @@ void enterFastMode(caffe::Net<float>& net, const std::string& weight_path) {
 CascadeStage loadFirstStage(const std::string& directory) {
   CascadeStage stage;
   const std::string definition = directory + "/prototxt-full";
-  stage.net.reset(new caffe::Net<float>(definition));
+  const NetworkSource source(definition, directory + "/proto-full");
+  stage.net = buildUnfilled(source.definition);
   requireStageNetwork(*stage.net, definition, /*dense=*/true);
-  enterFastMode(*stage.net, directory + "/proto-full");
+  enterFastMode(source, *stage.net);
   return stage;
 }
 
 CascadeStage loadLaterStage(const std::string& directory) {
   CascadeStage stage;
   const std::string definition = directory + "/prototxt-deploy";
-  stage.net.reset(new caffe::Net<float>(definition));
+  const NetworkSource source(definition, directory + "/proto");
+  stage.net = buildUnfilled(source.definition);
   requireStageNetwork(*stage.net, definition, /*dense=*/false);
-  stage.net->CopyTrainedLayersFrom(directory + "/proto");
+  copyTrained(source.definition, source.weight_path, *stage.net);
+  stage.net->ShareAndRelease();
   stage.mean = readMean(directory + "/mean");
   return stage;
 }
@@ -189,16 +218,19 @@ CascadeStage loadCalibration(const std::string& directory) {
 CascadeStage makeLaterStage(const std::string& text, const std::string& weight_path,
                             std::vector<float> mean) {
   CascadeStage stage;
-  stage.net.reset(new caffe::Net<float>(caffe::FromText(), text));
-  stage.net->CopyTrainedLayersFrom(weight_path);
+  const NetworkSource source(caffe::FromText(), text, weight_path);
+  stage.net = buildUnfilled(source.definition);
+  copyTrained(source.definition, source.weight_path, *stage.net);
+  stage.net->ShareAndRelease();
   stage.mean = std::move(mean);
   return stage;
 }
 
 CascadeStage makeFirstStage(const std::string& text, const std::string& weight_path) {
   CascadeStage stage;
-  stage.net.reset(new caffe::Net<float>(caffe::FromText(), text));
-  enterFastMode(*stage.net, weight_path);
+  const NetworkSource source(caffe::FromText(), text, weight_path);
+  stage.net = buildUnfilled(source.definition);
+  enterFastMode(source, *stage.net);
   return stage;
 }
 

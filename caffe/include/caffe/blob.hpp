@@ -52,6 +52,8 @@ class Blob {
   int offset(int n, int c = 0, int h = 0, int w = 0) const;
 
   /// The values and gradients, count() of each. A blob without elements has none: a fatal check.
+  /// Values that are frozen, since other blobs hold them too (util/shared_values.hpp), are copied
+  /// when they are first asked for to be written.
   const Dtype* cpu_data() const;
   const Dtype* cpu_diff() const;
   Dtype* mutable_cpu_data();

@@ -4,6 +4,7 @@
 #define CAFFE_NET_HPP_
 
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -98,7 +99,14 @@ class Net {
   const vector<float>& params_weight_decay() const { return params_weight_decay_; }
   bool first_run_pending() const { return first_run_pending_; }
   int firstConvLayerIndex() const { return firstConvLayerIndex_; }
-  const vector<float>& first_run_offsets() const { return first_run_offsets_; }
+  /// As many zeros as the first convolution's first top has values, until FirstRun measures it.
+  const vector<float>& first_run_offsets() const;
+
+  /// Lets the trained parameters and what FirstRun measured be held once by all networks of the
+  /// process that have equal ones, and gives back the memory of all other blobs, which read as zeros
+  /// until a run writes them. Runs and their results stay the same. Threads: those of
+  /// ShareEqualValues.
+  void ShareAndRelease();
 
  private:
   friend class NetTestPeer;  // Nothing else can set use_active_images_.
@@ -149,8 +157,10 @@ class Net {
   vector<boost::shared_ptr<cv::Mat>> active_image_ptrs_;  // Empty.
   bool first_run_pending_;
   int firstConvLayerIndex_;  // -1 if there is no convolution.
-  vector<float>
-      first_run_offsets_;  // Negated response to 100.0, in the flat order of construction.
+  int first_run_count_;  // Values of the first convolution's first top, of construction or FirstRun.
+  // Negated response to 100.0, in the flat order of construction. Null until it is measured, or
+  // asked for.
+  mutable std::shared_ptr<const vector<float>> first_run_offsets_;
 };
 
 }  // namespace caffe

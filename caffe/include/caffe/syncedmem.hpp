@@ -34,6 +34,14 @@ class SyncedMemory {
   /// first.
   void set_cpu_data(void* data);
 
+  /// Gives the block back, if it is an own one: the next access finds zeros again.
+  void Release();
+
+  /// From here on the block is only read, by any number of holders and threads. It is allocated
+  /// by then; whoever wants to write takes another holder (Blob::mutable_cpu_data does).
+  void Freeze();
+  bool frozen() const { return frozen_; }
+
   SyncedHead head() const { return head_; }
   std::size_t size() const { return size_; }
 
@@ -45,6 +53,7 @@ class SyncedMemory {
   std::size_t size_;                // In bytes.
   SyncedHead head_;                 // HEAD_BEHIND is entered by no code.
   bool own_cpu_data_;               // Whether cpu_ptr_ was allocated here and is freed here.
+  bool frozen_;                     // Whether the block is shared by those who only read it.
 };
 
 }  // namespace caffe

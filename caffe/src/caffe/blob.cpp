@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <limits>
 
 #include "caffe/common.hpp"
@@ -100,6 +101,11 @@ const Dtype* Blob<Dtype>::cpu_diff() const {
 template <typename Dtype>
 Dtype* Blob<Dtype>::mutable_cpu_data() {
   CHECK(data_);
+  if (data_->frozen()) {
+    const boost::shared_ptr<SyncedMemory> own(new SyncedMemory(data_->size()));
+    std::memcpy(own->mutable_cpu_data(), data_->cpu_data(), data_->size());
+    data_ = own;
+  }
   return static_cast<Dtype*>(data_->mutable_cpu_data());
 }
 
@@ -125,6 +131,7 @@ template <typename Dtype>
 void Blob<Dtype>::set_cpu_data(Dtype* data) {
   CHECK(data);
   CHECK(data_);
+  if (data_->frozen()) data_.reset(new SyncedMemory(data_->size()));
   data_->set_cpu_data(data);
 }
 

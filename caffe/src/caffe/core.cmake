@@ -10,6 +10,7 @@ set(OZNA_CAFFE_CORE_SOURCES
   src/caffe/util/insert_splits.cpp
   src/caffe/util/io.cpp
   src/caffe/util/math_functions.cpp
+  src/caffe/util/shared_values.cpp
   src/caffe/util/upgrade_layer.cpp
   src/caffe/util/upgrade_proto.cpp)
 

@@ -16,7 +16,12 @@ void ConstantFiller<Dtype>::Fill(Blob<Dtype>* blob) {
   const int count = blob->count();
   CHECK(count);
   CHECK_EQ(this->filler_param_.sparse(), -1) << "Sparsity not supported by this Filler.";
-  std::fill_n(blob->mutable_cpu_data(), count, this->filler_param_.value());
+  const Dtype value = this->filler_param_.value();
+  // A block that nobody has touched reads as zeros, and costs nothing as long as nobody does.
+  if (value == 0 && !std::signbit(value) && blob->data()->head() == SyncedMemory::UNINITIALIZED) {
+    return;
+  }
+  std::fill_n(blob->mutable_cpu_data(), count, value);
 }
 
 template <typename Dtype>

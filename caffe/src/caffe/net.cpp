@@ -10,6 +10,7 @@
 #include "caffe/data_layers.hpp"
 #include "caffe/util/insert_splits.hpp"
 #include "caffe/util/math_functions.hpp"
+#include "caffe/util/shared_values.hpp"
 #include "caffe/util/upgrade_proto.hpp"
 
 namespace caffe {
@@ -48,7 +49,10 @@ vector<std::pair<int, int>> SizesOf(const vector<Blob<Dtype>*>& blobs) {
 
 template <typename Dtype>
 Net<Dtype>::Net(const string& param_file)
-    : use_active_images_(false), first_run_pending_(true), firstConvLayerIndex_(-1) {
+    : use_active_images_(false),
+      first_run_pending_(true),
+      firstConvLayerIndex_(-1),
+      first_run_count_(0) {
   google::protobuf::Arena arena;
   NetParameter* param = google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
   ReadNetParamsFromTextFile(param_file, param);
@@ -57,7 +61,10 @@ Net<Dtype>::Net(const string& param_file)
 
 template <typename Dtype>
 Net<Dtype>::Net(FromText, const string& param_text)
-    : use_active_images_(false), first_run_pending_(true), firstConvLayerIndex_(-1) {
+    : use_active_images_(false),
+      first_run_pending_(true),
+      firstConvLayerIndex_(-1),
+      first_run_count_(0) {
   google::protobuf::Arena arena;
   NetParameter* param = google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
   ReadNetParamsFromTextFile1(param_text, param);
@@ -66,7 +73,10 @@ Net<Dtype>::Net(FromText, const string& param_text)
 
 template <typename Dtype>
 Net<Dtype>::Net(const NetParameter& param)
-    : use_active_images_(false), first_run_pending_(true), firstConvLayerIndex_(-1) {
+    : use_active_images_(false),
+      first_run_pending_(true),
+      firstConvLayerIndex_(-1),
+      first_run_count_(0) {
   Init(param);
 }
 
@@ -179,7 +189,7 @@ void Net<Dtype>::AppendLayer(const NetParameter& param, int i, BlobTable* table)
   }
   if (firstConvLayerIndex_ < 0 && layer_param.type() == LayerParameter::CONVOLUTION) {
     firstConvLayerIndex_ = i;
-    first_run_offsets_.resize(top_vecs_[i][0]->count());
+    first_run_count_ = top_vecs_[i][0]->count();
   }
 }
 
@@ -303,10 +313,30 @@ void Net<Dtype>::FirstRun() {
     return;
   }
   const Blob<Dtype>& response = *top_vecs_[firstConvLayerIndex_][0];
-  first_run_offsets_.resize(response.count());
   const Dtype* values = response.cpu_data();
-  std::transform(values, values + response.count(), first_run_offsets_.begin(),
-                 [](Dtype value) { return -value; });
+  const auto offsets = std::make_shared<vector<float>>(values, values + response.count());
+  for (float& offset : *offsets) offset = -offset;
+  first_run_count_ = response.count();
+  first_run_offsets_ = offsets;
+}
+
+template <typename Dtype>
+const vector<float>& Net<Dtype>::first_run_offsets() const {
+  if (first_run_offsets_ == nullptr) {
+    first_run_offsets_ = std::make_shared<vector<float>>(first_run_count_);
+  }
+  return *first_run_offsets_;
+}
+
+template <typename Dtype>
+void Net<Dtype>::ShareAndRelease() {
+  for (const shared_ptr<Blob<Dtype>>& param : params_) {
+    ShareEqualValues(param.get());
+  }
+  first_run_offsets_ = SharedEqual(first_run_offsets_);
+  for (const shared_ptr<Blob<Dtype>>& blob : blobs_) {
+    if (blob->count() > 0) blob->data()->Release();
+  }
 }
 
 template <typename Dtype>
@@ -319,10 +349,11 @@ const vector<Blob<Dtype>*>& Net<Dtype>::FF() {
   // The entries are negated responses, so that the subtraction adds the response to 100.0. It is
   // flat on purpose: at a smaller size, value k still goes with entry k, whatever its channel, and
   // the trained scores depend on that. A top larger than what FirstRun measured keeps its rest.
+  const vector<float>& offsets = first_run_offsets();
   for (Blob<Dtype>* top : top_vecs_[0]) {
-    const int corrected = std::min(top->count(), static_cast<int>(first_run_offsets_.size()));
+    const int corrected = std::min(top->count(), static_cast<int>(offsets.size()));
     Dtype* values = top->mutable_cpu_data();
-    vsSub(corrected, values, first_run_offsets_.data(), values);
+    vsSub(corrected, values, offsets.data(), values);
   }
   for (size_t i = 1; i < layers_.size(); ++i) {
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);

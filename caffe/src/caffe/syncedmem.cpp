@@ -14,7 +14,8 @@ SyncedMemory::SyncedMemory(std::size_t size)
       gpu_ptr_(nullptr),
       size_(size),
       head_(UNINITIALIZED),
-      own_cpu_data_(false) {}
+      own_cpu_data_(false),
+      frozen_(false) {}
 
 SyncedMemory::~SyncedMemory() {
   if (cpu_ptr_ != nullptr && own_cpu_data_) {
@@ -45,6 +46,7 @@ const void* SyncedMemory::cpu_data() {
 }
 
 void* SyncedMemory::mutable_cpu_data() {
+  CHECK(!frozen_);
   to_cpu();
   head_ = HEAD_AT_CPU;
   return cpu_ptr_;
@@ -52,12 +54,27 @@ void* SyncedMemory::mutable_cpu_data() {
 
 void SyncedMemory::set_cpu_data(void* data) {
   CHECK(data);
+  CHECK(!frozen_);
   if (own_cpu_data_) {
     std::free(cpu_ptr_);
   }
   cpu_ptr_ = data;
   head_ = HEAD_AT_CPU;
   own_cpu_data_ = false;
+}
+
+void SyncedMemory::Release() {
+  CHECK(!frozen_);
+  if (!own_cpu_data_) return;
+  std::free(cpu_ptr_);
+  cpu_ptr_ = nullptr;
+  own_cpu_data_ = false;
+  head_ = UNINITIALIZED;
+}
+
+void SyncedMemory::Freeze() {
+  to_cpu();
+  frozen_ = true;
 }
 
 }  // namespace caffe

@@ -1,0 +1,28 @@
+/// A stage's network: built from its definition, with the weights of its file.
+
+#ifndef OZNA_DETECTOR_TRAINED_NETWORK_H_
+#define OZNA_DETECTOR_TRAINED_NETWORK_H_
+
+#include <boost/shared_ptr.hpp>
+#include <string>
+
+#include "caffe/net.hpp"
+
+namespace oznalib {
+
+/// Builds the network of a definition in the present layout. Parameters whose first values would be
+/// drawn at random, millions of them, are zeros instead: copyTrained replaces them anyway.
+///
+/// Errors   as the constructor of caffe::Net.
+boost::shared_ptr<caffe::Net<float>> buildUnfilled(const caffe::NetParameter& definition);
+
+/// Copies the weights of a binary file into a network that buildUnfilled made of this definition.
+/// What the file lacks gets the first values that the definition asks for.
+///
+/// Errors   A file that is missing or malformed, or whose sizes are not the network's, is fatal.
+void copyTrained(const caffe::NetParameter& definition, const std::string& weight_path,
+                 caffe::Net<float>& net);
+
+}  // namespace oznalib
+
+#endif  // OZNA_DETECTOR_TRAINED_NETWORK_H_
