@@ -72,7 +72,7 @@ Photograph readFace(const std::string& path) {
   int width = 0, height = 0, maximum = 0;
   file >> magic >> width >> height >> maximum;
   file.get();
-  std::vector<std::uint8_t> pixels(3u * static_cast<unsigned>(width * height));
+  std::vector<std::uint8_t> pixels(std::size_t{3} * width * height);
   file.read(reinterpret_cast<char*>(pixels.data()), static_cast<std::streamsize>(pixels.size()));
   if (!file || width != 512 || height != 512) fail("not the photograph of 512 by 512: " + path);
   Photograph face;

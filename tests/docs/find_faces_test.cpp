@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <opencv2/imgcodecs.hpp>
 #include <sstream>
 #include <string>
@@ -40,6 +42,20 @@ TEST(FindFaces, PrintsTheOneFaceOfAPortrait) {
   std::string rest;
   EXPECT_FALSE(lines >> rest) << "a second face: " << rest;
   std::remove(ppm.c_str());
+}
+
+TEST(FindFaces, RefusesAHeaderThatPromisesMoreThanTheFileHolds) {
+  // 3 by 21846 by 65536 bytes are 131072 too many for 32 bits, which is what would be left of them.
+  for (const std::string header :
+       {"P6 21846 65536 255\n", "P6 40000 40000 255\n", "P6 9 9 255\n"}) {
+    const std::string ppm = testing::TempDir() + "/find_faces_header.ppm";
+    std::ofstream(ppm, std::ios::binary) << header << std::string(131072, 'x');
+    const int status = std::system(
+        ("'" FIND_FACES "' '" OZNA_SOURCE_DIR "/public/' '" + ppm + "' > /dev/null").c_str());
+    EXPECT_TRUE(WIFEXITED(status)) << header;
+    EXPECT_EQ(WEXITSTATUS(status), 1) << header;
+    std::remove(ppm.c_str());
+  }
 }
 
 }  // namespace

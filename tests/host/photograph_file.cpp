@@ -22,7 +22,8 @@ Photograph readPhotograph(const std::string& path) {
   file >> magic >> photograph.width >> photograph.height >> maximum;
   file.get();
   require(magic == "P6" && maximum == 255, path + " is no PPM file");
-  photograph.pixels.resize(3U * static_cast<unsigned>(photograph.width * photograph.height));
+  photograph.pixels.resize(std::size_t{3} * static_cast<std::size_t>(photograph.width) *
+                           static_cast<std::size_t>(photograph.height));
   file.read(reinterpret_cast<char*>(photograph.pixels.data()),
             static_cast<std::streamsize>(photograph.pixels.size()));
   require(static_cast<bool>(file), path + " is cut short");

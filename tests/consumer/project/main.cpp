@@ -23,7 +23,7 @@ bool read(const char* path, Photograph* photograph) {
   file >> magic >> photograph->width >> photograph->height >> maximum;
   file.get();
   if (!file || magic != "P6" || maximum != 255) return false;
-  photograph->pixels.resize(3U * photograph->width * photograph->height);
+  photograph->pixels.resize(std::size_t{3} * photograph->width * photograph->height);
   file.read(reinterpret_cast<char*>(photograph->pixels.data()),
             static_cast<std::streamsize>(photograph->pixels.size()));
   return static_cast<bool>(file);
