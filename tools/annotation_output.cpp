@@ -29,14 +29,16 @@ bool isDirectoryTarget(const std::string& target, const InputOptions& inputs) {
 
 }  // namespace
 
-AnnotationOutput::AnnotationOutput(const std::string& target, const InputOptions& inputs)
-    : target_(target), is_directory_(isDirectoryTarget(target, inputs)) {
+AnnotationOutput::AnnotationOutput(const std::string& target, const Options& options)
+    : target_(target),
+      is_directory_(isDirectoryTarget(target, options.inputs)),
+      taken_(options.resume.empty() ? Taken::kAnotherName : Taken::kEqualServes) {
   if (is_directory_) {
     makeDirectory(target);
     return;
   }
   std::error_code error;
-  if (fs::equivalent(target, inputs.names.front(), error)) {
+  if (fs::equivalent(target, options.inputs.names.front(), error)) {
     throw Failure(kExitUsage, printable(target) + " would overwrite the photograph");
   }
   if (!namesImageFormat(target))
@@ -55,9 +57,9 @@ PreparedFiles AnnotationOutput::prepare(const Input& input, const Record& record
   const auto bytes = std::make_shared<const Bytes>(encodePicture(name, photograph->pixels));
   return {static_cast<std::int64_t>(bytes->size()), [this, name, bytes](Record* /*record*/) {
             if (is_directory_) {
-              writeNewFile(target_, name, *bytes);
+              writeNewFile(target_, name, *bytes, taken_);
             } else {
-              writeOverFile(target_, *bytes);
+              replaceFile(target_, bytes->data(), bytes->size());
             }
           }};
 }

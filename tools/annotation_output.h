@@ -6,6 +6,7 @@
 #include <string>
 
 #include "tools/options.h"
+#include "tools/output_file.h"
 #include "tools/side_output.h"
 
 namespace oznatool {
@@ -13,7 +14,8 @@ namespace oznatool {
 /// The target of annotated photographs: one file, or a directory for several photographs.
 ///
 /// A file target is replaced. In a directory the name is that of the photograph, with ".png" behind
-/// it if its format cannot be written; a name that is taken gets "-2", "-3", ... before its ending.
+/// it if its format cannot be written; a name that is taken gets "-2", "-3", ... before its ending. A run
+/// with --resume takes an equal file that is there for its own, which a killed run had written.
 class AnnotationOutput : public SideOutput {
  public:
   /// A directory if there may be several photographs, if target is one already or if it ends in
@@ -22,7 +24,7 @@ class AnnotationOutput : public SideOutput {
   /// Errors  Failure with kExitOutput where nothing can be written there, Failure with kExitUsage
   /// where the target is
   ///         the photograph itself.
-  AnnotationOutput(const std::string& target, const InputOptions& inputs);
+  AnnotationOutput(const std::string& target, const Options& options);
 
   /// Draws into the photograph.
   PreparedFiles prepare(const Input& input, const Record& record,
@@ -31,6 +33,7 @@ class AnnotationOutput : public SideOutput {
  private:
   std::string target_;
   bool is_directory_;
+  Taken taken_;
 };
 
 }  // namespace oznatool

@@ -200,11 +200,13 @@ ExitCode benchCommand(const Options& options) {
       say(failure.what());
       status = std::max(status, failure.code());
     } catch (const std::exception& error) {
-      say(printable(input->path) + ": " + error.what());
-      status = std::max(status, kExitPhotographs);
+      const PhotographFailure failure = failureOf(input->path, error);
+      say(failure.what());
+      status = std::max(status, failure.code());
     }
   }
   if (interrupted()) return kExitInterrupted;
+  status = std::max(status, inputs.status());
   if (bench.timed().milliseconds.empty()) {
     say("no photograph could be timed");
     return std::max(status, kExitPhotographs);

@@ -8,12 +8,12 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 #include <sstream>
 
 #include "tools/exit_code.h"
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 
@@ -28,15 +28,19 @@ constexpr size_t kColours = 3;  // Planes of every network's input.
   throw Failure(kExitModel, printable(path) + ": " + reason);
 }
 
+[[noreturn]] void failToOpen(const std::string& path, int error) {
+  throw Failure(exitCodeOf(error, kExitModel),
+                printable(path) + ": model file: " + reasonOf(error));
+}
+
 // Opens a model file that must be a readable, filled file.
 std::ifstream openModelFile(const std::string& path) {
   struct stat status;
-  if (stat(path.c_str(), &status) == -1)
-    fail(path, std::string("model file: ") + std::strerror(errno));
+  if (stat(path.c_str(), &status) == -1) failToOpen(path, errno);
   if (!S_ISREG(status.st_mode)) fail(path, "model file: is not a file");
   if (status.st_size == 0) fail(path, "damaged model file: is empty");
   std::ifstream file(path, std::ios::binary);
-  if (!file) fail(path, std::string("model file: ") + std::strerror(errno));
+  if (!file) failToOpen(path, errno);
   return file;
 }
 

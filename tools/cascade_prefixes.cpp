@@ -2,12 +2,14 @@
 
 #include "tools/cascade_prefixes.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
 
 #include "tools/exit_code.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
@@ -47,6 +49,8 @@ CascadePrefixes::CascadePrefixes(const CascadeFiles& whole) {
       linkAll(whole.root, directory);
       std::ofstream list(directory / kStageListName);
       for (size_t i = 0; i < count; ++i) list << lines[i] << '\n';
+      list.close();
+      if (!list) throw Failure(kExitOutput, directory.string() + ": " + reasonOf(errno));
       files_.push_back(whole);
       files_.back().root = directory.string() + "/";
     }

@@ -11,8 +11,8 @@
 
 namespace oznatool {
 
-ChipOutput::ChipOutput(const std::string& directory, int side_px)
-    : directory_(directory), side_px_(side_px) {
+ChipOutput::ChipOutput(const std::string& directory, int side_px, Taken taken)
+    : directory_(directory), side_px_(side_px), taken_(taken) {
   makeDirectory(directory);
 }
 
@@ -32,7 +32,7 @@ PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
     for (size_t i = 0; i < files->size(); ++i) {
       if ((*files)[i].empty()) continue;
       const std::string name = stem + "-" + std::to_string(i + 1) + ".png";
-      written->faces[i].chip = writeNewFile(directory_, name, (*files)[i]);
+      written->faces[i].chip = writeNewFile(directory_, name, (*files)[i], taken_);
     }
   };
   return prepared;

@@ -5,16 +5,20 @@
 
 #include <string>
 
+#include "tools/output_file.h"
 #include "tools/side_output.h"
 
 namespace oznatool {
 
 /// Chips go into one directory: "photo-1.png", "photo-2.png", ... in the order of the faces, below
-/// the photograph's own subfolder. A name that is taken is not used again.
+/// the photograph's own subfolder. A name that is taken is not used again, unless a run
+/// with --resume finds an equal file there, which a killed run had written.
 class ChipOutput : public SideOutput {
  public:
   /// Makes the directory. Errors  Failure with kExitOutput.
-  ChipOutput(const std::string& directory, int side_px);
+  ///
+  /// taken  What to do with a name that is taken: see output_file.h.
+  ChipOutput(const std::string& directory, int side_px, Taken taken);
 
   /// Faces without five landmarks get no chip. Sets the chips of the record's faces.
   PreparedFiles prepare(const Input& input, const Record& record,
@@ -23,6 +27,7 @@ class ChipOutput : public SideOutput {
  private:
   std::string directory_;
   int side_px_;
+  Taken taken_;
 };
 
 }  // namespace oznatool

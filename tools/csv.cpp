@@ -2,6 +2,9 @@
 
 #include "tools/csv.h"
 
+#include <array>
+#include <string_view>
+
 namespace oznatool {
 
 std::string csvField(const std::string& text) {
@@ -9,6 +12,15 @@ std::string csvField(const std::string& text) {
   std::string quoted = "\"";
   for (const char c : text) quoted += c == '"' ? "\"\"" : std::string(1, c);
   return quoted + "\"";
+}
+
+std::string safeCell(const std::string& name) {
+  constexpr std::array<std::string_view, 11> kBegins = {
+      "=", "+", "-", "@", "\t", "\r", "\n", "\uFF1D", "\uFF0B", "\uFF0D", "\uFF20"};
+  for (const std::string_view begin : kBegins) {
+    if (name.compare(0, begin.size(), begin) == 0) return "./" + name;
+  }
+  return name;
 }
 
 std::vector<CsvRow> csvRowsOf(const std::string& text, size_t field_count) {

@@ -21,12 +21,17 @@ std::string number(float value) {
 
 std::string empties(size_t count) { return std::string(count, ','); }
 
-std::string faceColumns(const Face& face, size_t index) {
+std::string nameField(const std::string& name, bool safe_cells) {
+  return csvField(safe_cells ? safeCell(name) : name);
+}
+
+std::string faceColumns(const Face& face, size_t index, bool safe_cells) {
   std::string row = "," + std::to_string(index + 1);
   for (const float edge : {face.rect.left, face.rect.top, face.rect.right, face.rect.bottom}) {
     row += "," + number(edge);
   }
-  return row + "," + (face.score ? number(*face.score) : "") + "," + csvField(face.chip);
+  return row + "," + (face.score ? number(*face.score) : "") + "," +
+         nameField(face.chip, safe_cells);
 }
 
 }  // namespace
@@ -40,11 +45,11 @@ std::string csvHeading(int point_count) {
   return heading + "\n";
 }
 
-std::string csvRows(const Record& record, int point_count) {
+std::string csvRows(const Record& record, int point_count, bool safe_cells) {
   constexpr size_t kPhotographColumns = 4;  // Width, height, orientation, number of faces.
   constexpr size_t kFaceColumns = 7;        // Face, edges, score, chip.
   const size_t point_columns = 2 * static_cast<size_t>(point_count);
-  const std::string path = csvField(record.path);
+  const std::string path = nameField(record.path, safe_cells);
   if (record.failure) {
     return path + empties(kPhotographColumns + kFaceColumns) + "," +
            nameOf(record.failure->kind()) + "," + csvField(record.failure->reason()) +
@@ -57,7 +62,7 @@ std::string csvRows(const Record& record, int point_count) {
   std::string rows;
   for (size_t i = 0; i < record.faces.size(); ++i) {
     const std::vector<float>& points = record.faces[i].points;
-    rows += photograph + faceColumns(record.faces[i], i) + ",,";
+    rows += photograph + faceColumns(record.faces[i], i, safe_cells) + ",,";
     for (const float coordinate : points) rows += "," + number(coordinate);
     rows += empties(point_columns - std::min(point_columns, points.size())) + "\n";
   }

@@ -14,12 +14,14 @@ ExitCode faceCommand(const Options& options) {
   // Outputs before models: a directory that cannot be made is told at once.
   std::vector<std::unique_ptr<SideOutput>> owned;
   if (!options.chips.empty()) {
-    owned.push_back(std::make_unique<ChipOutput>(options.chips, options.chip_side));
+    owned.push_back(std::make_unique<ChipOutput>(
+        options.chips, options.chip_side,
+        options.resume.empty() ? Taken::kAnotherName : Taken::kEqualServes));
   }
   if (!options.xmp.empty()) owned.push_back(std::make_unique<SidecarOutput>(options.xmp));
   // The last one, since it draws into the photograph.
   if (!options.annotate.empty()) {
-    owned.push_back(std::make_unique<AnnotationOutput>(options.annotate, options.inputs));
+    owned.push_back(std::make_unique<AnnotationOutput>(options.annotate, options));
   }
   std::vector<const SideOutput*> outputs;
   for (const auto& output : owned) outputs.push_back(output.get());

@@ -9,7 +9,7 @@
 
 namespace oznatool {
 
-/// The bytes of a photograph's file, which may be a pipe. At least one byte.
+/// The bytes of a photograph's file, at least one. What may be read is told in input_file.h.
 ///
 /// largest  A larger file is refused; a regular one before it is read. At most 1 GiB, since the
 /// decoders count bytes in an int.

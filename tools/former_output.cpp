@@ -6,16 +6,17 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
-#include <fstream>
+#include <charconv>
+#include <limits>
 #include <nlohmann/json.hpp>
-#include <sstream>
+#include <optional>
 #include <vector>
 
 #include "tools/csv.h"
 #include "tools/exit_code.h"
+#include "tools/input_file.h"
 #include "tools/streams.h"
-#include "tools/utf8.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
@@ -25,11 +26,33 @@ namespace {
 }
 
 std::string readText(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  if (!file && !file.eof()) fail(path, std::strerror(errno));
-  return text.str();
+  try {
+    return InputFile(path).readAll(std::numeric_limits<std::int64_t>::max());
+  } catch (const Unreadable& problem) {
+    fail(path, problem.what());
+  }
+}
+
+// The bytes that pairs of hexadecimal digits stand for; nothing where the text is none.
+std::optional<std::string> bytesOfHex(const std::string& text) {
+  std::string bytes;
+  for (size_t at = 0; at < text.size(); at += 2) {
+    unsigned value = 0;
+    const char* const begin = text.data() + at;
+    if (at + 1 == text.size()) return std::nullopt;
+    if (std::from_chars(begin, begin + 2, value, 16).ptr != begin + 2) return std::nullopt;
+    bytes += static_cast<char>(value);
+  }
+  return bytes;
+}
+
+// The path of a record; nothing where the line is none. Its bytes stand beside its text where they
+// are no text, since two such names may have one text.
+std::optional<std::string> pathIn(const nlohmann::json& line) {
+  if (!line.is_object() || !line.contains("path") || !line["path"].is_string()) return std::nullopt;
+  if (!line.contains("path_hex")) return line["path"].get<std::string>();
+  if (!line["path_hex"].is_string()) return std::nullopt;
+  return bytesOfHex(line["path_hex"].get<std::string>());
 }
 
 // The paths of JSON lines. end  Receives the number of bytes of whole lines.
@@ -40,10 +63,11 @@ std::vector<std::string> jsonPaths(const std::string& path, const std::string& t
     const nlohmann::json line = nlohmann::json::parse(
         text.begin() + static_cast<std::ptrdiff_t>(*end),
         text.begin() + static_cast<std::ptrdiff_t>(next), nullptr, /*allow_exceptions=*/false);
-    if (!line.is_object() || !line.contains("path") || !line["path"].is_string()) {
+    const std::optional<std::string> photograph = pathIn(line);
+    if (!photograph) {
       fail(path, "line " + std::to_string(paths.size() + 1) + " is no record of ozna --json");
     }
-    paths.push_back(line["path"].get<std::string>());
+    paths.push_back(*photograph);
   }
   return paths;
 }
@@ -85,19 +109,20 @@ FormerOutput::FormerOutput(const std::string& path) {
   } else if (!text.empty()) {
     fail(path, "is no output of ozna --json or --format csv");
   }
-  for (const std::string& photograph : paths) photographs_.insert(asUtf8(photograph));
+  photographs_.insert(paths.begin(), paths.end());
 
   if (!isStandardOutput(path)) return;
   continued_ = end > 0;
-  if (end == text.size()) return;
-  if (ftruncate(STDOUT_FILENO, static_cast<off_t>(end)) == -1 ||
-      (lseek(STDOUT_FILENO, 0, SEEK_END) == -1 && errno != ESPIPE)) {
-    throw Failure(kExitOutput, printable(path) + ": " + std::strerror(errno));
+  // A descriptor that was not opened for appending may stand anywhere, also on the first record.
+  if ((end < text.size() && ftruncate(STDOUT_FILENO, static_cast<off_t>(end)) == -1) ||
+      lseek(STDOUT_FILENO, 0, SEEK_END) == -1) {
+    throw Failure(kExitOutput, printable(path) + ": " + reasonOf(errno));
   }
 }
 
 bool FormerOutput::has(const std::string& photograph) const {
-  return !photographs_.empty() && photographs_.count(asUtf8(photograph)) > 0;
+  if (photographs_.empty()) return false;
+  return photographs_.count(photograph) > 0 || photographs_.count(safeCell(photograph)) > 0;
 }
 
 }  // namespace oznatool

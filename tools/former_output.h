@@ -16,7 +16,8 @@ class FormerOutput {
 
   /// Reads the whole file. A last line without its line break, as a killed run leaves it, does not
   /// count, nor does a last photograph without all of its rows; where standard output is this same
-  /// file, they are cut off, so that what is appended begins where a record does.
+  /// file, they are cut off, and standard output goes on at the end of the file, however it was
+  /// opened, so that what is written begins where a record ends.
   ///
   /// Errors  Failure with kExitUsage where the file cannot be read or is no such output; with
   /// kExitOutput where it cannot be cut.
@@ -29,7 +30,7 @@ class FormerOutput {
   bool isContinued() const { return continued_; }
 
  private:
-  std::unordered_set<std::string> photographs_;  // As JSON shows them: in UTF-8.
+  std::unordered_set<std::string> photographs_;  // Their names, byte for byte.
   bool continued_ = false;
 };
 

@@ -24,7 +24,8 @@ Photographs are JPEG, PNG, TIFF, WebP, HEIC, AVIF, BMP, JPEG 2000 or PNM files.
 Standard output holds data only; messages go to standard error.
 
 Exit status: 0 done, 1 some photographs failed, 2 wrong arguments,
-             3 model missing or damaged, 4 output not written, 130 interrupted;
+             3 model missing or damaged, 4 output not written, 5 no memory or
+             another limit of the machine, 130 interrupted;
              with --quiet: 0 a face was found, 1 none, 2 error.
 )";
 
@@ -35,6 +36,7 @@ const char* const kList =
 
 const char* const kRun =
     R"(      --format F         text, json or csv (text); --json is --format json
+      --safe-cells       csv: no name begins as a formula of a spreadsheet does
   -q, --quiet            no data: exit 0 if a face is found, 1 if none, 2 error
   -j, --jobs N|auto      photographs at once (auto)
       --progress WHEN    auto, always or never (auto)

@@ -10,17 +10,19 @@
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 #include <vector>
 
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
 
 namespace fs = std::filesystem;
+
+constexpr size_t kLongestName = 65536;  // In bytes. The system takes shorter ones alone.
 
 constexpr std::array<const char*, 17> kEndings = {
     ".jpg",  ".jpeg", ".jpe",  ".jfif", ".png", ".tif", ".tiff", ".webp", ".heic",
@@ -66,7 +68,7 @@ bool hasPhotographEnding(const std::string& name) {
 }
 
 Inputs::Inputs(const InputOptions& options, std::function<bool(const std::string&)> skip)
-    : options_(options), skip_(std::move(skip)), thread_([this] { gather(); }) {}
+    : options_(options), skip_(std::move(skip)), thread_(startThread([this] { gather(); })) {}
 
 Inputs::~Inputs() {
   stop_ = true;
@@ -76,6 +78,7 @@ Inputs::~Inputs() {
 std::optional<Input> Inputs::next(const std::function<bool()>& stop) {
   std::unique_lock<std::mutex> lock(mutex_);
   while (waiting_.empty()) {
+    if (error_) std::rethrow_exception(error_);
     if (finished_ || stop()) return std::nullopt;
     changed_.wait_for(lock, std::chrono::milliseconds(50));
   }
@@ -94,7 +97,26 @@ bool Inputs::maySeveral(const InputOptions& options) {
   return options.recursive || options.names.size() != 1 || options.names.front() == "-";
 }
 
+ExitCode Inputs::status() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return status_;
+}
+
+// The life of the thread. Nothing may leave it.
 void Inputs::gather() {
+  std::exception_ptr error;
+  try {
+    gatherAll();
+  } catch (...) {
+    error = std::current_exception();
+  }
+  const std::lock_guard<std::mutex> lock(mutex_);
+  error_ = error;
+  finished_ = true;
+  changed_.notify_all();
+}
+
+void Inputs::gatherAll() {
   for (const std::string& name : options_.names) {
     if (name == "-") {
       gatherList();
@@ -102,9 +124,12 @@ void Inputs::gather() {
       gatherOne(name);
     }
   }
+}
+
+void Inputs::giveUpList(ExitCode status, const std::string& reason) {
+  say("list on standard input: " + reason);
   const std::lock_guard<std::mutex> lock(mutex_);
-  finished_ = true;
-  changed_.notify_all();
+  status_ = std::max(status_, status);
 }
 
 void Inputs::gatherOne(const std::string& name) {
@@ -152,12 +177,15 @@ void Inputs::gatherList() {
     if (count == 0 || (count == -1 && errno == EINTR)) continue;
     const ssize_t size = read(STDIN_FILENO, buffer, sizeof(buffer));
     if (size == -1 && errno == EINTR) continue;
-    if (size == -1) say(std::string("list on standard input: ") + std::strerror(errno));
+    if (size == -1) giveUpList(kExitPhotographs, reasonOf(errno));
     if (size <= 0) break;
     for (const char* at = buffer; at != buffer + size; ++at) {
       if (*at != options_.list_end) {
         name += *at;
-        continue;
+        if (name.size() <= kLongestName) continue;
+        giveUpList(kExitUsage, "a name of more than " + std::to_string(kLongestName >> 10) +
+                                   " KiB; --null is for names that end in NUL");
+        return;
       }
       if (!name.empty()) gatherOne(name);
       name.clear();

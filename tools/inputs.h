@@ -7,12 +7,14 @@
 #include <condition_variable>
 #include <cstddef>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
 
+#include "tools/exit_code.h"
 #include "tools/options.h"
 
 namespace oznatool {
@@ -25,7 +27,8 @@ struct Input {
 };
 
 /// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is
-/// known early and a list that comes slowly is worked on as it comes.
+/// known early and a list that comes slowly is worked on as it comes. A list with a name of more than
+/// 64 KiB, which no file can have, ends there.
 class Inputs {
  public:
   /// skip  Inputs whose path it is true for are left out; called in the gathering thread.
@@ -35,11 +38,15 @@ class Inputs {
   Inputs& operator=(const Inputs&) = delete;
 
   /// The next input, in order; waits for it. Nothing at the end or where stop, which is asked from
-  /// time to time, says so.
+  /// time to time, says so. Throws what ended the gathering, which no list or folder does.
   std::optional<Input> next(const std::function<bool()>& stop);
 
   /// The number of all inputs, once it is known.
   std::optional<size_t> total() const;
+
+  /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for a
+  /// list that is none, kExitPhotographs for one that cannot be read to its end.
+  ExitCode status() const;
 
   /// Whether more than one photograph may be named: true also for a folder or a list that turns out
   /// to hold one.
@@ -47,9 +54,11 @@ class Inputs {
 
  private:
   void gather();
+  void gatherAll();
   void gatherOne(const std::string& name);
   void gatherFolder(const std::string& folder);
   void gatherList();
+  void giveUpList(ExitCode status, const std::string& reason);
   void add(Input input);
 
   const InputOptions options_;
@@ -60,6 +69,8 @@ class Inputs {
   std::deque<Input> waiting_;  // Guarded by mutex_, as what follows.
   size_t gathered_ = 0;
   bool finished_ = false;
+  ExitCode status_ = kExitOk;
+  std::exception_ptr error_;
   std::thread thread_;
 };
 

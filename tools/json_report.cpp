@@ -4,6 +4,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/report.h"
+#include "tools/terminal_text.h"
 
 namespace oznatool {
 namespace {
@@ -12,6 +13,23 @@ namespace {
 // a double.
 using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
                                   std::int64_t, std::uint64_t, float>;
+
+// Two digits a byte.
+std::string hexOf(const std::string& bytes) {
+  constexpr const char* kDigits = "0123456789abcdef";
+  std::string hex;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    hex += {kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  return hex;
+}
+
+// A name, and its bytes beside it where they are no text.
+void setName(Json* object, const std::string& key, const std::string& name) {
+  (*object)[key] = name;
+  if (!isUtf8(name)) (*object)[key + "_hex"] = hexOf(name);
+}
 
 Json pointList(const std::vector<float>& points) {
   Json list = Json::array();
@@ -28,7 +46,7 @@ Json faceObject(const Face& face) {
   object["bottom"] = face.rect.bottom;
   if (face.score) object["score"] = *face.score;
   if (!face.points.empty()) object["points"] = pointList(face.points);
-  if (!face.chip.empty()) object["chip"] = face.chip;
+  if (!face.chip.empty()) setName(&object, "chip", face.chip);
   return object;
 }
 
@@ -37,7 +55,7 @@ Json faceObject(const Face& face) {
 std::string jsonLine(const Record& record) {
   Json line;
   line["schema"] = kSchemaVersion;
-  line["path"] = record.path;
+  setName(&line, "path", record.path);
   if (record.failure) {
     line["error"]["kind"] = nameOf(record.failure->kind());
     line["error"]["message"] = record.failure->reason();
@@ -48,7 +66,8 @@ std::string jsonLine(const Record& record) {
     line["faces"] = Json::array();
     for (const Face& face : record.faces) line["faces"].push_back(faceObject(face));
   }
-  return line.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace) +
+  return escapedInJson(line.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false,
+                                 Json::error_handler_t::replace)) +
          "\n";
 }
 

@@ -1,6 +1,7 @@
 // The ozna program: finds faces in photographs and places landmarks on them, from the command line.
 
 #include <exception>
+#include <new>
 #include <optional>
 
 #include "tools/commands.h"
@@ -8,12 +9,19 @@
 #include "tools/math_threads.h"
 #include "tools/options.h"
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace {
 
 using oznatool::ExitCode;
 
 ExitCode run(const oznatool::Options& options) {
+  // Of the work itself: a model file and a photograph a thread, and what is open for a moment.
+  constexpr int kBesideThreads = 16;
+  const int threads = options.command == oznatool::Command::kInfo    ? 0
+                      : options.command == oznatool::Command::kBench ? 1
+                                                                     : oznatool::jobsOf(options);
+  oznatool::requireDescriptors(kBesideThreads + 2 * threads);
   switch (options.command) {
     case oznatool::Command::kDetect:
     case oznatool::Command::kAlign:
@@ -43,6 +51,9 @@ int main(int argc, char** argv) {
   } catch (const oznatool::Failure& failure) {
     oznatool::say(failure.what());
     status = failure.code();
+  } catch (const std::bad_alloc&) {
+    oznatool::sayNoMemory();
+    status = oznatool::kExitLimit;
   } catch (const std::exception& error) {
     oznatool::say(error.what());
     status = oznatool::kExitPhotographs;

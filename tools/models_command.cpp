@@ -1,13 +1,14 @@
 // ozna models.
 
 #include <filesystem>
-#include <fstream>
+#include <sstream>
 #include <system_error>
 
 #include "tools/cascade_files.h"
 #include "tools/checksum.h"
 #include "tools/commands.h"
 #include "tools/face_search.h"
+#include "tools/input_file.h"
 #include "tools/landmark_file.h"
 #include "tools/model_directory.h"
 #include "tools/streams.h"
@@ -26,10 +27,20 @@ struct Model {
   std::string licence;
 };
 
+// The text of a description, or an empty one where it cannot be read.
+std::string textIn(const std::string& path) {
+  constexpr std::int64_t kLargest = 1 << 20;  // In bytes.
+  try {
+    return InputFile(path).readAll(kLargest);
+  } catch (const Unreadable&) {
+    return "";
+  }
+}
+
 // What the model's own description says of its use: the paragraph that begins with "**Use.**".
 std::string licenceIn(const std::string& description) {
   const std::string mark = "**Use.**";
-  std::ifstream file(description);
+  std::istringstream file(textIn(description));
   std::string text;
   for (std::string line; std::getline(file, line);) {
     if (text.empty() && line.rfind(mark, 0) == 0) {

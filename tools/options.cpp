@@ -24,6 +24,7 @@ namespace {
 struct Typed {
   std::vector<std::string> photographs;
   bool recursive = false, null = false, json = false, quiet = false, biggest = false, best = false;
+  bool safe_cells = false;
   std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, output, size,
       points;
   std::string box, rounds, preset, min_face, margin;
@@ -82,6 +83,7 @@ void addSearch(CLI::App* command, Typed* typed) {
 void addRun(CLI::App* command, Typed* typed) {
   addInputs(command, typed);
   addFormat(command, typed);
+  command->add_flag("--safe-cells", typed->safe_cells);
   command->add_flag("-q,--quiet", typed->quiet);
   addValue(command, "-j,--jobs", &typed->jobs);
   addValue(command, "--progress", &typed->progress);
@@ -325,6 +327,10 @@ std::optional<Options> parseOptions(int argc, char** argv) {
   if (is_bench) return options;
 
   options.quiet = typed.quiet;
+  options.safe_cells = typed.safe_cells;
+  if (options.safe_cells && options.format != Format::kCsv) {
+    throw Failure(kExitUsage, "--safe-cells is about --format csv");
+  }
   options.progress = progressOf(typed);
   if (!typed.jobs.empty() && typed.jobs != "auto") {
     constexpr int kMostJobs = 1024;

@@ -36,7 +36,8 @@ struct Options {
   Command command = Command::kDetect;
   InputOptions inputs;
   Format format = Format::kText;
-  bool quiet = false;  ///< No data; the exit status says whether a face was found.
+  bool safe_cells = false;  ///< CSV: no name begins as a formula does.
+  bool quiet = false;       ///< No data; the exit status says whether a face was found.
   ProgressMode progress = ProgressMode::kAuto;
   std::string resume;    ///< A former output whose photographs are left out; empty for none.
   int jobs = 0;          ///< Photographs at once; 0 for as many as the machine allows.

@@ -7,13 +7,14 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
 
+#include "tools/aside_file.h"
 #include "tools/exit_code.h"
+#include "tools/input_file.h"
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
@@ -30,45 +31,62 @@ std::string numbered(const fs::path& name, int number) {
   return name.stem().string() + "-" + std::to_string(number) + name.extension().string();
 }
 
-// Opens a new file in a directory under the first name that is free, which it returns in path.
-int openFreeName(const fs::path& directory, const fs::path& name, std::string* path) {
-  for (int number = 1;; ++number) {
-    *path = (directory / numbered(name, number)).string();
-    const int descriptor = open(path->c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor != -1 || errno != EEXIST) return descriptor;
-  }
-}
-
-// Returns 0 or the number of the error. Closes the descriptor.
-int writeAndClose(int descriptor, const unsigned char* bytes, size_t size) {
-  int error = 0;
-  for (size_t written = 0; written < size && error == 0;) {
-    const ssize_t count = write(descriptor, bytes + written, size - written);
-    if (count >= 0) written += static_cast<size_t>(count);
-    if (count == -1 && errno != EINTR) error = errno;
-  }
-  // A network file system may tell only now that there was no room.
-  if (close(descriptor) == -1 && error == 0) error = errno;
-  return error;
-}
-
-void removeRegularFile(const std::string& path) {
-  std::error_code error;
-  if (fs::is_regular_file(path, error)) fs::remove(path, error);
-}
-
-void writeThrough(int descriptor, const std::string& path, const unsigned char* bytes,
-                  size_t size) {
-  if (descriptor == -1) fail(path, std::strerror(errno));
-  const int error = writeAndClose(descriptor, bytes, size);
-  if (error == 0) return;
-  removeRegularFile(path);
-  fail(path, std::strerror(error));
-}
-
 bool leadsOut(const fs::path& place) {
   return place.is_absolute() ||
          std::find(place.begin(), place.end(), fs::path("..")) != place.end();
+}
+
+bool holds(const std::string& path, const Bytes& bytes) {
+  try {
+    InputFile file(path);
+    const auto size = static_cast<std::int64_t>(bytes.size());
+    if (file.size() != size) return false;
+    const std::string text = file.readAll(size);
+    return text.size() == bytes.size() &&
+           std::equal(text.begin(), text.end(), bytes.begin(),
+                      [](char a, unsigned char b) { return static_cast<unsigned char>(a) == b; });
+  } catch (const Unreadable&) {
+    return false;
+  }
+}
+
+// The path of the file that a path leads to, which need not exist unless the path is a link.
+std::string behindLinks(const std::string& path) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) == -1 || !S_ISLNK(status.st_mode)) return path;
+  // Asked of the system first, which refuses to follow links that others laid into open folders.
+  if (stat(path.c_str(), &status) == -1) {
+    fail(path, errno == ENOENT ? "is a link that leads nowhere" : reasonOf(errno));
+  }
+  std::error_code error;
+  const fs::path real = fs::canonical(path, error);
+  if (error) fail(path, error.message());
+  return real.string();
+}
+
+bool isUnchanged(const struct stat& now, const struct stat& then) {
+  return now.st_dev == then.st_dev && now.st_ino == then.st_ino && now.st_size == then.st_size &&
+         now.st_mtim.tv_sec == then.st_mtim.tv_sec && now.st_mtim.tv_nsec == then.st_mtim.tv_nsec;
+}
+
+// The file that is to be replaced; nothing where there is none.
+std::optional<struct stat> replaced(const std::string& path, const std::string& shown) {
+  struct stat status;
+  if (lstat(path.c_str(), &status) == -1) {
+    if (errno == ENOENT) return std::nullopt;
+    fail(shown, reasonOf(errno));
+  }
+  if (!S_ISREG(status.st_mode)) fail(shown, "is not a regular file");
+  // The move would not ask: it needs the folder alone.
+  if (faccessat(AT_FDCWD, path.c_str(), W_OK, AT_EACCESS) == -1) fail(shown, reasonOf(errno));
+  return status;
+}
+
+// The file behind a path, with its folder.
+std::string targetOf(const std::string& path) {
+  const fs::path folder = fs::path(path).parent_path();
+  if (!folder.empty()) makeDirectory(folder.string());
+  return behindLinks(path);
 }
 
 }  // namespace
@@ -81,34 +99,47 @@ void makeDirectory(const std::string& directory) {
   }
 }
 
-std::string writeNewFile(const std::string& directory, const std::string& place,
-                         const Bytes& bytes) {
-  const fs::path name(place);
-  if (leadsOut(name)) fail(place, "lies outside of " + directory);
-  const fs::path folder = fs::path(directory) / name.parent_path();
-  if (name.has_parent_path()) makeDirectory(folder.string());
-  std::string path;
-  const int descriptor =
-      openFreeName(name.has_parent_path() ? folder : fs::path(directory), name.filename(), &path);
-  writeThrough(descriptor, path, bytes.data(), bytes.size());
-  return path;
+std::string writeNewFile(const std::string& directory, const std::string& place, const Bytes& bytes,
+                         Taken taken) {
+  const fs::path relative(place);
+  if (leadsOut(relative)) fail(place, "lies outside of " + directory);
+  const fs::path folder = relative.has_parent_path() ? fs::path(directory) / relative.parent_path()
+                                                     : fs::path(directory);
+  if (relative.has_parent_path()) makeDirectory(folder.string());
+  const fs::path name = relative.filename();
+  AsideFile file((folder / name).string(), 0666);
+  file.write(bytes.data(), bytes.size());
+  for (int number = 1;; ++number) {
+    const std::string path = (folder / numbered(name, number)).string();
+    if (file.moveTo(numbered(name, number))) return path;
+    if (taken == Taken::kEqualServes && holds(path, bytes)) return path;
+  }
 }
 
-void writeOverFile(const std::string& path, const Bytes& bytes) {
-  const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  writeThrough(descriptor, path, bytes.data(), bytes.size());
+void replaceFile(const std::string& path, const void* bytes, size_t size) {
+  const std::string target = targetOf(path);
+  const std::optional<struct stat> old = replaced(target, path);
+  AsideFile file(target, old ? 0600 : 0666);
+  file.write(bytes, size);
+  if (old) file.takeAttributes(*old);
+  file.moveOver();
 }
 
-void replaceFile(const std::string& path, const std::string& text) {
-  const fs::path folder = fs::path(path).parent_path();
-  if (!folder.empty()) makeDirectory(folder.string());
-  const std::string aside = path + ".part";
-  const int descriptor = open(aside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  writeThrough(descriptor, aside, reinterpret_cast<const unsigned char*>(text.data()), text.size());
-  if (std::rename(aside.c_str(), path.c_str()) == 0) return;
-  const int error = errno;
-  removeRegularFile(aside);
-  fail(path, std::strerror(error));
+void replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
+                          const void* bytes, size_t size) {
+  const std::string target = targetOf(path);
+  AsideFile file(target, former ? 0600 : 0666);
+  file.write(bytes, size);
+  bool is_moved = false;
+  if (former) {
+    file.takeAttributes(*former);
+    const std::optional<struct stat> now = replaced(target, path);
+    is_moved = now && isUnchanged(*now, *former);
+    if (is_moved) file.moveOver();
+  } else {
+    is_moved = file.moveTo(fs::path(target).filename().string());
+  }
+  if (!is_moved) fail(path, "another program has changed it meanwhile");
 }
 
 }  // namespace oznatool

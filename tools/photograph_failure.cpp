@@ -2,6 +2,10 @@
 
 #include "tools/photograph_failure.h"
 
+#include <new>
+#include <opencv2/core.hpp>
+#include <opencv2/core/base.hpp>
+
 #include "tools/streams.h"
 
 namespace oznatool {
@@ -28,5 +32,14 @@ PhotographFailure::PhotographFailure(const std::string& path, FailureKind kind,
               printable(path) + ": " + reason),
       kind_(kind),
       reason_(reason) {}
+
+PhotographFailure failureOf(const std::string& path, const std::exception& error) {
+  const auto* const of_images = dynamic_cast<const cv::Exception*>(&error);
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr ||
+      (of_images != nullptr && of_images->code == cv::Error::StsNoMem)) {
+    return {path, FailureKind::kMemory, "no memory"};
+  }
+  return {path, FailureKind::kSearch, error.what()};
+}
 
 }  // namespace oznatool

@@ -3,6 +3,7 @@
 #ifndef OZNA_TOOLS_PHOTOGRAPH_FAILURE_H_
 #define OZNA_TOOLS_PHOTOGRAPH_FAILURE_H_
 
+#include <exception>
 #include <string>
 
 #include "tools/exit_code.h"
@@ -33,6 +34,10 @@ class PhotographFailure : public Failure {
   FailureKind kind_;
   std::string reason_;
 };
+
+/// What an exception of a library means for a photograph: kMemory where there was none, else
+/// kSearch with its words.
+PhotographFailure failureOf(const std::string& path, const std::exception& error);
 
 }  // namespace oznatool
 

@@ -8,6 +8,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -67,12 +68,13 @@ class Run {
       writeData(csvHeading(options_.points));
     }
     std::vector<std::thread> threads;
+    threads.reserve(static_cast<size_t>(jobsOf(options_)));
     try {
       for (int i = 1; i < jobsOf(options_); ++i) threads.emplace_back([this] { work(); });
-    } catch (const std::system_error&) {
+    } catch (const std::exception&) {
       // Those that began do the whole work.
       say("the system allows " + std::to_string(threads.size() + 1) + " threads, not " +
-          std::to_string(jobsOf(options_)));
+          std::to_string(jobsOf(options_)) + " (ulimit -u, or the limit of the control group)");
     }
     work();
     for (std::thread& thread : threads) thread.join();
@@ -134,6 +136,8 @@ class Run {
           readWithin(&budget_, job.input.path, options_.search.margin_percent, reduction_of_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
+    } catch (const std::bad_alloc& error) {
+      job.failure = failureOf(job.input.path, error);
     }
     if (stopped()) return std::nullopt;
     ++begun_;
@@ -153,7 +157,7 @@ class Run {
     } catch (const PhotographFailure& failure) {
       job->failure = failure;
     } catch (const std::exception& error) {
-      job->failure = PhotographFailure(job->input.path, FailureKind::kSearch, error.what());
+      job->failure = failureOf(job->input.path, error);
     }
   }
 
@@ -173,8 +177,11 @@ class Run {
       throw;
     } catch (const std::exception& error) {
       // The library lets exceptions of the image library and failed allocations through.
-      result.record.failure =
-          PhotographFailure(job->input.path, FailureKind::kSearch, error.what());
+      result.record.failure = failureOf(job->input.path, error);
+    }
+    if (result.record.failure) {
+      result.record.faces.clear();
+      result.files.clear();
     }
     job->photograph.reset();
     std::int64_t bytes = 0;
@@ -224,7 +231,7 @@ class Run {
     for (const Failure& problem : result->problems) tell(problem);
     found_ = found_ || !record.faces.empty();
     if (!options_.quiet) {
-      writeData(formatted(record, options_.format, options_.points));
+      writeData(formatted(record, options_));
     } else if (found_ && outputs_.empty()) {
       stopped_ = true;  // Nothing that could come would change the answer.
     }
@@ -235,8 +242,9 @@ class Run {
     highest_ = std::max(highest_, failure.code());
   }
 
-  ExitCode status() const {
+  ExitCode status() {
     if (interrupted()) return kExitInterrupted;
+    highest_ = std::max(highest_, inputs_.status());
     if (!options_.quiet) return highest_;
     if (found_) return kExitOk;
     return highest_ == kExitOk ? kExitQuietNone : kExitQuietError;

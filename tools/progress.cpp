@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
+#include <exception>
 
 #include "tools/streams.h"
 
@@ -64,6 +65,14 @@ Progress::Progress(ProgressMode mode, bool several)
 
 Progress::~Progress() {
   if (!shown_) return;
+  try {
+    close();
+  } catch (const std::exception&) {
+    // Without memory there is no last line.
+  }
+}
+
+void Progress::close() {
   state_.seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
   showStatus("");
   say(numbers(state_) + "  in " + clockTime(state_.seconds));

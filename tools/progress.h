@@ -42,6 +42,7 @@ class Progress {
  private:
   using Clock = std::chrono::steady_clock;
   void show();
+  void close();
 
   bool shown_;
   std::optional<int> columns_;  // Of the terminal.

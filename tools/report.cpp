@@ -4,14 +4,14 @@
 
 namespace oznatool {
 
-std::string formatted(const Record& record, Format format, int point_count) {
-  switch (format) {
+std::string formatted(const Record& record, const Options& options) {
+  switch (options.format) {
     case Format::kText:
       return table(record);
     case Format::kJson:
       return jsonLine(record);
     case Format::kCsv:
-      return csvRows(record, point_count);
+      return csvRows(record, options.points, options.safe_cells);
   }
   return "";
 }

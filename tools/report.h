@@ -22,14 +22,17 @@ constexpr int kSchemaVersion = 1;
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
 /// and "chip" where none were asked for. Numbers carry the digits that give back the same 32-bit
-/// float; one that is not finite becomes null. Bytes of the path that are not UTF-8 become U+FFFD.
+/// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
+/// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
+/// a terminal would obey are escaped.
 std::string jsonLine(const Record& record);
 
 /// One record as CSV rows: one a face, or a single one for a photograph without faces or one that
 /// could not be looked at. Numbers as in JSON.
 ///
 /// point_count  Landmarks a face: each has two columns.
-std::string csvRows(const Record& record, int point_count);
+/// safe_cells   Whether names are written as safeCell (csv.h) gives them.
+std::string csvRows(const Record& record, int point_count, bool safe_cells);
 
 /// The heading of the CSV columns, with its line break.
 std::string csvHeading(int point_count);
@@ -38,8 +41,8 @@ std::string csvHeading(int point_count);
 /// reading.
 std::string table(const Record& record);
 
-/// One record in one of the forms.
-std::string formatted(const Record& record, Format format, int point_count);
+/// One record in the form that the user chose.
+std::string formatted(const Record& record, const Options& options);
 
 }  // namespace oznatool
 

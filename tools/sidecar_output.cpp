@@ -3,13 +3,12 @@
 #include "tools/sidecar_output.h"
 
 #include <cerrno>
-#include <cstring>
 #include <exception>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
+#include <new>
 
 #include "tools/exit_code.h"
+#include "tools/input_file.h"
 #include "tools/output_file.h"
 #include "tools/streams.h"
 #include "tools/xmp_regions.h"
@@ -17,17 +16,25 @@
 namespace oznatool {
 namespace {
 
-// The text of a sidecar that is there already; empty where there is none.
-std::string formerText(const std::string& path) {
-  std::error_code error;
-  if (!std::filesystem::exists(path, error)) return "";
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (file) text << file.rdbuf();
-  if (!file && !file.eof()) {
-    throw Failure(kExitOutput, printable(path) + ": " + std::strerror(errno));
+// A sidecar that is there already.
+struct Former {
+  std::string text;                   // Empty where there is none.
+  std::optional<struct stat> status;  // As it was when it was read; nothing where there is none.
+};
+
+Former formerSidecar(const std::string& path) {
+  constexpr std::int64_t kLargest = std::int64_t{16} << 20;  // In bytes.
+  try {
+    InputFile file(path);
+    Former former;
+    former.status = file.status();
+    former.text = file.readAll(kLargest);
+    return former;
+  } catch (const Unreadable& problem) {
+    // A link that leads nowhere looks the same here, and is refused when it is to be written.
+    if (problem.error() == ENOENT) return {};
+    throw Failure(kExitOutput, printable(path) + ": " + problem.what());
   }
-  return text.str();
 }
 
 }  // namespace
@@ -47,8 +54,13 @@ PreparedFiles SidecarOutput::prepare(const Input& input, const Record& /*record*
                                              "of the same name");
             }
             try {
-              replaceFile(path, xmpWithRegions(*record, formerText(path)));
+              const Former former = formerSidecar(path);
+              const std::string text = xmpWithRegions(*record, former.text);
+              if (former.status && text == former.text) return;
+              replaceUnchangedFile(path, former.status, text.data(), text.size());
             } catch (const Failure&) {
+              throw;
+            } catch (const std::bad_alloc&) {
               throw;
             } catch (const std::exception& error) {
               throw Failure(kExitOutput, printable(path) + ": " + error.what());

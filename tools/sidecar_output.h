@@ -13,7 +13,7 @@ namespace oznatool {
 
 /// The sidecar of "holiday/photo.jpg" is "photo.jpg.xmp" in the directory; of a photograph below a
 /// folder that the user gave, it lies below the same subfolders. One that is there keeps all but
-/// its regions.
+/// the regions that this program wrote: see xmp_regions.h.
 class SidecarOutput : public SideOutput {
  public:
   /// Makes the directory. Errors  Failure with kExitOutput.

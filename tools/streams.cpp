@@ -9,10 +9,12 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
 #include <mutex>
+#include <string_view>
 
 #include "tools/exit_code.h"
+#include "tools/system_reason.h"
+#include "tools/terminal_text.h"
 
 namespace oznatool {
 namespace {
@@ -26,7 +28,7 @@ std::string status;       // What stands in the status line. Guarded by screen_m
 const char* const kEraseLine = "\r\x1b[K";
 
 // Writes to the messages what it can: there is nowhere left to tell where it cannot.
-void writeMessage(const std::string& text) {
+void writeMessage(std::string_view text) {
   size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = write(message_descriptor, text.data() + written, text.size() - written);
@@ -51,22 +53,26 @@ void prepareStreams() {
   const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (copy != -1) message_descriptor = copy;
   std::signal(SIGPIPE, SIG_DFL);
+  // A write beyond the limit of file sizes then fails and is told.
+  std::signal(SIGXFSZ, SIG_IGN);
 }
 
 std::string printable(const std::string& text) {
   if (text.empty()) return "''";
-  std::string shown = text;
-  for (char& c : shown) {
-    const auto byte = static_cast<unsigned char>(c);
-    if (byte < 0x20 || byte == 0x7f) c = '?';
-  }
-  return shown;
+  return escapedForTerminal(text, /*keeps_lines=*/false);
 }
 
 void say(const std::string& text) {
   const std::string line = "ozna: " + printable(text) + "\n";
   const std::lock_guard<std::mutex> lock(screen_mutex);
   writeMessage(status.empty() ? line : kEraseLine + line + status);
+}
+
+void sayNoMemory() noexcept {
+  constexpr std::string_view kMessage = "ozna: no memory\n";
+  // A terminal may hold a line of status.
+  if (isatty(message_descriptor) != 0) writeMessage(kEraseLine);
+  writeMessage(kMessage);
 }
 
 void showStatus(const std::string& line) {
@@ -88,9 +94,11 @@ void writeData(const std::string& text) {
   const std::lock_guard<std::mutex> lock(screen_mutex);
   const bool on_screen = !status.empty() && isatty(STDOUT_FILENO) != 0;
   if (on_screen) writeMessage(kEraseLine);
-  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  const bool to_terminal = isatty(STDOUT_FILENO) != 0;
+  const std::string data = to_terminal ? escapedForTerminal(text, /*keeps_lines=*/true) : text;
+  const bool written = std::fwrite(data.data(), 1, data.size(), stdout) == data.size();
   if (!written || std::fflush(stdout) != 0) {
-    throw Failure(kExitOutput, std::string("standard output: ") + std::strerror(errno));
+    throw Failure(kExitOutput, "standard output: " + reasonOf(errno));
   }
   if (on_screen) writeMessage(status);
 }

@@ -16,10 +16,12 @@ namespace oznatool {
 /// program quietly.
 void prepareStreams();
 
-/// Writes one message to standard error: "ozna: ", the text, a line break. Control characters turn
-/// into "?", so that no file name can forge a second line. Any thread may call it, also while
-/// QuietStandardError holds.
+/// Writes one message to standard error: "ozna: ", the text as printable shows it, a line break: no
+/// file name can forge a second line. Any thread may call it, also while QuietStandardError holds.
 void say(const std::string& text);
+
+/// Says that there is no memory, with none.
+void sayNoMemory() noexcept;
 
 /// Keeps one line of status on the terminal of standard error, below the messages and, where
 /// standard output goes to a terminal too, below the data. An empty text takes it away. Any thread.
@@ -28,12 +30,13 @@ void showStatus(const std::string& line);
 /// The columns of the terminal that messages go to; nothing where they go elsewhere.
 std::optional<int> messageColumns();
 
-/// Writes text to standard output and flushes it. Any thread. Throws Failure with kExitOutput where
+/// Writes text to standard output and flushes it; to a terminal, with what the terminal would obey
+/// escaped. Any thread. Throws Failure with kExitOutput where
 /// the write fails.
 void writeData(const std::string& text);
 
-/// A file name as messages and tables show it: control characters turn into "?", an empty name into
-/// ''.
+/// A file name as messages and tables show it: as escapedForTerminal (terminal_text.h) gives it, an
+/// empty name as ''.
 std::string printable(const std::string& text);
 
 /// While at least one of these lives, what anything but say writes to standard error is dropped.

@@ -16,11 +16,13 @@
 #include <exception>
 #include <iostream>
 #include <map>
+#include <new>
 #include <sstream>
 
 #include "ozna.h"
 #include "tools/exit_code.h"
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
@@ -132,6 +134,8 @@ bool loadAndSearch(const CascadeFiles& files, const TrialPicture& picture) {
   bool sound = false;
   try {
     sound = loadAndSearch(files, picture);
+  } catch (const std::bad_alloc&) {
+    _exit(kExitLimit);
   } catch (const std::exception& error) {
     std::cerr << error.what() << std::endl;
   }
@@ -189,11 +193,13 @@ void tryCascade(const CascadeFiles& files) {
   const OpenWatch watch(files.networks);
   int ends[2];
   if (pipe2(ends, O_CLOEXEC) == -1) {
-    throw Failure(kExitModel, std::string("the models cannot be tried: ") + std::strerror(errno));
+    throw Failure(exitCodeOf(errno, kExitModel), "the models cannot be tried: " + reasonOf(errno));
   }
   const pid_t child = fork();
   if (child == -1) {
-    throw Failure(kExitModel, std::string("the models cannot be tried: ") + std::strerror(errno));
+    throw Failure(exitCodeOf(errno, kExitModel),
+                  "the models cannot be tried in a process of their own: " + reasonOf(errno) +
+                      " (ulimit -u, or the limit of the control group)");
   }
   if (child == 0) runChild(files, picture, ends[1]);
 
@@ -204,6 +210,9 @@ void tryCascade(const CascadeFiles& files) {
   while (waitpid(child, &status, 0) == -1 && errno == EINTR) {
   }
   if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return;
+  const bool is_without_memory = (WIFEXITED(status) && WEXITSTATUS(status) == kExitLimit) ||
+                                 output.find("std::bad_alloc") != std::string::npos;
+  if (is_without_memory) throw std::bad_alloc();
 
   const bool loaded = output.find(kLoaded + "\n") != std::string::npos;
   const std::string culprit = loaded ? "" : watch.lastOpened();

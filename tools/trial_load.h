@@ -13,6 +13,7 @@ namespace oznatool {
 /// Errors   Failure with kExitModel where the child fails or dies. Its message begins with the path
 /// of the file that was
 ///          read last, or with the root of the cascade, and quotes what the library said.
+///          std::bad_alloc where the child has no memory.
 /// Threads  None may run besides the caller's: the child is a copy of this thread alone.
 /// Cost     That of one load.
 void tryCascade(const CascadeFiles& files);

@@ -17,10 +17,17 @@ namespace oznatool {
 /// AppliedToDimensions are the sides as stored, in pixels. A face without area inside the
 /// photograph has no region.
 ///
-/// former   What the sidecar file held before, or an empty text. All of it but the regions is kept.
+/// Each region of ours says its area a second time, in a namespace of ours. A region counts as ours
+/// as long as both agree and nothing else was added: one that a user named, moved or described is
+/// theirs.
+///
+/// former   What the sidecar file held before, or an empty text. Its bytes stay as they are but for
+///          our regions, which are exchanged. A face that a face region of others shows already
+///          gets none of ours: the centre of each lies in the other.
 /// Returns  The text of the file.
-/// Errors   std::runtime_error where former is no XMP, or holds a region that bears a name: the
-///          work of its user is not thrown away.
+/// Errors   std::runtime_error with a reason where former is no XMP, has regions in a form that is
+///          not understood, or has regions of others for a photograph of another size, which have
+///          another frame.
 /// Source   Metadata Working Group, Guidelines for handling image metadata, version 2.0, 2010.
 std::string xmpWithRegions(const Record& record, const std::string& former);
 

@@ -36,7 +36,49 @@ TEST(CsvRowsOf, GivesBackWhatWasWritten) {
   EXPECT_EQ(csvRowsOf("a\n\nb,c\n", 5)[1].fields, std::vector<std::string>{""});
 }
 
+TEST(SafeCell, BeginsAsNoFormulaDoesAndNamesTheSameFile) {
+  for (const char* name : {"=a", "+a", "-a", "@a", "\ta", "\ra", "\na",
+                           "\xEF\xBC\x9D"
+                           "a",
+                           "\xEF\xBC\x8B"
+                           "a",
+                           "\xEF\xBC\x8D"
+                           "a",
+                           "\xEF\xBC\xA0"
+                           "a"}) {
+    EXPECT_EQ(oznatool::safeCell(name), std::string("./") + name);
+  }
+  for (const char* name : {"", "a=b", "/=a", "./=a", " =a",
+                           "\xEF\xBC\x8C"
+                           "a"}) {
+    EXPECT_EQ(oznatool::safeCell(name), name);
+  }
+}
+
 class CsvOfProgram : public ProgramTest {};
+
+TEST_F(CsvOfProgram, HasNoFormulaWhereAsked) {
+  const std::string shell =
+      "cd '" + directory_.string() + "' && '" OZNA_PROGRAM "' detect --format csv --safe-cells -- ";
+  makePicture("=1+2.png");
+  makePicture("-b.png");
+  makePicture("c.png");
+  const std::string names = "'=1+2.png' -b.png c.png";
+  const std::string out = outputOf(shell + names);
+  const std::vector<std::string> lines = linesOf(out);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[1].rfind("./=1+2.png,", 0), 0u) << lines[1];
+  EXPECT_EQ(lines[2].rfind("./-b.png,", 0), 0u) << lines[2];
+  EXPECT_EQ(lines[3].rfind("c.png,", 0), 0u) << lines[3];
+  // Such a record counts as that of the photograph.
+  writeFile(at("former.csv"), out);
+  EXPECT_EQ(
+      linesOf(outputOf("cd '" + directory_.string() +
+                       "' && '" OZNA_PROGRAM "' detect --json --resume former.csv -- " + names))
+          .size(),
+      0u);
+  expectFailure(runOzna({"detect", "--json", "--safe-cells", at("c.png")}), 2, "--safe-cells");
+}
 
 TEST_F(CsvOfProgram, HasARowAFaceAndOneForEachOther) {
   const std::string none = makePicture("no,face.png");

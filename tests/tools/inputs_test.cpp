@@ -83,6 +83,30 @@ TEST_F(InputsOfProgram, ListMayNameFolders) {
   EXPECT_EQ(pathsOf(run), Paths{at("in") + "/a.png"});
 }
 
+TEST_F(InputsOfProgram, ListWithoutEndsOfNamesIsGivenUp) {
+  const std::string a = makePicture("a.png");
+  // Names that end in NUL, read as one name that ends nowhere.
+  std::string list = a + "\n";
+  for (int i = 0; i < 4000; ++i) list += "photograph-" + std::to_string(i) + ".jpg" + '\0';
+  const Outcome run = runOznaOn(list, {"detect", "--json", "-"});
+  expectFailure(run, 2, "list on standard input: a name of more than 64 KiB; --null is for");
+  EXPECT_EQ(pathsOf(run), Paths{a});
+  // One without any end takes neither memory nor time.
+  const Outcome endless =
+      runOznaUnder({"timeout", "20", "sh", "-c", "ulimit -v 4000000; exec \"$@\" </dev/zero", "sh"},
+                   {"detect", "--json", "-"});
+  expectFailure(endless, 2, "a name of more than 64 KiB");
+  // A shorter one names a file that cannot be, and not the one before the NUL.
+  const Outcome cut = runOznaOn(a + '\0' + a + '\n', {"detect", "--json", "-"});
+  expectFailure(cut, 1, "holds a NUL byte; --null is for lists");
+  EXPECT_EQ(linesOf(cut.out).size(), 1u);
+}
+
+TEST_F(InputsOfProgram, ListThatCannotBeReadIsToldInTheStatus) {
+  const Outcome run = runOznaUnder({"sh", "-c", "exec \"$@\" </", "sh"}, {"detect", "--json", "-"});
+  expectFailure(run, 1, "list on standard input: Is a directory");
+}
+
 TEST_F(InputsOfProgram, EmptyListHasNoRecord) {
   const Outcome run = runOznaOn("", {"detect", "--json", "-"});
   EXPECT_EQ(run.exit_code, 0);

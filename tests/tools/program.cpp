@@ -34,13 +34,15 @@ fs::path makeDirectory() {
 
 // Runs the program; an empty in_path leaves standard input as it is, an empty out_path takes
 // standard output into the result.
-Outcome runProgram(const std::vector<std::string>& arguments, const std::string& in_path,
+Outcome runProgram(const std::vector<std::string>& before,
+                   const std::vector<std::string>& arguments, const std::string& in_path,
                    const std::string& out_path) {
   const fs::path directory = makeDirectory();
   const std::string out = out_path.empty() ? (directory / "out").string() : out_path;
   const std::string err = (directory / "err").string();
-  std::vector<std::string> words = arguments;
-  words.insert(words.begin(), OZNA_PROGRAM);
+  std::vector<std::string> words = before;
+  words.push_back(OZNA_PROGRAM);
+  words.insert(words.end(), arguments.begin(), arguments.end());
   std::vector<char*> argv;
   for (std::string& word : words) argv.push_back(word.data());
   argv.push_back(nullptr);
@@ -50,7 +52,7 @@ Outcome runProgram(const std::vector<std::string>& arguments, const std::string&
     if (!in_path.empty()) dup2(open(in_path.c_str(), O_RDONLY), STDIN_FILENO);
     dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
     dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
-    execv(argv[0], argv.data());
+    execvp(argv[0], argv.data());
     _exit(127);
   }
   int status = 0;
@@ -67,13 +69,18 @@ Outcome runProgram(const std::vector<std::string>& arguments, const std::string&
 }  // namespace
 
 Outcome runOzna(const std::vector<std::string>& arguments, const std::string& out_path) {
-  return runProgram(arguments, "", out_path);
+  return runProgram({}, arguments, "", out_path);
+}
+
+Outcome runOznaUnder(const std::vector<std::string>& before,
+                     const std::vector<std::string>& arguments) {
+  return runProgram(before, arguments, "", "");
 }
 
 Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments) {
   const fs::path directory = makeDirectory();
   writeFile(directory / "in", input);
-  const Outcome run = runProgram(arguments, (directory / "in").string(), "");
+  const Outcome run = runProgram({}, arguments, (directory / "in").string(), "");
   fs::remove_all(directory);
   return run;
 }

@@ -98,10 +98,72 @@ TEST_F(Resume, EmptyFileIsABeginning) {
   EXPECT_EQ(readFile(at("out.json")), detect({"--json"}, 4).out);
 }
 
+TEST_F(Resume, NamesThatAreNoTextStayDifferent) {
+  // Latin-1 names, of which both look the same in UTF-8, and the name that they look like.
+  paths_ = {makePicture("\xE4.png"), makePicture("\xF6.png"), makePicture("\xEF\xBF\xBD.png")};
+  for (const std::string format : {"json", "csv"}) {
+    SCOPED_TRACE(format);
+    const std::string whole = detect({"--format", format}, 3).out;
+    for (const size_t done : {0, 1, 2, 3}) {
+      const std::string file = at("out." + format);
+      writeFile(file, detect({"--format", format}, done + (done == 0 ? 1 : 0)).out);
+      if (done == 0) writeFile(file, "");
+      EXPECT_EQ(goOn(format, file), 0);
+      EXPECT_EQ(readFile(file), whole) << done;
+    }
+  }
+  const std::vector<std::string> lines = linesOf(detect({"--json"}, 3).out);
+  // Two hexadecimal digits a byte: the directory of the test is ASCII.
+  EXPECT_EQ(parsed(lines[0])["path"], at("\xEF\xBF\xBD.png"));
+  const std::string hex = parsed(lines[0])["path_hex"].get<std::string>();
+  EXPECT_EQ(hex.substr(hex.size() - 10), "e42e706e67");
+  EXPECT_EQ(hex.size(), 2 * at("a.png").size());
+  EXPECT_FALSE(parsed(lines[2]).contains("path_hex"));
+}
+
+TEST_F(Resume, DescriptorForReadingAndWritingGoesOnAtTheEnd) {
+  const std::string whole = detect({"--json"}, 4).out;
+  writeFile(at("out"), detect({"--json"}, 2).out);
+  std::string command = "'" OZNA_PROGRAM "' detect --json --resume '" + at("out") + "'";
+  for (const std::string& path : paths_) command += " '" + path + "'";
+  EXPECT_EQ(WEXITSTATUS(std::system((command + " 1<> '" + at("out") + "' 2> /dev/null").c_str())),
+            1);
+  EXPECT_EQ(readFile(at("out")), whole);
+}
+
+TEST_F(Resume, PicturesOfAKilledRunAreNotWrittenTwice) {
+  const std::string first = OZNA_SOURCE_DIR "/samples/astronaut.png";
+  const std::string second = OZNA_SOURCE_DIR "/samples/group.jpg";
+  for (const std::string command : {"annotate", "crop"}) {
+    SCOPED_TRACE(command);
+    const std::string out = at(command);
+    const std::vector<std::string> arguments = {command, "--json", "-o", out, first, second};
+    const std::string whole = runOzna(arguments).out;
+    const auto count = [&] { return std::distance(std::filesystem::directory_iterator(out), {}); };
+    const auto files = count();
+    // Killed between the pictures of the second photograph and its record.
+    writeFile(at("former"), linesOf(whole)[0] + "\n");
+    std::vector<std::string> again = arguments;
+    again.insert(again.end(), {"--resume", at("former")});
+    const Outcome run = runOzna(again);
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    EXPECT_EQ(run.out, linesOf(whole)[1] + "\n");
+    EXPECT_EQ(count(), files);
+    // A file of somebody else is never taken for that.
+    for (const auto& entry : std::filesystem::directory_iterator(out)) {
+      writeFile(entry.path(), "of the user");
+    }
+    runOzna(again);
+    EXPECT_GT(count(), files);
+  }
+}
+
 TEST_F(Resume, RefusesWhatIsNoFormerOutput) {
   writeFile(at("other.txt"), "some text\n");
   writeFile(at("other.json"), "{\"no\":\"path\"}\n");
-  for (const std::string& file : {at("other.txt"), at("other.json"), at("nowhere")}) {
+  writeFile(at("odd.json"), "{\"path\":\"a\",\"path_hex\":\"6\"}\n");
+  for (const std::string& file :
+       {at("other.txt"), at("other.json"), at("odd.json"), at("nowhere")}) {
     const Outcome run = detect({"--json", "--resume", file}, 2);
     expectFailure(run, 2, "--resume " + file);
     EXPECT_EQ(run.out, "");

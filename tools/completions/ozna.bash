@@ -5,7 +5,8 @@ _ozna() {
   local inputs='--recursive --null --memory'
   local search='--preset --min-face --margin --max-upscale --max-image-side --min-face-fraction
                 --pyramid-levels --pyramid-factor --window-size --models'
-  local run="$inputs $search --format --json --quiet --jobs --progress --resume --shard --xmp --biggest --best"
+  local run="$inputs $search --format --json --safe-cells --quiet --jobs --progress --resume --shard --xmp
+             --biggest --best"
   COMPREPLY=()
 
   if [ "$COMP_CWORD" -eq 1 ]; then

@@ -1,0 +1,91 @@
+// A process with few descriptors, threads, bytes or little memory says what it lacks.
+
+#include <unistd.h>
+
+#include <iterator>
+
+#include "tests/tools/program.h"
+
+namespace ozna_test {
+namespace {
+
+class FewOf : public ProgramTest {
+ protected:
+  // Root has no limit of threads: the program then runs as nobody, who must be able to read.
+  std::vector<std::string> withThreads(int count) const {
+    std::filesystem::permissions(directory_, std::filesystem::perms(0755));
+    std::vector<std::string> words = {"env", "OPENBLAS_NUM_THREADS=1"};
+    if (geteuid() == 0) {
+      words.insert(words.end(), {"setpriv", "--reuid=65534", "--clear-groups"});
+    }
+    words.insert(words.end(), {"prlimit", "--nproc=" + std::to_string(count)});
+    return words;
+  }
+};
+
+TEST_F(FewOf, DescriptorsAreNamed) {
+  const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
+  // The program itself starts where the loader has a descriptor for one library after the other.
+  const auto inherited = std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  for (const int more : {1, 2, 4, 8, 12}) {
+    const auto count = inherited + more;
+    SCOPED_TRACE(count);
+    const Outcome run = runOznaUnder({"prlimit", "--nofile=" + std::to_string(count)},
+                                     {"detect", "--json", "-j", "2", photograph});
+    expectFailure(run, 5, "open files; the limit of this process is ");
+    EXPECT_NE(run.err.find("(ulimit -n)"), std::string::npos) << run.err;
+    EXPECT_EQ(run.err.find("damaged"), std::string::npos) << run.err;
+  }
+  // Its own limit is raised as far as it may be.
+  const Outcome run =
+      runOznaUnder({"prlimit", "--nofile=16:64"}, {"detect", "--json", "-j", "2", photograph});
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_EQ(linesOf(run.out).size(), 1u);
+}
+
+TEST_F(FewOf, ThreadsAreNamed) {
+  const Outcome run = runOznaUnder(withThreads(1), {"detect", "--json", makePicture("a.png")});
+  expectFailure(run, 5, "(ulimit -u");
+  EXPECT_EQ(run.err.find("damaged"), std::string::npos) << run.err;
+}
+
+TEST_F(FewOf, BytesOfAFileAreNamed) {
+  const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
+  const Outcome run = runOznaUnder({"prlimit", "--fsize=100"}, {"detect", "--json", photograph});
+  expectFailure(run, 4, "standard output: File too large: the limit of this process is 100 bytes");
+  const Outcome bench =
+      runOznaUnder({"prlimit", "--fsize=10"}, {"bench", "--rounds", "1", photograph});
+  // The message itself has ten bytes: the status tells.
+  EXPECT_EQ(bench.exit_code, 4) << bench.err;
+  EXPECT_EQ(bench.err.find("damaged"), std::string::npos) << bench.err;
+}
+
+TEST_F(FewOf, MemoryIsToldInTwoWords) {
+  // From where the program starts at all to where it has enough, both found by trying.
+  const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
+  int told = 0;
+  int whole = 0;
+  for (int mib = 200; mib <= 1200; mib += 25) {
+    SCOPED_TRACE(mib);
+    const Outcome run =
+        runOznaUnder({"timeout", "60", "env", "OPENBLAS_NUM_THREADS=1", "sh", "-c",
+                      "ulimit -v " + std::to_string(mib * 1024) + " && exec \"$@\"", "sh"},
+                     {"align", "--json", "-j", "1", photograph});
+    if (run.exit_code == 127) continue;  // Libraries without room to load.
+    EXPECT_EQ(run.signal, 0);
+    EXPECT_NE(run.exit_code, 124) << run.err;
+    EXPECT_EQ(run.err.find("damaged"), std::string::npos) << run.err;
+    if (run.exit_code == 0) {
+      if (++whole == 2) break;
+    } else {
+      EXPECT_EQ(run.exit_code, 5) << run.err;
+      EXPECT_NE(run.err.find("no memory"), std::string::npos) << run.exit_code << run.err;
+      ++told;
+    }
+  }
+  EXPECT_GE(told, 1);
+  EXPECT_EQ(whole, 2);
+}
+
+}  // namespace
+}  // namespace ozna_test

@@ -1,0 +1,31 @@
+/// What the system says about a failed call, with the limit of the process where one was met.
+
+#ifndef OZNA_TOOLS_SYSTEM_REASON_H_
+#define OZNA_TOOLS_SYSTEM_REASON_H_
+
+#include <functional>
+#include <string>
+#include <thread>
+
+#include "tools/exit_code.h"
+
+namespace oznatool {
+
+/// The text of an error number. Where the error is a limit of this process, the limit, its value and
+/// the shell's command for it stand behind: "Too many open files: ... (ulimit -n)".
+std::string reasonOf(int error);
+
+/// kExitLimit for an error number that tells of a limit (open files, memory, processes), else
+/// otherwise: a model file that cannot be opened for want of descriptors is not damaged.
+ExitCode exitCodeOf(int error, ExitCode otherwise);
+
+/// Starts a thread. Errors  Failure with kExitLimit where the system allows none.
+std::thread startThread(std::function<void()> body);
+
+/// Makes sure that the process may open this many files besides those that are open, and raises its
+/// own limit where it may. Errors  Failure with kExitLimit.
+void requireDescriptors(int count);
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_SYSTEM_REASON_H_
