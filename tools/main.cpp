@@ -1,5 +1,7 @@
 // The ozna program: finds faces in photographs and places landmarks on them, from the command line.
 
+#include <unistd.h>
+
 #include <exception>
 #include <new>
 #include <optional>
@@ -38,10 +40,8 @@ ExitCode run(const oznatool::Options& options) {
   return oznatool::kExitUsage;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  oznatool::prepareStreams();
+// The exit status of the program.
+int runArguments(int argc, char** argv) {
   oznatool::limitMathThreads();
   std::optional<oznatool::Options> options;
   ExitCode status = oznatool::kExitOk;
@@ -60,4 +60,15 @@ int main(int argc, char** argv) {
   }
   const bool is_quiet_error = options && options->quiet && status != oznatool::kExitOk;
   return is_quiet_error ? oznatool::kExitQuietError : status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  oznatool::prepareStreams();
+  const int status = runArguments(argc, argv);
+  // Everything is written. A mathematics library whose threads found no room when it was loaded
+  // would wait for them for ever in its own end.
+  if (oznatool::hasLittleAddressSpace()) _exit(status);
+  return status;
 }

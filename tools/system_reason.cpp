@@ -78,4 +78,9 @@ void requireDescriptors(int count) {
   }
 }
 
+bool hasLittleAddressSpace() {
+  rlimit limit = {};
+  return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
+}
+
 }  // namespace oznatool

@@ -26,6 +26,9 @@ std::thread startThread(std::function<void()> body);
 /// own limit where it may. Errors  Failure with kExitLimit.
 void requireDescriptors(int count);
 
+/// Whether the address space of the process has a limit.
+bool hasLittleAddressSpace();
+
 }  // namespace oznatool
 
 #endif  // OZNA_TOOLS_SYSTEM_REASON_H_
