@@ -27,7 +27,10 @@ void SyncedMemory::to_cpu() {
   if (head_ == UNINITIALIZED) {
     // calloc takes large blocks as zeroed pages from the system, so that a blob built for the
     // largest input costs only the pages that are touched.
-    cpu_ptr_ = std::calloc(size_, 1);
+    // Some kernels of the mathematics library read a value behind the end of a product that they add
+    // to, and leave it out again, so a block ends with 64 bytes to spare.
+    constexpr std::size_t kUnit = 64;
+    cpu_ptr_ = std::calloc(size_ / kUnit + 2, kUnit);
     if (cpu_ptr_ == nullptr) {
       std::clog << "Unable to allocate memory\n";
       std::exit(-1);
