@@ -3,10 +3,12 @@
 #include "detector/trained_network.h"
 
 #include <google/protobuf/arena.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstddef>
 #include <memory>
+#include <new>
 #include <set>
 #include <string>
 
@@ -50,6 +52,25 @@ bool isLeftUnfilled(const NetParameter& definition, int i) {
                       [&](const LayerParameter& earlier) { return earlier.name() == name; });
 }
 
+// A message of weights is as large as they are and goes at the end of the load. Its memory comes from
+// the system and goes back there: of what it is given back, malloc keeps some for later.
+void* mapBlock(std::size_t size) {
+  void* const block = mmap(nullptr, size, PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
+  if (block == MAP_FAILED) throw std::bad_alloc();
+  return block;
+}
+
+void unmapBlock(void* block, std::size_t size) { munmap(block, size); }
+
+google::protobuf::ArenaOptions mappedBlocks() {
+  google::protobuf::ArenaOptions options;
+  options.start_block_size = options.max_block_size = std::size_t{1} << 16;
+  options.block_alloc = mapBlock;
+  options.block_dealloc = unmapBlock;
+  return options;
+}
+
 }  // namespace
 
 boost::shared_ptr<caffe::Net<float>> buildUnfilled(const NetParameter& definition) {
@@ -70,7 +91,8 @@ boost::shared_ptr<caffe::Net<float>> buildUnfilled(const NetParameter& definitio
 
 void copyTrained(const NetParameter& definition, const std::string& weight_path,
                  caffe::Net<float>& net) {
-  NetParameter trained;
+  google::protobuf::Arena arena(mappedBlocks());
+  NetParameter& trained = *google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
   caffe::ReadNetParamsFromBinaryFile(weight_path, &trained);
   net.CopyTrainedLayersFrom(trained);
 

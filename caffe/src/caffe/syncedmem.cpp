@@ -3,11 +3,49 @@
 #include "caffe/syncedmem.hpp"
 
 #include <glog/logging.h>
+#include <sys/mman.h>
 
 #include <cstdlib>
 #include <iostream>
 
 namespace caffe {
+namespace {
+
+// Some kernels of the mathematics library read a value behind the end of a product that they add
+// to, and leave it out again, so a block ends with 64 bytes to spare.
+constexpr std::size_t kUnit = 64;
+
+std::size_t AllocatedSize(std::size_t size) { return (size / kUnit + 2) * kUnit; }
+
+// Blocks from this size on are mapped. A network's blobs are built for the largest input, and of
+// pages that come fresh from the system those of a smaller picture alone are ever touched; what
+// calloc takes from memory that was used before, it has to fill whole. Under AddressSanitizer all
+// blocks are allocated, since it watches the ends of those.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr std::size_t kMapped = static_cast<std::size_t>(-1);
+#else
+constexpr std::size_t kMapped = std::size_t{1} << 20;
+#endif
+
+// Zeros; null where there is no memory.
+void* Allocate(std::size_t size) {
+  if (size < kMapped) {
+    return std::calloc(AllocatedSize(size), 1);
+  }
+  void* const block = mmap(nullptr, AllocatedSize(size), PROT_READ | PROT_WRITE,
+                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  return block == MAP_FAILED ? nullptr : block;
+}
+
+void Free(void* block, std::size_t size) {
+  if (size < kMapped) {
+    std::free(block);
+  } else if (block != nullptr) {
+    munmap(block, AllocatedSize(size));
+  }
+}
+
+}  // namespace
 
 SyncedMemory::SyncedMemory(std::size_t size)
     : cpu_ptr_(nullptr),
@@ -19,18 +57,13 @@ SyncedMemory::SyncedMemory(std::size_t size)
 
 SyncedMemory::~SyncedMemory() {
   if (cpu_ptr_ != nullptr && own_cpu_data_) {
-    std::free(cpu_ptr_);
+    Free(cpu_ptr_, size_);
   }
 }
 
 void SyncedMemory::to_cpu() {
   if (head_ == UNINITIALIZED) {
-    // calloc takes large blocks as zeroed pages from the system, so that a blob built for the
-    // largest input costs only the pages that are touched.
-    // Some kernels of the mathematics library read a value behind the end of a product that they add
-    // to, and leave it out again, so a block ends with 64 bytes to spare.
-    constexpr std::size_t kUnit = 64;
-    cpu_ptr_ = std::calloc(size_ / kUnit + 2, kUnit);
+    cpu_ptr_ = Allocate(size_);
     if (cpu_ptr_ == nullptr) {
       std::clog << "Unable to allocate memory\n";
       std::exit(-1);
@@ -38,7 +71,7 @@ void SyncedMemory::to_cpu() {
     head_ = HEAD_AT_CPU;
     own_cpu_data_ = true;
   } else if (head_ == HEAD_BEHIND && cpu_ptr_ == nullptr) {
-    cpu_ptr_ = std::malloc(size_);
+    cpu_ptr_ = Allocate(size_);
     own_cpu_data_ = true;
   }
 }
@@ -59,7 +92,7 @@ void SyncedMemory::set_cpu_data(void* data) {
   CHECK(data);
   CHECK(!frozen_);
   if (own_cpu_data_) {
-    std::free(cpu_ptr_);
+    Free(cpu_ptr_, size_);
   }
   cpu_ptr_ = data;
   head_ = HEAD_AT_CPU;
@@ -69,7 +102,7 @@ void SyncedMemory::set_cpu_data(void* data) {
 void SyncedMemory::Release() {
   CHECK(!frozen_);
   if (!own_cpu_data_) return;
-  std::free(cpu_ptr_);
+  Free(cpu_ptr_, size_);
   cpu_ptr_ = nullptr;
   own_cpu_data_ = false;
   head_ = UNINITIALIZED;

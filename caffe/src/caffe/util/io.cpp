@@ -10,6 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdint>
 #include <istream>
 #include <string>
 
@@ -89,7 +91,10 @@ bool ReadProtoFromBinaryFile(const char* filename, google::protobuf::Message* pr
     LOG(WARNING) << "Reading dangerously large protocol message: " << filename << " has "
                  << file.size_bytes() << " bytes, and reading stops at " << kMaxBytes << ".";
   }
-  google::protobuf::io::FileInputStream raw_input(file.fd());
+  // In one piece, where it is not huge: an array of weights is then taken with its final length, in
+  // place of growing from one to the next.
+  const std::int64_t block_bytes = std::clamp<std::int64_t>(file.size_bytes(), 1 << 13, 1 << 24);
+  google::protobuf::io::FileInputStream raw_input(file.fd(), static_cast<int>(block_bytes));
   bool parsed = false;
   {
     google::protobuf::io::CodedInputStream coded_input(&raw_input);
