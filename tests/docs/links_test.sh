@@ -3,7 +3,7 @@
 set -euo pipefail
 root=$1
 fail=0
-for page in "$root"/README.md "$root"/CONTRIBUTING.md "$root"/docs/*.md; do
+for page in "$root"/README.md "$root"/{CONTRIBUTING,SECURITY,CHANGELOG}.md "$root"/docs/*.md; do
   while read -r target; do
     target=${target%%#*}
     [ -z "$target" ] || [ -e "$(dirname "$page")/$target" ] || { echo "${page##*/}: no $target"; fail=1; }

@@ -7,7 +7,7 @@ mkdir -p "$out"
 # Doxygen loses links between pages in a path with a blank.
 plain=$(mktemp -d)
 trap 'rm -rf "$plain"' EXIT
-cp -r "$source"/{README.md,CONTRIBUTING.md,docs,public,samples} "$plain"
+cp -r "$source"/{README.md,CONTRIBUTING.md,SECURITY.md,CHANGELOG.md,docs,public,samples} "$plain"
 cd "$plain"
 { cat docs/Doxyfile; echo "OUTPUT_DIRECTORY = \"$out\""; } | doxygen - >"$out/log" 2>"$out/warnings" || { cat "$out/warnings"; exit 1; }
 if [ -s "$out/warnings" ]; then

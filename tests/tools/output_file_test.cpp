@@ -64,7 +64,9 @@ TEST_F(OutputFile, KeepsModeAndOwnerOfAReplacedFile) {
   writeFile(at("a"), "old");
   ASSERT_EQ(chmod(at("a").c_str(), 0640), 0);
   const bool is_root = geteuid() == 0;
-  if (is_root) ASSERT_EQ(chown(at("a").c_str(), 12345, 54321), 0);
+  if (is_root) {
+    ASSERT_EQ(chown(at("a").c_str(), 12345, 54321), 0);
+  }
   replace(at("a"), "new");
   struct stat status;
   ASSERT_EQ(stat(at("a").c_str(), &status), 0);
