@@ -57,6 +57,9 @@ int runArguments(int argc, char** argv) {
   } catch (const std::exception& error) {
     oznatool::say(error.what());
     status = oznatool::kExitPhotographs;
+  } catch (...) {
+    oznatool::say("a library failed without a reason");
+    status = oznatool::kExitPhotographs;
   }
   const bool is_quiet_error = options && options->quiet && status != oznatool::kExitOk;
   return is_quiet_error ? oznatool::kExitQuietError : status;

@@ -2,8 +2,10 @@
 
 #include "tools/metadata_library.h"
 
+#include <exception>
 #include <exiv2/error.hpp>
 #include <exiv2/xmp_exiv2.hpp>
+#include <new>
 
 namespace oznatool {
 namespace {
@@ -18,7 +20,14 @@ std::mutex& libraryMutex() {
 MetadataLibrary::MetadataLibrary() : lock_(libraryMutex()) {
   static const bool initialized = [] {
     Exiv2::LogMsg::setLevel(Exiv2::LogMsg::mute);
-    return Exiv2::XmpParser::initialize();
+    try {
+      return Exiv2::XmpParser::initialize();
+    } catch (const std::exception&) {
+      throw;
+    } catch (...) {
+      // The XMP library inside throws objects of its own, here for want of memory alone.
+      throw std::bad_alloc();
+    }
   }();
   (void)initialized;
 }
