@@ -74,5 +74,5 @@ function(ozna_test name)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"
                        PROPERTIES TIMEOUT 300 ${environment})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
-                       TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 300 LABELS threads ${environment})
+                       TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 900 LABELS threads ${environment})
 endfunction()

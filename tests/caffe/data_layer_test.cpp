@@ -15,6 +15,7 @@ using testing::HasSubstr;
 class OpenDataLayer : public caffe::DataLayer<float> {
  public:
   using caffe::DataLayer<float>::DataLayer;
+  ~OpenDataLayer() override { JoinPrefetchThread(); }  // As every class derived from it.
   using caffe::DataLayer<float>::data_mean_;
   using caffe::DataLayer<float>::iter_;
 };

@@ -17,6 +17,7 @@ using testing::HasSubstr;
 class OpenImageDataLayer : public caffe::ImageDataLayer<float> {
  public:
   using caffe::ImageDataLayer<float>::ImageDataLayer;
+  ~OpenImageDataLayer() override { JoinPrefetchThread(); }  // As every class derived from it.
   using caffe::ImageDataLayer<float>::lines_id_;
   using caffe::ImageDataLayer<float>::prefetch_label_;
 };
@@ -265,7 +266,7 @@ TEST_F(ImageDataLayerThreads, PlacesAndMirrorsCropsByDrawsInTraining) {
 class ConstantDraws : public OpenImageDataLayer {
  public:
   using OpenImageDataLayer::OpenImageDataLayer;
-  ~ConstantDraws() override { JoinPrefetchThread(); }
+  ~ConstantDraws() override { JoinPrefetchThread(); }  // Before the draws below are gone.
   unsigned int PrefetchRand() override { return 3; }
 };
 
@@ -341,8 +342,12 @@ TEST_F(ImageDataLayerThreads, JoinsThreadInDestructorWhileBatchIsBuilt) {
   std::thread([] {}).join();
   const int threads_before = ThreadCount();
   for (int round = 0; round < 5; ++round) {
-    Layer({CountingImage(16, 16, 0)}, "batch_size: 5000");
-    layer_.reset();
+    // Not of the derived class above, which joins by itself.
+    auto layer = std::make_unique<caffe::ImageDataLayer<float>>(Param("batch_size: 5000"));
+    layer->activeImagePtrs().push_back(
+        boost::shared_ptr<cv::Mat>(new cv::Mat(CountingImage(16, 16, 0))));
+    layer->SetUp({}, &tops_);
+    layer.reset();
     EXPECT_EQ(threads_before, ThreadCount());
   }
 }
