@@ -29,6 +29,9 @@ constexpr std::size_t kMapped = std::size_t{1} << 20;
 
 // Zeros; null where there is no memory.
 void* Allocate(std::size_t size) {
+  if (AllocatedSize(size) < size) {
+    return nullptr;  // Beyond what a size can tell.
+  }
   if (size < kMapped) {
     return std::calloc(AllocatedSize(size), 1);
   }

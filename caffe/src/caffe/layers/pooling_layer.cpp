@@ -214,7 +214,7 @@ void MaxRest(const PoolingLayer<float>& layer, const float* plane, int rows, int
   }
 }
 
-// The windows that the detector's networks have. Padding is none, as for all maxima.
+// The windows that the detector's networks have. They have no padding, as for all maxima.
 template <int kKernel>
 void MaxForwardStride2(const PoolingLayer<float>& layer, int planes, const float* input,
                        float* output) {
