@@ -32,8 +32,20 @@ fs::path makeDirectory() {
   return name;
 }
 
-// Runs the program; an empty in_path leaves standard input as it is, an empty out_path takes
-// standard output into the result.
+// In the child: leaves it descriptors 0 to 2 and no others, whatever the test's own parent left open
+// or closed, so that a limit of descriptors means the same everywhere.
+void keepThreeDescriptors(const std::string& in_path, const std::string& out_path,
+                          const std::string& err_path) {
+  // Where standard input is closed, the first file that is opened takes its place.
+  if (fcntl(STDIN_FILENO, F_GETFD) == -1) open("/dev/null", O_RDONLY);
+  if (!in_path.empty()) dup2(open(in_path.c_str(), O_RDONLY), STDIN_FILENO);
+  dup2(open(out_path.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
+  dup2(open(err_path.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+  close_range(STDERR_FILENO + 1, ~0U, 0);
+}
+
+// Runs the program; an empty in_path leaves standard input as it is (or empty where it is closed),
+// an empty out_path takes standard output into the result.
 Outcome runProgram(const std::vector<std::string>& before,
                    const std::vector<std::string>& arguments, const std::string& in_path,
                    const std::string& out_path) {
@@ -49,9 +61,7 @@ Outcome runProgram(const std::vector<std::string>& before,
 
   const pid_t child = fork();
   if (child == 0) {
-    if (!in_path.empty()) dup2(open(in_path.c_str(), O_RDONLY), STDIN_FILENO);
-    dup2(open(out.c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
-    dup2(open(err.c_str(), O_WRONLY | O_CREAT, 0600), STDERR_FILENO);
+    keepThreeDescriptors(in_path, out, err);
     execvp(argv[0], argv.data());
     _exit(127);
   }

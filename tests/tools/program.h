@@ -22,7 +22,8 @@ struct Outcome {
 };
 
 // Runs the program with these arguments and waits for its end. Where out_path is not empty,
-// standard output goes there instead of into the result.
+// standard output goes there instead of into the result. The program inherits descriptors 0 to 2
+// and no others; a closed standard input becomes an empty one.
 Outcome runOzna(const std::vector<std::string>& arguments, const std::string& out_path = "");
 
 // Runs the program with this text on its standard input.
