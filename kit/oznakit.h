@@ -259,8 +259,6 @@ typedef struct oznakit_face {
 #define OZNAKIT_FACE_INIT \
   { sizeof(oznakit_face), 0, 0, 0, 0, 0, 0, 0, {0}, 0, 0, 0, 0, 0, 0, 0 }
 
-{ sizeof(oznakit_face) }
-
 /* A list of faces, best score first. */
 typedef struct oznakit_faces oznakit_faces;
 
