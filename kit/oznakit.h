@@ -27,8 +27,8 @@
  * Memory that runs out comes back as OZNAKIT_NO_MEMORY.
  *
  * Structures begin with their size, which the _INIT macros fill in. A later version adds fields at
- * the end; the library reads and writes as many as the caller's version has. A size of 0, or one
- * beyond the end of the first version's fields and not a size of any version, is a bad argument.
+ * the end; the library reads and writes as many as the caller's version has. A size that is that of
+ * no version which the library knows, such as 0, is a bad argument.
  *
  * Threads. The library starts none; everything runs in the calling thread. A finder may be used by
  * any number of threads at once, without a lock of the host's. Faces belong to one thread at a time
