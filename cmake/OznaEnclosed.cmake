@@ -1,9 +1,10 @@
-# What libozna.so encloses of other libraries, so that it runs in the calling thread whatever the environment says and
-# whatever the host has loaded: a mathematics library and an image library without threads. docs/mathematics.md tells
-# why these. Where the archives are missing, libozna.so calls the shared libraries, which start threads of their own.
+# What libozna.so and liboznakit.so enclose of other libraries, so that they need nothing but the libraries of C and C++
+# where they run, and run in the calling thread whatever the environment says and whatever the host has loaded: a
+# mathematics library and an image library without threads (docs/mathematics.md tells why these), messages, the error
+# log, and the key-value store of the data layers. Where an archive is missing, the shared library is called.
 #
-#   ozna_mathematics   the products, for libozna.so, and for the tests and benchmarks of what it does
-#   ozna_enclosed      everything that libozna.so links
+#   ozna_mathematics   the products, for the libraries, and for the tests and benchmarks of what they do
+#   ozna_enclosed      everything that the libraries link
 
 # The functions of the CBLAS interface that the library calls.
 set(OZNA_CBLAS_FUNCTIONS sgemm sgemv sdot sasum isamax sscal saxpy scopy)
@@ -12,6 +13,10 @@ find_library(OZNA_BLIS_ARCHIVE libblis.a PATH_SUFFIXES blis-serial)
 find_path(OZNA_BLIS_INCLUDE_DIR blis.h PATH_SUFFIXES blis-serial)
 find_library(OZNA_OPENCV_CORE_ARCHIVE libopencv_core.a)
 find_library(OZNA_OPENCV_IMGPROC_ARCHIVE libopencv_imgproc.a)
+find_library(OZNA_ZLIB_ARCHIVE libz.a)
+find_library(OZNA_PROTOBUF_ARCHIVE libprotobuf.a)
+find_library(OZNA_LEVELDB_ARCHIVE libleveldb.a)
+find_library(OZNA_SNAPPY_ARCHIVE libsnappy.a)
 
 add_library(ozna_mathematics INTERFACE)
 if(OZNA_BLIS_ARCHIVE AND OZNA_BLIS_INCLUDE_DIR)
@@ -47,14 +52,48 @@ else()
 endif()
 
 add_library(ozna_enclosed INTERFACE)
-target_link_libraries(ozna_enclosed INTERFACE ozna_mathematics protobuf::libprotobuf PkgConfig::GLOG leveldb::leveldb
-                                              Threads::Threads)
+target_link_libraries(ozna_enclosed INTERFACE ozna_mathematics Threads::Threads)
+
+# ozna_enclose(NAME SOURCE...): a piece of ours that goes into each library with what is enclosed there.
+function(ozna_enclose name)
+  add_library(${name} OBJECT ${ARGN})
+  target_link_libraries(${name} PRIVATE ozna_flags ozna_headers)
+  target_sources(ozna_enclosed INTERFACE $<TARGET_OBJECTS:${name}>)
+endfunction()
+set(enclosed_sources ${PROJECT_SOURCE_DIR}/public/enclosed)
+
 if(OZNA_OPENCV_CORE_ARCHIVE AND OZNA_OPENCV_IMGPROC_ARCHIVE)
-  target_sources(ozna_enclosed INTERFACE ${PROJECT_SOURCE_DIR}/public/enclosed/calling_thread_loops.cpp)
-  target_include_directories(ozna_enclosed SYSTEM INTERFACE ${OPENCV_INCLUDE_DIR})
+  ozna_enclose(ozna_enclosed_pictures ${enclosed_sources}/calling_thread_loops.cpp)
   target_link_libraries(ozna_enclosed INTERFACE ${OZNA_OPENCV_IMGPROC_ARCHIVE} ${OZNA_OPENCV_CORE_ARCHIVE}
-                                                ${CMAKE_DL_LIBS})
+                                                ${OZNA_ZLIB_ARCHIVE} ${CMAKE_DL_LIBS})
 else()
   message(WARNING "The archives of OpenCV are missing: the image library may start threads.")
   target_link_libraries(ozna_enclosed INTERFACE opencv_core opencv_imgproc)
+endif()
+
+if(OZNA_PROTOBUF_ARCHIVE)
+  set(messages ${PROJECT_BINARY_DIR}/ozna_messages)
+  add_custom_command(
+    OUTPUT ${messages}.a ${messages}.cpp
+    COMMAND ${CMAKE_COMMAND} -E env CXX=${CMAKE_CXX_COMPILER} AR=${CMAKE_AR} NM=${CMAKE_NM} READELF=${CMAKE_READELF}
+            OBJCOPY=${CMAKE_OBJCOPY} ${CMAKE_CURRENT_LIST_DIR}/enclose_messages.sh ${OZNA_PROTOBUF_ARCHIVE} ${messages}.a
+            ${messages}.cpp
+    DEPENDS ${OZNA_PROTOBUF_ARCHIVE} ${CMAKE_CURRENT_LIST_DIR}/enclose_messages.sh
+    COMMENT "Making ozna_messages.a"
+    VERBATIM)
+  ozna_enclose(ozna_enclosed_messages ${enclosed_sources}/message_memory.cpp ${messages}.cpp)
+  add_dependencies(ozna_enclosed ozna_enclosed_messages)
+  target_link_libraries(ozna_enclosed INTERFACE ${messages}.a)
+else()
+  message(WARNING "libprotobuf.a is missing: the libraries need libprotobuf.so where they run.")
+  target_link_libraries(ozna_enclosed INTERFACE protobuf::libprotobuf)
+endif()
+
+ozna_enclose(ozna_enclosed_log ${enclosed_sources}/error_log.cpp)
+
+if(OZNA_LEVELDB_ARCHIVE AND OZNA_SNAPPY_ARCHIVE)
+  target_link_libraries(ozna_enclosed INTERFACE ${OZNA_LEVELDB_ARCHIVE} ${OZNA_SNAPPY_ARCHIVE})
+else()
+  message(WARNING "libleveldb.a or libsnappy.a is missing: the libraries need libleveldb.so where they run.")
+  target_link_libraries(ozna_enclosed INTERFACE leveldb::leveldb)
 endif()

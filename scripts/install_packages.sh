@@ -7,10 +7,11 @@
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
 
-# libsnappy-dev: the CMake package of libleveldb-dev names the library without depending on it.
+# libsnappy-dev: the CMake package of libleveldb-dev names the library without depending on it. Its archive, and that of
+# zlib1g-dev, go into the shared libraries.
 build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
-       libprotobuf-dev libboost-dev libgoogle-glog-dev libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev
+       libprotobuf-dev libboost-dev libgoogle-glog-dev libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev zlib1g-dev
        libcli11-dev nlohmann-json3-dev libexiv2-dev libexpat1-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev libheif-dev libmd-dev)
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
        libimage-exiftool-perl libjpeg-turbo-progs mandoc zsh bsdutils

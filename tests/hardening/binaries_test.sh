@@ -31,6 +31,11 @@ done
 # The library calls nothing of which the C library has a checked form where its own code is all inlined.
 [ "$optimised" != 1 ] || require "${program##*/}: no checked call of the C library" '__[a-z_]+_chk\b' readelf -sW --dyn-syms "$program"
 
+# Where it runs the library needs the libraries of C and C++ alone.
+others=$(readelf -dW "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p' |
+  grep -vE '^(libstdc\+\+\.so\.6|libgcc_s\.so\.1|lib(m|c|dl|pthread)\.so\.6|ld-linux-.*\.so\.[0-9])$' || true)
+[ -z "$others" ] || { echo "${library##*/} needs $others"; fail=1; }
+
 # Control-flow protection: each object of ours is marked for it, and exported functions begin with a landing pad. The
 # mark of a linked file needs start files of the C library that have it too, which Debian's have not.
 if [ "$(uname -m)" = x86_64 ]; then

@@ -22,7 +22,7 @@ allow imaging 'imaging/|caffe/util/wide_loops\.hpp'
 allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(math_functions|file_buffer|wide_loops)\.hpp'
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
-allow kit 'kit/|ozna\.h|caffe/|detector/|alignment/|mp/|imaging/'
+allow kit 'kit/|oznakit\.h|ozna\.h|caffe/|detector/|alignment/|mp/|imaging/'
 allow tools 'tools/|ozna\.h'
 
 # The one header of a host includes standard headers alone.
