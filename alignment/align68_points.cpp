@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "alignment/regression.h"
-#include "alignment/sdm_model.h"
 #include "alignment/truncation.h"
 #include "imaging/resize_antialias.h"
 
@@ -31,34 +31,35 @@ bool hasWidth(const Rectangle<float>& rect) {
          std::isfinite(rect.bottom) && rect.left < rect.right;
 }
 
-bool coversLittle(const cv::Mat& view, const Rectangle<float>& rect) {
-  const float half_columns = static_cast<float>(view.cols / 2);
-  const float half_rows = static_cast<float>(view.rows / 2);
+bool coversLittle(const cv::Size& size, const Rectangle<float>& rect) {
+  const float half_columns = static_cast<float>(size.width / 2);
+  const float half_rows = static_cast<float>(size.height / 2);
   return half_columns > rect.right - rect.left || half_rows > rect.bottom - rect.top;
 }
 
-// Cuts view to the rectangle and half its size around it, and moves rect into the cut view.
-void cutAround(cv::Mat& view, Rectangle<float>& rect, AlignmentWindow& window) {
-  const float columns = static_cast<float>(view.cols);
-  const float rows = static_cast<float>(view.rows);
+// Cuts to the rectangle and half its size around it, and moves the rectangle into the region.
+void cutAround(const cv::Size& size, AlignmentCut& cut) {
+  const Rectangle<float> rect = cut.face;
+  const float columns = static_cast<float>(size.width);
+  const float rows = static_cast<float>(size.height);
   const float margin_x = (rect.right - rect.left) * 0.5f;
   const float margin_y = (rect.bottom - rect.top) * 0.5f;
   const float left = std::max(rect.left - margin_x, 0.0f);
   const float top = std::max(rect.top - margin_y, 0.0f);
   float right = margin_x + rect.right;
   if (!(columns > right)) {
-    right = static_cast<float>(view.cols - 1);
+    right = static_cast<float>(size.width - 1);
   }
   float bottom = margin_y + rect.bottom;
   if (!(rows > bottom)) {
-    bottom = static_cast<float>(view.rows - 1);
+    bottom = static_cast<float>(size.height - 1);
   }
-  view = view(cv::Rect(truncateToInt(left), truncateToInt(top), truncateToInt(right - left),
-                       truncateToInt(bottom - top)));
+  cut.region = cv::Rect(truncateToInt(left), truncateToInt(top), truncateToInt(right - left),
+                        truncateToInt(bottom - top));
   // The fraction that the cut drops stays in the coordinates, here and on the way back.
-  rect = {rect.left - left, rect.top - top, rect.right - left, rect.bottom - top};
-  window.crop_left = left;
-  window.crop_top = top;
+  cut.face = {rect.left - left, rect.top - top, rect.right - left, rect.bottom - top};
+  cut.crop_left = left;
+  cut.crop_top = top;
 }
 
 // Brings the view to the window's size and rect along with it.
@@ -100,26 +101,36 @@ cv::Rect faceBox(const cv::Rect& box) {
                   truncateToInt(static_cast<float>(box.height) + 2.0f * margin_y));
 }
 
-bool canPlace68(const SDMModel* model) {
-  return model != nullptr && model->meanShape.size() >= kPointFloats && isUsable(*model);
-}
-
 }  // namespace
 
-AlignmentWindow cutAlignmentWindow(const Image& image, const Rectangle<float>& rect) {
-  cv::Mat view = wrapPackedRows(image);
-  Rectangle<float> face = rect;
-  AlignmentWindow window;
-  const bool has_width = hasWidth(rect);
-  if (has_width && coversLittle(view, face)) {
-    cutAround(view, face, window);
+AlignmentCut planAlignmentCut(const cv::Size& size, const Rectangle<float>& rect) {
+  AlignmentCut cut;
+  cut.region = cv::Rect(cv::Point(), size);
+  cut.face = rect;
+  cut.has_face = hasWidth(rect);
+  if (cut.has_face && coversLittle(size, rect)) {
+    cutAround(size, cut);
   }
+  return cut;
+}
+
+AlignmentWindow scaleAlignmentWindow(const cv::Mat& pixels, const AlignmentCut& cut) {
   // A view may lose all its columns or rows and still be a valid header.
-  CV_Assert(view.cols > 0 && view.rows > 0);
-  scaleToWindow(view, face, window);
-  const bool still_has_width = has_width && face.left < face.right;
-  window.box = faceBox(still_has_width ? integerBox(face) : centredBox(view));
+  CV_Assert(pixels.cols > 0 && pixels.rows > 0);
+  AlignmentWindow window;
+  window.crop_left = cut.crop_left;
+  window.crop_top = cut.crop_top;
+  Rectangle<float> face = cut.face;
+  scaleToWindow(pixels, face, window);
+  const bool still_has_width = cut.has_face && face.left < face.right;
+  window.box = faceBox(still_has_width ? integerBox(face) : centredBox(pixels));
   return window;
+}
+
+AlignmentWindow cutAlignmentWindow(const Image& image, const Rectangle<float>& rect) {
+  const cv::Mat view = wrapPackedRows(image);
+  const AlignmentCut cut = planAlignmentCut(view.size(), rect);
+  return scaleAlignmentWindow(view(cut.region), cut);
 }
 
 SDMCore::GeneralUnit makeGreyUnit(const AlignmentWindow& window) {
@@ -147,18 +158,35 @@ std::vector<float> mapToWindow(const AlignmentWindow& window, const std::vector<
   return in_window;
 }
 
+bool canPlace68(const SDMModel& model) {
+  return model.meanShape.size() >= kPointFloats && isUsable(model);
+}
+
+Placement68 placeInWindow(const SDMModel& model, const AlignmentWindow& window) {
+  SDMCore::GeneralUnit unit = makeGreyUnit(window);
+  Placement68 placement;
+  const std::vector<float> landmarks = fitShape(model, unit, &placement.outcomes);
+  if (landmarks.size() < kPointFloats) {
+    return {};
+  }
+  mapToPhotograph(window, landmarks, kPointFloats, placement.points);
+  for (std::vector<float>& outcome : placement.outcomes) {
+    const std::vector<float> in_window = std::move(outcome);
+    mapToPhotograph(window, in_window, kPointFloats, outcome);
+  }
+  return placement;
+}
+
 Status placeLandmarks68(const Image& image, const Rectangle<float>& rect,
                         std::vector<float>& points) {
   points.assign(kPointFloats, 0.0f);
   const SDMModel* model = globalSDMModel();
-  if (!canPlace68(model)) {
+  if (model == nullptr || !canPlace68(*model)) {
     return StatusOk;
   }
-  const AlignmentWindow window = cutAlignmentWindow(image, rect);
-  SDMCore::GeneralUnit unit = makeGreyUnit(window);
-  const std::vector<float> landmarks = fitShape(*model, unit);
-  if (landmarks.size() >= kPointFloats) {
-    mapToPhotograph(window, landmarks, kPointFloats, points);
+  std::vector<float> placed = placeInWindow(*model, cutAlignmentWindow(image, rect)).points;
+  if (!placed.empty()) {
+    points = std::move(placed);
   }
   return StatusOk;
 }

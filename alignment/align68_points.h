@@ -8,9 +8,26 @@
 #include <vector>
 
 #include "alignment/general_unit.h"
+#include "alignment/sdm_model.h"
 #include "ozna.h"
 
 namespace oznalib {
+
+/// The pixels of a photograph that alignment looks at, and where the face lies in them.
+struct AlignmentCut {
+  cv::Rect region;        ///< In pixels of the photograph. May reach outside, or have no area.
+  Rectangle<float> face;  ///< In pixels of the region, with the fraction that the cut drops.
+  bool has_face = false;  ///< Otherwise the middle of the region stands in for the face.
+  float crop_left = 0;    ///< Left edge of the region, with the fraction that the cut drops.
+  float crop_top = 0;     ///< Top edge, likewise.
+};
+
+/// Plans the cut around a face: the face and half its size around, or the whole photograph where the
+/// face covers half of its width and of its height. No pixels are needed.
+///
+/// size  Of the photograph; both sides above 0.
+/// rect  As of cutAlignmentWindow.
+AlignmentCut planAlignmentCut(const cv::Size& size, const Rectangle<float>& rect);
 
 /// The part of a photograph that alignment works on, scaled to 250 by 250 pixels.
 ///
@@ -37,6 +54,12 @@ struct AlignmentWindow {
 ///         cv::Exception.
 AlignmentWindow cutAlignmentWindow(const Image& image, const Rectangle<float>& rect);
 
+/// Makes the window from the pixels of the region alone.
+///
+/// pixels  8-bit, red, green, blue, of the region's size. Rows need not be continuous.
+/// Errors  Pixels without area raise cv::Exception.
+AlignmentWindow scaleAlignmentWindow(const cv::Mat& pixels, const AlignmentCut& cut);
+
 /// The unit to regress on: the window in grey, with its face box.
 SDMCore::GeneralUnit makeGreyUnit(const AlignmentWindow& window);
 
@@ -50,6 +73,24 @@ void mapToPhotograph(const AlignmentWindow& window, const std::vector<float>& in
 
 /// Maps points the other way, from pixels of the photograph to pixels of the window.
 std::vector<float> mapToWindow(const AlignmentWindow& window, const std::vector<float>& points);
+
+/// Whether 68 landmarks can be placed with a model without leaving its buffers.
+bool canPlace68(const SDMModel& model);
+
+/// Landmarks and the fits that they are the median of.
+struct Placement68 {
+  std::vector<float> points;  ///< 136 floats in pixels of the photograph; empty without a result.
+  std::vector<std::vector<float>> outcomes;  ///< Of the nine fits, each as points.
+};
+
+/// Places 68 landmarks in a window.
+///
+/// model    One that canPlace68.
+/// Returns  The points of align68Points; nothing where the face box has no width or the window
+///          would become larger than 4096 pixels on a side.
+/// Errors   A window that becomes smaller than a pixel raises cv::Exception.
+/// Threads  Any number at once on one model.
+Placement68 placeInWindow(const SDMModel& model, const AlignmentWindow& window);
 
 /// Places 68 landmarks with the model in the slot; see align68Points.
 ///

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <opencv2/imgproc.hpp>
+#include <utility>
 
 #include "alignment/descriptor_pyramid.h"
 #include "alignment/truncation.h"
@@ -238,20 +239,6 @@ class Descent {
 // Not-a-number goes last, so that the order is defined for every outcome.
 bool comesBefore(float a, float b) { return a < b || (a == a && b != b); }
 
-Shape medianShape(const std::vector<Shape>& shapes) {
-  Shape median = shapes.front();
-  std::vector<float> outcomes(shapes.size());
-  const auto middle = outcomes.begin() + static_cast<std::ptrdiff_t>(shapes.size() / 2);
-  for (std::size_t c = 0; c < median.size(); ++c) {
-    for (std::size_t i = 0; i < shapes.size(); ++i) {
-      outcomes[i] = shapes[i][c];
-    }
-    std::nth_element(outcomes.begin(), middle, outcomes.end(), comesBefore);
-    median[c] = *middle;
-  }
-  return median;
-}
-
 std::vector<Shape> shifted(const std::vector<Shape>& shapes, float offset) {
   std::vector<Shape> moved = shapes;
   for (Shape& shape : moved) {
@@ -317,9 +304,8 @@ bool isUsable(const SDMModel& model) {
   return true;
 }
 
-std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
-                                 const std::vector<std::vector<float>>& starts,
-                                 std::vector<float> /*ignored*/) {
+std::vector<std::vector<float>> regressEach(const SDMModel& model, const cv::Mat& image,
+                                            const std::vector<std::vector<float>>& starts) {
   const auto fits = [&](const Shape& start) { return start.size() == model.meanShape.size(); };
   if (starts.empty() || !isUsable(model) || !std::all_of(starts.begin(), starts.end(), fits) ||
       borderWidth(image, starts.front()) > kLargestSide) {
@@ -336,11 +322,28 @@ std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
     shapes = shifted(starts, pad);
     descent.runStartByStart(shapes);
   }
-  Shape result = medianShape(shapes);
-  for (float& coordinate : result) {
-    coordinate -= pad;
+  return shifted(shapes, -pad);
+}
+
+std::vector<float> medianShape(const std::vector<std::vector<float>>& shapes) {
+  Shape median = shapes.front();
+  std::vector<float> outcomes(shapes.size());
+  const auto middle = outcomes.begin() + static_cast<std::ptrdiff_t>(shapes.size() / 2);
+  for (std::size_t c = 0; c < median.size(); ++c) {
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+      outcomes[i] = shapes[i][c];
+    }
+    std::nth_element(outcomes.begin(), middle, outcomes.end(), comesBefore);
+    median[c] = *middle;
   }
-  return result;
+  return median;
+}
+
+std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
+                                 const std::vector<std::vector<float>>& starts,
+                                 std::vector<float> /*ignored*/) {
+  const std::vector<Shape> outcomes = regressEach(model, image, starts);
+  return outcomes.empty() ? Shape() : medianShape(outcomes);
 }
 
 std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape,
@@ -365,14 +368,27 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
   return starts;
 }
 
-std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit) {
+std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit,
+                            std::vector<std::vector<float>>* outcomes) {
+  if (outcomes != nullptr) {
+    outcomes->clear();
+  }
   if (!isUsable(model) || !scalesToSaneSize(unit, model.faceWidth)) {
     return {};
   }
   unit.normalize(model.faceWidth);
-  unit.shape =
-      regressShapes(model, unit.image, startShapes(model.meanShape, unit.box), unit.startShape);
+  std::vector<Shape> shapes =
+      regressEach(model, unit.image, startShapes(model.meanShape, unit.box));
+  unit.shape = shapes.empty() ? Shape() : medianShape(shapes);
   unit.unscaleShapes();
+  if (outcomes != nullptr) {
+    for (Shape& shape : shapes) {
+      for (float& coordinate : shape) {
+        coordinate /= unit.scale;
+      }
+    }
+    *outcomes = std::move(shapes);
+  }
   return unit.shape;
 }
 

@@ -61,6 +61,17 @@ std::vector<float> regressShapes(const SDMModel& model, const cv::Mat& image,
                                  const std::vector<std::vector<float>>& starts,
                                  std::vector<float> ignored);
 
+/// The outcome of each starting shape, of which regressShapes returns the median. Parameters and
+/// errors as there.
+///
+/// Returns  As many shapes as starts, in pixels of image; none where regressShapes has no result.
+std::vector<std::vector<float>> regressEach(const SDMModel& model, const cv::Mat& image,
+                                            const std::vector<std::vector<float>>& starts);
+
+/// Coordinate by coordinate the median of shapes of equal size, of which there is at least one. Of
+/// an even number the upper one; not-a-number counts as the largest.
+std::vector<float> medianShape(const std::vector<std::vector<float>>& shapes);
+
 /// The nine shapes that a fit starts from: the mean shape in the box, then the mean shape moved by
 /// a tenth of the box in each of eight directions (x from left to right outside, y from top to
 /// bottom inside).
@@ -70,11 +81,14 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
 /// Fits a model to a unit: scales the unit, regresses nine starting shapes, and stores the result
 /// in unit.shape.
 ///
-/// unit     image and box must be set. image and box stay scaled afterwards, the shape is in pixels
-///          of the image as it was given.
-/// Returns  A copy of unit.shape. Empty, with the unit untouched, where the model is not usable,
-///          the box has no width, or the scaled image would exceed 4096 pixels on a side.
-std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit);
+/// unit      image and box must be set. image and box stay scaled afterwards, the shape is in pixels
+///           of the image as it was given.
+/// outcomes  If not null, gets the outcome of each start, in pixels of the image as it was given;
+///           none where the result is empty.
+/// Returns   A copy of unit.shape. Empty, with the unit untouched, where the model is not usable,
+///           the box has no width, or the scaled image would exceed 4096 pixels on a side.
+std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit,
+                            std::vector<std::vector<float>>* outcomes = nullptr);
 
 /// The same with the model in the slot; empty where there is none.
 std::vector<float> fitShape(SDMCore::GeneralUnit& unit);

@@ -31,17 +31,14 @@ SDMModel* slot = nullptr;
 // Reads the fields one by one. What cannot be read whole stays as it was.
 class FieldReader {
  public:
-  explicit FieldReader(const std::string& path) : file_(path), in_(&file_) {
-    if (isOpen()) {
-      in_.seekg(0, std::ios::end);
-      size_ = in_.tellg();
-      in_.clear();
-      in_.seekg(0, std::ios::beg);
-      in_.clear();
-    }
+  // in must outlive the reader. Its size and place are looked for.
+  explicit FieldReader(std::istream& in) : in_(in) {
+    in_.seekg(0, std::ios::end);
+    size_ = in_.tellg();
+    in_.clear();
+    in_.seekg(0, std::ios::beg);
+    in_.clear();
   }
-
-  bool isOpen() const { return file_.isOpen(); }
 
   template <class T>
   void readValue(T& value) {
@@ -133,8 +130,7 @@ class FieldReader {
     mp::matrix().skip(in_);
   }
 
-  caffe::FileBuffer file_;
-  std::istream in_;
+  std::istream& in_;
   std::int64_t size_ = -1;  // Of the file, in bytes; -1 where it cannot be told.
   std::int32_t count_ = 0;
 };
@@ -146,23 +142,29 @@ SDMModel::SDMModel()
 
 SDMModel* globalSDMModel() { return slot; }
 
-bool readSDMFile(const std::string& path) {
-  SDMModel* model = slot;
-  FieldReader reader(path);
-  if (model == nullptr || !reader.isOpen()) {
-    return false;
-  }
-  reader.readMatrices(model->auxMatrices);
-  reader.readMatrices(model->stageBias);
-  reader.readValues(model->meanShape);
-  reader.readValues(model->auxValues);
-  reader.readMaps(model->stageMaps);
-  reader.readValues(model->stageLevels);
+void readSDMModel(std::istream& in, SDMModel& model) {
+  FieldReader reader(in);
+  reader.readMatrices(model.auxMatrices);
+  reader.readMatrices(model.stageBias);
+  reader.readValues(model.meanShape);
+  reader.readValues(model.auxValues);
+  reader.readMaps(model.stageMaps);
+  reader.readValues(model.stageLevels);
   std::int32_t dropped_word = 0;
   reader.readValue(dropped_word);
-  reader.readValue(model->reservedFlag);
-  reader.readValue(model->levelsPerOctave);
-  reader.readValue(model->faceWidth);
+  reader.readValue(model.reservedFlag);
+  reader.readValue(model.levelsPerOctave);
+  reader.readValue(model.faceWidth);
+}
+
+bool readSDMFile(const std::string& path) {
+  SDMModel* model = slot;
+  caffe::FileBuffer file(path);
+  if (model == nullptr || !file.isOpen()) {
+    return false;
+  }
+  std::istream in(&file);
+  readSDMModel(in, *model);
   return true;
 }
 

@@ -5,6 +5,7 @@
 #define OZNA_ALIGNMENT_SDM_MODEL_H_
 
 #include <cstdint>
+#include <istream>
 #include <string>
 #include <vector>
 
@@ -44,15 +45,22 @@ class SDMModel {
 /// The model in the slot: null before the first load and after an unload.
 SDMModel* globalSDMModel();
 
-/// Reads a file into the model in the slot.
+/// Reads a model from a stream in the form of the file.
 ///
-/// Returns  Whether there is a model and the file could be opened. The content is not checked: a
-///          file that ends early leaves what it does not reach as it was, and a count that cannot
-///          be read repeats the count before it.
-/// Errors   A count below 0, and a matrix of a size that there cannot be or that neither the file
+/// in       From its beginning, wherever it stands.
+/// model    Gets what can be read. The content is not checked: a stream that ends early leaves what
+///          it does not reach as it was, and a count that cannot be read repeats the count before it.
+/// Errors   A count below 0, and a matrix of a size that there cannot be or that neither the stream
 ///          nor any sane model holds (2^28 cells), raise std::bad_alloc, as does memory that runs
 ///          out; the model keeps what it got until then. A count above 65536 is cut to that, unless
-///          the file is long enough to hold as many elements.
+///          the stream is long enough to hold as many elements.
+/// Threads  Any number at once with streams and models of their own.
+void readSDMModel(std::istream& in, SDMModel& model);
+
+/// Reads a file into the model in the slot.
+///
+/// Returns  Whether there is a model and the file could be opened. The content is not checked.
+/// Errors   As readSDMModel.
 bool readSDMFile(const std::string& path);
 
 /// Replaces the model in the slot by a new one with default values and reads directory + "/" + file

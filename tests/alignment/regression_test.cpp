@@ -205,6 +205,21 @@ TEST(RegressShapes, EqualsThePlainLoop) {
 
 // Left of the texture all patches are flat, so that starts begin with what the start before them
 // left in the buffer. With maps this strong a wrong buffer moves landmarks by pixels.
+TEST(RegressEach, GivesTheOutcomesOfWhichTheResultIsTheMedian) {
+  SDMModel model = synthetic::randomModel(5, {2, 1, 0}, 0.02f, 3);
+  const cv::Mat image = synthetic::texturedImage(160, 150, 1, 4);
+  const auto starts = startShapes(model.meanShape, cv::Rect(30, 25, 100, 100));
+  int inherited = 0;
+  const std::vector<Shape> expected = plainOutcomes(model, image, starts, inherited);
+  const std::vector<Shape> outcomes = oznalib::regressEach(model, image, starts);
+  ASSERT_EQ(outcomes.size(), 9u);
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    expectNear(outcomes[i], expected[i], 0.01f);
+  }
+  EXPECT_EQ(oznalib::medianShape(outcomes), regressShapes(model, image, starts, {}));
+  EXPECT_TRUE(oznalib::regressEach(model, image, {}).empty());
+}
+
 TEST(RegressShapes, FlatFirstPatchInheritsFromTheStartBefore) {
   SDMModel model = synthetic::randomModel(4, {1, 0}, 0.05f, 8);
   model.meanShape[0] = 0.0f;
@@ -373,6 +388,26 @@ TEST(FitShape, ReturnsToThePixelsOfTheImageAsGiven) {
   Shape expected = boxShape(model.meanShape, unit.box);
   for (float& coordinate : expected) coordinate += 1.5f;
   expectNear(fitShape(model, unit), expected, 1e-3f);
+}
+
+TEST(FitShape, GivesTheOutcomesInThePixelsOfTheImageAsGiven) {
+  // No stage moves the nine starts, boxes of 200 by 100 and their shifts by a tenth.
+  SDMModel model;
+  model.meanShape = {0.5f, 0.25f};
+  SDMCore::GeneralUnit unit;
+  unit.image = synthetic::texturedImage(400, 300, 1, 6);
+  unit.box = cv::Rect(60, 80, 200, 100);
+  std::vector<Shape> outcomes(3);
+  const Shape shape = fitShape(model, unit, &outcomes);
+  ASSERT_EQ(outcomes.size(), 9u);
+  expectNear(outcomes[0], {160, 105}, 1e-3f);
+  expectNear(outcomes[1], {140, 95}, 1e-3f);
+  expectNear(outcomes[8], {180, 115}, 1e-3f);
+  EXPECT_EQ(shape, oznalib::medianShape(outcomes));
+  // What was there before is gone where there is no fit.
+  unit.box.width = 0;
+  EXPECT_TRUE(fitShape(model, unit, &outcomes).empty());
+  EXPECT_TRUE(outcomes.empty());
 }
 
 TEST(FitShape, PointsLeftOfTheImageWidenTheBorder) {

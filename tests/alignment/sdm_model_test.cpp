@@ -7,6 +7,7 @@
 #include <clocale>
 #include <cstring>
 #include <new>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -131,6 +132,21 @@ TEST_F(SDMModelSlot, ReaderNeedsAModelInTheSlot) {
   ASSERT_EQ(loadModelSlot("/", "ozna_no_such_file.sdm"), StatusLoadFailed);
   EXPECT_TRUE(oznalib::readSDMFile(file.path()));
   EXPECT_EQ(globalSDMModel()->faceWidth, 120);
+}
+
+TEST_F(SDMModelSlot, StreamsGiveModelsOfTheCallers) {
+  const std::string bytes = synthetic::fileForm(smallModel());
+  std::istringstream in(bytes);
+  in.seekg(5);  // It is read from its beginning all the same.
+  SDMModel model;
+  oznalib::readSDMModel(in, model);
+  EXPECT_EQ(synthetic::fileForm(model), bytes);
+  EXPECT_EQ(globalSDMModel(), nullptr);
+  // One that is cut in the mean shape leaves the face width as it was.
+  std::istringstream cut(bytes.substr(0, 70));
+  SDMModel rest;
+  oznalib::readSDMModel(cut, rest);
+  EXPECT_EQ(rest.faceWidth, 100);
 }
 
 TEST_F(SDMModelSlot, CountsOfZeroEmptyAllLists) {
