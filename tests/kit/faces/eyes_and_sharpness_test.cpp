@@ -1,0 +1,102 @@
+// Openness of eyes and sharpness of faces.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <opencv2/imgproc.hpp>
+
+#include "kit/faces/eye_openness.h"
+#include "kit/faces/sharpness.h"
+#include "tests/kit/faces/real_faces.h"
+
+namespace {
+
+using kit::eyeOpenness;
+using kit::faceSharpness;
+using kit::Picture;
+using kit_test::imageOf;
+using kit_test::photograph;
+
+TEST(EyeOpenness, IsHeightOverWidth) {
+  std::vector<float> points(136, 0.0f);
+  const auto put = [&](std::size_t i, float x, float y) {
+    points[2 * i] = x;
+    points[2 * i + 1] = y;
+  };
+  // 10 wide; lids 3 and 5 apart: a height of 4.
+  put(36, 0, 0);
+  put(37, 3, -1);
+  put(38, 7, -2);
+  put(39, 10, 0);
+  put(40, 7, 3);
+  put(41, 3, 2);
+  EXPECT_NEAR(eyeOpenness(points, kit::kLeftEye), 0.4, 1e-6);
+  // Closed, and lying: 5 wide, no height.
+  for (std::size_t i = 42; i < 48; ++i) {
+    put(i, 3, 0);
+  }
+  put(42, 3, 0);
+  put(45, 3, 5);
+  EXPECT_EQ(eyeOpenness(points, kit::kRightEye), 0);
+  put(45, 3, 0);
+  EXPECT_TRUE(std::isnan(eyeOpenness(points, kit::kRightEye)));
+}
+
+// Eyes, nose, mouth of the face in the photograph, by eye.
+const std::vector<float> kFive = {213, 195, 293, 193, 257, 238, 225, 283, 292, 280};
+
+float sharpnessOf(const cv::Mat& bgr, float scale = 1) {
+  std::vector<float> points;
+  for (const float coordinate : kFive) {
+    points.push_back((coordinate + 0.5f) * scale - 0.5f);
+  }
+  return faceSharpness(Picture(imageOf(bgr)), points);
+}
+
+TEST(FaceSharpness, FallsWithBlur) {
+  const float sharp = sharpnessOf(photograph());
+  EXPECT_GT(sharp, 0.45f);
+  EXPECT_LT(sharp, 0.9f);
+  float last = sharp;
+  for (const double sigma : {1.0, 2.0, 3.0, 5.0, 8.0}) {
+    cv::Mat blurred;
+    cv::GaussianBlur(photograph(), blurred, cv::Size(), sigma);
+    const float less = sharpnessOf(blurred);
+    EXPECT_LT(less, last) << sigma;
+    last = less;
+  }
+  EXPECT_LT(last, 0.3f);
+}
+
+TEST(FaceSharpness, SeesABlurAlongOneWay) {
+  cv::Mat moved;
+  cv::blur(photograph(), moved, cv::Size(15, 1));
+  EXPECT_LT(sharpnessOf(moved), 0.7f * sharpnessOf(photograph()));
+}
+
+TEST(FaceSharpness, DoesNotDependOnContrastAndBrightness) {
+  cv::Mat pale;
+  photograph().convertTo(pale, -1, 0.4, 90);
+  EXPECT_NEAR(sharpnessOf(pale), sharpnessOf(photograph()), 0.01);
+}
+
+TEST(FaceSharpness, IsMuchTheSameAtEverySizeThatHasTheDetails) {
+  const float full = sharpnessOf(photograph());  // The face is some 200 pixels wide.
+  cv::Mat large;
+  cv::resize(photograph(), large, cv::Size(), 3, 3, cv::INTER_LINEAR);
+  EXPECT_NEAR(sharpnessOf(large, 3), full, 0.06);
+  cv::Mat small;
+  cv::resize(photograph(), small, cv::Size(), 0.5, 0.5, cv::INTER_AREA);
+  EXPECT_NEAR(sharpnessOf(small, 0.5f), full, 0.08);
+  // An eighth of the size does not have them.
+  cv::resize(photograph(), small, cv::Size(), 0.125, 0.125, cv::INTER_AREA);
+  EXPECT_LT(sharpnessOf(small, 0.125f), 0.75f * full);
+}
+
+TEST(FaceSharpness, OfAnEvenSurfaceIsNone) {
+  const cv::Mat even(600, 512, CV_8UC3, cv::Scalar(90, 120, 150));
+  EXPECT_EQ(sharpnessOf(even), 0);
+  EXPECT_TRUE(std::isnan(faceSharpness(Picture(imageOf(even)), std::vector<float>(10, 3.0f))));
+}
+
+}  // namespace
