@@ -1,12 +1,16 @@
 #!/usr/bin/env bash
-# run_fuzzers.sh SECONDS [BUILD_FOLDER [TARGET...]]: builds the fuzz targets with clang and runs each of them, or those
-# named, for that long; 3600 and more make sense. Inputs collect in BUILD_FOLDER/corpus, findings and logs in
+# run_fuzzers.sh LENGTH [BUILD_FOLDER [TARGET...]]: builds the fuzz targets with clang and runs each of them, or those
+# named, for that many seconds, or that many executions where LENGTH ends in 'runs': 3600, or 5000000runs. Inputs collect in BUILD_FOLDER/corpus, findings and logs in
 # BUILD_FOLDER/findings; the build folder is build/fuzz if none is named. A line a target tells executions and coverage.
 # The exit status is 1 if there is a finding. To run one again:
 #   build/fuzz/fuzz/net_fuzzer build/fuzz/findings/net-crash-...
 set -euo pipefail
 
-seconds=${1:?usage: run_fuzzers.sh SECONDS [BUILD_FOLDER [TARGET...]]}
+length=${1:?usage: run_fuzzers.sh SECONDS|COUNTruns [BUILD_FOLDER [TARGET...]]}
+case "$length" in
+  *[0-9]runs) limit=-runs=${length%runs} ;;
+  *) limit=-max_total_time=$length ;;
+esac
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_folder=${2:-$root/build/fuzz}
 targets=("${@:3}")
@@ -45,7 +49,7 @@ export UBSAN_OPTIONS="print_stacktrace=1${UBSAN_OPTIONS:+:$UBSAN_OPTIONS}"
 fuzz() {
   local target=$1 log=$findings/$1.log status=0 runs covered
   mkdir -p "$corpus/$target"
-  "$build_folder/fuzz/${target}_fuzzer" -max_total_time="$seconds" -max_len=8192 -timeout=25 -rss_limit_mb=2048 \
+  "$build_folder/fuzz/${target}_fuzzer" "$limit" -max_len=8192 -timeout=25 -rss_limit_mb=2048 \
     -print_final_stats=1 -artifact_prefix="$findings/$target-" "$corpus/$target" "$root/fuzz/corpus/$target" \
     >"$log" 2>&1 || status=$?
   runs=$(sed -n 's/^stat::number_of_executed_units: *//p' "$log")
