@@ -5,8 +5,8 @@
 
 #include <array>
 #include <cstdio>
-#include <fstream>
 
+#include "tools/input_file.h"
 #include "tools/known_cascade.h"
 
 namespace oznatool {
@@ -24,19 +24,20 @@ class Digest {
 
   // Adds the bytes of a file. False where it cannot be read.
   bool addFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    constexpr size_t kPart = size_t{1} << 18;
-    buffer_.resize(kPart);
-    std::uint64_t size = 0;
-    while (file.read(buffer_.data(), kPart) || file.gcount() > 0) {
-      const auto count = static_cast<size_t>(file.gcount());
-      XXH3_128bits_update(&state_, buffer_.data(), count);
-      size += count;
+    try {
+      InputFile file(path);
+      buffer_.resize(size_t{1} << 18);
+      std::uint64_t size = 0;
+      while (const size_t count = file.read(buffer_.data(), buffer_.size())) {
+        XXH3_128bits_update(&state_, buffer_.data(), count);
+        size += count;
+      }
+      addNumber(size);
+      return true;
+    } catch (const Unreadable&) {
+      return false;
     }
-    addNumber(size);
-    return file.eof();
   }
-
   std::string text() const {
     const XXH128_hash_t hash = XXH3_128bits_digest(&state_);
     std::array<char, 33> digits;

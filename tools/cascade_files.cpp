@@ -2,16 +2,13 @@
 
 #include "tools/cascade_files.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
-#include <fstream>
 #include <sstream>
 
 #include "tools/exit_code.h"
+#include "tools/input_file.h"
 #include "tools/streams.h"
 #include "tools/system_reason.h"
 
@@ -28,28 +25,21 @@ constexpr size_t kColours = 3;  // Planes of every network's input.
   throw Failure(kExitModel, printable(path) + ": " + reason);
 }
 
-[[noreturn]] void failToOpen(const std::string& path, int error) {
-  throw Failure(exitCodeOf(error, kExitModel),
-                printable(path) + ": model file: " + reasonOf(error));
+[[noreturn]] void failToRead(const std::string& path, const Unreadable& problem) {
+  const ExitCode code = problem.error() == 0 ? kExitModel : exitCodeOf(problem.error(), kExitModel);
+  throw Failure(code, printable(path) + ": model file: " + problem.what());
 }
 
-// Opens a model file that must be a readable, filled file.
-std::ifstream openModelFile(const std::string& path) {
-  struct stat status;
-  if (stat(path.c_str(), &status) == -1) failToOpen(path, errno);
-  if (!S_ISREG(status.st_mode)) fail(path, "model file: is not a file");
-  if (status.st_size == 0) fail(path, "damaged model file: is empty");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) failToOpen(path, errno);
-  return file;
-}
-
-std::string readText(const std::string& path) {
-  std::ifstream file = openModelFile(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (!file || !text) fail(path, "model file: cannot be read");
-  return text.str();
+// What read gives of a model file, which must be a filled, regular file.
+template <class Read>
+auto fromModelFile(const std::string& path, const Read& read) {
+  try {
+    InputFile file(path);
+    if (file.size() == 0) fail(path, "damaged model file: is empty");
+    return read(file);
+  } catch (const Unreadable& problem) {
+    failToRead(path, problem);
+  }
 }
 
 std::string withoutComments(const std::string& text) {
@@ -73,7 +63,7 @@ std::vector<long> valuesOf(const std::string& key, const std::string& definition
 
 // The size of the input that a network definition declares.
 Size declaredInput(const std::string& path) {
-  const std::vector<long> dimensions = valuesOf("input_dim", readText(path));
+  const std::vector<long> dimensions = valuesOf("input_dim", readModelText(path));
   if (dimensions.size() != 4)
     fail(path, "damaged model file: does not declare one input of four dimensions");
   if (dimensions[1] != static_cast<long>(kColours)) {
@@ -89,7 +79,7 @@ Size declaredInput(const std::string& path) {
 
 // Tests the files of one network. input  What its definition declares.
 void checkNetwork(const NetworkFiles& files, const Size& input) {
-  openModelFile(files.weights);
+  fromModelFile(files.weights, [](const InputFile&) { return true; });
   if (files.mean.empty()) return;
   const size_t expected = kColours * static_cast<size_t>(input.width * input.height);
   const size_t count = readNumbers(files.mean).size();
@@ -110,7 +100,7 @@ NetworkFiles laterStageFiles(const std::string& directory) {
 // The stages that the list names. Every line counts for the library, also an empty one.
 std::vector<NetworkFiles> listedStages(const std::string& root) {
   const std::string path = root + kStageListName;
-  std::istringstream lines(readText(path));
+  std::istringstream lines(readModelText(path));
   std::vector<NetworkFiles> stages;
   int line_number = 0;
   for (std::string line; std::getline(lines, line);) {
@@ -131,8 +121,13 @@ std::vector<NetworkFiles> listedStages(const std::string& root) {
 
 }  // namespace
 
+std::string readModelText(const std::string& path) {
+  constexpr std::int64_t kLargest = std::int64_t{1} << 30;  // In bytes.
+  return fromModelFile(path, [](InputFile& file) { return file.readAll(kLargest); });
+}
+
 std::vector<float> readNumbers(const std::string& path) {
-  std::istringstream text(readText(path));
+  std::istringstream text(readModelText(path));
   std::vector<float> numbers;
   for (float number = 0; text >> number;) {
     if (!std::isfinite(number)) break;
@@ -176,7 +171,7 @@ CascadeFiles checkCascadeFiles(const std::string& root) {
 }
 
 void checkCalibrationTable(const CascadeFiles& files) {
-  const std::string definition = readText(files.networks.back().definition);
+  const std::string definition = readModelText(files.networks.back().definition);
   const std::vector<long> outputs = valuesOf("num_output", definition);
   const size_t patterns =
       outputs.empty() || outputs.back() < 1 ? 1 : static_cast<size_t>(outputs.back());

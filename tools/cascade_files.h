@@ -53,6 +53,10 @@ CascadeFiles checkCascadeFiles(const std::string& root);
 /// Errors  Failure with kExitModel; its message begins with the path of the table.
 void checkCalibrationTable(const CascadeFiles& files);
 
+/// The text of a model file. Errors  Failure with kExitModel, also for what is no regular file, which
+/// is opened without waiting.
+std::string readModelText(const std::string& path);
+
 /// The numbers of a text file, separated by white space. Throws Failure with kExitModel where it
 /// holds anything else.
 std::vector<float> readNumbers(const std::string& path);

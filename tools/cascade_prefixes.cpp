@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <system_error>
 
 #include "tools/exit_code.h"
@@ -17,7 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 std::vector<std::string> stageLines(const std::string& path) {
-  std::ifstream file(path);
+  std::istringstream file(readModelText(path));
   std::vector<std::string> lines;
   for (std::string line; std::getline(file, line);) {
     if (line.empty() || line[0] != '#') lines.push_back(line);

@@ -66,6 +66,10 @@ size_t InputFile::read(char* to, size_t size) {
   }
 }
 
+void InputFile::skip(std::int64_t bytes) {
+  if (lseek(descriptor_, bytes, SEEK_CUR) == -1) throw Unreadable(errno, reasonOf(errno));
+}
+
 std::string InputFile::readAll(std::int64_t largest) {
   std::string text;
   std::array<char, 65536> part;

@@ -44,6 +44,9 @@ class InputFile {
   /// Reads at most so many bytes. Returns 0 at the end. Errors  Unreadable, also for an interrupt.
   size_t read(char* to, size_t size);
 
+  /// Goes past so many bytes of a regular file. Errors  Unreadable.
+  void skip(std::int64_t bytes);
+
   /// The rest of the file. largest  More bytes than this are refused. Errors  Unreadable.
   std::string readAll(std::int64_t largest);
 

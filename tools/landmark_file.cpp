@@ -2,16 +2,13 @@
 
 #include "tools/landmark_file.h"
 
-#include <sys/stat.h>
-
-#include <cerrno>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
-#include <fstream>
+#include <optional>
 #include <vector>
 
 #include "tools/exit_code.h"
+#include "tools/input_file.h"
 #include "tools/streams.h"
 
 namespace oznatool {
@@ -37,12 +34,8 @@ struct MatrixSize {
 class Reader {
  public:
   explicit Reader(const std::string& path) : path_(path) {
-    struct stat status;
-    if (stat(path.c_str(), &status) == -1) fail(std::string("model file: ") + std::strerror(errno));
-    if (!S_ISREG(status.st_mode)) fail("model file: is not a file");
-    left_ = status.st_size;
-    file_.open(path, std::ios::binary);
-    if (!file_) fail(std::string("model file: ") + std::strerror(errno));
+    withReason([&] { file_.emplace(path); });
+    left_ = file_->size();
   }
 
   [[noreturn]] void fail(const std::string& reason) const {
@@ -56,8 +49,9 @@ class Reader {
   T number() {
     T value;
     take(static_cast<std::int64_t>(sizeof(T)));
-    require(static_cast<bool>(file_.read(reinterpret_cast<char*>(&value), sizeof(T))),
-            "cannot be read");
+    size_t count = 0;
+    withReason([&] { count = file_->read(reinterpret_cast<char*>(&value), sizeof(T)); });
+    require(count == sizeof(T), "is cut short");
     return value;
   }
   std::int32_t count() {
@@ -67,7 +61,7 @@ class Reader {
   }
   void skip(std::int64_t bytes) {
     take(bytes);
-    file_.seekg(bytes, std::ios::cur);
+    withReason([&] { file_->skip(bytes); });
   }
   MatrixSize matrix() {
     const auto rows = number<std::int64_t>();
@@ -80,13 +74,22 @@ class Reader {
   std::int64_t bytesLeft() const { return left_; }
 
  private:
+  // Tells the file where it cannot be opened or read.
+  template <class Action>
+  void withReason(const Action& action) const {
+    try {
+      action();
+    } catch (const Unreadable& problem) {
+      fail(std::string("model file: ") + problem.what());
+    }
+  }
   void take(std::int64_t bytes) {
     require(bytes <= left_, "is cut short");
     left_ -= bytes;
   }
 
   std::string path_;
-  std::ifstream file_;
+  std::optional<InputFile> file_;
   std::int64_t left_ = 0;  // Bytes behind the read position.
 };
 
