@@ -17,8 +17,9 @@
 /// std::bad_alloc, or as a cv::Exception of the code cv::Error::StsNoMem where the pixels of an
 /// image of the library's own get no memory. No lock is held then, and every handle can be loaded,
 /// used and freed as before; a load that ended so leaves a handle whose load failed. The exception
-/// to it is the memory of a network's values and weights, which is taken at the load and the first
-/// search: without it the process ends with "Unable to allocate memory" and exit status 255.
+/// to it is the memory of a network's values and weights, and of the workspace of their products,
+/// which is taken at the load and the first search: without it the process ends with "Unable to
+/// allocate memory" and exit status 255.
 ///
 /// Threads. The library starts no thread and has two things that all threads share: a lock that
 /// loads of detectors wait for, and the landmark model. Values of the plain types belong to whoever

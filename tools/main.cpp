@@ -17,6 +17,16 @@ namespace {
 
 using oznatool::ExitCode;
 
+// Before main, where constants of ours and of the libraries' headers are made, nobody catches an exception. The priority
+// puts this before them.
+[[noreturn]] void endWithoutMemory() {
+  oznatool::sayNoMemory();
+  _exit(oznatool::kExitLimit);
+}
+__attribute__((constructor(101))) void prepareConstants() {
+  std::set_new_handler(endWithoutMemory);
+}
+
 ExitCode run(const oznatool::Options& options) {
   // Of the work itself: a model file and a photograph a thread, and what is open for a moment.
   constexpr int kBesideThreads = 16;
@@ -68,6 +78,7 @@ int runArguments(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  std::set_new_handler(nullptr);
   oznatool::prepareStreams();
   const int status = runArguments(argc, argv);
   // Everything is written. A mathematics library whose threads found no room when it was loaded
