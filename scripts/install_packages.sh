@@ -2,7 +2,7 @@
 # install_packages.sh GROUP...: makes sure that Debian's packages of the named groups are installed.
 #
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
-# fuzz (clang's fuzzer), coverage (the measure of lines), packages (the Debian packages).
+# fuzz (clang's fuzzer), coverage (the measure of lines), arm64 (the cross compiler and the emulator), packages (the Debian packages).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
@@ -21,6 +21,7 @@ python=(python3-dev pybind11-dev python3-numpy)
 packages=(dpkg-dev file fakeroot debootstrap)
 fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)
+arm64=(g++-aarch64-linux-gnu qemu-user)
 
 wanted=()
 for group in "$@"; do
@@ -31,7 +32,8 @@ for group in "$@"; do
     check) wanted+=("${check[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
     coverage) wanted+=("${coverage[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz, coverage or packages" >&2; exit 2 ;;
+    arm64) wanted+=("${arm64[@]}") ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
   esac
 done
 
