@@ -26,6 +26,9 @@ for runtime in libstdc++.so.6 libc.so.6; do
   "$READELF" -W --dyn-syms "$("$CXX" -print-file-name="$runtime")"
 done | awk '$4 == "OBJECT" { sub(/@.*/, "", $8); print $8, $3 }' | sort -u >"$work/sizes"
 
+# On some processors there are none: code reads such data through a table.
+: >"$work/lines"
+: >"$work/renamed"
 {
   echo '// Made by cmake/enclose_messages.sh, which tells what this is.'
   echo '#include <cstring>'
