@@ -4,6 +4,7 @@
 set -uo pipefail
 host=$1
 shift
+[ -x "$host" ] || { echo "$host is missing"; exit 1; }
 ended=0
 failed=0
 for kilobytes in 600000 150000 110000 80000 60000; do
