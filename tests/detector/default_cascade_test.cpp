@@ -183,9 +183,9 @@ std::vector<oznalib::Detection> loadAndDetect(const std::string& root, const cv:
   std::vector<oznalib::Detection> faces;
   for (int run = 0; run < 2; ++run) {
     faces.clear();
-    EXPECT_EQ(
-        detect(detector_test::borrow(image), detector, faces, {2.0F, 640, 0.05F, 12, 1.26F, 13}),
-        StatusOk);
+    // Few sizes: under ThreadSanitizer each box that passes costs a hundred times its usual time.
+    EXPECT_EQ(detect(detector_test::borrow(image), detector, faces, {2.0F, 320, 0.1F, 4, 1.4F, 13}),
+              StatusOk);
   }
   return faces;
 }
