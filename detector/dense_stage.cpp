@@ -133,6 +133,7 @@ CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,
   CHECK(probs != nullptr) << "The first network has no blob \"" << probsBlobName << "\".";
   CandidateList list;
   for (int level = 0; level < parameter.pyramidLevels; ++level) {
+    if (stage.between_units) stage.between_units();
     const cv::Mat level_image = makeLevelImage(working, level, parameter);
     if (level_image.empty()) {
       break;

@@ -5,6 +5,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ struct CascadeStage {
   /// stage, whose network corrects its first layer's output in place of its input.
   std::vector<float> mean;
   float threshold = 0;  ///< A candidate stays if its score is above. Unused by calibration.
+  /// Called before each level of the first stage and each box of a later one, in the thread of the
+  /// search, which an exception of it ends. Empty as a rule.
+  std::function<void()> between_units;
 };
 
 /// A cascade, in one of four states: nothing, stages, stages and calibration, all loaded.

@@ -158,10 +158,9 @@ class NetworkSource {
   const std::string weight_path;
 };
 
-// Copies the trained weights into the network of the first stage and prepares it to slide. The fast
-// path measures the first convolution, so the weights must be in place before.
-void enterFastMode(const NetworkSource& source, caffe::Net<float>& net) {
-  copyTrained(source.definition, source.weight_path, net);
+// Prepares the network of the first stage to slide. The fast path measures the first convolution, so
+// the trained weights must be in place before.
+void enterFastMode(caffe::Net<float>& net) {
   net.FirstRun();
   net.ShareAndRelease();
   if (net.layers().empty()) {
@@ -180,7 +179,8 @@ CascadeStage loadFirstStage(const std::string& directory) {
   const NetworkSource source(definition, directory + "/proto-full");
   stage.net = buildUnfilled(source.definition);
   requireStageNetwork(*stage.net, definition, /*dense=*/true);
-  enterFastMode(source, *stage.net);
+  copyTrained(source.definition, source.weight_path, *stage.net);
+  enterFastMode(*stage.net);
   return stage;
 }
 
@@ -230,7 +230,8 @@ CascadeStage makeFirstStage(const std::string& text, const std::string& weight_p
   CascadeStage stage;
   const NetworkSource source(caffe::FromText(), text, weight_path);
   stage.net = buildUnfilled(source.definition);
-  enterFastMode(source, *stage.net);
+  copyTrained(source.definition, source.weight_path, *stage.net);
+  enterFastMode(*stage.net);
   return stage;
 }
 
@@ -247,7 +248,28 @@ void makeStages(const CascadeDefaults& defaults, std::vector<CascadeStage>& stag
   }
 }
 
-// The steps that both loads have in common; the two callables fill the stages and make the
+CascadeStage makeStage(const NetworkContent& content, bool dense) {
+  CascadeStage stage;
+  stage.offsets = content.rest->offsets;
+  stage.mean = content.rest->mean;
+  stage.threshold = content.rest->threshold;
+  stage.net = buildUnfilled(*content.definition);
+  requireStageNetwork(*stage.net, content.definition->name(), dense);
+  {
+    google::protobuf::Arena arena;
+    auto* const trained = google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
+    content.weights(trained);
+    copyTrained(*content.definition, *trained, *stage.net);
+  }
+  if (dense) {
+    enterFastMode(*stage.net);
+  } else {
+    stage.net->ShareAndRelease();
+  }
+  return stage;
+}
+
+// The steps that both loads from files have in common; the two callables fill the stages and make the
 // calibration stage.
 template <class LoadStages, class LoadCalibration>
 Status loadInSteps(DetectorImpl& detector, LoadStages load_stages,
@@ -296,6 +318,18 @@ Status loadBuiltIn(DetectorImpl& detector) {
         stage.offsets = narrowOffsets(*defaults);
         return stage;
       });
+}
+
+void loadFromMemory(const std::vector<NetworkContent>& stages, const NetworkContent& calibration,
+                    DetectorImpl& detector) {
+  const std::lock_guard<boost::mutex> guard(loadLock());
+  for (const NetworkContent& content : stages) {
+    detector.stages.push_back(makeStage(content, /*dense=*/detector.stages.empty()));
+  }
+  detector.stagesLoaded = true;
+  detector.calibration = makeStage(calibration, /*dense=*/false);
+  detector.calibrationLoaded = true;
+  detector.loaded = true;
 }
 
 }  // namespace oznalib

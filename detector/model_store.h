@@ -4,6 +4,8 @@
 #define OZNA_DETECTOR_MODEL_STORE_H_
 
 #include <boost/thread/mutex.hpp>
+#include <functional>
+#include <vector>
 
 #include "detector/detector_impl.h"
 #include "ozna.h"
@@ -38,6 +40,24 @@ Status loadFromFiles(const DetectorParams& params, DetectorImpl& detector);
 /// Fills a fresh DetectorImpl from the built-in tables; the weights alone are read from files, at
 /// the paths of CascadeDefaults. Otherwise as loadFromFiles.
 Status loadBuiltIn(DetectorImpl& detector);
+
+/// What one network of a cascade is made of, in memory.
+struct NetworkContent {
+  const caffe::NetParameter* definition = nullptr;  ///< In the present layout. Not owned.
+  /// Writes weights for every layer of the definition that has some into a message that is freed when
+  /// the network is built.
+  std::function<void(caffe::NetParameter*)> weights;
+  const CascadeStage* rest = nullptr;  ///< Its offsets, mean and threshold are copied. Not owned.
+};
+
+/// Fills a fresh DetectorImpl from memory.
+///
+/// stages       At least one, the dense one first; calibration as well.
+/// Errors       What does not fit together ends the process, as in loadFromFiles: the caller has
+///              checked it.
+/// Threads      As loadFromFiles.
+void loadFromMemory(const std::vector<NetworkContent>& stages, const NetworkContent& calibration,
+                    DetectorImpl& detector);
 
 }  // namespace oznalib
 

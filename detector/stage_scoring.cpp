@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <opencv2/imgproc.hpp>
 #include <set>
 #include <utility>
@@ -31,6 +32,7 @@ class BoxJudge {
   BoxJudge(CascadeStage& stage, const cv::Mat& image)
       : net_(*stage.net),
         mean_(stage.mean),
+        between_units_(stage.between_units),
         image_(image),
         input_(*net_.input_blobs()[0]),
         probs_(net_.blob_by_name(probsBlobName)) {
@@ -43,6 +45,7 @@ class BoxJudge {
   const FloatBlob& probs() const { return *probs_; }
 
   void run(const FaceCandidate& box) {
+    if (between_units_) between_units_();
     const cv::Mat view = image_(cv::Rect(box.x, box.y, box.width, box.height));
     if (input_.height() >= 1 && input_.width() >= 1) {
       // The crop keeps its memory from box to box, since its size does not change.
@@ -58,6 +61,7 @@ class BoxJudge {
  private:
   caffe::Net<float>& net_;
   const std::vector<float>& mean_;
+  const std::function<void()>& between_units_;
   const cv::Mat& image_;
   FloatBlob& input_;
   const boost::shared_ptr<FloatBlob> probs_;
@@ -79,8 +83,8 @@ void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv
   const std::int64_t new_y = static_cast<std::int64_t>(box.y) - truncateToPixel(height * shift_y);
   const std::int32_t new_width = newSide(box.width, entry);
   const std::int32_t new_height = newSide(box.height, entry);
-  if (new_width < 0 || new_height < 0) {
-    return;  // The entry of a damaged table, with a scale of 0 or below.
+  if (new_width <= 0 || new_height <= 0) {
+    return;  // An entry that leaves nothing of the box, or of a damaged table, with a scale below 0.
   }
   if (new_x < 0 || new_y < 0 || new_x >= static_cast<std::int64_t>(image.cols) - new_width ||
       new_y >= static_cast<std::int64_t>(image.rows) - new_height) {

@@ -89,11 +89,8 @@ boost::shared_ptr<caffe::Net<float>> buildUnfilled(const NetParameter& definitio
   return boost::shared_ptr<caffe::Net<float>>(new caffe::Net<float>(unfilled));
 }
 
-void copyTrained(const NetParameter& definition, const std::string& weight_path,
+void copyTrained(const NetParameter& definition, const NetParameter& trained,
                  caffe::Net<float>& net) {
-  google::protobuf::Arena arena(mappedBlocks());
-  NetParameter& trained = *google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
-  caffe::ReadNetParamsFromBinaryFile(weight_path, &trained);
   net.CopyTrainedLayersFrom(trained);
 
   std::set<std::string> names;
@@ -107,6 +104,25 @@ void copyTrained(const NetParameter& definition, const std::string& weight_path,
     const std::unique_ptr<caffe::Filler<float>> filler(caffe::GetFiller(*weightFiller(layer)));
     filler->Fill(net.layers()[index]->blobs()[0].get());
   }
+}
+
+void readTrained(const caffe::Net<float>& net, NetParameter* trained) {
+  trained->Clear();
+  for (std::size_t i = 0; i < net.layers().size(); ++i) {
+    const auto& blobs = net.layers()[i]->blobs();
+    if (blobs.empty()) continue;
+    LayerParameter& layer = *trained->add_layers();
+    layer.set_name(net.layer_names()[i]);
+    for (const auto& blob : blobs) blob->ToProto(layer.add_blobs(), /*write_diff=*/false);
+  }
+}
+
+void copyTrained(const NetParameter& definition, const std::string& weight_path,
+                 caffe::Net<float>& net) {
+  google::protobuf::Arena arena(mappedBlocks());
+  NetParameter& trained = *google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
+  caffe::ReadNetParamsFromBinaryFile(weight_path, &trained);
+  copyTrained(definition, trained, net);
 }
 
 }  // namespace oznalib

@@ -16,6 +16,18 @@ namespace oznalib {
 /// Errors   as the constructor of caffe::Net.
 boost::shared_ptr<caffe::Net<float>> buildUnfilled(const caffe::NetParameter& definition);
 
+/// Copies weights into a network that buildUnfilled made of this definition. A layer that the weights
+/// lack gets the first values that the definition asks for.
+///
+/// Errors   Sizes that are not the network's are fatal.
+void copyTrained(const caffe::NetParameter& definition, const caffe::NetParameter& trained,
+                 caffe::Net<float>& net);
+
+/// The weights of a network by the names of its layers: what copyTrained takes.
+///
+/// Threads  Beside runs of other networks that share its weights; not beside a run of this one.
+void readTrained(const caffe::Net<float>& net, caffe::NetParameter* trained);
+
 /// Copies the weights of a binary file into a network that buildUnfilled made of this definition.
 /// What the file lacks gets the first values that the definition asks for.
 ///

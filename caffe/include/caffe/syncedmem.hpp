@@ -12,7 +12,8 @@ namespace caffe {
 ///
 /// The holder keeps the shape of a design with two devices, but there is only host memory.
 ///
-/// Errors: exhausted memory is written to std::clog and ends the process with exit(-1).
+/// Errors: exhausted memory is written to std::clog and ends the process with exit(-1), unless a
+/// ThrowWithoutMemory lives in the calling thread.
 ///
 /// Threads: no locks. The first access allocates, so that not even reads of a fresh block may be
 /// shared.
@@ -54,6 +55,16 @@ class SyncedMemory {
   SyncedHead head_;                 // HEAD_BEHIND is entered by no code.
   bool own_cpu_data_;               // Whether cpu_ptr_ was allocated here and is freed here.
   bool frozen_;                     // Whether the block is shared by those who only read it.
+};
+
+/// While one of these lives, exhausted memory leaves SyncedMemory as std::bad_alloc in the thread that
+/// made it, in place of ending the process. What holds the memory is as it was before.
+class ThrowWithoutMemory {
+ public:
+  ThrowWithoutMemory();
+  ~ThrowWithoutMemory();
+  ThrowWithoutMemory(const ThrowWithoutMemory&) = delete;
+  ThrowWithoutMemory& operator=(const ThrowWithoutMemory&) = delete;
 };
 
 }  // namespace caffe

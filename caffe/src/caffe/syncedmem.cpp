@@ -7,6 +7,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <new>
 
 namespace caffe {
 namespace {
@@ -48,7 +49,13 @@ void Free(void* block, std::size_t size) {
   }
 }
 
+thread_local int throwers = 0;  // Of this thread.
+
 }  // namespace
+
+ThrowWithoutMemory::ThrowWithoutMemory() { ++throwers; }
+
+ThrowWithoutMemory::~ThrowWithoutMemory() { --throwers; }
 
 SyncedMemory::SyncedMemory(std::size_t size)
     : cpu_ptr_(nullptr),
@@ -68,6 +75,7 @@ void SyncedMemory::to_cpu() {
   if (head_ == UNINITIALIZED) {
     cpu_ptr_ = Allocate(size_);
     if (cpu_ptr_ == nullptr) {
+      if (throwers > 0) throw std::bad_alloc();
       std::clog << "Unable to allocate memory\n";
       std::exit(-1);
     }
