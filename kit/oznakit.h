@@ -192,7 +192,7 @@ typedef struct oznakit_image {
   4 /* Quality, pose, eyes, sharpness: from 68 points, reported or not. */
 
 /* Margin that is tried by itself: see oznakit_search_options. */
-#define OZNAKIT_MARGIN_AUTO (-1.0f)
+#define OZNAKIT_MARGIN_AUTO (-1.0)
 
 /* Called between units of work, in the thread of the call.
  *
@@ -205,22 +205,24 @@ typedef int32_t (*oznakit_progress)(float done, void* context);
 typedef struct oznakit_scan {
   float max_upscale;       /* Largest factor by which a small picture is enlarged. Above 0. */
   int32_t max_image_side;  /* Longer side in pixels that it is brought towards. Above 0. */
-  float min_face_fraction; /* Smallest face as a share of max_image_side. Above 0, at most 1. */
-  int32_t pyramid_levels;  /* Number of sizes that are searched. Above 0. */
-  float pyramid_factor;    /* Ratio of neighbouring sizes. Above 1. */
-  int32_t window_size;     /* Window of the first network in pixels; 13 in the models that come with
-                              * the library. Above 0. */
+  float min_face_fraction; /* Smallest face as a share of max_image_side. Above 0, at most 1, and
+                            * together with the others such that it has at least 4 pixels of the
+                            * picture. */
+  int32_t pyramid_levels;  /* Number of sizes that are searched, 1 to 1000. */
+  float pyramid_factor;    /* Ratio of neighbouring sizes, 1.01 to 100. */
+  int32_t window_size;     /* Window of the first network in pixels, 4 to 10000; 13 in the models
+                            * that come with the library. */
 } oznakit_scan;
 
 typedef struct oznakit_search_options {
   size_t size;       /* sizeof(oznakit_search_options). */
   int32_t preset;    /* OZNAKIT_BALANCED and so on. */
   float min_face_px; /* Smallest face in pixels of the picture, 8 to 100000. 0: by the preset. */
-  float
+  double
       min_face_share; /* Or as a share of the longer side, 0.001 to 1. 0: by the preset. Not both. */
   int32_t turns;      /* 1: faces that stand upright. 4: also lying and upside down, by four
                            * searches of the picture turned by quarters. */
-  float margin;       /* Border put around the picture before the search, as a share of its longer
+  double margin;      /* Border put around the picture before the search, as a share of its longer
                            * side, 0 to 1, for faces that fill it. OZNAKIT_MARGIN_AUTO: one is tried
                            * where a small picture that is nearly square shows no face. */
   float least_score;  /* Faces with a lower score are left out. 0 to 1. */

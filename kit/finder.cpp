@@ -1,0 +1,84 @@
+// Finders: opening, closing, and what they hold.
+
+#include "kit/finder.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "kit/barrier.h"
+#include "kit/error.h"
+#include "kit/models/landmark_model.h"
+#include "kit/models/model_source.h"
+#include "kit/sized.h"
+
+namespace {
+
+constexpr std::int32_t kAllParts = OZNAKIT_DETECTION | OZNAKIT_LANDMARKS;
+constexpr std::size_t kMostOfLandmarks = std::size_t{1} << 28;  // In bytes.
+const char kLandmarks[] = "models/face68.sdm";
+
+std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options) {
+  kit::requireSize(options, "oznakit_model_options");
+  if (options.parts < 0 || options.parts > kAllParts) {
+    throw kit::Error(OZNAKIT_BAD_ARGUMENT,
+                     "Expected parts to be a sum of OZNAKIT_DETECTION and OZNAKIT_LANDMARKS, "
+                     "found " +
+                         std::to_string(options.parts) + ".");
+  }
+  const std::int32_t parts = options.parts == 0 ? kAllParts : options.parts;
+  const kit::FoundModels found = kit::findModels(options);
+  auto finder = std::make_unique<oznakit_finder>();
+  finder->models = found.source->place();
+  finder->source = found.reason;
+  if ((parts & OZNAKIT_DETECTION) != 0) {
+    finder->cascade = std::make_unique<const kit::Cascade>(*found.source);
+    finder->pool.emplace(*finder->cascade);
+  }
+  if ((parts & OZNAKIT_LANDMARKS) != 0) {
+    finder->landmarks = kit::readLandmarkModel(found.source->labelOf(kLandmarks),
+                                               found.source->read(kLandmarks, kMostOfLandmarks));
+  }
+  return finder;
+}
+
+}  // namespace
+
+oznakit_status oznakit_finder_open(const oznakit_model_options* options, oznakit_finder** finder) {
+  return kit::guarded([&] {
+    kit::requireGiven(finder, "a place for the finder");
+    *finder = nullptr;
+    const oznakit_model_options defaults = OZNAKIT_MODEL_OPTIONS_INIT;
+    *finder = openFinder(options == nullptr ? defaults : *options).release();
+  });
+}
+
+void oznakit_finder_close(oznakit_finder* finder) { delete finder; }
+
+oznakit_status oznakit_finder_get_info(const oznakit_finder* finder, oznakit_finder_info* info) {
+  return kit::guarded([&] {
+    kit::requireGiven(finder, "a finder");
+    kit::requireGiven(info, "a place for the info");
+    kit::requireSize(*info, "oznakit_finder_info");
+    oznakit_finder_info told = OZNAKIT_FINDER_INFO_INIT;
+    told.models = finder->models.c_str();
+    told.source = finder->source.c_str();
+    if (finder->cascade != nullptr) {
+      told.parts |= OZNAKIT_DETECTION;
+      told.stages = finder->cascade->stageCount();
+      told.scan_width = static_cast<std::int32_t>(finder->cascade->scanInput().width);
+      told.scan_height = static_cast<std::int32_t>(finder->cascade->scanInput().height);
+      told.detectors = finder->pool->count();
+    }
+    if (finder->landmarks != nullptr) told.parts |= OZNAKIT_LANDMARKS;
+    *info = told;
+  });
+}
+
+oznakit_status oznakit_finder_trim(oznakit_finder* finder) {
+  return kit::guarded([&] {
+    kit::requireGiven(finder, "a finder");
+    if (finder->pool) finder->pool->trim();
+  });
+}

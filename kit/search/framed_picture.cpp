@@ -1,0 +1,77 @@
+// Regions with border.
+
+#include "kit/search/framed_picture.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace kit {
+namespace {
+
+constexpr int kBandPixels = 1 << 20;  // A few milliseconds of copying.
+
+// A part of a side with the border before and behind it.
+struct Span {
+  int begin, end;  // Within the side, at least one pixel.
+  int before, behind;
+};
+
+// The part [begin, begin + length) of a side with a border, begin counted from the side's start.
+Span spanOf(int begin, int length, int side) {
+  Span span = {};
+  span.begin = std::clamp(begin, 0, side - 1);
+  span.end = std::clamp(begin + length, span.begin + 1, side);
+  span.before = std::clamp(-begin, 0, length - 1);
+  span.behind = length - span.before - (span.end - span.begin);
+  return span;
+}
+
+// Copies one row or column of a matrix over others.
+void repeatRow(int from, int first, int last, cv::Mat* image) {
+  for (int row = first; row < last; ++row) image->row(from).copyTo(image->row(row));
+}
+
+void repeatColumn(int from, int first, int last, cv::Mat* image) {
+  for (int column = first; column < last; ++column) image->col(from).copyTo(image->col(column));
+}
+
+}  // namespace
+
+cv::Size FramedPicture::size() const {
+  return picture_.size() + cv::Size(2 * border_px_, 2 * border_px_);
+}
+
+cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const {
+  const Span columns = spanOf(region.x - border_px_, region.width, picture_.size().width);
+  const Span rows = spanOf(region.y - border_px_, region.height, picture_.size().height);
+  const cv::Rect inner(columns.begin, rows.begin, columns.end - columns.begin,
+                       rows.end - rows.begin);
+  const bool has_border = inner.size() != region.size();
+  // A header on the host's pixels holds no memory of its own.
+  const bool is_shared = picture_.rgb(cv::Rect(inner.x, inner.y, 1, 1)).u == nullptr;
+  if (!has_border && is_shared) return picture_.rgb(inner);
+
+  cv::Mat copy(region.size(), CV_8UC3);
+  const int band_rows = std::max(1, kBandPixels / inner.width);
+  for (int row = 0; row < inner.height; row += band_rows) {
+    const cv::Rect band(inner.x, inner.y + row, inner.width,
+                        std::min(band_rows, inner.height - row));
+    picture_.rgb(band).copyTo(
+        copy(cv::Rect(columns.before, rows.before + row, band.width, band.height)));
+    progress->pause();
+  }
+  repeatColumn(columns.before, 0, columns.before, &copy);
+  repeatColumn(region.width - columns.behind - 1, region.width - columns.behind, region.width,
+               &copy);
+  progress->pause();
+  repeatRow(rows.before, 0, rows.before, &copy);
+  repeatRow(region.height - rows.behind - 1, region.height - rows.behind, region.height, &copy);
+  progress->pause();
+  return copy;
+}
+
+int borderPixels(const cv::Size& picture, double margin) {
+  return static_cast<int>(std::lround(margin * std::max(picture.width, picture.height)));
+}
+
+}  // namespace kit

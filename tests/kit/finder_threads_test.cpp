@@ -1,0 +1,69 @@
+// One finder for many threads.
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <thread>
+#include <vector>
+
+#include "kit/oznakit.h"
+#include "tests/kit/open_finder.h"
+
+namespace {
+
+using kit_test::Found;
+
+TEST(FinderThreads, EightFindWhatOneFinds) {
+  const kit_test::FinderPtr finder = kit_test::openCompact();
+  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const Found expected =
+      kit_test::find(finder.get(), kit_test::viewOf(photo), kit_test::defaultSearch());
+  ASSERT_GT(expected.faces.size(), 3u);
+  constexpr int kThreads = 8;
+  std::vector<Found> found(kThreads);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&, i] {
+      for (int round = 0; round < 2; ++round) {
+        found[static_cast<std::size_t>(i)] =
+            kit_test::find(finder.get(), kit_test::viewOf(photo), kit_test::defaultSearch());
+        oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
+        oznakit_finder_get_info(finder.get(), &info);
+        if (i == 0) oznakit_finder_trim(finder.get());
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const Found& one : found) {
+    ASSERT_EQ(one.status, OZNAKIT_OK);
+    ASSERT_EQ(one.faces.size(), expected.faces.size());
+    for (std::size_t i = 0; i < one.faces.size(); ++i) {
+      EXPECT_EQ(one.faces[i].left, expected.faces[i].left);
+      EXPECT_EQ(one.faces[i].bottom, expected.faces[i].bottom);
+      EXPECT_EQ(one.faces[i].score, expected.faces[i].score);
+    }
+  }
+  oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
+  oznakit_finder_get_info(finder.get(), &info);
+  EXPECT_LE(info.detectors, kThreads);
+}
+
+std::int32_t stopAtOnce(float /*done*/, void* /*context*/) { return 0; }
+
+TEST(FinderThreads, ThreadsThatEndGiveTheirDetectorBack) {
+  const kit_test::FinderPtr finder = kit_test::openCompact();
+  const cv::Mat photo = kit_test::readSample("group.jpg");
+  for (int i = 0; i < 6; ++i) {
+    std::thread([&] {
+      oznakit_search_options options = kit_test::defaultSearch();
+      if (i % 2 == 1) options.progress = stopAtOnce;  // By an exception.
+      kit_test::find(finder.get(), kit_test::viewOf(photo), options);
+    }).join();
+  }
+  oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
+  oznakit_finder_get_info(finder.get(), &info);
+  EXPECT_EQ(info.detectors, 1);
+}
+
+}  // namespace

@@ -1,0 +1,149 @@
+// Where model files come from.
+
+#include "kit/models/model_source.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <string>
+
+#include "kit/error.h"
+
+namespace kit {
+namespace {
+
+std::string refusalOf(oznakit_status expected, const std::function<void()>& call) {
+  try {
+    call();
+    return "taken";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.status(), expected) << error.what();
+    return error.what();
+  }
+}
+
+void expectWords(const std::string& sentence, const std::string& words) {
+  EXPECT_NE(sentence.find(words), std::string::npos) << sentence;
+}
+
+class DirectorySourceTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string name = testing::TempDir() + "/kit_XXXXXX";
+    root_ = mkdtemp(name.data());
+  }
+  void TearDown() override { std::filesystem::remove_all(root_); }
+
+  std::string root_;
+};
+
+TEST_F(DirectorySourceTest, ReadsWholeFiles) {
+  const std::string content("a\0b\n", 4);
+  std::ofstream(root_ + "/file", std::ios::binary) << content;
+  for (const std::string& directory : {root_, root_ + "/"}) {
+    const auto source = directorySource(directory);
+    EXPECT_EQ(source->read("file", 4), content);
+    EXPECT_EQ(source->labelOf("file"), root_ + "/file");
+    EXPECT_TRUE(source->has("file"));
+    EXPECT_FALSE(source->has("other"));
+  }
+}
+
+TEST_F(DirectorySourceTest, RefusesWhatIsTooLarge) {
+  std::ofstream(root_ + "/file") << "abcde";
+  expectWords(refusalOf(OZNAKIT_BAD_MODEL, [&] { directorySource(root_)->read("file", 4); }),
+              "/file: expected a file of at most 4 bytes, found 5.");
+}
+
+TEST_F(DirectorySourceTest, RefusesWhatIsNoRegularFileAndDoesNotWaitForIt) {
+  ASSERT_EQ(mkfifo((root_ + "/pipe").c_str(), 0600), 0);
+  std::filesystem::create_directory(root_ + "/folder");
+  std::filesystem::create_symlink("/dev/zero", root_ + "/device");
+  const auto source = directorySource(root_);
+  const auto refusal = [&](const std::string& name) {
+    return refusalOf(OZNAKIT_NO_MODEL, [&] { source->read(name, 100); });
+  };
+  expectWords(refusal("pipe"), "/pipe: expected a regular file, found a pipe, socket or device.");
+  expectWords(refusal("device"), "expected a regular file");
+  expectWords(refusal("folder"), "found a directory.");
+  expectWords(refusal("missing"), "cannot be read: No such file or directory.");
+}
+
+TEST(MemorySource, RefusesNullsAndDoubles) {
+  const oznakit_file no_name = {nullptr, "x", 1};
+  expectWords(refusalOf(OZNAKIT_BAD_ARGUMENT, [&] { memorySource(&no_name, 1); }), "null pointer");
+  const oznakit_file no_bytes = {"a", nullptr, 1};
+  expectWords(refusalOf(OZNAKIT_BAD_ARGUMENT, [&] { memorySource(&no_bytes, 1); }), "null pointer");
+  const oznakit_file doubles[] = {{"a", "x", 1}, {"a", "y", 1}};
+  expectWords(refusalOf(OZNAKIT_BAD_ARGUMENT, [&] { memorySource(doubles, 2); }), "\"a\" twice");
+}
+
+const oznakit_model_options kDefaults = OZNAKIT_MODEL_OPTIONS_INIT;
+
+// The environment variable, back as it was at the end of the scope.
+class ModelsVariable {
+ public:
+  explicit ModelsVariable(const char* value) {
+    const char* const before = getenv("OZNA_MODELS");
+    if (before != nullptr) before_ = before;
+    was_set_ = before != nullptr;
+    if (value == nullptr) {
+      unsetenv("OZNA_MODELS");
+    } else {
+      setenv("OZNA_MODELS", value, 1);
+    }
+  }
+  ~ModelsVariable() {
+    if (was_set_) {
+      setenv("OZNA_MODELS", before_.c_str(), 1);
+    } else {
+      unsetenv("OZNA_MODELS");
+    }
+  }
+
+ private:
+  std::string before_;
+  bool was_set_;
+};
+
+TEST(FindModels, TakesAtMostOnePlaceOfTheOptions) {
+  oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;
+  options.directory = OZNA_SOURCE_DIR "/public";
+  options.built_in = 1;
+  expectWords(refusalOf(OZNAKIT_BAD_ARGUMENT, [&] { findModels(options); }), "found 2.");
+  options.built_in = 0;
+  EXPECT_EQ(findModels(options).reason, "given");
+  EXPECT_EQ(findModels(options).source->place(), OZNA_SOURCE_DIR "/public");
+}
+
+TEST(FindModels, PrefersTheOptionToTheEnvironment) {
+  const ModelsVariable variable("/nowhere");
+  oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;
+  options.directory = OZNA_SOURCE_DIR "/public";
+  EXPECT_EQ(findModels(options).reason, "given");
+  options.directory = nullptr;
+  expectWords(refusalOf(OZNAKIT_NO_MODEL, [&] { findModels(options); }), "/nowhere: expected");
+}
+
+TEST(FindModels, TakesTheDirectoryOfTheEnvironment) {
+  const ModelsVariable variable(OZNA_SOURCE_DIR "/public/compact");
+  const FoundModels found = findModels(kDefaults);
+  EXPECT_EQ(found.reason, "OZNA_MODELS");
+  EXPECT_EQ(found.source->place(), OZNA_SOURCE_DIR "/public/compact");
+}
+
+TEST(FindModels, FindsThoseOfTheSourceTreeFromItsBuildFolder) {
+  const ModelsVariable variable(nullptr);
+  const FoundModels found = findModels(kDefaults);
+  if (found.reason == "built in") GTEST_SKIP() << "this library has models inside";
+  EXPECT_EQ(found.reason, "beside the library");
+  EXPECT_EQ(found.source->place(), OZNA_SOURCE_DIR "/public");
+}
+
+}  // namespace
+}  // namespace kit
