@@ -32,6 +32,8 @@ struct CascadeStage {
   /// Subtracted from the network's input, in its order: plane, row, column. Empty for the first
   /// stage, whose network corrects its first layer's output in place of its input.
   std::vector<float> mean;
+  /// Of the calibration stage: a table entry that would make a box smaller leaves the box alone.
+  std::int32_t least_side = 0;
   float threshold = 0;  ///< A candidate stays if its score is above. Unused by calibration.
   /// Called before each level of the first stage and each box of a later one, in the thread of the
   /// search, which an exception of it ends. Empty as a rule.

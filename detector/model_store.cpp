@@ -328,6 +328,8 @@ void loadFromMemory(const std::vector<NetworkContent>& stages, const NetworkCont
   }
   detector.stagesLoaded = true;
   detector.calibration = makeStage(calibration, /*dense=*/false);
+  // Of a box without area the next stage would take no pixels, which the image library refuses.
+  detector.calibration.least_side = 1;
   detector.calibrationLoaded = true;
   detector.loaded = true;
 }

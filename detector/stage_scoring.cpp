@@ -74,7 +74,7 @@ std::int32_t newSide(std::int32_t side, const OffsetScale& entry) {
 
 // Applies one table entry to a box, or leaves the box alone where the result would not fit.
 void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv::Mat& image,
-                      FaceCandidate& box) {
+                      std::int32_t least_side, FaceCandidate& box) {
   const float width = static_cast<float>(box.width);
   const float height = static_cast<float>(box.height);
   const float shift_x = static_cast<float>(entry.dx) / static_cast<float>(input.width());
@@ -83,8 +83,8 @@ void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv
   const std::int64_t new_y = static_cast<std::int64_t>(box.y) - truncateToPixel(height * shift_y);
   const std::int32_t new_width = newSide(box.width, entry);
   const std::int32_t new_height = newSide(box.height, entry);
-  if (new_width <= 0 || new_height <= 0) {
-    return;  // An entry that leaves nothing of the box, or of a damaged table, with a scale below 0.
+  if (new_width < least_side || new_height < least_side) {
+    return;  // The entry of a damaged table, such as one with a scale of 0 or below.
   }
   if (new_x < 0 || new_y < 0 || new_x >= static_cast<std::int64_t>(image.cols) - new_width ||
       new_y >= static_cast<std::int64_t>(image.rows) - new_height) {
@@ -100,7 +100,10 @@ void applyOffsetScale(const OffsetScale& entry, const FloatBlob& input, const cv
 class Calibrator {
  public:
   Calibrator(CascadeStage& calibration, const cv::Mat& image)
-      : judge_(calibration, image), offsets_(calibration.offsets), image_(image) {
+      : judge_(calibration, image),
+        offsets_(calibration.offsets),
+        image_(image),
+        least_side_(calibration.least_side) {
     entries_ = static_cast<int>(
         std::min<std::size_t>(offsets_.size(), static_cast<std::size_t>(judge_.probs().count())));
   }
@@ -114,7 +117,7 @@ class Calibrator {
     // Some libraries return 32 bits where the header of another promises 64.
     const std::size_t best = static_cast<std::uint32_t>(cblas_isamax(entries_, outputs, 1));
     if (!(outputs[best] < kLeastCalibrationOutput)) {
-      applyOffsetScale(offsets_[best], judge_.input(), image_, box);
+      applyOffsetScale(offsets_[best], judge_.input(), image_, least_side_, box);
     }
   }
 
@@ -131,6 +134,7 @@ class Calibrator {
   BoxJudge judge_;
   const std::vector<OffsetScale>& offsets_;
   const cv::Mat& image_;
+  const std::int32_t least_side_;
   int entries_;
 };
 

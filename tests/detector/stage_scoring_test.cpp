@@ -330,6 +330,20 @@ TEST(CalibrateCandidates, IgnoresAnEntryWhoseScaleIsZeroOrBelow) {
   EXPECT_THAT(calibrated({0, 0, -1.0F}, 20, 20, 24, 24), ElementsAre(20, 20, 24, 24));
 }
 
+TEST(CalibrateCandidates, StoresASideOfZero) {
+  EXPECT_THAT(calibrated({0, 0, 30.0F}, 20, 20, 24, 40), ElementsAre(20, 20, 0, 1));
+}
+
+TEST(CalibrateCandidates, LeavesABoxAloneThatWouldBecomeSmallerThanAskedFor) {
+  CascadeStage stage = calibrationOf(constantNet(24, {0.2, 0.8}), {{0, 0, 1}, {0, 0, 30.0F}});
+  stage.least_side = 1;
+  // 24 / 30 is cut to 0, 40 / 30 to 1.
+  CandidateList list = {{{20, 20, 24, 40, 0, 0}, {20, 20, 40, 40, 0, 0}}, ""};
+  calibrateCandidates(stage, noiseImage(100, 100, 1), list);
+  EXPECT_THAT(boxOf(list.candidates[0]), ElementsAre(20, 20, 24, 40));
+  EXPECT_THAT(boxOf(list.candidates[1]), ElementsAre(20, 20, 1, 1));
+}
+
 TEST(CalibrateCandidates, AppliesAnEntryOnceABoxAndEachBoxItsOwn) {
   // The second output wins where the first pixel is bright.
   FlatNet net = elementNet(24, 0, 0.1F);
