@@ -256,7 +256,7 @@ CascadeStage makeStage(const NetworkContent& content, bool dense) {
   stage.net = buildUnfilled(*content.definition);
   requireStageNetwork(*stage.net, content.definition->name(), dense);
   {
-    google::protobuf::Arena arena;
+    google::protobuf::Arena arena(mappedBlocks());
     auto* const trained = google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
     content.weights(trained);
     copyTrained(*content.definition, *trained, *stage.net);

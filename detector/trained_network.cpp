@@ -52,8 +52,6 @@ bool isLeftUnfilled(const NetParameter& definition, int i) {
                       [&](const LayerParameter& earlier) { return earlier.name() == name; });
 }
 
-// A message of weights is as large as they are and goes at the end of the load. Its memory comes from
-// the system and goes back there: of what it is given back, malloc keeps some for later.
 void* mapBlock(std::size_t size) {
   void* const block = mmap(nullptr, size, PROT_READ | PROT_WRITE,
                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
@@ -63,6 +61,8 @@ void* mapBlock(std::size_t size) {
 
 void unmapBlock(void* block, std::size_t size) { munmap(block, size); }
 
+}  // namespace
+
 google::protobuf::ArenaOptions mappedBlocks() {
   google::protobuf::ArenaOptions options;
   options.start_block_size = options.max_block_size = std::size_t{1} << 16;
@@ -70,8 +70,6 @@ google::protobuf::ArenaOptions mappedBlocks() {
   options.block_dealloc = unmapBlock;
   return options;
 }
-
-}  // namespace
 
 boost::shared_ptr<caffe::Net<float>> buildUnfilled(const NetParameter& definition) {
   google::protobuf::Arena arena;  // Leaves nothing behind where the memory ends.

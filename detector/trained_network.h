@@ -3,12 +3,18 @@
 #ifndef OZNA_DETECTOR_TRAINED_NETWORK_H_
 #define OZNA_DETECTOR_TRAINED_NETWORK_H_
 
+#include <google/protobuf/arena.h>
+
 #include <boost/shared_ptr.hpp>
 #include <string>
 
 #include "caffe/net.hpp"
 
 namespace oznalib {
+
+/// For arenas of messages with weights, which are as large as those and go at the end of the load: their
+/// memory comes from the system and goes back there. Of what it is given back, malloc keeps some.
+google::protobuf::ArenaOptions mappedBlocks();
 
 /// Builds the network of a definition in the present layout. Parameters whose first values would be
 /// drawn at random, millions of them, are zeros instead: copyTrained replaces them anyway.

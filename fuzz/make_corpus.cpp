@@ -265,6 +265,9 @@ int main(int argc, char** argv) {
   Write(folder + "/landmark",
         {ozna_fuzz::SmallLandmarkModel(2, 1, 12), ozna_fuzz::SmallLandmarkModel(1, 2, 9)}, "model");
   Write(folder + "/directory", {ozna_fuzz::PackDirectory(ozna_fuzz::SmallDirectory())}, "models");
+  ozna_fuzz::Directory whole = ozna_fuzz::SmallDirectory();
+  whole[ozna_fuzz::kDirectoryFiles - 1] = "0 0 1\n1 0 0.91\n0 -1 1.1\n";  // Whole shifts.
+  Write(folder + "/model_set", {ozna_fuzz::PackDirectory(whole)}, "models");
   Write(folder + "/pixels", Calls(), "call");
   Write(folder + "/resume", FormerOutputs(), "output");
   return 0;

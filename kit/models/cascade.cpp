@@ -38,7 +38,8 @@ CheckedNetwork readNetwork(const ModelSource& source, const std::string& directo
   Arena arena;
   auto* const definition = Arena::CreateMessage<NetParameter>(&arena);
   parseDefinition(definition_label, source.read(definition_name, kMostOfText), definition);
-  auto* const weights = Arena::CreateMessage<NetParameter>(&arena);
+  Arena weights_arena(oznalib::mappedBlocks());
+  auto* const weights = Arena::CreateMessage<NetParameter>(&weights_arena);
   parseWeights(weights_label, source.read(weights_name, kMostOfWeights), weights);
   return CheckedNetwork(role, definition_label, *definition, weights_label, weights);
 }

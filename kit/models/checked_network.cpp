@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "detector/trained_network.h"
 #include "kit/error.h"
 
 namespace kit {
@@ -280,7 +281,8 @@ class Checker {
 CheckedNetwork::CheckedNetwork(Role role, const std::string& definition_label,
                                const NetParameter& definition, const std::string& weights_label,
                                NetParameter* weights)
-    : definition_(google::protobuf::Arena::CreateMessage<NetParameter>(arena_.get())),
+    : weights_arena_(std::make_unique<google::protobuf::Arena>(oznalib::mappedBlocks())),
+      definition_(google::protobuf::Arena::CreateMessage<NetParameter>(arena_.get())),
       weights_(google::protobuf::Arena::CreateMessage<NetParameter>(weights_arena_.get())) {
   Checker checker(role, definition_label, definition, weights_label, weights);
   checker.run(definition_, weights_);

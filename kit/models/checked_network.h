@@ -47,8 +47,7 @@ class CheckedNetwork {
  private:
   // Arenas leave nothing behind where the memory ends.
   std::unique_ptr<google::protobuf::Arena> arena_ = std::make_unique<google::protobuf::Arena>();
-  std::unique_ptr<google::protobuf::Arena> weights_arena_ =
-      std::make_unique<google::protobuf::Arena>();
+  std::unique_ptr<google::protobuf::Arena> weights_arena_;
   caffe::NetParameter* definition_;
   caffe::NetParameter* weights_;
   Shape input_;

@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Reads from the binaries that the build hardened them: binaries_test.sh LIBRARY ARCHIVE PROGRAM OPTIMISED
-# OPTIMISED is 1 where the build optimises, which the checked calls of the C library need.
+# Reads from the binaries that the build hardened them: binaries_test.sh LIBRARY ARCHIVE PROGRAM OPTIMISED KIT
+# KIT is the library for applications. OPTIMISED is 1 where the build optimises, which the checked calls of the C library need.
 set -euo pipefail
-library=$1 archive=$2 program=$3 optimised=$4
+library=$1 archive=$2 program=$3 optimised=$4 kit=$5
 fail=0
 
 # require WHAT COMMAND...: complains unless the command's output has a line that the pattern of WHAT's second word finds.
@@ -13,7 +13,7 @@ require() {
   grep -qE "$pattern" <<<"$text" || { echo "$what"; fail=1; }
 }
 
-for binary in "$library" "$program"; do
+for binary in "$library" "$kit" "$program"; do
   name=${binary##*/}
   require "$name: relocations stay writable" GNU_RELRO readelf -lW "$binary"
   require "$name: relocations are bound late" 'BIND_NOW|Flags:.*\bNOW\b' readelf -dW "$binary"
@@ -31,10 +31,12 @@ done
 # The library calls nothing of which the C library has a checked form where its own code is all inlined.
 [ "$optimised" != 1 ] || require "${program##*/}: no checked call of the C library" '__[a-z_]+_chk\b' readelf -sW --dyn-syms "$program"
 
-# Where it runs the library needs the libraries of C and C++ alone.
-others=$(readelf -dW "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p' |
-  grep -vE '^(libstdc\+\+\.so\.6|libgcc_s\.so\.1|lib(m|c|dl|pthread)\.so\.6|ld-linux-.*\.so\.[0-9])$' || true)
-[ -z "$others" ] || { echo "${library##*/} needs $others"; fail=1; }
+# Where they run the libraries need those of C and C++ alone.
+for binary in "$library" "$kit"; do
+  others=$(readelf -dW "$binary" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p' |
+    grep -vE '^(libstdc\+\+\.so\.6|libgcc_s\.so\.1|lib(m|c|dl|pthread)\.so\.6|ld-linux-.*\.so\.[0-9])$' || true)
+  [ -z "$others" ] || { echo "${binary##*/} needs $others"; fail=1; }
+done
 
 # Control-flow protection: each object of ours is marked for it, and exported functions begin with a landing pad. The
 # mark of a linked file needs start files of the C library that have it too, which Debian's have not.
