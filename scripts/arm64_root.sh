@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# arm64_root.sh FOLDER: lays Debian's arm64 packages of what the library, the program and the tests link out below FOLDER/root, by an apt of
-# its own that knows no other architecture. This machine's packages stay as they are. What is there already is kept.
+# arm64_root.sh FOLDER: lays Debian's arm64 packages of what the library, the program and the tests link out below
+# FOLDER/root, by an apt of its own that knows no other architecture. This machine's packages stay as they are. What is
+# there already is kept.
 set -euo pipefail
 folder=$(mkdir -p "${1:?usage: arm64_root.sh FOLDER}" && cd "$1" && pwd)
 root=$folder/root

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# soak.sh growth|leaks|threads [ROUNDS|SECONDSs]: searches and alignments for long, on the samples, with parameters that vary; every
-# result is held against the first of its kind (tests/soak/soak.cpp).
+# soak.sh growth|leaks|threads [ROUNDS|SECONDSs]: searches and alignments for long, on the samples, with parameters that
+# vary; every result is held against the first of its kind (tests/soak/soak.cpp).
 #
 #   growth   5000 rounds in two threads, optimised; the resident size may grow by 8 MB after the first tenth
 #   leaks    5000 rounds in two threads under AddressSanitizer; its leak check is at the end

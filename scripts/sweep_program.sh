@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # sweep_program.sh [STEP [ARGUMENT...]]: fails every STEP-th allocation (1: every one) of a run of the program, one a run,
-# and counts the exit statuses; tests/allocation/program_sweep.sh tells what is right. By default the run is 'detect' on a sample.
-# The tests do the same with a large step.
+# and counts the exit statuses; tests/allocation/program_sweep.sh tells what is right. By default the run is 'detect' on a
+# sample. The tests do the same with a large step.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 step=${1:-1}
