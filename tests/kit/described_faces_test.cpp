@@ -19,7 +19,7 @@ class DescribedFaces : public testing::Test {
  protected:
   static void SetUpTestSuite() {
     finder_ = kit_test::openDirectory(OZNA_SOURCE_DIR "/public", 0).release();
-    photo_ = kit_test::readSample("grace_hopper.jpg");
+    photo_ = kit_test::readSample("grace_hopper");
   }
   static void TearDownTestSuite() {
     oznakit_finder_close(finder_);

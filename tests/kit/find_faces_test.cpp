@@ -45,7 +45,7 @@ void expectSameFaces(const std::vector<oznakit_face>& a, const std::vector<oznak
 }
 
 TEST_F(FindFaces, GivesWhatTheCoreGivesForTheSameNumbers) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   cv::Mat rgb;
   cv::cvtColor(photo, rgb, cv::COLOR_BGR2RGB);
   oznalib::Detector core;
@@ -72,7 +72,7 @@ TEST_F(FindFaces, GivesWhatTheCoreGivesForTheSameNumbers) {
 }
 
 TEST_F(FindFaces, RowStepsAndFormatsChangeNothing) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   const Found expected = find(finder_, viewOf(photo), defaultSearch());
   ASSERT_GT(expected.faces.size(), 3u);
   // Bottom up, each row seven bytes further than it must be, with alpha in front.
@@ -97,7 +97,7 @@ TEST_F(FindFaces, RowStepsAndFormatsChangeNothing) {
 }
 
 TEST_F(FindFaces, LeastScoreAndMostFacesCutTheList) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   const Found all = find(finder_, viewOf(photo), defaultSearch());
   ASSERT_GT(all.faces.size(), 3u);
   oznakit_search_options options = defaultSearch();
@@ -116,7 +116,7 @@ TEST_F(FindFaces, LeastScoreAndMostFacesCutTheList) {
 }
 
 TEST_F(FindFaces, QuarterTurnsFindFacesThatLie) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   const Found upright = find(finder_, viewOf(photo), defaultSearch());
   ASSERT_GT(upright.faces.size(), 3u);
   oznakit_search_options options = defaultSearch();
@@ -191,7 +191,7 @@ TEST_F(FindFaces, RefusesScansThatTheFirstNetworkCannotHoldAndSaysWhatItCan) {
 
 TEST_F(FindFaces, FindsSmallFacesByTilesOnce) {
   // The group in the corner of a large grey picture.
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   cv::Mat large(2400, 3200, CV_8UC3, cv::Scalar::all(100));
   const cv::Rect place = cv::Rect(2000, 1500, photo.cols, photo.rows) & cv::Rect(0, 0, 3200, 2400);
   photo(cv::Rect({0, 0}, place.size())).copyTo(large(place));
@@ -241,7 +241,7 @@ std::int32_t onProgress(float done, void* context) {
 }
 
 TEST_F(FindFaces, ProgressRisesToOne) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   for (const int turns : {1, 4}) {
     Stopper stopper;
     oznakit_search_options options = defaultSearch();
@@ -257,7 +257,7 @@ TEST_F(FindFaces, ProgressRisesToOne) {
 }
 
 TEST_F(FindFaces, CancellingLeavesTheFinderUsable) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   const Found expected = find(finder_, viewOf(photo), defaultSearch());
   for (int stop_at = 0; stop_at < 12; ++stop_at) {
     Stopper stopper;
@@ -277,7 +277,7 @@ TEST_F(FindFaces, CancellingLeavesTheFinderUsable) {
 
 // 100 megapixels of photographs side by side, in an order that must be converted.
 TEST_F(FindFaces, AThoroughSearchOf100MegapixelsMayBeCancelledEvery50Milliseconds) {
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   cv::Mat large(8200, 12200, CV_8UC3, cv::Scalar::all(0));
   for (int y = 0; y + photo.rows <= large.rows; y += photo.rows) {
     for (int x = 0; x + photo.cols <= large.cols; x += photo.cols) {

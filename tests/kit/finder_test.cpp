@@ -82,6 +82,22 @@ TEST(FinderOpen, ReportsWhatIsWrongByStatusAndSentence) {
       << oznakit_last_message();
 }
 
+TEST(FinderOpen, TakesTheModelsInsideTheLibraryOrSaysThatThereAreNone) {
+  oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;
+  options.built_in = 1;
+  FinderPtr finder;
+  if (openWith(options, &finder) != OZNAKIT_OK) {
+    EXPECT_STREQ(oznakit_last_message(),
+                 "Expected models inside the library, but it was built without "
+                 "(OZNAKIT_EMBED_MODELS).");
+    return;
+  }
+  oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
+  ASSERT_EQ(oznakit_finder_get_info(finder.get(), &info), OZNAKIT_OK);
+  EXPECT_STREQ(info.models, "built in");
+  EXPECT_EQ(info.parts, OZNAKIT_DETECTION | OZNAKIT_LANDMARKS);
+}
+
 TEST(Finder, TakesNullsWhereTheyAreAllowedAndReportsThemElsewhere) {
   oznakit_finder_close(nullptr);
   oznakit_faces_free(nullptr);
@@ -111,7 +127,7 @@ TEST(Finder, TakesNullsWhereTheyAreAllowedAndReportsThemElsewhere) {
 
 TEST(Finder, KeepsOneDetectorForOneThreadUntilItIsTrimmed) {
   const FinderPtr finder = kit_test::openCompact();
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
   for (int i = 0; i < 2; ++i) {
     ASSERT_EQ(
@@ -129,7 +145,7 @@ TEST(Finder, KeepsOneDetectorForOneThreadUntilItIsTrimmed) {
 
 TEST(Finder, TellsWhatItDoesNotHold) {
   const FinderPtr finder = kit_test::openCompact();
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   oznakit_search_options options = kit_test::defaultSearch();
   options.with = OZNAKIT_WITH_POINTS_68;
   EXPECT_EQ(kit_test::find(finder.get(), kit_test::viewOf(photo), options).status,

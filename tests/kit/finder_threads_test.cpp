@@ -16,7 +16,7 @@ using kit_test::Found;
 
 TEST(FinderThreads, EightFindWhatOneFinds) {
   const kit_test::FinderPtr finder = kit_test::openCompact();
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   const Found expected =
       kit_test::find(finder.get(), kit_test::viewOf(photo), kit_test::defaultSearch());
   ASSERT_GT(expected.faces.size(), 3u);
@@ -53,7 +53,7 @@ std::int32_t stopAtOnce(float /*done*/, void* /*context*/) { return 0; }
 
 TEST(FinderThreads, ThreadsThatEndGiveTheirDetectorBack) {
   const kit_test::FinderPtr finder = kit_test::openCompact();
-  const cv::Mat photo = kit_test::readSample("group.jpg");
+  const cv::Mat photo = kit_test::readSample("group");
   for (int i = 0; i < 6; ++i) {
     std::thread([&] {
       oznakit_search_options options = kit_test::defaultSearch();

@@ -18,7 +18,7 @@ TEST(IsPortraitLike, TakesSmallPicturesThatAreNearlySquare) {
 
 TEST(AutoMargin, FindsTheFaceThatFillsAPicture) {
   const kit_test::FinderPtr finder = kit_test::openCompact();
-  const cv::Mat photo = kit_test::readSample("grace_hopper.jpg");
+  const cv::Mat photo = kit_test::readSample("grace_hopper");
   const cv::Mat face = photo(cv::Rect(177, 129, 175, 175));
   oznakit_search_options options = kit_test::defaultSearch();
   options.margin = 0;
