@@ -13,8 +13,8 @@ set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_COMPONENTS_GROUPING IGNORE)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/public)
-set(CPACK_COMPONENTS_ALL library development models)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/public ${PROJECT_BINARY_DIR}/kit)
+set(CPACK_COMPONENTS_ALL library development models kit kit_development)
 
 set(same_version "(= ${PROJECT_VERSION})")
 
@@ -35,6 +35,22 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "libozna${PROJECT_VERSION_MAJOR} ${
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS ozna-models)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS
     "libopencv-core-dev, libopencv-imgproc-dev, libprotobuf-dev, libgoogle-glog-dev, libopenblas-dev, libleveldb-dev")
+
+set(CPACK_COMPONENT_KIT_DESCRIPTION
+    "face detection and landmarks, the library for applications\nFinds faces in pictures of any pixel order, places landmarks, tells pose and\nquality and cuts chips, through a C interface.")
+set(CPACK_DEBIAN_KIT_PACKAGE_NAME liboznakit${PROJECT_VERSION_MAJOR})
+set(CPACK_DEBIAN_KIT_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_KIT_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_KIT_PACKAGE_GENERATE_SHLIBS ON)
+set(CPACK_DEBIAN_KIT_PACKAGE_GENERATE_SHLIBS_POLICY "=")
+set(CPACK_DEBIAN_KIT_PACKAGE_RECOMMENDS ozna-models)
+
+set(CPACK_COMPONENT_KIT_DEVELOPMENT_DESCRIPTION
+    "face detection and landmarks, what applications are built with\nThe headers for C and C++, and what CMake's find_package and pkg-config read.")
+set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_NAME liboznakit-dev)
+set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_DEPENDS "liboznakit${PROJECT_VERSION_MAJOR} ${same_version}")
+set(CPACK_DEBIAN_KIT_DEVELOPMENT_PACKAGE_RECOMMENDS ozna-models)
 
 set(CPACK_COMPONENT_MODELS_DESCRIPTION
     "face detection and landmarks, the trained models\nThe photographs behind these models are for research use, and so are the models.")
@@ -62,7 +78,7 @@ if(OZNA_BUILD_PYTHON)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/python/postinst
                                                 ${PROJECT_SOURCE_DIR}/cmake/debian/python/prerm)
   set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS
-      "libozna${PROJECT_VERSION_MAJOR} ${same_version}, ozna-models ${same_version}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
+      "liboznakit${PROJECT_VERSION_MAJOR} ${same_version}, ozna-models ${same_version}, python3 (>= 3.11), python3 (<< 3.12), python3-numpy")
 endif()
 
 # A packaged tree tells its terms where Debian looks for them.

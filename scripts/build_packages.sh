@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# build_packages.sh [OUT]: builds the Debian packages libozna0, libozna-dev, ozna-models, ozna-tools and python3-ozna into
-# the directory OUT, build/packages by default.
+# build_packages.sh [OUT]: builds the Debian packages libozna0, libozna-dev, liboznakit0, liboznakit-dev, ozna-models,
+# ozna-tools and python3-ozna into the directory OUT, build/packages by default.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 out=$(realpath -m "${1:-$root/build/packages}")

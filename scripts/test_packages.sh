@@ -51,7 +51,7 @@ inside ozna detect /packages/astronaut.png | tee /dev/stderr | grep -q '1 face$'
 inside ozna align --points 5 /packages/astronaut.png >/dev/null
 
 echo "The host project ..."
-get '/packages/libozna-dev_*.deb'
+get '/packages/libozna-dev_*.deb' '/packages/liboznakit0_*.deb' '/packages/liboznakit-dev_*.deb'
 needed=$(inside dpkg-query -W -f='${Suggests}' libozna-dev | tr -d ',')
 get g++ cmake ninja-build pkg-config python3-pil "$needed"
 inside python3 -c 'from PIL import Image; Image.open("/packages/astronaut.png").convert("RGB").save("/packages/astronaut.ppm")'
@@ -73,7 +73,7 @@ END
 
 echo "The purge ..."
 installed=$(inside dpkg-query -W -f='${Package}\n' '*ozna*')
-[ "$(wc -w <<<"$installed")" -eq 5 ]
+[ "$(wc -w <<<"$installed")" -eq 7 ]
 for package in $installed; do inside test -s "/usr/share/doc/$package/copyright"; done
 inside apt-get purge -y -qq $installed >>"$packages/apt.log" 2>&1
 left=$(inside sh -c 'find / -xdev -iname "*ozna*" -not -path "/proc/*" -not -path "/packages/*" -not -path "/project*" -not -path "/tmp/*" -not -path "/var/log/*"')

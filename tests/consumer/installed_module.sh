@@ -12,7 +12,7 @@ prefix = os.path.commonpath([directory, ozna.models_dir()])
 assert ozna.__file__.startswith(directory), ozna.__file__
 assert os.path.isfile(os.path.join(ozna.models_dir(), "stages.txt"))
 with open("/proc/self/maps") as maps:
-    library = {line.split(maxsplit=5)[-1].rstrip("\n") for line in maps if "/libozna.so" in line}
+    library = {line.split(maxsplit=5)[-1].rstrip("\n") for line in maps if "/liboznakit.so" in line}
 assert len(library) == 1 and os.path.commonpath([prefix, *library]) == prefix, library
 
 data = open(photograph, "rb").read()

@@ -21,6 +21,15 @@ for package in ozna ozna-static; do
     "$program" "$models" "$photograph"
   done
 done
+# The library for applications, with the run path told and no other help for the loader.
+unset LD_LIBRARY_PATH
+read -ra compile < <(pkg-config --cflags oznakit)
+read -ra link < <(pkg-config --libs oznakit)
+run_path="-Wl,-rpath,$(pkg-config --variable=libdir oznakit)"
+for standard in 17 20; do
+  "${CXX:-g++}" "-std=c++$standard" "${compile[@]}" "$here/project/kit_main.cpp" "${link[@]}" "$run_path" -o "$build/kit-$standard"
+  "$build/kit-$standard" "$photograph"
+done
 # Each program is linked with the library that its package names.
 needs() { readelf -d "$build/$1" | grep -c 'NEEDED.*libozna' || true; }
 [ "$(needs ozna-17)" -eq 1 ]
