@@ -16,8 +16,9 @@ build=(g++ cmake ninja-build pkg-config protobuf-compiler
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
        libimage-exiftool-perl libjpeg-turbo-progs mandoc zsh bsdutils
        python3-torch python3-numpy python3-protobuf python3-pytest
-       python3-pil python3-distributed parallel abigail-tools doxygen)
-python=(python3-dev pybind11-dev python3-numpy)
+       python3-pil python3-distributed parallel abigail-tools doxygen
+       rustc qt6-base-dev xvfb xauth)
+python=(python3-dev pybind11-dev python3-numpy python3-pip python3-setuptools python3-venv python3-wheel)
 packages=(dpkg-dev file fakeroot debootstrap)
 fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)

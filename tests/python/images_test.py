@@ -16,25 +16,17 @@ def box_of(face):
 @pytest.mark.parametrize(
     "image, error, message",
     [
-        ([[[1, 2, 3]]], TypeError, "numpy array, not list"),
-        (None, TypeError, "numpy array, not NoneType"),
-        (b"pixels", TypeError, "numpy array, not bytes"),
+        ([[[1, 2, 3]]], TypeError, "numpy array or offer one, not list"),
+        (None, TypeError, "not NoneType"),
+        (b"pixels", TypeError, "not bytes"),
         (np.zeros((50, 50, 3), np.float32), TypeError, "uint8, not float32"),
         (np.zeros((50, 50, 3), np.int8), TypeError, "uint8, not int8"),
         (np.zeros((50, 50, 3), np.uint16), TypeError, "uint8, not uint16"),
-        (np.zeros((50, 50), np.uint8), ValueError, r"not \(50, 50\)"),
         (np.zeros(7500, np.uint8), ValueError, r"not \(7500,\)"),
-        (np.zeros((50, 50, 4), np.uint8), ValueError, r"not \(50, 50, 4\)"),
         (np.zeros((3, 50, 50), np.uint8), ValueError, r"not \(3, 50, 50\)"),
         (np.zeros((1, 50, 50, 3), np.uint8), ValueError, r"not \(1, 50, 50, 3\)"),
         (np.zeros((0, 50, 3), np.uint8), ValueError, "no pixels"),
         (np.zeros((50, 0, 3), np.uint8), ValueError, "no pixels"),
-        (np.asfortranarray(np.zeros((50, 50, 3), np.uint8)), ValueError, "ascontiguousarray"),
-        (np.zeros((50, 50, 3), np.uint8)[:, :, ::-1], ValueError, "ascontiguousarray"),
-        (np.zeros((50, 50, 3), np.uint8)[::-1], ValueError, "ascontiguousarray"),
-        (np.zeros((50, 50, 3), np.uint8)[:, ::2], ValueError, "ascontiguousarray"),
-        (np.zeros((50, 50, 4), np.uint8)[:, :, :3], ValueError, "ascontiguousarray"),
-        (np.broadcast_to(np.zeros((1, 50, 3), np.uint8), (50, 50, 3)), ValueError, "ascontiguousarray"),
     ],
 )
 def test_other_arrays_are_refused(detector, landmarks, image, error, message):
@@ -52,10 +44,11 @@ def test_rows_of_a_cut_out_image_are_searched_in_place(detector, portrait):
     np.testing.assert_array_equal(detector.detect(cut), detector.detect(portrait))
 
 
-def test_landmarks_need_rows_without_gaps(portrait, landmarks):
-    wide = np.zeros((512, 600, 3), np.uint8)
-    with pytest.raises(ValueError, match="without gaps"):
-        ozna.align(wide[:, :512], (166, 64, 268, 166))
+def test_landmarks_are_placed_in_rows_with_gaps(portrait, landmarks):
+    wide = np.full((512, 600, 3), 9, np.uint8)
+    wide[:, :512] = portrait
+    box = (166, 64, 268, 166)
+    np.testing.assert_array_equal(ozna.align(wide[:, :512], box), ozna.align(portrait, box))
 
 
 def test_read_only_images_are_read(detector, portrait):

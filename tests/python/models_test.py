@@ -46,7 +46,7 @@ def test_directory_may_be_text_or_path(copy, portrait, detector, kind):
 def test_missing_and_empty_files_are_named(copy, name):
     file = copy / name
     file.write_bytes(b"")
-    with pytest.raises(ValueError, match=f"{name}.*is empty"):
+    with pytest.raises(ozna.ModelError, match=f"{name}.*expected"):
         ozna.Detector(copy)
     file.unlink()
     with pytest.raises(FileNotFoundError, match=name):
@@ -55,7 +55,7 @@ def test_missing_and_empty_files_are_named(copy, name):
 
 @pytest.mark.parametrize(
     "text, message",
-    [("# nothing\n", "names no stage"), ("cascades/x16Net-demo\n", "line 1"), ("# a\n\n", "line 2")],
+    [("# nothing\n", "at least one stage"), ("cascades/x16Net-demo\n", "line 1"), ("# a\n\n", "line 2")],
 )
 def test_stage_lists_without_stages_are_refused(copy, text, message):
     (copy / "stages.txt").write_text(text)

@@ -1,5 +1,6 @@
 """Threads of the interpreter beside each other."""
 
+import os
 import threading
 import time
 
@@ -47,7 +48,7 @@ def test_detector_each_and_one_landmark_model(small, landmarks):
         np.testing.assert_allclose(points, expected_points, atol=0.01)
 
 
-def test_calls_of_one_detector_wait_for_each_other(detector, small):
+def test_one_detector_serves_all_threads(detector, small):
     expected = detector.detect(small)
     for faces in in_threads(8, lambda _: detector.detect(small)):
         np.testing.assert_array_equal(faces, expected)
@@ -98,3 +99,21 @@ def test_interpreter_goes_on_during_an_alignment(portrait, landmarks):
 def test_measure_of_progress_sees_a_held_lock():
     # sum over a range holds the interpreter's lock from its begin to its end.
     assert share_of_calls_with_progress_elsewhere(lambda: sum(range(2_000_000)), 5) < 0.5
+
+
+def test_two_threads_take_less_time_than_one(group):
+    """With one Finder for both and nothing set in the environment, by the clock and the processors' time: while both
+    search, more than one processor works, where there are two."""
+    finder = ozna.Finder(landmarks=False)
+    finder.detect(group)
+    clock, processors = time.perf_counter(), time.process_time()
+    in_threads(2, lambda _: [finder.detect(group) for _ in range(4)])
+    ratio = (time.process_time() - processors) / (time.perf_counter() - clock)
+    clock, processors = time.perf_counter(), time.process_time()
+    for _ in range(2):
+        in_threads(1, lambda _: [finder.detect(group) for _ in range(2)])
+    alone = (time.process_time() - processors) / (time.perf_counter() - clock)
+    if len(os.sched_getaffinity(0)) < 2 or alone < 0.9:
+        pytest.skip(f"one thread gets {alone:.2f} of a processor here")
+    assert ratio > 1.2 * alone, (ratio, alone)
+    assert finder.info["detectors"] == 2
