@@ -1,16 +1,17 @@
-// Prints the faces of a photograph: find_faces MODELS_DIR/ PHOTO.ppm
+// Prints the faces of a photograph: find_faces PHOTO.ppm
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <iterator>
 #include <string>
 #include <vector>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 
-int main(int argc, char** argv) {
-  if (argc != 3) return 2;
+int main(int argc, char** argv) try {
+  if (argc != 2) return 2;
   // A binary PPM of 8 bits: "P6 width height 255", then the pixels.
-  std::ifstream file(argv[2], std::ios::binary);
+  std::ifstream file(argv[1], std::ios::binary);
   std::string magic;
   int width = 0, height = 0, maximum = 0;
   file >> magic >> width >> height >> maximum;
@@ -20,17 +21,22 @@ int main(int argc, char** argv) {
   // In 64 bits: a header may promise more pixels than there are, or than 32 bits can count.
   if (pixels.size() != std::size_t{3} * width * height) return 1;
 
-  oznalib::Detector detector;
-  const oznalib::DetectorParams models(argv[1], "stages.txt");
-  if (detector.load(models) != oznalib::StatusOk) return 3;
+  oznakit::Image image;
+  image.pixels = pixels.data();
+  image.width = width;
+  image.height = height;
+  image.format = oznakit::Format::Rgb;
 
-  const auto* const rgb = reinterpret_cast<const std::uint8_t*>(pixels.data());
-  const oznalib::Image image{width, height, /*stride=*/0, rgb};
-  const oznalib::CascadeParameter parameter{2.0f, 640, 0.05f, 12, 1.26f, 13};
-  std::vector<oznalib::Detection> faces;
-  oznalib::detect(image, detector, faces, parameter);
-  for (const oznalib::Detection& face : faces) {
-    std::cout << face.rect.left << ' ' << face.rect.top << ' ' << face.rect.right << ' '
-              << face.rect.bottom << "  score " << face.score << '\n';
+  const oznakit::Finder finder;  // One for all threads; the models that come with the library.
+  oznakit::SearchOptions options;
+  options.landmarks = oznakit::Landmarks::All68;
+  options.details = true;
+  for (const oznakit::Face& face : finder.find(image, options)) {
+    std::cout << face.box.left << ' ' << face.box.top << ' ' << face.box.right << ' '
+              << face.box.bottom << "  score " << face.score << "  nose " << face.points[30].x
+              << ' ' << face.points[30].y << "  roll " << face.roll << '\n';
   }
+} catch (const std::exception& error) {
+  std::cerr << error.what() << '\n';
+  return 3;
 }

@@ -50,6 +50,26 @@ PRELUDE = """
 }
 """
 
+KIT_PRELUDE = """
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "oznakit.hpp"
+
+[[maybe_unused]] static const std::uint8_t* pixels;
+[[maybe_unused]] static std::int32_t width, height;
+[[maybe_unused]] static oznakit::Image image;
+
+[[maybe_unused]] static int snippet(const oznakit::Finder& finder) {
+  static_cast<void>(finder);
+%s
+  return 0;
+}
+"""
+
 # Stands for the command of a batch system: runs the jobs of an array one after the other.
 SBATCH = r"""#!/usr/bin/env bash
 set -euo pipefail
@@ -118,10 +138,10 @@ class Runner:
         shutil.rmtree(place, ignore_errors=True)
         for folder in ("photos", "bin", "tmp"):
             (place / folder).mkdir(parents=True)
-        for folder in ("docs", "public", "samples", "scripts"):
+        for folder in ("docs", "kit", "public", "samples", "scripts"):
             (place / folder).symlink_to(self.source / folder)
         (place / "build" / "run").mkdir(parents=True)
-        for folder in ("tools", "public"):
+        for folder in ("tools", "public", "kit"):
             (place / "build/run" / folder).symlink_to(self.build / folder)
         shutil.copy(self.source / "samples/grace_hopper.jpg", place / "photo.jpg")
         for copy in ("a", "b c"):
@@ -155,17 +175,22 @@ class Runner:
         place = self.sandbox("cpp")
         for number, block in enumerate(blocks):
             program = "int main(" in block.text
-            text = block.text if program else PRELUDE % textwrap.indent(block.text, "  ")
+            kit = "oznakit" in block.text
+            prelude = KIT_PRELUDE if kit else PRELUDE
+            text = block.text if program else prelude % textwrap.indent(block.text, "  ")
             file = place / f"block{number}.cpp"
             file.write_text(text)
-            command = [self.cxx, "-std=c++17", "-Wall", "-Wextra", "-Werror", f"-I{self.source}/public", str(file)]
+            headers = self.source / ("kit" if kit else "public")
+            command = [self.cxx, "-std=c++17", "-Wall", "-Wextra", "-Werror", f"-I{headers}", str(file)]
             if not program:
                 self.run([*command, "-fsyntax-only"], block)
                 continue
             binary = str(file.with_suffix(""))
-            libraries = self.build / "public"
-            self.run([*command, f"-L{libraries}", "-lozna", f"-Wl,-rpath,{libraries}", "-o", binary], block)
-            output = self.run([binary, str(place / "public") + "/", str(place / "photo.ppm")], block)
+            libraries = self.build / ("kit" if kit else "public")
+            library = "-loznakit" if kit else "-lozna"
+            models = [] if kit else [str(place / "public") + "/"]
+            self.run([*command, f"-L{libraries}", library, f"-Wl,-rpath,{libraries}", "-o", binary], block)
+            output = self.run([binary, *models, str(place / "photo.ppm")], block)
             if "score" not in output:
                 self.fail(block, "found no face")
 
