@@ -252,8 +252,9 @@ typedef struct oznakit_face {
   /* Details; NaN where they were not asked for or cannot be known. */
   float quality;  /* Of the points: 1 where the fits agree, towards 0 where they do not. */
   float roll;     /* Degrees that the head is turned clockwise in the picture, -180 to 180. */
-  float yaw;      /* Degrees that it is turned towards the right of the picture. */
-  float pitch;    /* Degrees that it is turned up. */
+  float yaw;      /* Degrees that it is turned towards the right of the picture, were it not for
+                   * roll; -90 to 90. */
+  float pitch;    /* Degrees that it is turned up, likewise; 0 as heads are held on average. */
   float left_eye; /* Openness of the eye on the left in the upright face: height over width. */
   float right_eye;
   float sharpness; /* Of the face's pixels, 0 to 1; comparable between sizes. */
@@ -290,10 +291,11 @@ OZNAKIT_EXPORT oznakit_status oznakit_finder_find(oznakit_finder* finder,
 /* Places landmarks in boxes that the host knows.
  *
  * boxes    4 * count numbers: left, top, right, bottom of each, finite, left below right and top
- *          below bottom, with at least a pixel of the picture.
+ *          below bottom.
  * turns    count numbers, quarter turns as in oznakit_face; null where all are upright.
  * with     Sum of OZNAKIT_WITH_...
- * faces    As of oznakit_finder_find, in the order of the boxes.
+ * faces    As of oznakit_finder_find, in the order of the boxes. One of which less than a quarter lies
+ *          in the picture, one way or the other, has no points and no details.
  * Errors   As there. Threads as there. */
 OZNAKIT_EXPORT oznakit_status oznakit_finder_align(oznakit_finder* finder,
                                                    const oznakit_image* image, const float* boxes,
@@ -309,7 +311,8 @@ typedef struct oznakit_chip_options {
   size_t size;   /* sizeof(oznakit_chip_options). */
   int32_t width; /* Of the chip in pixels, 8 to 4096. */
   int32_t height;
-  float padding;     /* Room around the usual part of the face, as a share of it: -0.4 to 4. */
+  float padding;     /* Room on each side of the square from above the brows to the chin, as a share
+                      * of that: -0.4 to 4. The square stands in the middle of the chip. */
   int32_t border;    /* OZNAKIT_BORDER_COLOUR or OZNAKIT_BORDER_MIRROR. */
   uint8_t colour[4]; /* Red, green, blue, alpha of the border. */
   int32_t format;    /* Of the chip's pixels. Alpha is 255 inside of the picture. */

@@ -22,20 +22,16 @@ namespace {
 
 using Rect = oznalib::Rectangle<float>;
 
-void requireRect(const Rect& rect, const cv::Size& size) {
-  const auto width = static_cast<float>(size.width);
-  const auto height = static_cast<float>(size.height);
-  const bool finite = std::isfinite(rect.left) && std::isfinite(rect.top) &&
-                      std::isfinite(rect.right) && std::isfinite(rect.bottom);
-  const bool holds_pixel = finite && std::min(rect.right, width) - std::max(rect.left, 0.0f) >= 1 &&
-                           std::min(rect.bottom, height) - std::max(rect.top, 0.0f) >= 1;
-  if (!holds_pixel) {
+void requireRect(const Rect& rect) {
+  // Written so that not-a-number is refused too.
+  const bool has_area = std::isfinite(rect.left) && std::isfinite(rect.top) &&
+                        std::isfinite(rect.right) && std::isfinite(rect.bottom) &&
+                        rect.left < rect.right && rect.top < rect.bottom;
+  if (!has_area) {
     throw Error(OZNAKIT_BAD_ARGUMENT,
-                "Expected a box with at least a pixel of the picture of " +
-                    std::to_string(size.width) + " by " + std::to_string(size.height) +
-                    ", found left " + std::to_string(rect.left) + ", top " +
-                    std::to_string(rect.top) + ", right " + std::to_string(rect.right) +
-                    ", bottom " + std::to_string(rect.bottom) + ".");
+                "Expected a box with left below right and top below bottom, found left " +
+                    std::to_string(rect.left) + ", top " + std::to_string(rect.top) + ", right " +
+                    std::to_string(rect.right) + ", bottom " + std::to_string(rect.bottom) + ".");
   }
 }
 
@@ -66,7 +62,7 @@ void describeFace(const oznalib::SDMModel& model, const Picture& picture, std::i
   if (with == 0) {
     return;
   }
-  requireRect(face->rect, picture.size());
+  requireRect(face->rect);
   oznalib::Placement68 placement = placeLandmarks(
       model, picture.turned(face->turn), turnedRect(face->rect, picture.size(), face->turn));
   face->points.clear();
