@@ -66,7 +66,12 @@ std::vector<kit::Face> find(oznakit_finder* finder, const oznakit_image* image,
   return faces;
 }
 
-kit::Face givenFace(const float* box, std::int32_t turn, std::int32_t index) {
+// Whether an interval has a pixel or more in common with a side of a picture.
+bool holdsPixel(float begin, float end, int length) {
+  return std::min(end, static_cast<float>(length)) - std::max(begin, 0.0F) >= 1;
+}
+
+kit::Face givenFace(const float* box, std::int32_t turn, const cv::Size& size, std::int32_t index) {
   const auto fail = [&](const std::string& expected) {
     throw kit::Error(OZNAKIT_BAD_ARGUMENT,
                      "Box " + std::to_string(index) + ": expected " + expected + ".");
@@ -75,6 +80,10 @@ kit::Face givenFace(const float* box, std::int32_t turn, std::int32_t index) {
     fail("finite edges, found another number");
   }
   if (!(box[0] < box[2] && box[1] < box[3])) fail("left below right and top below bottom");
+  if (!holdsPixel(box[0], box[2], size.width) || !holdsPixel(box[1], box[3], size.height)) {
+    fail("at least a pixel of the picture of " + std::to_string(size.width) + " by " +
+         std::to_string(size.height));
+  }
   if (turn < 0 || turn > 3) fail("0 to 3 quarter turns, found " + std::to_string(turn));
   kit::Face face;
   face.rect = {box[0], box[1], box[2], box[3]};
@@ -95,7 +104,8 @@ std::vector<kit::Face> align(const oznakit_finder& finder, const oznakit_image* 
   requireLandmarks(finder, with);
   std::vector<kit::Face> faces;
   for (std::int32_t i = 0; i < count; ++i) {
-    faces.push_back(givenFace(boxes + std::ptrdiff_t{4} * i, turns == nullptr ? 0 : turns[i], i));
+    faces.push_back(givenFace(boxes + std::ptrdiff_t{4} * i, turns == nullptr ? 0 : turns[i],
+                              picture.size(), i));
     if (with != 0) kit::describeFace(*finder.landmarks, picture, with, &faces.back());
   }
   return faces;

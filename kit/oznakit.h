@@ -291,7 +291,7 @@ OZNAKIT_EXPORT oznakit_status oznakit_finder_find(oznakit_finder* finder,
 /* Places landmarks in boxes that the host knows.
  *
  * boxes    4 * count numbers: left, top, right, bottom of each, finite, left below right and top
- *          below bottom.
+ *          below bottom, with at least a pixel of the picture.
  * turns    count numbers, quarter turns as in oznakit_face; null where all are upright.
  * with     Sum of OZNAKIT_WITH_...
  * faces    As of oznakit_finder_find, in the order of the boxes. One of which less than a quarter lies
