@@ -53,7 +53,7 @@ int overrunBlob(const FloatNet& net) {
   if (net.firstConvLayerIndex() != 0) {
     return -1;  // The fast path refuses such a network itself.
   }
-  const auto corrections = static_cast<std::int64_t>(net.first_run_offsets().size());
+  const auto corrections = std::int64_t{net.first_run_count()};
   for (const int top : net.top_id_vecs()[0]) {
     if (net.blobs()[static_cast<std::size_t>(top)]->count() > corrections) {
       return top;

@@ -3,7 +3,6 @@
 #include "detector/trained_network.h"
 
 #include <google/protobuf/arena.h>
-#include <sys/mman.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -13,6 +12,7 @@
 #include <string>
 
 #include "caffe/filler.hpp"
+#include "caffe/util/mapped_block.hpp"
 #include "caffe/util/upgrade_proto.hpp"
 
 namespace oznalib {
@@ -53,13 +53,10 @@ bool isLeftUnfilled(const NetParameter& definition, int i) {
 }
 
 void* mapBlock(std::size_t size) {
-  void* const block = mmap(nullptr, size, PROT_READ | PROT_WRITE,
-                           MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-  if (block == MAP_FAILED) throw std::bad_alloc();
+  void* const block = caffe::MapBlock(size, /*filled=*/true);
+  if (block == nullptr) throw std::bad_alloc();
   return block;
 }
-
-void unmapBlock(void* block, std::size_t size) { munmap(block, size); }
 
 }  // namespace
 
@@ -67,7 +64,7 @@ google::protobuf::ArenaOptions mappedBlocks() {
   google::protobuf::ArenaOptions options;
   options.start_block_size = options.max_block_size = std::size_t{1} << 16;
   options.block_alloc = mapBlock;
-  options.block_dealloc = unmapBlock;
+  options.block_dealloc = caffe::UnmapBlock;
   return options;
 }
 

@@ -51,7 +51,7 @@ bool MayRun(const Net<float>& net) {
   }
   const std::vector<Blob<float>*>& tops = net.top_vecs()[0];
   return std::all_of(tops.begin(), tops.end(), [&net](const Blob<float>* top) {
-    return top->count() <= static_cast<int>(net.first_run_offsets().size());
+    return top->count() <= net.first_run_count();
   });
 }
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -128,6 +129,34 @@ TEST(FirstRun, FillsOnlyTheFirstInput) {
   FillConstant(net->input_blobs()[1], 7);
   net->FirstRun();
   EXPECT_EQ((std::vector<float>{7}), DataOf(*net->input_blobs()[1]));
+}
+
+TEST(FirstRun, KeepsTheResponseWhereTheCallerWritesTheFirstTop) {
+  // The block of the first top is what is kept, so that a write to it takes another.
+  auto net = MakeNet(Input(1, 1, 2) + kPointwise);
+  net->FirstRun();
+  FillConstant(net->blob_by_name("y").get(), 7);
+  EXPECT_EQ((std::vector<float>{202, 222, -290, -320}), RunFF(net.get(), {0, 10}));
+  EXPECT_EQ((std::vector<float>{-201, -201, 295, 295}), net->first_run_offsets());
+}
+
+TEST(FirstRun, KeepsTheResponseWhereTheFirstTopLiesInMemoryOfTheCaller) {
+  auto net = MakeNet(Input(1, 1, 2) + kPointwise);
+  std::vector<float> own(4);
+  net->blob_by_name("y")->set_cpu_data(own.data());
+  net->FirstRun();
+  EXPECT_EQ((std::vector<float>{201, 201, -295, -295}), own);
+  std::fill(own.begin(), own.end(), 7.0F);
+  EXPECT_EQ((std::vector<float>{202, 222, -290, -320}), RunFF(net.get(), {0, 10}));
+  EXPECT_EQ((std::vector<float>{202, 222, -290, -320}), own);
+}
+
+TEST(FirstRun, LeavesShareAndReleaseWithTheResponseAlone) {
+  auto net = MakeNet(Input(1, 1, 2) + kPointwise);
+  net->FirstRun();
+  net->ShareAndRelease();
+  EXPECT_EQ((std::vector<float>{0, 0, 0, 0}), DataOf(*net->blob_by_name("y")));
+  EXPECT_EQ((std::vector<float>{202, 222, -290, -320}), RunFF(net.get(), {0, 10}));
 }
 
 TEST(FirstRun, StopsBehindTheFirstConvolution) {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <boost/shared_ptr.hpp>
 #include <boost/weak_ptr.hpp>
 #include <memory>
 #include <thread>
@@ -84,14 +86,19 @@ TEST(SharedValues, OfABlobWithoutElementsAreNone) {
   EXPECT_EQ(0, empty.count());
 }
 
-TEST(SharedValues, OfListsAreHeldOnceToo) {
-  using List = std::vector<float>;
-  const auto first = caffe::SharedEqual(std::make_shared<const List>(List{1, 2, 3}));
-  const auto second = caffe::SharedEqual(std::make_shared<const List>(List{1, 2, 3}));
-  const auto other = caffe::SharedEqual(std::make_shared<const List>(List{1, 2, 4}));
+TEST(SharedValues, OfBlocksAreHeldOnceToo) {
+  const auto blockOf = [](const std::vector<float>& values) {
+    boost::shared_ptr<caffe::SyncedMemory> block(
+        new caffe::SyncedMemory(values.size() * sizeof(float)));
+    std::copy(values.begin(), values.end(), static_cast<float*>(block->mutable_cpu_data()));
+    block->Freeze();
+    return block;
+  };
+  const auto first = caffe::SharedEqual(blockOf({1, 2, 3}));
+  const auto second = caffe::SharedEqual(blockOf({1, 2, 3}));
+  const auto other = caffe::SharedEqual(blockOf({1, 2, 4}));
   EXPECT_EQ(first, second);
   EXPECT_NE(first, other);
-  EXPECT_EQ(nullptr, caffe::SharedEqual(nullptr));
 }
 
 // Blobs come, are read and go in eight threads at once, so that holders change all the time.

@@ -31,6 +31,20 @@ TEST(SyncedMemory, ReadsAsZerosOnFirstAccess) {
   EXPECT_EQ(SyncedMemory::HEAD_AT_CPU, memory.head());
 }
 
+TEST(SyncedMemory, ProvidedForWritingReadsAsZerosToo) {
+  for (const std::size_t size : {std::size_t{100}, std::size_t{5} << 20}) {
+    SyncedMemory memory(size);
+    memory.Provide();
+    EXPECT_EQ(SyncedMemory::HEAD_AT_CPU, memory.head());
+    EXPECT_TRUE(memory.owns_data());
+    unsigned char* bytes = static_cast<unsigned char*>(memory.mutable_cpu_data());
+    EXPECT_EQ(size, static_cast<std::size_t>(std::count(bytes, bytes + size, 0)));
+    bytes[size - 1] = 7;
+    memory.Provide();  // There is a block already.
+    EXPECT_EQ(7, static_cast<const unsigned char*>(memory.cpu_data())[size - 1]);
+  }
+}
+
 TEST(SyncedMemory, KeepsOneBlockOverAllAccesses) {
   SyncedMemory memory(16);
   void* block = memory.mutable_cpu_data();

@@ -81,7 +81,8 @@ TEST(TrainedNetwork, OfTwoDetectorsHoldsItsWeightsOnce) {
       EXPECT_EQ(blobs[k]->cpu_data(), others[k]->cpu_data());
     }
   }
-  EXPECT_EQ(&first.stages[0].net->first_run_offsets(), &second.stages[0].net->first_run_offsets());
+  ASSERT_NE(nullptr, first.stages[0].net->first_run_response());
+  EXPECT_EQ(first.stages[0].net->first_run_response(), second.stages[0].net->first_run_response());
 }
 
 }  // namespace

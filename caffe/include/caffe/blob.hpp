@@ -67,6 +67,10 @@ class Blob {
   /// here.
   void set_cpu_data(Dtype* data);
 
+  /// Gives the memory of the values back, if it is an own one: they read as zeros until they are
+  /// written again. Other holders of frozen values keep those.
+  void ReleaseData();
+
   /// Makes the values (gradients) the same memory as those of other, which has the same count.
   void ShareData(const Blob& other);
   void ShareDiff(const Blob& other);

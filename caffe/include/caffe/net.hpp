@@ -100,7 +100,12 @@ class Net {
   bool first_run_pending() const { return first_run_pending_; }
   int firstConvLayerIndex() const { return firstConvLayerIndex_; }
   /// As many zeros as the first convolution's first top has values, until FirstRun measures it.
+  /// Made when it is asked for: a run works with the response itself.
   const vector<float>& first_run_offsets() const;
+  /// The length of that list.
+  int first_run_count() const { return first_run_count_; }
+  /// The response that FirstRun measured, first_run_count() floats; null before.
+  const shared_ptr<SyncedMemory>& first_run_response() const { return first_run_response_; }
 
   /// Lets the trained parameters and what FirstRun measured be held once by all networks of the
   /// process that have equal ones, and gives back the memory of all other blobs, which read as zeros
@@ -117,6 +122,8 @@ class Net {
     set<string> available;  // Names of blobs that nobody has read yet.
   };
 
+  // Reads a definition, by one of the readers of util/upgrade_proto.hpp.
+  Net(const string& source, void (*read)(const string&, NetParameter*));
   void Init(const NetParameter& in_param);
   // Appends an empty blob and returns its index.
   int AppendBlob(const string& name, bool need_backward);
@@ -153,14 +160,15 @@ class Net {
       net_input_blobs_u8_;  // Shape records of the inputs; their memory is never used.
   vector<Blob<Dtype>*> net_input_blobs_;
   // Would hand active_image_ptrs_ to an ImageDataLayer before its SetUp. Nothing sets it.
-  bool use_active_images_;
+  bool use_active_images_ = false;
   vector<boost::shared_ptr<cv::Mat>> active_image_ptrs_;  // Empty.
-  bool first_run_pending_;
-  int firstConvLayerIndex_;  // -1 if there is no convolution.
-  int first_run_count_;  // Values of the first convolution's first top, of construction or FirstRun.
-  // Negated response to 100.0, in the flat order of construction. Null until it is measured, or
-  // asked for.
-  mutable std::shared_ptr<const vector<float>> first_run_offsets_;
+  bool first_run_pending_ = true;
+  int firstConvLayerIndex_ = -1;  // -1 if there is no convolution.
+  // Values of the first convolution's first top, of construction or FirstRun.
+  int first_run_count_ = 0;
+  // Response to 100.0, in the flat order of construction. Frozen. Null until it is measured.
+  shared_ptr<SyncedMemory> first_run_response_;
+  mutable vector<float> first_run_offsets_;  // The same negated; empty until it is asked for.
 };
 
 }  // namespace caffe

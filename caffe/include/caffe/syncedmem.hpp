@@ -31,6 +31,10 @@ class SyncedMemory {
   const void* cpu_data();
   void* mutable_cpu_data();
 
+  /// Allocates the block for one that is going to write all of it at once, which is cheaper then:
+  /// its pages come in one go. Where there is no memory, the next access tells.
+  void Provide();
+
   /// Adopts data, which stays the caller's and must outlive its use here; an own block is freed
   /// first.
   void set_cpu_data(void* data);
@@ -43,6 +47,8 @@ class SyncedMemory {
   void Freeze();
   bool frozen() const { return frozen_; }
 
+  /// Whether the block was allocated here, and does not belong to a caller.
+  bool owns_data() const { return own_cpu_data_; }
   SyncedHead head() const { return head_; }
   std::size_t size() const { return size_; }
 

@@ -136,6 +136,16 @@ void Blob<Dtype>::set_cpu_data(Dtype* data) {
 }
 
 template <typename Dtype>
+void Blob<Dtype>::ReleaseData() {
+  CHECK(data_);
+  if (data_->frozen()) {
+    data_.reset(new SyncedMemory(data_->size()));
+  } else {
+    data_->Release();
+  }
+}
+
+template <typename Dtype>
 void Blob<Dtype>::ShareData(const Blob& other) {
   CHECK_EQ(count_, other.count());
   data_ = other.data();
@@ -150,6 +160,7 @@ void Blob<Dtype>::ShareDiff(const Blob& other) {
 template <typename Dtype>
 void Blob<Dtype>::FromProto(const BlobProto& proto) {
   Reshape(proto.num(), proto.channels(), proto.height(), proto.width());
+  if (count_ > 0) data_->Provide();
   Dtype* values = mutable_cpu_data();  // Ends the process for a proto without elements.
   CHECK_GE(proto.data_size(), count_)
       << "Too few values for a blob of shape " << num_ << " x " << channels_ << " x " << height_

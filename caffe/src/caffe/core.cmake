@@ -6,9 +6,11 @@ set(OZNA_CAFFE_CORE_SOURCES
   src/caffe/layer_factory.cpp
   src/caffe/net.cpp
   src/caffe/syncedmem.cpp
+  src/caffe/util/file_blocks.cpp
   src/caffe/util/file_buffer.cpp
   src/caffe/util/insert_splits.cpp
   src/caffe/util/io.cpp
+  src/caffe/util/mapped_block.cpp
   src/caffe/util/math_functions.cpp
   src/caffe/util/shared_values.cpp
   src/caffe/util/upgrade_layer.cpp

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 #include "caffe/data_layers.hpp"
@@ -32,6 +33,18 @@ void SetSize(int width, int height, Blob<Dtype>* blob) {
   blob->OverwriteShape(blob->num(), blob->channels(), height, width);
 }
 
+// A block that stays as it is: the same, frozen, so that the blob takes another when it is written,
+// or a copy of what belongs to a caller.
+shared_ptr<SyncedMemory> KeptValues(const shared_ptr<SyncedMemory>& block) {
+  shared_ptr<SyncedMemory> kept = block;
+  if (!block->owns_data()) {
+    kept.reset(new SyncedMemory(block->size()));
+    std::memcpy(kept->mutable_cpu_data(), block->cpu_data(), block->size());
+  }
+  kept->Freeze();
+  return kept;
+}
+
 // The number of images and the number of values of each blob: what the memory and the loops of a
 // layer depend on. A layer may fold the other three sizes in place.
 template <typename Dtype>
@@ -48,35 +61,21 @@ vector<std::pair<int, int>> SizesOf(const vector<Blob<Dtype>*>& blobs) {
 // Construction. The definitions lie in arenas, which leave nothing behind where the memory ends.
 
 template <typename Dtype>
-Net<Dtype>::Net(const string& param_file)
-    : use_active_images_(false),
-      first_run_pending_(true),
-      firstConvLayerIndex_(-1),
-      first_run_count_(0) {
+Net<Dtype>::Net(const string& param_file) : Net(param_file, ReadNetParamsFromTextFile) {}
+
+template <typename Dtype>
+Net<Dtype>::Net(FromText, const string& param_text) : Net(param_text, ReadNetParamsFromTextFile1) {}
+
+template <typename Dtype>
+Net<Dtype>::Net(const string& source, void (*read)(const string&, NetParameter*)) {
   google::protobuf::Arena arena;
   NetParameter* param = google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
-  ReadNetParamsFromTextFile(param_file, param);
+  read(source, param);
   Init(*param);
 }
 
 template <typename Dtype>
-Net<Dtype>::Net(FromText, const string& param_text)
-    : use_active_images_(false),
-      first_run_pending_(true),
-      firstConvLayerIndex_(-1),
-      first_run_count_(0) {
-  google::protobuf::Arena arena;
-  NetParameter* param = google::protobuf::Arena::CreateMessage<NetParameter>(&arena);
-  ReadNetParamsFromTextFile1(param_text, param);
-  Init(*param);
-}
-
-template <typename Dtype>
-Net<Dtype>::Net(const NetParameter& param)
-    : use_active_images_(false),
-      first_run_pending_(true),
-      firstConvLayerIndex_(-1),
-      first_run_count_(0) {
+Net<Dtype>::Net(const NetParameter& param) {
   Init(param);
 }
 
@@ -304,28 +303,31 @@ void Net<Dtype>::FirstRun() {
   std::fill_n(net_input_blobs_[0]->mutable_cpu_data(), net_input_blobs_[0]->count(),
               kFirstRunInput);
   for (size_t i = 0; i < layers_.size(); ++i) {
+    const bool is_measured = static_cast<int>(i) == firstConvLayerIndex_;
+    if (is_measured && top_vecs_[i][0]->count() > 0) top_vecs_[i][0]->data()->Provide();
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);
-    if (static_cast<int>(i) == firstConvLayerIndex_) {
-      break;
-    }
+    if (is_measured) break;
   }
   if (firstConvLayerIndex_ < 0) {
     return;
   }
   const Blob<Dtype>& response = *top_vecs_[firstConvLayerIndex_][0];
-  const Dtype* values = response.cpu_data();
-  const auto offsets = std::make_shared<vector<float>>(values, values + response.count());
-  for (float& offset : *offsets) offset = -offset;
   first_run_count_ = response.count();
-  first_run_offsets_ = offsets;
+  first_run_response_ = KeptValues(response.data());
+  first_run_offsets_.clear();
 }
 
 template <typename Dtype>
 const vector<float>& Net<Dtype>::first_run_offsets() const {
-  if (first_run_offsets_ == nullptr) {
-    first_run_offsets_ = std::make_shared<vector<float>>(first_run_count_);
+  if (first_run_offsets_.empty() && first_run_count_ > 0) {
+    first_run_offsets_.resize(first_run_count_);
+    if (first_run_response_ != nullptr) {
+      const auto* values = static_cast<const float*>(first_run_response_->cpu_data());
+      std::transform(values, values + first_run_count_, first_run_offsets_.begin(),
+                     [](float value) { return -value; });
+    }
   }
-  return *first_run_offsets_;
+  return first_run_offsets_;
 }
 
 template <typename Dtype>
@@ -333,9 +335,9 @@ void Net<Dtype>::ShareAndRelease() {
   for (const shared_ptr<Blob<Dtype>>& param : params_) {
     ShareEqualValues(param.get());
   }
-  first_run_offsets_ = SharedEqual(first_run_offsets_);
+  if (first_run_response_ != nullptr) first_run_response_ = SharedEqual(first_run_response_);
   for (const shared_ptr<Blob<Dtype>>& blob : blobs_) {
-    if (blob->count() > 0) blob->data()->Release();
+    if (blob->count() > 0) blob->ReleaseData();
   }
 }
 
@@ -346,14 +348,14 @@ const vector<Blob<Dtype>*>& Net<Dtype>::FF() {
   }
   CHECK_EQ(firstConvLayerIndex_, 0) << "First Layer Should be Conv Layer.";
   layers_[0]->Forward(bottom_vecs_[0], &top_vecs_[0]);
-  // The entries are negated responses, so that the subtraction adds the response to 100.0. It is
-  // flat on purpose: at a smaller size, value k still goes with entry k, whatever its channel, and
-  // the trained scores depend on that. A top larger than what FirstRun measured keeps its rest.
-  const vector<float>& offsets = first_run_offsets();
+  // What is subtracted are the negated responses, so the response to 100.0 is added. It is flat on
+  // purpose: at a smaller size, value k still goes with entry k, whatever its channel, and the
+  // trained scores depend on that. A top larger than what FirstRun measured keeps its rest.
+  const auto* response = static_cast<const Dtype*>(first_run_response_->cpu_data());
   for (Blob<Dtype>* top : top_vecs_[0]) {
-    const int corrected = std::min(top->count(), static_cast<int>(offsets.size()));
+    const int corrected = std::min(top->count(), first_run_count_);
     Dtype* values = top->mutable_cpu_data();
-    vsSub(corrected, values, offsets.data(), values);
+    vsAdd(corrected, values, response, values);
   }
   for (size_t i = 1; i < layers_.size(); ++i) {
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);

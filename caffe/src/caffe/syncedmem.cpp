@@ -3,11 +3,12 @@
 #include "caffe/syncedmem.hpp"
 
 #include <glog/logging.h>
-#include <sys/mman.h>
 
 #include <cstdlib>
 #include <iostream>
 #include <new>
+
+#include "caffe/util/mapped_block.hpp"
 
 namespace caffe {
 namespace {
@@ -28,24 +29,22 @@ constexpr std::size_t kMapped = static_cast<std::size_t>(-1);
 constexpr std::size_t kMapped = std::size_t{1} << 20;
 #endif
 
-// Zeros; null where there is no memory.
-void* Allocate(std::size_t size) {
+// Zeros; null where there is no memory. filled: whether all of it is going to be written at once.
+void* Allocate(std::size_t size, bool filled = false) {
   if (AllocatedSize(size) < size) {
     return nullptr;  // Beyond what a size can tell.
   }
   if (size < kMapped) {
     return std::calloc(AllocatedSize(size), 1);
   }
-  void* const block = mmap(nullptr, AllocatedSize(size), PROT_READ | PROT_WRITE,
-                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  return block == MAP_FAILED ? nullptr : block;
+  return MapBlock(AllocatedSize(size), filled);
 }
 
 void Free(void* block, std::size_t size) {
   if (size < kMapped) {
     std::free(block);
-  } else if (block != nullptr) {
-    munmap(block, AllocatedSize(size));
+  } else {
+    UnmapBlock(block, AllocatedSize(size));
   }
 }
 
@@ -85,6 +84,13 @@ void SyncedMemory::to_cpu() {
     cpu_ptr_ = Allocate(size_);
     own_cpu_data_ = true;
   }
+}
+
+void SyncedMemory::Provide() {
+  if (head_ != UNINITIALIZED) return;
+  cpu_ptr_ = Allocate(size_, /*filled=*/true);
+  own_cpu_data_ = cpu_ptr_ != nullptr;
+  if (own_cpu_data_) head_ = HEAD_AT_CPU;
 }
 
 const void* SyncedMemory::cpu_data() {

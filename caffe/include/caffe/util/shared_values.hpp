@@ -3,10 +3,10 @@
 #ifndef CAFFE_UTIL_SHARED_VALUES_HPP_
 #define CAFFE_UTIL_SHARED_VALUES_HPP_
 
-#include <memory>
-#include <vector>
+#include <boost/shared_ptr.hpp>
 
 #include "caffe/blob.hpp"
+#include "caffe/syncedmem.hpp"
 
 namespace caffe {
 
@@ -23,9 +23,8 @@ namespace caffe {
 /// Cost     One comparison with each kept block of the same length, to its first difference.
 void ShareEqualValues(Blob<float>* blob);
 
-/// The same for a list of numbers: returns one of equal elements that is alive, or the list itself.
-std::shared_ptr<const std::vector<float>> SharedEqual(
-    std::shared_ptr<const std::vector<float>> values);
+/// The same for a frozen block of values: returns an equal one that is alive, or the block itself.
+boost::shared_ptr<SyncedMemory> SharedEqual(const boost::shared_ptr<SyncedMemory>& values);
 
 }  // namespace caffe
 

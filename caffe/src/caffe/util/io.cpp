@@ -4,19 +4,19 @@
 
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/io/coded_stream.h>
-#include <google/protobuf/io/zero_copy_stream_impl.h>
 #include <google/protobuf/message.h>
 #include <google/protobuf/text_format.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <cstddef>
 #include <istream>
 #include <string>
 
 #include "caffe/common.hpp"
 #include "caffe/proto/caffe.pb.h"
+#include "caffe/util/file_blocks.hpp"
 #include "caffe/util/file_buffer.hpp"
 
 namespace caffe {
@@ -93,8 +93,7 @@ bool ReadProtoFromBinaryFile(const char* filename, google::protobuf::Message* pr
   }
   // In one piece, where it is not huge: an array of weights is then taken with its final length, in
   // place of growing from one to the next.
-  const std::int64_t block_bytes = std::clamp<std::int64_t>(file.size_bytes(), 1 << 13, 1 << 24);
-  google::protobuf::io::FileInputStream raw_input(file.fd(), static_cast<int>(block_bytes));
+  FileBlocks raw_input(file.fd(), std::clamp<std::size_t>(file.size_bytes(), 1 << 13, 1 << 24));
   bool parsed = false;
   {
     google::protobuf::io::CodedInputStream coded_input(&raw_input);
@@ -105,7 +104,7 @@ bool ReadProtoFromBinaryFile(const char* filename, google::protobuf::Message* pr
   // part is missing must not pass, so both are asked for.
   const void* rest;
   int rest_size;
-  return parsed && !raw_input.Next(&rest, &rest_size) && raw_input.GetErrno() == 0;
+  return parsed && !raw_input.Next(&rest, &rest_size) && raw_input.error() == 0;
 }
 
 }  // namespace caffe
