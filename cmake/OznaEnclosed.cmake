@@ -64,14 +64,19 @@ function(ozna_enclose name)
 endfunction()
 set(enclosed_sources ${PROJECT_SOURCE_DIR}/public/enclosed)
 
+# The image library alone, for the program too: the shared one loads thirty libraries more, one of which starts threads.
+add_library(ozna_enclosed_image_library INTERFACE)
 if(OZNA_OPENCV_CORE_ARCHIVE AND OZNA_OPENCV_IMGPROC_ARCHIVE)
-  ozna_enclose(ozna_enclosed_pictures ${enclosed_sources}/calling_thread_loops.cpp)
-  target_link_libraries(ozna_enclosed INTERFACE ${OZNA_OPENCV_IMGPROC_ARCHIVE} ${OZNA_OPENCV_CORE_ARCHIVE}
-                                                ${OZNA_ZLIB_ARCHIVE} ${CMAKE_DL_LIBS})
+  add_library(ozna_enclosed_pictures OBJECT ${enclosed_sources}/calling_thread_loops.cpp ${enclosed_sources}/large_matrices.cpp)
+  target_link_libraries(ozna_enclosed_pictures PRIVATE ozna_flags ozna_headers)
+  target_sources(ozna_enclosed_image_library INTERFACE $<TARGET_OBJECTS:ozna_enclosed_pictures>)
+  target_link_libraries(ozna_enclosed_image_library INTERFACE ${OZNA_OPENCV_IMGPROC_ARCHIVE} ${OZNA_OPENCV_CORE_ARCHIVE}
+                                                              ${OZNA_ZLIB_ARCHIVE} ${CMAKE_DL_LIBS})
 else()
   message(WARNING "The archives of OpenCV are missing: the image library may start threads.")
-  target_link_libraries(ozna_enclosed INTERFACE opencv_core opencv_imgproc)
+  target_link_libraries(ozna_enclosed_image_library INTERFACE opencv_core opencv_imgproc)
 endif()
+target_link_libraries(ozna_enclosed INTERFACE ozna_enclosed_image_library)
 
 if(OZNA_PROTOBUF_ARCHIVE)
   set(messages ${PROJECT_BINARY_DIR}/ozna_messages)

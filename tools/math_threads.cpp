@@ -4,11 +4,14 @@
 
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <opencv2/core/utility.hpp>
 
 namespace oznatool {
 
 void limitMathThreads() {
+  // For a library that is loaded later: it would start its threads then.
+  setenv("OPENBLAS_NUM_THREADS", "1", /*overwrite=*/1);
   // Looked up by name, since the program must start with any BLAS that the library was linked with.
   using SetNumThreads = void (*)(int);
   const auto set_blas_threads =

@@ -5,10 +5,11 @@
 
 namespace oznatool {
 
-/// Sets OpenBLAS, where that is the loaded BLAS, and OpenCV to one thread for the whole process.
+/// Sets OpenBLAS, where that is or comes to be loaded, and OpenCV to one thread for the whole process.
 ///
-/// The matrix products of the networks are so small that sharing them out costs more than it gains.
-/// Call it before any of the two libraries is used.
+/// The library's own products start no thread, but where it was built without its own mathematics
+/// library it calls a shared one, and the picture codecs of a module load one that they never call.
+/// Call it before any other thread is started.
 void limitMathThreads();
 
 }  // namespace oznatool

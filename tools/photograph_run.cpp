@@ -22,6 +22,7 @@
 #include "tools/read_ahead.h"
 #include "tools/report.h"
 #include "tools/streams.h"
+#include "tools/system_reason.h"
 
 namespace oznatool {
 namespace {
@@ -73,8 +74,10 @@ class Run {
       for (int i = 1; i < jobsOf(options_); ++i) threads.emplace_back([this] { work(); });
     } catch (const std::exception&) {
       // Those that began do the whole work.
-      say("the system allows " + std::to_string(threads.size() + 1) + " threads, not " +
-          std::to_string(jobsOf(options_)) + " (ulimit -u, or the limit of the control group)");
+      const bool has_room = hasRoomForAThread();
+      say((has_room ? "the system allows " : "there is memory for ") +
+          std::to_string(threads.size() + 1) + " threads, not " + std::to_string(jobsOf(options_)) +
+          (has_room ? " (ulimit -u, or the limit of the control group)" : ""));
     }
     work();
     for (std::thread& thread : threads) thread.join();

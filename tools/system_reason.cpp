@@ -2,6 +2,8 @@
 
 #include "tools/system_reason.h"
 
+#include <pthread.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -48,10 +50,24 @@ ExitCode exitCodeOf(int error, ExitCode otherwise) {
   return is_limit ? kExitLimit : otherwise;
 }
 
+bool hasRoomForAThread() {
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return false;
+  std::size_t stack_bytes = 0;
+  pthread_attr_getstacksize(&attributes, &stack_bytes);
+  pthread_attr_destroy(&attributes);
+  void* const stack =
+      mmap(nullptr, stack_bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (stack == MAP_FAILED) return false;
+  munmap(stack, stack_bytes);
+  return true;
+}
+
 std::thread startThread(std::function<void()> body) {
   try {
     return std::thread(std::move(body));
   } catch (const std::system_error&) {
+    if (!hasRoomForAThread()) throw Failure(kExitLimit, reasonOf(ENOMEM));
     throw Failure(kExitLimit,
                   "the system allows this user no further thread or process (ulimit -u," +
                       valueOf(RLIMIT_NPROC) + ", or the limit of the control group)");

@@ -19,7 +19,11 @@ std::string reasonOf(int error);
 /// otherwise: a model file that cannot be opened for want of descriptors is not damaged.
 ExitCode exitCodeOf(int error, ExitCode otherwise);
 
-/// Starts a thread. Errors  Failure with kExitLimit where the system allows none.
+/// Whether the address space has room for the stack of one more thread. Where it has not, starting one
+/// fails with the error of a limit of threads.
+bool hasRoomForAThread();
+
+/// Starts a thread. Errors  Failure with kExitLimit where the system allows none, or has no memory.
 std::thread startThread(std::function<void()> body);
 
 /// Makes sure that the process may open this many files besides those that are open, and raises its

@@ -61,14 +61,15 @@ TEST_F(FewOf, MemoryIsToldInTwoWords) {
   const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
   int told = 0;
   int exit_code = -1;
-  for (int mib = 100; mib <= 600 && exit_code != 0; mib += 10) {
+  for (int mib = 20; mib <= 600 && exit_code != 0; mib += 10) {
     SCOPED_TRACE(mib);
     const Outcome run =
         runOznaUnder({"timeout", "60", "env", "OPENBLAS_NUM_THREADS=1", "sh", "-c",
                       "ulimit -v " + std::to_string(mib * 1024) + " && exec \"$@\"", "sh"},
-                     {"align", "--json", "-j", "1", photograph});
+                     {"align", "--json", "-j", "2", photograph, photograph});
     exit_code = run.exit_code;
     EXPECT_NE(exit_code, 124) << run.err;
+    EXPECT_EQ(run.err.find("ulimit -u"), std::string::npos) << run.err;
     EXPECT_EQ(run.err.find("damaged"), std::string::npos) << run.err;
     if (exit_code == 5 && run.err == "ozna: no memory\n") ++told;
   }
