@@ -25,6 +25,10 @@ import sys
 from PIL import Image
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
+sys.path.insert(0, str(ROOT / "scripts"))
+
+from boxes import overlap  # noqa: E402
+
 PRESET = "run"  # The library and the program alone.
 SIDE_PX = 1024
 
@@ -38,8 +42,8 @@ def build(source, log):
         subprocess.run(["cmake", "--build", "--preset", PRESET], cwd=source, check=True, stdout=output, stderr=output)
     host = folder / "timed_host"
     library = folder / "public"
-    subprocess.run(["g++", "-std=c++17", "-O2", "-pthread", f"-I{source / 'public'}", str(ROOT / "benchmarks/timed_host.cpp"),
-                    f"-L{library}", "-lozna", f"-Wl,-rpath,{library}", "-o", str(host)], check=True)
+    sources = [str(ROOT / name) for name in ("benchmarks/timed_host.cpp", "tests/host/photograph_file.cpp")]
+    subprocess.run(["g++", "-std=c++17", "-O2", "-pthread", f"-I{source / 'public'}", f"-I{ROOT}", *sources, f"-L{library}", "-lozna", f"-Wl,-rpath,{library}", "-o", str(host)], check=True)
     return host
 
 
@@ -125,16 +129,6 @@ def make_large(coded, folder, count=6):
         grain = Image.effect_noise((width, height), 12).convert("RGB")
         Image.blend(picture, grain, 0.06).save(target, quality=92)
     return folder
-
-
-def overlap(a, b):
-    """Intersection over union of two boxes: left, top, right, bottom."""
-    width = min(a[2], b[2]) - max(a[0], b[0])
-    height = min(a[3], b[3]) - max(a[1], b[1])
-    if width <= 0 or height <= 0:
-        return 0.0
-    both = width * height
-    return both / ((a[2] - a[0]) * (a[3] - a[1]) + (b[2] - b[0]) * (b[3] - b[1]) - both)
 
 
 class Differences:

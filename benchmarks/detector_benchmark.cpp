@@ -2,8 +2,7 @@
 // later networks, the suppressions, and whole photographs.
 //
 // The scan runs on a synthetic photograph, texture of all sizes, in which no box passes the first
-// network; the sample photograph of a group stands for real ones. Run with one thread of the
-// mathematics library, OPENBLAS_NUM_THREADS=1, as the command line program does. The counter
+// network; the sample photograph of a group stands for real ones. The counter
 // blas_share is the share of the time that is spent inside the matrix products; the rest is this
 // library's own.
 

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -21,32 +20,14 @@
 #include <vector>
 
 #include "ozna.h"
+#include "tests/host/photograph_file.h"
 
 namespace {
 
+using host::Photograph;
+
 constexpr int kRounds = 3;
 constexpr double kMostLost = 1.1;
-
-struct Photograph {
-  std::int32_t width = 0;
-  std::int32_t height = 0;
-  std::vector<std::uint8_t> pixels;
-};
-
-Photograph readPhotograph(const char* path) {
-  Photograph photograph;
-  std::ifstream file(path, std::ios::binary);
-  std::string magic;
-  int maximum = 0;
-  file >> magic >> photograph.width >> photograph.height >> maximum;
-  file.get();
-  photograph.pixels.resize(3 * static_cast<std::size_t>(photograph.width) *
-                           static_cast<std::size_t>(photograph.height));
-  file.read(reinterpret_cast<char*>(photograph.pixels.data()),
-            static_cast<std::streamsize>(photograph.pixels.size()));
-  if (!file || magic != "P6") photograph.pixels.clear();
-  return photograph;
-}
 
 double threadMilliseconds() {
   timespec now{};
@@ -92,7 +73,7 @@ void searchAll(const std::vector<std::unique_ptr<oznalib::Detector>>& detectors,
 int main(int argc, char** argv) {
   std::vector<Photograph> photographs;
   for (int i = 2; i < argc; ++i) {
-    photographs.push_back(readPhotograph(argv[i]));
+    photographs.push_back(host::readPhotograph(argv[i]));
     if (photographs.back().pixels.empty()) {
       std::cerr << "host_threads: " << argv[i] << " is no PPM file\n";
       return 2;

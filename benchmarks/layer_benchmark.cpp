@@ -1,8 +1,7 @@
 // Benchmarks of the layers, each at the shapes that the detector's networks give it.
 //
 // Items are the values that a layer writes; for products, the multiplications. Compare a
-// convolution with its product alone and with its unfolding alone to see where its time goes. As in
-// the command line program, BLAS runs on one thread: OPENBLAS_NUM_THREADS=1.
+// convolution with its product alone and with its unfolding alone to see where its time goes.
 
 #include <benchmark/benchmark.h>
 #include <cblas.h>

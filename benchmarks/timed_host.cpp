@@ -27,6 +27,7 @@
 #include <vector>
 
 #include "ozna.h"
+#include "tests/host/photograph_file.h"
 
 namespace {
 
@@ -37,28 +38,6 @@ double processSeconds() {
   timespec time;
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
   return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-struct Photograph {
-  int width = 0;
-  int height = 0;
-  std::vector<std::uint8_t> pixels;
-
-  oznalib::Image view() const { return {width, height, /*stride=*/0, pixels.data()}; }
-};
-
-// A binary PPM without comments, as the script writes it.
-bool readPhotograph(const std::string& path, Photograph& photograph) {
-  std::ifstream file(path, std::ios::binary);
-  std::string magic;
-  int maximum = 0;
-  file >> magic >> photograph.width >> photograph.height >> maximum;
-  file.get();
-  if (!file || magic != "P6" || maximum != 255) return false;
-  photograph.pixels.resize(std::size_t{3} * photograph.width * photograph.height);
-  file.read(reinterpret_cast<char*>(photograph.pixels.data()),
-            static_cast<std::streamsize>(photograph.pixels.size()));
-  return static_cast<bool>(file);
 }
 
 std::unique_ptr<oznalib::Detector> loadDetector(const std::string& models) {
@@ -99,7 +78,8 @@ class Host {
     }
     if (command == "read") {
       words >> path;
-      return readPhotograph(path, photograph_);
+      photograph_ = host::readPhotograph(path);
+      return true;
     }
     if (command == "detect") return detect(seconds);
     if (command == "align") {
@@ -120,12 +100,15 @@ class Host {
   }
 
  private:
+  oznalib::Image view() const {
+    return {photograph_.width, photograph_.height, /*stride=*/0, photograph_.pixels.data()};
+  }
+
   bool detect(double& seconds) {
     if (detectors_.empty()) return false;
     std::vector<oznalib::Detection> faces;
     const double start = processSeconds();
-    const oznalib::Status status =
-        oznalib::detect(photograph_.view(), *detectors_.back(), faces, kParameter);
+    const oznalib::Status status = oznalib::detect(view(), *detectors_.back(), faces, kParameter);
     seconds = processSeconds() - start;
     for (const oznalib::Detection& face : faces) {
       std::printf("face %.9g %.9g %.9g %.9g %.9g\n", face.rect.left, face.rect.top, face.rect.right,
@@ -137,7 +120,7 @@ class Host {
   bool align(const oznalib::Rectangle<float>& rect, double& seconds) {
     std::vector<float> points;
     const double start = processSeconds();
-    oznalib::align68Points(photograph_.view(), rect, points);
+    oznalib::align68Points(view(), rect, points);
     seconds = processSeconds() - start;
     std::printf("points");
     for (const float value : points) std::printf(" %.9g", value);
@@ -151,7 +134,7 @@ class Host {
     const auto search = [&](int index, int times) {
       for (int round = 0; round < times; ++round) {
         std::vector<oznalib::Detection> faces;
-        oznalib::detect(photograph_.view(), *detectors[index], faces, kParameter);
+        oznalib::detect(view(), *detectors[index], faces, kParameter);
       }
     };
     for (int i = 0; i < count; ++i) search(i, 1);  // The first search of a detector allocates.
@@ -165,7 +148,7 @@ class Host {
 
   std::string models_;
   std::vector<std::unique_ptr<oznalib::Detector>> detectors_;
-  Photograph photograph_;
+  host::Photograph photograph_;
 };
 
 }  // namespace

@@ -16,6 +16,8 @@ import resource
 import subprocess
 import tempfile
 
+from boxes import overlap
+
 SETTINGS = [
     "--preset fast",
     "--preset balanced",
@@ -37,16 +39,6 @@ BELONGS = 0.45
 BELONGS_TO_UNCOUNTED = 0.3
 # The page holds the table between these lines.
 BEGIN, END = "<!-- figures: begin -->\n", "<!-- figures: end -->\n"
-
-
-def overlap(a, b):
-    """Intersection over union of two boxes: left, top, right, bottom."""
-    width = min(a[2], b[2]) - max(a[0], b[0])
-    height = min(a[3], b[3]) - max(a[1], b[1])
-    if width <= 0 or height <= 0:
-        return 0.0
-    both = width * height
-    return both / ((a[2] - a[0]) * (a[3] - a[1]) + (b[2] - b[0]) * (b[3] - b[1]) - both)
 
 
 def square(face):
