@@ -32,7 +32,7 @@ class SyncedMemory {
   void* mutable_cpu_data();
 
   /// Allocates the block for one that is going to write all of it at once, which is cheaper then:
-  /// its pages come in one go. Where there is no memory, the next access tells.
+  /// its pages come in one go.
   void Provide();
 
   /// Adopts data, which stays the caller's and must outlive its use here; an own block is freed
@@ -53,7 +53,7 @@ class SyncedMemory {
   std::size_t size() const { return size_; }
 
  private:
-  void to_cpu();
+  void to_cpu(bool filled = false);
 
   void* cpu_ptr_;                   // Null until allocated or adopted.
   [[maybe_unused]] void* gpu_ptr_;  // Always null.

@@ -30,7 +30,7 @@ constexpr std::size_t kMapped = std::size_t{1} << 20;
 #endif
 
 // Zeros; null where there is no memory. filled: whether all of it is going to be written at once.
-void* Allocate(std::size_t size, bool filled = false) {
+void* Allocate(std::size_t size, bool filled) {
   if (AllocatedSize(size) < size) {
     return nullptr;  // Beyond what a size can tell.
   }
@@ -70,9 +70,9 @@ SyncedMemory::~SyncedMemory() {
   }
 }
 
-void SyncedMemory::to_cpu() {
+void SyncedMemory::to_cpu(bool filled) {
   if (head_ == UNINITIALIZED) {
-    cpu_ptr_ = Allocate(size_);
+    cpu_ptr_ = Allocate(size_, filled);
     if (cpu_ptr_ == nullptr) {
       if (throwers > 0) throw std::bad_alloc();
       std::clog << "Unable to allocate memory\n";
@@ -81,17 +81,12 @@ void SyncedMemory::to_cpu() {
     head_ = HEAD_AT_CPU;
     own_cpu_data_ = true;
   } else if (head_ == HEAD_BEHIND && cpu_ptr_ == nullptr) {
-    cpu_ptr_ = Allocate(size_);
+    cpu_ptr_ = Allocate(size_, filled);
     own_cpu_data_ = true;
   }
 }
 
-void SyncedMemory::Provide() {
-  if (head_ != UNINITIALIZED) return;
-  cpu_ptr_ = Allocate(size_, /*filled=*/true);
-  own_cpu_data_ = cpu_ptr_ != nullptr;
-  if (own_cpu_data_) head_ = HEAD_AT_CPU;
-}
+void SyncedMemory::Provide() { to_cpu(/*filled=*/true); }
 
 const void* SyncedMemory::cpu_data() {
   to_cpu();
