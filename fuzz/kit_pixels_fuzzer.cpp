@@ -68,9 +68,9 @@ class Input {
     }
     return value;
   }
-  // Near the picture, in 64ths of a pixel, or any number at all. Faces of thousands of pixels take seconds.
+  // Near the picture, in 256ths of a pixel, or any number at all. Large faces take long.
   float coordinate(bool is_near) {
-    return is_near ? static_cast<float>(take<std::int16_t>()) / 64 : take<float>();
+    return is_near ? static_cast<float>(take<std::int16_t>()) / 256 : take<float>();
   }
   void fill(std::uint8_t* bytes, std::size_t count) const {
     for (std::size_t i = 0; i < count; ++i) {
@@ -159,7 +159,7 @@ void cutChip(Input& input, const oznakit_image& image, const oznakit_face& face)
   oznakit_chip_options options = OZNAKIT_CHIP_OPTIONS_INIT;
   options.width = input.take<std::uint8_t>() % kMostChipSide + 1;
   options.height = input.take<std::uint8_t>() % kMostChipSide + 1;
-  options.padding = input.coordinate(true) / 64;
+  options.padding = input.coordinate(true) / 16;
   options.border = input.take<std::uint8_t>() % 3;
   options.format = input.take<std::uint8_t>() % 7;
   const auto layout = input.take<std::uint8_t>();
