@@ -4,11 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <opencv2/core.hpp>
 
 namespace kit {
 namespace {
 
-constexpr int kBandPixels = 1 << 20;  // A few milliseconds of copying.
+constexpr int kBandPixels = 1 << 18;  // A millisecond or two of copying.
 
 // A part of a side with the border before and behind it.
 struct Span {
@@ -26,13 +27,13 @@ Span spanOf(int begin, int length, int side) {
   return span;
 }
 
-// Copies one row or column of a matrix over others.
-void repeatRow(int from, int first, int last, cv::Mat* image) {
-  for (int row = first; row < last; ++row) image->row(from).copyTo(image->row(row));
-}
-
-void repeatColumn(int from, int first, int last, cv::Mat* image) {
-  for (int column = first; column < last; ++column) image->col(from).copyTo(image->col(column));
+// Copies one row of a matrix over others, asking between bands.
+void repeatRow(int from, int first, int last, WorkProgress* progress, cv::Mat* image) {
+  const int band_rows = std::max(1, kBandPixels / image->cols);
+  for (int row = first; row < last; ++row) {
+    image->row(from).copyTo(image->row(row));
+    if ((row - first) % band_rows == 0) progress->pause();
+  }
 }
 
 }  // namespace
@@ -56,17 +57,14 @@ cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const
   for (int row = 0; row < inner.height; row += band_rows) {
     const cv::Rect band(inner.x, inner.y + row, inner.width,
                         std::min(band_rows, inner.height - row));
-    picture_.rgb(band).copyTo(
-        copy(cv::Rect(columns.before, rows.before + row, band.width, band.height)));
+    cv::Mat target = copy.rowRange(rows.before + row, rows.before + row + band.height);
+    cv::copyMakeBorder(picture_.rgb(band), target, 0, 0, columns.before, columns.behind,
+                       cv::BORDER_REPLICATE | cv::BORDER_ISOLATED);
     progress->pause();
   }
-  repeatColumn(columns.before, 0, columns.before, &copy);
-  repeatColumn(region.width - columns.behind - 1, region.width - columns.behind, region.width,
-               &copy);
-  progress->pause();
-  repeatRow(rows.before, 0, rows.before, &copy);
-  repeatRow(region.height - rows.behind - 1, region.height - rows.behind, region.height, &copy);
-  progress->pause();
+  repeatRow(rows.before, 0, rows.before, progress, &copy);
+  repeatRow(region.height - rows.behind - 1, region.height - rows.behind, region.height, progress,
+            &copy);
   return copy;
 }
 
