@@ -7,6 +7,7 @@
 #include <memory>
 #include <opencv2/imgproc.hpp>
 #include <stdexcept>
+#include <utility>
 
 #include "detector/cascade_driver.h"
 #include "detector/model_store.h"
@@ -32,6 +33,18 @@ double threadMilliseconds() {
   timespec now{};
   clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
   return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
+}
+
+// Of a search as callers have it. One that tells the boxes of each stage calibrates those that it drops too, and takes a
+// third longer with four stages.
+double searchMilliseconds(oznalib::DetectorImpl& detector, float threshold, const cv::Mat& rgb) {
+  float& last = detector.stages.back().threshold;
+  const float none = std::exchange(last, threshold);
+  const double start = threadMilliseconds();
+  oznalib::runCascade(detector, rgb, kSearch);
+  const double taken = threadMilliseconds() - start;
+  last = none;
+  return taken;
 }
 
 double countAbove(const oznalib::CandidateList& list, float threshold) {
@@ -104,10 +117,9 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
                             const Photograph& photograph, int index) {
   const cv::Mat rgb = training::readPhotoRgb(photograph.path);
   PhotographResult result;
-  const double start = threadMilliseconds();
+  result.milliseconds = searchMilliseconds(detector, threshold, rgb);
   oznalib::StageResults stages(detector.stages.size());
   const oznalib::CandidateList found = oznalib::runCascade(detector, rgb, stages, kSearch);
-  result.milliseconds = threadMilliseconds() - start;
   const size_t last = stages.size() - 1;
   // What a stage judges is what the one before lets through; the scan judges every cell.
   const auto before = [&](size_t stage) -> const oznalib::CandidateList& {

@@ -11,7 +11,7 @@
 namespace detector_training {
 namespace {
 
-constexpr double kMostDegrees = 20;
+constexpr double kMostDegrees = 30;
 constexpr int kLeastSide = 120;  // Pixels of a cut; less would leave the scan little to do.
 
 double uniform(cv::RNG& rng, double from, double to) { return rng.uniform(from, to); }
@@ -112,7 +112,7 @@ View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int vari
   if (variant == 0) return view;
   cv::RNG rng = generator(seed, static_cast<std::uint64_t>(variant) + 1);
   if (chance(rng, 0.5)) mirror(view);
-  if (chance(rng, 0.5)) turn(view, std::clamp(rng.gaussian(9), -kMostDegrees, kMostDegrees));
+  if (chance(rng, 0.5)) turn(view, std::clamp(rng.gaussian(12), -kMostDegrees, kMostDegrees));
   if (chance(rng, 0.5)) cut(view, rng);
   if (chance(rng, 0.5)) rescale(view, std::exp(uniform(rng, -0.5, 0.26)));
   if (chance(rng, 0.15)) cv::GaussianBlur(view.rgb, view.rgb, cv::Size(), uniform(rng, 0.5, 1.3));

@@ -18,7 +18,7 @@ struct View {
 
 /// Makes one view of a photograph.
 ///
-/// variant  0: the photograph as it is. Others: mirrored (half of them), turned by up to 20 degrees
+/// variant  0: the photograph as it is. Others: mirrored (half of them), turned by up to 30 degrees
 ///          (a squared upright face turns into a squared tilted one), cut to a part around one of
 ///          its faces, rescaled by 0.6 to 1.3, and now and then blurred, darkened or compressed; all
 ///          at random.

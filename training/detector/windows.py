@@ -89,9 +89,9 @@ def jitter(x, rng, occlude, coloured):
     """Random colours for a batch of floats (N, 3, side, side), 0 to 255, plane 0 first; returns the changed ones.
 
     Hosts pass both channel orders, so a quarter of the windows swap theirs, and one in eight is grey. Gain, contrast and
-    offset vary, and half of the windows are darkened, since faces in the dark are what annotated photographs show least.
-    `occlude` is the share that loses a random rectangle, `coloured` the share that stands in coloured light, a few of them
-    deeply.
+    offset vary, and half of the windows are darkened, some down to a fifth, since faces in the dark are what annotated
+    photographs show least. `occlude` is the share that loses a random rectangle, to a plain colour or to a part of another window;
+    `coloured` is the share that stands in coloured light, a few of them deeply.
     """
     n, _, side, _ = x.shape
     x = x.clone()
@@ -101,7 +101,7 @@ def jitter(x, rng, occlude, coloured):
     x[swap] = x[swap].flip(1)
     grey = chosen(0.125)
     x[grey] = x[grey].mean(1, keepdim=True).expand(-1, 3, -1, -1)
-    light = torch.where(chosen(0.5)[:, None, None, None], torch.exp(uniform(-1.1, 0.3)), torch.ones(()))
+    light = torch.where(chosen(0.5)[:, None, None, None], torch.exp(uniform(-1.6, 0.3)), torch.ones(()))
     x = x * light
     depth = torch.where(chosen(coloured), torch.where(chosen(0.15), 1.2, 0.3), 0.0)[:, None, None, None]
     x = x * torch.exp(depth * torch.from_numpy(rng.uniform(-1, 0.7, (n, 3, 1, 1)).astype(np.float32)))
@@ -110,7 +110,8 @@ def jitter(x, rng, occlude, coloured):
     for i in np.flatnonzero(rng.random(n) < occlude):
         height, width = rng.integers(side // 8, side * 2 // 5, 2)
         top, left = rng.integers(0, side - height), rng.integers(0, side - width)
-        x[i, :, top : top + height, left : left + width] = float(rng.uniform(0, 255))
+        cover = float(rng.uniform(0, 255)) if rng.random() < 0.5 else x[i - 1, :, :height, :width]
+        x[i, :, top : top + height, left : left + width] = cover
     return x.clamp_(0, 255)
 
 

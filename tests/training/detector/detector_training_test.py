@@ -151,6 +151,17 @@ def test_jitter_keeps_shape_and_range_and_changes_colours():
     assert (changed - pixels).abs().mean() > 3
 
 
+def test_a_covering_rectangle_is_plain_or_a_part_of_another_window():
+    plain = torch.full((200, 3, 24, 24), 120.0)
+    plain[::2, :, :, ::2] = 60.0
+    plain[::2, :, :, 1::2] = 180.0
+    changed = w.jitter(plain, np.random.default_rng(6), occlude=1.0, coloured=0.0)[1::2]
+    # A plain window has one shade in each plane, two with a plain rectangle, and more with stripes of the window before it.
+    shades = [len(row[0].unique()) for row in changed]
+    assert 25 < sum(count > 2 for count in shades) < 75
+    assert 25 < sum(count <= 2 for count in shades) < 75
+
+
 def test_about_half_of_the_windows_are_mirrored():
     x = torch.rand(400, 3, 6, 6, generator=torch.Generator().manual_seed(8))
     changed = x.clone()
