@@ -150,7 +150,7 @@ BUILT_IN = BuiltIn(
 )
 
 # The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes a photograph it reaches as many
-# faces as the other at 250, and the scan takes a sixth longer.
+# faces as the other at 250, and the scan takes a twelfth longer.
 # The networks of 24 pixels take a tenth of the time of the last one. The second stage has to look at hundreds of boxes; the third
 # sees those that are left once more, after their first calibration.
 COMPACT_PLAN = [
