@@ -26,6 +26,8 @@ def faces_of(paths):
         except (OSError, ValueError) as error:
             rows.append([path, "", "", "", "", "", str(error)])
             continue
+        if len(faces) == 0:
+            rows.append([path, "", "", "", "", "", ""])  # Looked at, and none found.
         rows.extend([path, *map(float, face), ""] for face in faces)
     return rows
 
