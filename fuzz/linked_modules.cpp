@@ -10,7 +10,9 @@ namespace oznatool {
 
 const HeifModule& heifModule() { return *oznaHeifModule(); }
 
-// Nothing that reads a header asks for it.
+// Nothing that reads a header of an unnamed file asks for them.
 const PictureModule& pictureModule() { std::abort(); }
+const FrameModule& frameModule() { std::abort(); }
+const RawModule& rawModule() { std::abort(); }
 
 }  // namespace oznatool

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 #include <string>
+#include <utility>
 
 namespace oznatool {
 namespace {
@@ -15,7 +16,8 @@ namespace {
 const cv::Scalar kBoxColour(0, 220, 0);  // Red, green, blue.
 const cv::Scalar kTextColour(0, 0, 0);
 const cv::Scalar kOutlineColour(255, 210, 0);
-const cv::Scalar kPointColour(255, 40, 40);
+const cv::Scalar kPointColour(255, 60, 60);
+const cv::Scalar kRimColour(40, 0, 0);
 constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 
 // A run of landmarks that one line joins.
@@ -36,8 +38,12 @@ constexpr std::array<Curve, 9> kCurves = {{{0, 16, false},
                                            {48, 59, true},
                                            {60, 67, true}}};
 
-int lineWidth(const cv::Mat& pixels) {
-  return std::max(1, static_cast<int>(std::lround(std::max(pixels.cols, pixels.rows) / 500.0)));
+// The width of a box's lines: by the face, but seen on a screen that shows the whole photograph, and
+// never so wide that it hides a small face.
+int lineWidth(const cv::Mat& pixels, const cv::Rect& box) {
+  const double side = std::min(box.width, box.height);
+  const double seen = std::max(pixels.cols, pixels.rows) / 1500.0;
+  return std::max(1, static_cast<int>(std::lround(std::min(std::max(side / 60, seen), side / 12))));
 }
 
 // A coordinate as a pixel, held near the image so that it fits an int: what lies further out is not
@@ -67,33 +73,43 @@ void drawFrame(cv::Mat& pixels, const cv::Rect& box, int width) {
   }
 }
 
-void drawScore(cv::Mat& pixels, const cv::Rect& box, float score, int width) {
+// Where the strip of a label goes: above its box, or below, or at the top inside it where the
+// photograph ends on both sides. Empty where it fits nowhere.
+cv::Rect stripFor(const cv::Size& strip, const cv::Rect& box, const cv::Mat& pixels) {
+  const cv::Rect whole({}, pixels.size());
+  const int x = std::clamp(box.x, 0, std::max(0, pixels.cols - strip.width));
+  for (const int y : {box.y - strip.height, box.y + box.height, box.y}) {
+    const cv::Rect place({x, y}, strip);
+    if ((place & whole) == place) return place;
+  }
+  return {};
+}
+
+void drawScore(cv::Mat& pixels, const cv::Rect& box, float score) {
+  constexpr int kSmallestFace = 20;        // Labels of smaller ones hide their neighbours.
+  constexpr double kShareOfFace = 0.006;   // Digits about an eighth of the face high.
   constexpr double kSmallestScale = 0.35;  // Digits about 8 pixels high.
-  constexpr double kShareOfWidth = 0.4;    // A score that is wider hides the eyes.
+  const int side = std::min(box.width, box.height);
+  if (side < kSmallestFace) return;
   std::array<char, 16> text;
   std::snprintf(text.data(), text.size(), "%.2f", static_cast<double>(score));
+  const double scale = std::max(kSmallestScale, kShareOfFace * side);
+  const int stroke = std::max(1, static_cast<int>(std::lround(1.5 * scale)));
+  const int pad = std::max(2, static_cast<int>(std::lround(5 * scale)));
   int below_line = 0;
-  const cv::Size unit = cv::getTextSize(text.data(), kFont, 1.0, 1, &below_line);
-  const double largest_scale = static_cast<double>(box.width - 4 * width) / unit.width;
-  const double scale =
-      std::max(kSmallestScale, std::min(0.4 * width, kShareOfWidth * largest_scale));
-  if (scale > largest_scale) return;
-
-  const int stroke = std::max(1, static_cast<int>(std::lround(scale)));
   const cv::Size size = cv::getTextSize(text.data(), kFont, scale, stroke, &below_line);
-  const cv::Rect strip =
-      cv::Rect(box.x, box.y, size.width + 4 * width, size.height + 4 * width) & box;
-  if (strip.width < size.width + 4 * width || strip.height < size.height + 4 * width) return;
+  const cv::Rect strip = stripFor({size.width + 2 * pad, size.height + 2 * pad}, box, pixels);
+  if (strip.empty()) return;
   cv::rectangle(pixels, strip, kBoxColour, cv::FILLED);
-  cv::putText(pixels, text.data(), {strip.x + 2 * width, strip.y + 2 * width + size.height}, kFont,
-              scale, kTextColour, stroke, cv::LINE_AA);
+  cv::putText(pixels, text.data(), {strip.x + pad, strip.y + pad + size.height}, kFont, scale,
+              kTextColour, stroke, cv::LINE_AA);
 }
 
 // In pixels; a fixed share of the face, so that the landmarks of an eye can be told apart at every
 // size.
 float pointRadius(const Face& face) {
   constexpr float kShareOfFace = 0.012F;
-  constexpr float kSmallest = 0.6F;
+  constexpr float kSmallest = 1.0F;
   constexpr float kLargest = 100.0F;
   const float side = std::min(face.rect.right - face.rect.left, face.rect.bottom - face.rect.top);
   return std::clamp(side * kShareOfFace, kSmallest, kLargest);
@@ -128,9 +144,13 @@ void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
 void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius) {
   for (size_t i = 0; i < points.size() / 2; ++i) {
     if (!isFinite(points, i)) continue;
-    cv::circle(pixels, landmarkPixel(pixels, points, i),
-               static_cast<int>(std::lround(radius * kFraction)), kPointColour, cv::FILLED,
-               cv::LINE_AA, kFractionBits);
+    // A dark rim, so that they are seen on skin and on white alike.
+    for (const auto& [size, colour] :
+         {std::pair(1.4F * radius, kRimColour), std::pair(radius, kPointColour)}) {
+      cv::circle(pixels, landmarkPixel(pixels, points, i),
+                 static_cast<int>(std::lround(size * kFraction)), colour, cv::FILLED, cv::LINE_AA,
+                 kFractionBits);
+    }
   }
 }
 
@@ -138,16 +158,19 @@ void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius)
 
 void annotate(cv::Mat& pixels, const std::vector<Face>& faces) {
   constexpr size_t kOutlinedLandmarks = 68;
-  const int width = lineWidth(pixels);
   for (const Face& face : faces) {
     const cv::Rect box = boxPixels(pixels, face.rect);
-    if (!box.empty()) drawFrame(pixels, box, width);
-    if (!box.empty() && face.score) drawScore(pixels, box, *face.score, width);
+    if (!box.empty()) drawFrame(pixels, box, lineWidth(pixels, box));
     const float radius = pointRadius(face);
     if (face.points.size() == 2 * kOutlinedLandmarks) {
       drawOutline(pixels, face.points, std::max(1, static_cast<int>(radius)));
     }
     drawPoints(pixels, face.points, radius);
+  }
+  // Labels last: the drawings of a neighbour would cross them.
+  for (const Face& face : faces) {
+    const cv::Rect box = boxPixels(pixels, face.rect);
+    if (!box.empty() && face.score) drawScore(pixels, box, *face.score);
   }
 }
 

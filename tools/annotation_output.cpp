@@ -9,6 +9,8 @@
 #include "tools/annotate.h"
 #include "tools/exit_code.h"
 #include "tools/image_encoder.h"
+#include "tools/output/existing_files.h"
+#include "tools/output/picture_metadata.h"
 #include "tools/output_file.h"
 #include "tools/streams.h"
 
@@ -21,10 +23,20 @@ namespace fs = std::filesystem;
   throw Failure(kExitOutput, printable(path) + ": " + reason);
 }
 
+bool isStandardOutput(const std::string& target) { return target == "-"; }
+
 bool isDirectoryTarget(const std::string& target, const InputOptions& inputs) {
   std::error_code error;
-  return Inputs::maySeveral(inputs) || (!target.empty() && target.back() == '/') ||
-         fs::is_directory(target, error);
+  const bool is_there = fs::is_directory(target, error);
+  const bool is_named = !target.empty() && target.back() == '/';
+  if (is_there || is_named || isStandardOutput(target)) return !isStandardOutput(target);
+  if (!Inputs::maySeveral(inputs)) return false;
+  if (namesImageFormat(target)) {
+    throw Failure(kExitUsage, printable(target) +
+                                  " is one picture, and there may be several photographs: name a "
+                                  "directory, or end it in /");
+  }
+  return true;
 }
 
 }  // namespace
@@ -32,9 +44,17 @@ bool isDirectoryTarget(const std::string& target, const InputOptions& inputs) {
 AnnotationOutput::AnnotationOutput(const std::string& target, const Options& options)
     : target_(target),
       is_directory_(isDirectoryTarget(target, options.inputs)),
-      taken_(options.resume.empty() ? Taken::kAnotherName : Taken::kEqualServes) {
+      taken_(takenOf(options)),
+      written_(std::make_shared<std::unordered_set<std::string>>()) {
+  if (isStandardOutput(target)) {
+    if (Inputs::maySeveral(options.inputs)) {
+      throw Failure(kExitUsage, "-o - takes one photograph: standard output holds one picture");
+    }
+    return;
+  }
   if (is_directory_) {
     makeDirectory(target);
+    if (taken_ == Taken::kReplaced) refuseToOverwritePhotographs(target, options.inputs.names);
     return;
   }
   std::error_code error;
@@ -48,20 +68,45 @@ AnnotationOutput::AnnotationOutput(const std::string& target, const Options& opt
     fail(target, "its directory does not exist");
 }
 
+std::string AnnotationOutput::nameFor(const Input& input) const {
+  std::string name = is_directory_ || isStandardOutput(target_) ? input.place : target_;
+  if (!namesImageFormat(name)) name += ".png";
+  return name;
+}
+
+bool AnnotationOutput::isThere(const Input& input) const {
+  std::error_code error;
+  if (isStandardOutput(target_)) return false;
+  const std::string name = nameFor(input);
+  return fs::exists(is_directory_ ? fs::path(target_) / name : fs::path(name), error);
+}
+
+void AnnotationOutput::write(const Input& input, const std::string& name,
+                             const Bytes& bytes) const {
+  if (isStandardOutput(target_)) {
+    writeBytes(bytes);
+  } else if (!is_directory_) {
+    replaceFile(target_, bytes.data(), bytes.size());
+  } else {
+    // Another photograph of this run may have the same name.
+    const bool is_first = written_->insert(name).second;
+    const bool replaces = taken_ == Taken::kReplaced && is_first;
+    if (replaces) refuseToOverwritePhotographs(target_, {input.path});
+    writeNewFile(target_, name, bytes,
+                 taken_ == Taken::kReplaced && !is_first ? Taken::kAnotherName : taken_);
+  }
+}
+
 PreparedFiles AnnotationOutput::prepare(const Input& input, const Record& record,
                                         Photograph* photograph) const {
-  std::string name = is_directory_ ? input.place : target_;
-  if (!namesImageFormat(name)) name += ".png";
+  const std::string name = nameFor(input);
   annotate(photograph->pixels, record.faces);
+  const cv::Size size = photograph->pixels.size();
   // Shared, since a function object must be copyable.
-  const auto bytes = std::make_shared<const Bytes>(encodePicture(name, photograph->pixels));
-  return {static_cast<std::int64_t>(bytes->size()), [this, name, bytes](Record* /*record*/) {
-            if (is_directory_) {
-              writeNewFile(target_, name, *bytes, taken_);
-            } else {
-              replaceFile(target_, bytes->data(), bytes->size());
-            }
-          }};
+  const auto bytes = std::make_shared<const Bytes>(withMetadata(
+      encodePicture(name, photograph->pixels, photograph->alpha), photograph->metadata, size));
+  return {static_cast<std::int64_t>(bytes->size()),
+          [this, input, name, bytes](Record* /*record*/) { write(input, name, *bytes); }};
 }
 
 }  // namespace oznatool

@@ -89,7 +89,8 @@ class Bench {
     const auto reduction_of = [this](const cv::Size& upright) {
       return models_.reductionFor(upright);
     };
-    ReadFile file = readWithin(budget, path, margin, reduction_of, interrupted);
+    ReadFile file =
+        readWithin(budget, {path, path}, margin, reduction_of, Purpose::kSearch, interrupted);
     lap();
     const Photograph photograph = decodeFile(path, &file, margin);
     lap();

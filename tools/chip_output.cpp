@@ -4,16 +4,34 @@
 
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 #include "tools/chip.h"
 #include "tools/image_encoder.h"
+#include "tools/output/existing_files.h"
 #include "tools/output_file.h"
 
 namespace oznatool {
+namespace {
+
+std::string stemOf(const Input& input) {
+  const std::filesystem::path place(input.place);
+  return (place.parent_path() / place.stem()).string();
+}
+
+}  // namespace
 
 ChipOutput::ChipOutput(const std::string& directory, int side_px, Taken taken)
-    : directory_(directory), side_px_(side_px), taken_(taken) {
+    : directory_(directory),
+      side_px_(side_px),
+      taken_(taken),
+      written_(std::make_shared<std::unordered_set<std::string>>()) {
   makeDirectory(directory);
+}
+
+bool ChipOutput::isThere(const Input& input) const {
+  std::error_code error;
+  return std::filesystem::exists(directory_ + "/" + stemOf(input) + "-1.png", error);
 }
 
 PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
@@ -26,13 +44,15 @@ PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
     files->push_back(chip.empty() ? Bytes() : encodePicture(input.place + ".png", chip));
     prepared.bytes += static_cast<std::int64_t>(files->back().size());
   }
-  const std::filesystem::path place(input.place);
-  const std::string stem = (place.parent_path() / place.stem()).string();
-  prepared.write = [this, files, stem](Record* written) {
+  prepared.write = [this, files, stem = stemOf(input), path = input.path](Record* written) {
+    if (taken_ == Taken::kReplaced) refuseToOverwritePhotographs(directory_, {path});
     for (size_t i = 0; i < files->size(); ++i) {
       if ((*files)[i].empty()) continue;
       const std::string name = stem + "-" + std::to_string(i + 1) + ".png";
-      written->faces[i].chip = writeNewFile(directory_, name, (*files)[i], taken_);
+      // Another photograph of this run may have the same name.
+      const bool is_first = written_->insert(name).second;
+      const Taken taken = taken_ == Taken::kReplaced && !is_first ? Taken::kAnotherName : taken_;
+      written->faces[i].chip = writeNewFile(directory_, name, (*files)[i], taken);
     }
   };
   return prepared;

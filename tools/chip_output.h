@@ -3,7 +3,9 @@
 #ifndef OZNA_TOOLS_CHIP_OUTPUT_H_
 #define OZNA_TOOLS_CHIP_OUTPUT_H_
 
+#include <memory>
 #include <string>
+#include <unordered_set>
 
 #include "tools/output_file.h"
 #include "tools/side_output.h"
@@ -20,6 +22,8 @@ class ChipOutput : public SideOutput {
   /// taken  What to do with a name that is taken: see output_file.h.
   ChipOutput(const std::string& directory, int side_px, Taken taken);
 
+  bool isThere(const Input& input) const override;
+
   /// Faces without five landmarks get no chip. Sets the chips of the record's faces.
   PreparedFiles prepare(const Input& input, const Record& record,
                         Photograph* photograph) const override;
@@ -28,6 +32,8 @@ class ChipOutput : public SideOutput {
   std::string directory_;
   int side_px_;
   Taken taken_;
+  // The names that this run wrote: used by write alone, which runs in one thread at a time.
+  std::shared_ptr<std::unordered_set<std::string>> written_;
 };
 
 }  // namespace oznatool

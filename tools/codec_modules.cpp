@@ -25,6 +25,16 @@ const HeifModule& heifModule() {
   return module;
 }
 
+const FrameModule& frameModule() {
+  static const FrameModule& module = load<FrameModule>("ozna-frames.so", "oznaFrameModule");
+  return module;
+}
+
+const RawModule& rawModule() {
+  static const RawModule& module = load<RawModule>("ozna-raw.so", "oznaRawModule");
+  return module;
+}
+
 const PictureModule& pictureModule() {
   static const PictureModule& module = load<PictureModule>("ozna-pictures.so", "oznaPictureModule");
   return module;

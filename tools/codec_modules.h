@@ -25,6 +25,8 @@ struct HeifModule {
   /// in the calling thread. Empty where it cannot be decoded or is not of the promised size, which
   /// shows when the coded picture is decoded.
   cv::Mat (*decode)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  /// The colour profile of the main image; empty where it has none.
+  std::vector<unsigned char> (*colourProfile)(const unsigned char* bytes, size_t size);
   const char* (*version)();
 };
 
@@ -34,11 +36,40 @@ struct PictureModule {
   /// Decodes into 8-bit blue, green, red. Empty where no decoder takes the bytes, and where one finds
   /// a picture of more pixels than promised: it is stopped before it decodes them.
   cv::Mat (*decode)(const std::vector<unsigned char>& bytes, std::int64_t promised_pixels);
+  /// Decodes the alpha channel alone, of 8 bits. Empty where there is none, and as decode.
+  cv::Mat (*decodeAlpha)(const std::vector<unsigned char>& bytes, std::int64_t promised_pixels);
   /// Whether the ending of a file name, as ".png", stands for a format that can be written.
   bool (*canEncode)(const std::string& name);
-  /// Encodes 8-bit blue, green, red. False where the format has no room for the picture.
+  /// Encodes 8-bit blue, green, red, and alpha where there are four channels. False where the format has no room for the picture.
   bool (*encode)(const std::string& ending, const cv::Mat& pixels,
                  std::vector<unsigned char>* bytes);
+};
+
+/// The functions of ozna-frames.so: pictures that move. Any thread may call them. They decode the first
+/// frame into 8-bit red, green, blue of the promised size; empty where it cannot be decoded or the file
+/// is of another size. An alpha channel is dropped without blending.
+struct FrameModule {
+  cv::Mat (*gif)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  cv::Mat (*webp)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+};
+
+/// What a raw photograph tells of its full picture.
+struct RawHead {
+  cv::Size stored;      ///< In pixels, at least 1 by 1.
+  int orientation = 1;  ///< See orientation.h.
+};
+
+/// The functions of ozna-raw.so: raw photographs of cameras. Any thread may call them. Of exceptions they
+/// let failed allocations alone through.
+struct RawModule {
+  /// Nothing where the library does not know the file.
+  std::optional<RawHead> (*head)(const unsigned char* bytes, size_t size);
+  /// The largest embedded JPEG picture, as stored; empty where there is none.
+  std::vector<unsigned char> (*preview)(const unsigned char* bytes, size_t size);
+  /// Develops the full picture at half its sides, into 8-bit red, green, blue, as stored. Empty where
+  /// that is not possible or the full picture is not of the promised size.
+  cv::Mat (*develop)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  const char* (*version)();
 };
 
 /// A module that is missing or cannot be loaded; the text says which and why.
@@ -52,6 +83,8 @@ class MissingModule : public std::runtime_error {
 /// Errors  MissingModule. Threads  Any.
 const HeifModule& heifModule();
 const PictureModule& pictureModule();
+const FrameModule& frameModule();
+const RawModule& rawModule();
 
 }  // namespace oznatool
 

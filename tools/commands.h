@@ -8,7 +8,7 @@
 
 namespace oznatool {
 
-/// detect, align, annotate, crop: finds the faces of photographs and writes what the options ask
+/// detect, align, annotate, crop, report: finds the faces of photographs and writes what the options ask
 /// for. All commands throw Failure where they cannot begin or cannot write their data.
 ExitCode faceCommand(const Options& options);
 

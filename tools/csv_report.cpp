@@ -25,6 +25,11 @@ std::string nameField(const std::string& name, bool safe_cells) {
   return csvField(safe_cells ? safeCell(name) : name);
 }
 
+std::string stampColumns(const Record& record) {
+  if (!record.stamp) return ",,";
+  return "," + std::to_string(record.stamp->bytes) + "," + record.stamp->modified;
+}
+
 std::string faceColumns(const Face& face, size_t index, bool safe_cells) {
   std::string row = "," + std::to_string(index + 1);
   for (const float edge : {face.rect.left, face.rect.top, face.rect.right, face.rect.bottom}) {
@@ -38,7 +43,8 @@ std::string faceColumns(const Face& face, size_t index, bool safe_cells) {
 
 std::string csvHeading(int point_count) {
   std::string heading =
-      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message";
+      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message,"
+      "bytes,modified";
   for (int i = 0; i < point_count; ++i) {
     heading += ",x" + std::to_string(i) + ",y" + std::to_string(i);
   }
@@ -53,16 +59,18 @@ std::string csvRows(const Record& record, int point_count, bool safe_cells) {
   if (record.failure) {
     return path + empties(kPhotographColumns + kFaceColumns) + "," +
            nameOf(record.failure->kind()) + "," + csvField(record.failure->reason()) +
-           empties(point_columns) + "\n";
+           stampColumns(record) + empties(point_columns) + "\n";
   }
   const std::string photograph =
       path + "," + std::to_string(record.size.width) + "," + std::to_string(record.size.height) +
       "," + std::to_string(record.orientation) + "," + std::to_string(record.faces.size());
-  if (record.faces.empty()) return photograph + empties(kFaceColumns + 2 + point_columns) + "\n";
+  if (record.faces.empty())
+    return photograph + empties(kFaceColumns + 2) + stampColumns(record) + empties(point_columns) +
+           "\n";
   std::string rows;
   for (size_t i = 0; i < record.faces.size(); ++i) {
     const std::vector<float>& points = record.faces[i].points;
-    rows += photograph + faceColumns(record.faces[i], i, safe_cells) + ",,";
+    rows += photograph + faceColumns(record.faces[i], i, safe_cells) + ",," + stampColumns(record);
     for (const float coordinate : points) rows += "," + number(coordinate);
     rows += empties(point_columns - std::min(point_columns, points.size())) + "\n";
   }

@@ -22,6 +22,7 @@ enum ExitCode : int {
   kExitQuietNone = 1,      ///< With --quiet: no face was found.
   kExitQuietError = 2,     ///< With --quiet: no face was found, and something went wrong.
   kExitInterrupted = 130,  ///< Ended by an interrupt; what was done before is written.
+  kExitTerminated = 143,   ///< The same by a request to end, SIGTERM.
 };
 
 /// A failure with its message, without the program's name in front, and the exit status that it

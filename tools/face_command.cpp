@@ -1,12 +1,17 @@
-// ozna detect, align, annotate and crop: they differ in what they write beside the records.
+// ozna detect, align, annotate, crop and report: they differ in what they write beside the records.
 
+#include <filesystem>
 #include <memory>
 
 #include "tools/annotation_output.h"
 #include "tools/chip_output.h"
 #include "tools/commands.h"
+#include "tools/image_encoder.h"
+#include "tools/output/existing_files.h"
+#include "tools/output/report_output.h"
 #include "tools/photograph_run.h"
 #include "tools/sidecar_output.h"
+#include "tools/streams.h"
 
 namespace oznatool {
 
@@ -14,11 +19,22 @@ ExitCode faceCommand(const Options& options) {
   // Outputs before models: a directory that cannot be made is told at once.
   std::vector<std::unique_ptr<SideOutput>> owned;
   if (!options.chips.empty()) {
-    owned.push_back(std::make_unique<ChipOutput>(
-        options.chips, options.chip_side,
-        options.resume.empty() ? Taken::kAnotherName : Taken::kEqualServes));
+    // A picture a face: one name for all of them is a mistake.
+    const bool is_there = std::filesystem::is_directory(options.chips);
+    if (options.chips == "-" || (!is_there && namesImageFormat(options.chips))) {
+      throw Failure(kExitUsage,
+                    printable(options.chips) +
+                        " is one picture, and crop writes one a face: name a directory");
+    }
+    if (options.existing == Existing::kOverwrite) {
+      refuseToOverwritePhotographs(options.chips, options.inputs.names);
+    }
+    owned.push_back(
+        std::make_unique<ChipOutput>(options.chips, options.chip_side, takenOf(options)));
   }
-  if (!options.xmp.empty()) owned.push_back(std::make_unique<SidecarOutput>(options.xmp));
+  if (!options.report.empty()) owned.push_back(std::make_unique<ReportOutput>(options.report));
+  if (!options.xmp.empty())
+    owned.push_back(std::make_unique<SidecarOutput>(options.xmp, options.xmp_by_stem));
   // The last one, since it draws into the photograph.
   if (!options.annotate.empty()) {
     owned.push_back(std::make_unique<AnnotationOutput>(options.annotate, options));
@@ -26,8 +42,15 @@ ExitCode faceCommand(const Options& options) {
   std::vector<const SideOutput*> outputs;
   for (const auto& output : owned) outputs.push_back(output.get());
 
-  const FaceModels models(options);
-  return runPhotographs(models, outputs);
+  // A second run would find what the first one drew and cut out, and take it for photographs.
+  Options run = options;
+  for (const std::string& folder : {options.annotate, options.chips}) {
+    if (!folder.empty()) run.inputs.left_out.push_back(folder);
+  }
+  const FaceModels models(run);
+  const ExitCode status = runPhotographs(models, outputs);
+  for (const SideOutput* output : outputs) output->finish();
+  return status;
 }
 
 }  // namespace oznatool

@@ -56,6 +56,10 @@ std::vector<Face> FaceFinder::find(const Photograph& photograph) {
 std::vector<Face> FaceFinder::search(const Photograph& photograph) {
   if (!search_) return {givenFace(photograph, *models_.options().box)};
   std::vector<Face> faces = search_->find(photograph);
+  const float least = models_.options().min_score;
+  faces.erase(std::remove_if(faces.begin(), faces.end(),
+                             [least](const Face& face) { return !(*face.score >= least); }),
+              faces.end());
   chooseFaces(models_.options().choice, &faces);
   return faces;
 }

@@ -3,6 +3,8 @@
 #include "tools/file_bytes.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <system_error>
 
 #include "tools/input_file.h"
 #include "tools/photograph_failure.h"
@@ -14,7 +16,8 @@ constexpr std::int64_t kLargestFile = std::int64_t{1} << 30;  // In bytes.
 
 }  // namespace
 
-std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t largest) {
+std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t largest,
+                                         std::optional<FileStamp>* stamp) {
   const std::int64_t limit = std::min(largest, kLargestFile);
   const auto refuse = [&path, limit] {
     throw PhotographFailure(path, FailureKind::kMemory,
@@ -23,6 +26,7 @@ std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t l
   std::vector<unsigned char> bytes;
   try {
     InputFile file(path);
+    if (stamp != nullptr) *stamp = stampOf(file.status());
     // The size is a hint for the first allocation only: a pipe has none.
     if (file.size() > limit) refuse();
     bytes.resize(static_cast<size_t>(file.size()) + 4096);
@@ -37,7 +41,10 @@ std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t l
     }
     bytes.resize(filled);
   } catch (const Unreadable& problem) {
-    throw PhotographFailure(path, FailureKind::kRead, problem.what());
+    std::error_code error;
+    const bool is_folder = std::filesystem::is_directory(path, error);
+    throw PhotographFailure(path, FailureKind::kRead,
+                            problem.what() + std::string(is_folder ? "; -r looks into it" : ""));
   }
   if (bytes.empty()) throw PhotographFailure(path, FailureKind::kFormat, "is empty");
   return bytes;

@@ -10,6 +10,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "tools/csv.h"
@@ -55,9 +56,25 @@ std::optional<std::string> pathIn(const nlohmann::json& line) {
   return bytesOfHex(line["path_hex"].get<std::string>());
 }
 
-// The paths of JSON lines. end  Receives the number of bytes of whole lines.
-std::vector<std::string> jsonPaths(const std::string& path, const std::string& text, size_t* end) {
-  std::vector<std::string> paths;
+// A photograph of a former output.
+struct Former {
+  std::string path;
+  std::optional<FileStamp> stamp;
+};
+
+std::optional<FileStamp> stampIn(const nlohmann::json& line) {
+  const auto bytes = line.find("bytes");
+  const auto modified = line.find("modified");
+  if (bytes == line.end() || modified == line.end() || !bytes->is_number_integer() ||
+      !modified->is_string()) {
+    return std::nullopt;
+  }
+  return FileStamp{bytes->get<std::int64_t>(), modified->get<std::string>()};
+}
+
+// The photographs of JSON lines. end  Receives the number of bytes of whole lines.
+std::vector<Former> formerOfJson(const std::string& path, const std::string& text, size_t* end) {
+  std::vector<Former> paths;
   *end = 0;
   for (size_t next = 0; (next = text.find('\n', *end)) != std::string::npos; *end = next + 1) {
     const nlohmann::json line = nlohmann::json::parse(
@@ -67,25 +84,45 @@ std::vector<std::string> jsonPaths(const std::string& path, const std::string& t
     if (!photograph) {
       fail(path, "line " + std::to_string(paths.size() + 1) + " is no record of ozna --json");
     }
-    paths.push_back(*photograph);
+    paths.push_back({*photograph, stampIn(line)});
   }
   return paths;
 }
 
-// The paths of CSV rows. A photograph whose last faces are missing, as a full disk leaves it, does
+// The stamp in a row of CSV, whose columns the heading names.
+std::optional<FileStamp> stampIn(const std::vector<std::string>& heading,
+                                 const std::vector<std::string>& fields) {
+  enum Column : size_t { kBytes = 14, kModified = 15, kCount = 16 };
+  if (heading.size() < kCount || fields.size() < kCount || heading[kBytes] != "bytes" ||
+      heading[kModified] != "modified") {
+    return std::nullopt;
+  }
+  const std::string& digits = fields[kBytes];
+  FileStamp stamp;
+  stamp.modified = fields[kModified];
+  const char* const end = digits.data() + digits.size();
+  if (digits.empty() || std::from_chars(digits.data(), end, stamp.bytes).ptr != end) {
+    return std::nullopt;
+  }
+  return stamp;
+}
+
+// The photographs of CSV rows. A photograph whose last faces are missing, as a full disk leaves it, does
 // not count. end  Receives the number of bytes of the rows that count.
-std::vector<std::string> csvPaths(const std::string& text, size_t* end) {
-  enum Column : size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6 };
-  std::vector<CsvRow> rows = csvRowsOf(text, kNeeded);
+std::vector<Former> formerOfCsv(const std::string& text, size_t* end) {
+  enum Column : size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6, kRead = 16 };
+  std::vector<CsvRow> rows = csvRowsOf(text, kRead);
   const auto is_within = [](const CsvRow& row) {
-    return row.fields.size() == kNeeded && row.fields[kFace] != row.fields[kFaces] &&
+    return row.fields.size() >= kNeeded && row.fields[kFace] != row.fields[kFaces] &&
            !row.fields[kFace].empty();
   };
   // The heading has other words in both columns.
   while (rows.size() > 1 && is_within(rows.back())) rows.pop_back();
   *end = rows.empty() ? 0 : rows.back().end;
-  std::vector<std::string> paths;
-  for (size_t i = 1; i < rows.size(); ++i) paths.push_back(rows[i].fields[kPath]);
+  std::vector<Former> paths;
+  for (size_t i = 1; i < rows.size(); ++i) {
+    paths.push_back({rows[i].fields[kPath], stampIn(rows[0].fields, rows[i].fields)});
+  }
   return paths;
 }
 
@@ -100,16 +137,19 @@ bool isStandardOutput(const std::string& path) {
 
 FormerOutput::FormerOutput(const std::string& path) {
   const std::string text = readText(path);
-  std::vector<std::string> paths;
+  std::vector<Former> former;
   size_t end = 0;
   if (text.rfind('{', 0) == 0) {
-    paths = jsonPaths(path, text, &end);
+    former = formerOfJson(path, text, &end);
   } else if (text.rfind("path,", 0) == 0) {
-    paths = csvPaths(text, &end);
+    former = formerOfCsv(text, &end);
   } else if (!text.empty()) {
     fail(path, "is no output of ozna --json or --format csv");
   }
-  photographs_.insert(paths.begin(), paths.end());
+  // The last record of a photograph counts.
+  for (Former& photograph : former) {
+    photographs_[photograph.path] = std::move(photograph.stamp);
+  }
 
   if (!isStandardOutput(path)) return;
   continued_ = end > 0;
@@ -123,6 +163,14 @@ FormerOutput::FormerOutput(const std::string& path) {
 bool FormerOutput::has(const std::string& photograph) const {
   if (photographs_.empty()) return false;
   return photographs_.count(photograph) > 0 || photographs_.count(safeCell(photograph)) > 0;
+}
+
+bool FormerOutput::isReplaced(const std::string& photograph) const {
+  auto found = photographs_.find(photograph);
+  if (found == photographs_.end()) found = photographs_.find(safeCell(photograph));
+  if (found == photographs_.end() || !found->second) return false;
+  const std::optional<FileStamp> now = stampOf(photograph);
+  return now && !(*now == *found->second);
 }
 
 }  // namespace oznatool

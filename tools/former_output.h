@@ -3,8 +3,12 @@
 #ifndef OZNA_TOOLS_FORMER_OUTPUT_H_
 #define OZNA_TOOLS_FORMER_OUTPUT_H_
 
+#include <optional>
 #include <string>
-#include <unordered_set>
+#include <unordered_map>
+#include <vector>
+
+#include "tools/photograph/file_stamp.h"
 
 namespace oznatool {
 
@@ -24,13 +28,17 @@ class FormerOutput {
   explicit FormerOutput(const std::string& path);
 
   bool has(const std::string& photograph) const;
+  /// Whether its file has another size or time now than it had then. False where the output does not
+  /// tell, as those of older versions, and where there is no file now.
+  bool isReplaced(const std::string& photograph) const;
   size_t size() const { return photographs_.size(); }
 
   /// Whether standard output goes on in this file behind a line of it.
   bool isContinued() const { return continued_; }
 
  private:
-  std::unordered_set<std::string> photographs_;  // Their names, byte for byte.
+  // By their names, byte for byte.
+  std::unordered_map<std::string, std::optional<FileStamp>> photographs_;
   bool continued_ = false;
 };
 

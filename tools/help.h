@@ -1,4 +1,4 @@
-/// The help texts of the program: one screen each.
+/// The help texts of the program: at most a screen and a half each.
 
 #ifndef OZNA_TOOLS_HELP_H_
 #define OZNA_TOOLS_HELP_H_
@@ -7,7 +7,8 @@
 
 namespace oznatool {
 
-/// The help of a command, or of the program for an empty name: at most 24 lines of 80 characters.
+/// The help of a command, in at most 48 lines of 80 characters, or of the program for any other name,
+/// in 24.
 std::string helpText(const std::string& command);
 
 }  // namespace oznatool

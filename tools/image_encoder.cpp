@@ -2,7 +2,10 @@
 
 #include "tools/image_encoder.h"
 
+#include <algorithm>
+#include <array>
 #include <filesystem>
+#include <opencv2/core.hpp>
 
 #include "tools/codec_modules.h"
 #include "tools/exit_code.h"
@@ -21,6 +24,15 @@ const PictureModule& pictures(const std::string& name) {
   }
 }
 
+constexpr std::array<int, 8> kEachToItsOwn = {0, 0, 1, 1, 2, 2, 3, 3};
+
+bool hasAlpha(std::string ending) {
+  std::transform(ending.begin(), ending.end(), ending.begin(), [](char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  });
+  return ending == ".png" || ending == ".webp" || ending == ".tif" || ending == ".tiff";
+}
+
 }  // namespace
 
 bool namesImageFormat(const std::string& name) {
@@ -28,7 +40,7 @@ bool namesImageFormat(const std::string& name) {
   return path.has_extension() && pictures(name).canEncode(path.filename().string());
 }
 
-Bytes encodePicture(const std::string& name, cv::Mat& pixels) {
+Bytes encodePicture(const std::string& name, cv::Mat& pixels, const cv::Mat& alpha) {
   exchangeRedAndBlue(pixels);
   const std::string ending = std::filesystem::path(name).extension().string();
   Bytes bytes;
@@ -36,7 +48,14 @@ Bytes encodePicture(const std::string& name, cv::Mat& pixels) {
   bool encoded = false;
   {
     const QuietStandardError quiet;
-    encoded = module.encode(ending, pixels, &bytes);
+    if (alpha.size() == pixels.size() && hasAlpha(ending)) {
+      cv::Mat together(pixels.size(), CV_8UC4);
+      const std::array<cv::Mat, 2> parts = {pixels, alpha};
+      cv::mixChannels(parts.data(), parts.size(), &together, 1, kEachToItsOwn.data(), 4);
+      encoded = module.encode(ending, together, &bytes);
+    } else {
+      encoded = module.encode(ending, pixels, &bytes);
+    }
   }
   if (!encoded) {
     throw Failure(kExitOutput, printable(name) + ": this image cannot be written as " + ending);

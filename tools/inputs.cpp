@@ -11,9 +11,12 @@
 #include <cerrno>
 #include <cstdint>
 #include <filesystem>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
+#include "tools/input_file.h"
+#include "tools/photograph/raw_photograph.h"
 #include "tools/streams.h"
 #include "tools/system_reason.h"
 
@@ -24,22 +27,25 @@ namespace fs = std::filesystem;
 
 constexpr size_t kLongestName = 65536;  // In bytes. The system takes shorter ones alone.
 
-constexpr std::array<const char*, 17> kEndings = {
-    ".jpg",  ".jpeg", ".jpe",  ".jfif", ".png", ".tif", ".tiff", ".webp", ".heic",
-    ".heif", ".hif",  ".avif", ".bmp",  ".jp2", ".ppm", ".pgm",  ".pnm"};
+constexpr std::array<const char*, 20> kEndings = {
+    ".jpg", ".jpeg", ".jpe", ".jfif", ".png", ".tif", ".tiff", ".webp", ".heic", ".heif",
+    ".hif", ".avif", ".bmp", ".jp2",  ".ppm", ".pgm", ".pnm",  ".pbm",  ".pam",  ".gif"};
+
+// Hidden files, such as thumbnails and the shadow files that some systems leave, are no photographs
+// of the user.
+bool isHidden(const fs::path& path) { return path.filename().string().rfind('.', 0) == 0; }
 
 std::string placeOf(const std::string& path) {
   const std::string name = fs::path(path).filename().string();
   return name.empty() ? path : name;
 }
 
-// What a folder holds, by name: hidden files, such as thumbnails and the shadow files that some
-// systems leave, are no photographs of the user.
-std::vector<fs::directory_entry> visibleEntries(const fs::path& folder, std::error_code* error) {
+// What a folder holds, by name.
+std::vector<fs::directory_entry> entriesOf(const fs::path& folder, std::error_code* error) {
   std::vector<fs::directory_entry> entries;
   fs::directory_iterator at(folder, *error);
   for (const fs::directory_iterator end; !*error && at != end; at.increment(*error)) {
-    if (at->path().filename().string().rfind('.', 0) != 0) entries.push_back(*at);
+    entries.push_back(*at);
   }
   std::sort(entries.begin(), entries.end(),
             [](const auto& a, const auto& b) { return a.path().native() < b.path().native(); });
@@ -47,6 +53,17 @@ std::vector<fs::directory_entry> visibleEntries(const fs::path& folder, std::err
 }
 
 }  // namespace
+
+bool beginsAsPicture(const char* bytes, size_t size) {
+  using namespace std::string_view_literals;
+  const std::string_view text(bytes, size);
+  for (const std::string_view mark : {"\xFF\xD8\xFF"sv, "\x89PNG\r\n\x1A\n"sv, "II*\0"sv, "MM\0*"sv,
+                                      "GIF89a"sv, "GIF87a"sv, "\0\0\0\x0CjP  "sv}) {
+    if (text.substr(0, mark.size()) == mark) return true;
+  }
+  return (text.substr(0, 4) == "RIFF"sv && text.substr(std::min<size_t>(8, size), 4) == "WEBP"sv) ||
+         (size >= 12 && text.substr(0, 3) == "\0\0\0"sv && text.substr(4, 4) == "ftyp"sv);
+}
 
 bool isOfShard(const std::string& path, const Shard& shard) {
   // The 64 bit FNV-1a hash (Fowler, Noll and Vo), the same on every machine; its upper half, which
@@ -64,10 +81,11 @@ bool hasPhotographEnding(const std::string& name) {
   for (char& c : ending) {
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
   }
-  return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end();
+  return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end() ||
+         hasRawEnding(name);
 }
 
-Inputs::Inputs(const InputOptions& options, std::function<bool(const std::string&)> skip)
+Inputs::Inputs(const InputOptions& options, std::function<bool(const Input&)> skip)
     : options_(options), skip_(std::move(skip)), thread_(startThread([this] { gather(); })) {}
 
 Inputs::~Inputs() {
@@ -100,6 +118,11 @@ bool Inputs::maySeveral(const InputOptions& options) {
 ExitCode Inputs::status() const {
   const std::lock_guard<std::mutex> lock(mutex_);
   return status_;
+}
+
+RunSummary Inputs::leftOut() const {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  return left_out_;
 }
 
 // The life of the thread. Nothing may leave it.
@@ -151,14 +174,23 @@ void Inputs::gatherFolder(const std::string& folder) {
     waiting.pop_back();
     std::error_code error;
     std::vector<fs::path> below;
-    for (const fs::directory_entry& entry : visibleEntries(current, &error)) {
+    for (const fs::directory_entry& entry : entriesOf(current, &error)) {
       std::error_code ignored;
-      // Links to folders are not followed: they may lead in a circle.
-      if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
+      const std::string path = entry.path().string();
+      const bool is_folder = entry.is_directory(ignored);
+      if (isHidden(entry.path())) {
+        passOver("hidden");
+      } else if (is_folder && entry.is_symlink(ignored)) {
+        passOver("linked folder");  // It may lead in a circle.
+      } else if (is_folder && isLeftOut(path)) {
+        passOver("folder of results");
+      } else if (is_folder) {
         below.push_back(entry.path());
-      } else if (hasPhotographEnding(entry.path().string()) && !entry.is_directory(ignored)) {
-        add({entry.path().string(), entry.path().lexically_relative(folder).string()});
+      } else if (hasPhotographEnding(path)) {
+        add({path, entry.path().lexically_relative(folder).string()});
         ++found;
+      } else {
+        passOver(kindOfFile(path));
       }
     }
     // A folder that cannot be read is an input that fails, with its reason.
@@ -168,9 +200,29 @@ void Inputs::gatherFolder(const std::string& folder) {
   if (found == 0 && !stop_) say(printable(folder) + ": no photograph in this folder");
 }
 
+// Reads the rest of a picture that begins with these bytes.
+void Inputs::gatherPicture(std::vector<unsigned char> bytes) {
+  constexpr size_t kLargest = size_t{1} << 30;
+  say("standard input holds a picture and no list of names: it is read, as -i - does");
+  const std::string path = "/dev/stdin";
+  try {
+    InputFile rest(path);
+    std::array<char, 65536> part;
+    while (const size_t count = rest.read(part.data(), part.size())) {
+      bytes.insert(bytes.end(), part.data(), part.data() + count);
+      if (bytes.size() > kLargest) throw Unreadable(0, "is a file of more than 1024 MiB");
+    }
+  } catch (const Unreadable& problem) {
+    giveUpList(kExitPhotographs, problem.what());
+    return;
+  }
+  add({path, placeOf(path), std::make_shared<const std::vector<unsigned char>>(std::move(bytes))});
+}
+
 void Inputs::gatherList() {
   std::string name;
   char buffer[65536];
+  bool is_begin = true;
   while (!stop_) {
     pollfd ready = {STDIN_FILENO, POLLIN, 0};
     const int count = poll(&ready, 1, /*milliseconds=*/100);
@@ -179,6 +231,11 @@ void Inputs::gatherList() {
     if (size == -1 && errno == EINTR) continue;
     if (size == -1) giveUpList(kExitPhotographs, reasonOf(errno));
     if (size <= 0) break;
+    if (is_begin && beginsAsPicture(buffer, static_cast<size_t>(size))) {
+      gatherPicture({buffer, buffer + size});
+      return;
+    }
+    is_begin = false;
     for (const char* at = buffer; at != buffer + size; ++at) {
       if (*at != options_.list_end) {
         name += *at;
@@ -194,10 +251,30 @@ void Inputs::gatherList() {
   if (!name.empty() && !stop_) gatherOne(name);
 }
 
+// Whether a folder is one that this run writes pictures into.
+bool Inputs::isLeftOut(const std::string& folder) const {
+  return std::any_of(options_.left_out.begin(), options_.left_out.end(), [&](const auto& other) {
+    std::error_code error;
+    return fs::equivalent(folder, other, error);
+  });
+}
+
+void Inputs::passOver(const std::string& kind) {
+  const std::lock_guard<std::mutex> lock(mutex_);
+  ++left_out_.passed_over[kind];
+}
+
 void Inputs::add(Input input) {
   if (!isOfShard(input.path, options_.shard)) return;
-  if (skip_ && skip_(input.path)) return;
+  // A folder alone names none of its files twice.
+  const bool may_repeat = options_.names.size() > 1 || options_.names.front() == "-";
+  const bool is_repeated =
+      may_repeat && !named_.insert(fs::path(input.path).lexically_normal().string()).second;
+  const bool is_done = !is_repeated && skip_ && skip_(input);
   const std::lock_guard<std::mutex> lock(mutex_);
+  left_out_.named_before += is_repeated ? 1 : 0;
+  left_out_.done_before += is_done ? 1 : 0;
+  if (is_repeated || is_done) return;
   waiting_.push_back(std::move(input));
   ++gathered_;
   changed_.notify_all();

@@ -9,13 +9,17 @@
 #include <deque>
 #include <exception>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
+#include <unordered_set>
+#include <vector>
 
 #include "tools/exit_code.h"
 #include "tools/options.h"
+#include "tools/run/run_summary.h"
 
 namespace oznatool {
 
@@ -24,15 +28,17 @@ struct Input {
   std::string path;   ///< As the user gave it, or below the folder that the user gave.
   std::string place;  ///< Where its files go below an output directory: its name, behind that of
                       ///< the subfolders of a folder that the user gave.
+  /// The bytes of a picture that stood where a list was expected; null for a file.
+  std::shared_ptr<const std::vector<unsigned char>> content = nullptr;
 };
 
 /// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is
 /// known early and a list that comes slowly is worked on as it comes. A list with a name of more than
-/// 64 KiB, which no file can have, ends there.
+/// 64 KiB, which no file can have, ends there; what begins as a picture does is taken for one. A path that was named before is left out.
 class Inputs {
  public:
-  /// skip  Inputs whose path it is true for are left out; called in the gathering thread.
-  Inputs(const InputOptions& options, std::function<bool(const std::string&)> skip);
+  /// skip  Inputs that it is true for are left out; called in the gathering thread.
+  Inputs(const InputOptions& options, std::function<bool(const Input&)> skip);
   ~Inputs();
   Inputs(const Inputs&) = delete;
   Inputs& operator=(const Inputs&) = delete;
@@ -48,6 +54,9 @@ class Inputs {
   /// list that is none, kExitPhotographs for one that cannot be read to its end.
   ExitCode status() const;
 
+  /// What was left out, once all inputs were given out; the other counts are 0.
+  RunSummary leftOut() const;
+
   /// Whether more than one photograph may be named: true also for a folder or a list that turns out
   /// to hold one.
   static bool maySeveral(const InputOptions& options);
@@ -58,11 +67,14 @@ class Inputs {
   void gatherOne(const std::string& name);
   void gatherFolder(const std::string& folder);
   void gatherList();
+  void gatherPicture(std::vector<unsigned char> bytes);
   void giveUpList(ExitCode status, const std::string& reason);
   void add(Input input);
+  void passOver(const std::string& kind);
+  bool isLeftOut(const std::string& folder) const;
 
   const InputOptions options_;
-  const std::function<bool(const std::string&)> skip_;
+  const std::function<bool(const Input&)> skip_;
   std::atomic<bool> stop_{false};
   mutable std::mutex mutex_;
   std::condition_variable changed_;
@@ -70,13 +82,18 @@ class Inputs {
   size_t gathered_ = 0;
   bool finished_ = false;
   ExitCode status_ = kExitOk;
+  RunSummary left_out_;
   std::exception_ptr error_;
+  std::unordered_set<std::string> named_;  // Of the gathering thread, where a path may come twice.
   std::thread thread_;
 };
 
 /// Whether a photograph belongs to a shard. Its path alone decides, so that shards may be worked on
 /// at different times, while photographs come and go.
 bool isOfShard(const std::string& path, const Shard& shard);
+
+/// Whether bytes begin as a picture does and as no list of names.
+bool beginsAsPicture(const char* bytes, size_t size);
 
 /// Whether a file name ends as photographs do that the program reads, in letters of any case.
 bool hasPhotographEnding(const std::string& name);

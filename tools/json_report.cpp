@@ -56,6 +56,10 @@ std::string jsonLine(const Record& record) {
   Json line;
   line["schema"] = kSchemaVersion;
   setName(&line, "path", record.path);
+  if (record.stamp) {
+    line["bytes"] = record.stamp->bytes;
+    line["modified"] = record.stamp->modified;
+  }
   if (record.failure) {
     line["error"]["kind"] = nameOf(record.failure->kind());
     line["error"]["message"] = record.failure->reason();
@@ -65,6 +69,7 @@ std::string jsonLine(const Record& record) {
     line["orientation"] = record.orientation;
     line["faces"] = Json::array();
     for (const Face& face : record.faces) line["faces"].push_back(faceObject(face));
+    if (!record.warnings.empty()) line["warnings"] = record.warnings;
   }
   return escapedInJson(line.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false,
                                  Json::error_handler_t::replace)) +

@@ -39,6 +39,7 @@ ExitCode run(const oznatool::Options& options) {
     case oznatool::Command::kAlign:
     case oznatool::Command::kAnnotate:
     case oznatool::Command::kCrop:
+    case oznatool::Command::kReport:
       return oznatool::faceCommand(options);
     case oznatool::Command::kModels:
       return oznatool::modelsCommand(options);

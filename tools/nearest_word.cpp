@@ -26,7 +26,8 @@ std::string nearestWord(const std::string& word, const std::vector<std::string>&
   constexpr size_t kLongest = 64;  // Nobody mistypes a word into more.
   if (word.size() > kLongest) return "";
   std::string nearest;
-  size_t least = std::max<size_t>(2, word.size() / 3) + 1;
+  const size_t letters = word.size() - std::min(word.size(), word.find_first_not_of('-'));
+  size_t least = letters < 3 ? 1 : std::max<size_t>(1, letters / 3) + 1;
   for (const std::string& candidate : known) {
     const bool begins = word.size() > 3 && candidate.rfind(word, 0) == 0;
     const size_t distance = begins ? 1 : editDistance(word, candidate);

@@ -64,6 +64,13 @@ double percent(const std::string& option, const std::string& text, double most) 
   return value;
 }
 
+float score(const std::string& option, const std::string& text) {
+  float value = 0;
+  // The comparison also turns not-a-number away.
+  if (!parse(text, &value) || !(value >= 0 && value <= 1)) refuse(option, "0 to 1", text);
+  return value;
+}
+
 std::string word(const std::string& option, const std::string& text,
                  const std::vector<std::string>& words) {
   if (std::find(words.begin(), words.end(), text) != words.end()) return text;

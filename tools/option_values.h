@@ -20,6 +20,9 @@ float number(const std::string& option, const std::string& text);
 /// A number of percent from 0 to most, with or without "%" behind it.
 double percent(const std::string& option, const std::string& text, double most);
 
+/// A score from 0 to 1.
+float score(const std::string& option, const std::string& text);
+
 /// One of some words.
 std::string word(const std::string& option, const std::string& text,
                  const std::vector<std::string>& words);

@@ -4,12 +4,14 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <limits>
 #include <tuple>
 
 #include "tools/exit_code.h"
 #include "tools/help.h"
+#include "tools/inputs.h"
 #include "tools/machine_limits.h"
 #include "tools/nearest_word.h"
 #include "tools/option_values.h"
@@ -24,9 +26,12 @@ namespace {
 struct Typed {
   std::vector<std::string> photographs;
   bool recursive = false, null = false, json = false, quiet = false, biggest = false, best = false;
-  bool safe_cells = false;
-  std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, output, size,
-      points;
+  bool safe_cells = false, with_faces = false, without_faces = false;
+  bool overwrite = false, skip_existing = false, strict = false;
+  std::string min_score;
+  std::vector<std::string> pictures;
+  std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, xmp_name,
+      output, size, points;
   std::string box, rounds, preset, min_face, margin;
   std::string max_upscale, max_image_side, min_face_fraction;
   std::string pyramid_levels, pyramid_factor, window_size;
@@ -63,6 +68,9 @@ void addInputs(CLI::App* command, Typed* typed) {
   command->add_option("PHOTO", typed->photographs);
   command->add_flag("-r,--recursive", typed->recursive);
   command->add_flag("-0,--null", typed->null);
+  command->add_option("-i,--input", typed->pictures)
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
   addValue(command, "--memory", &typed->memory);
 }
 
@@ -84,29 +92,43 @@ void addRun(CLI::App* command, Typed* typed) {
   addInputs(command, typed);
   addFormat(command, typed);
   command->add_flag("--safe-cells", typed->safe_cells);
+  CLI::Option* const format = command->get_option("--format");
+  CLI::Option* const json = command->get_option("--json");
+  CLI::Option* const with = command->add_flag("-l,--with-faces", typed->with_faces);
+  with->excludes(format)->excludes(json);
+  command->add_flag("-L,--without-faces", typed->without_faces)
+      ->excludes(format)
+      ->excludes(json)
+      ->excludes(with);
   command->add_flag("-q,--quiet", typed->quiet);
   addValue(command, "-j,--jobs", &typed->jobs);
   addValue(command, "--progress", &typed->progress);
   addValue(command, "--resume", &typed->resume);
   addValue(command, "--shard", &typed->shard);
   addValue(command, "--xmp", &typed->xmp);
+  addValue(command, "--xmp-name", &typed->xmp_name)->needs(command->get_option("--xmp"));
+  command->add_flag("--strict", typed->strict);
+  CLI::Option* const overwrite = command->add_flag("--overwrite", typed->overwrite);
+  command->add_flag("--skip-existing", typed->skip_existing)->excludes(overwrite);
   CLI::Option* const biggest = command->add_flag("--biggest", typed->biggest);
   command->add_flag("--best", typed->best)->excludes(biggest);
+  addValue(command, "--min-score", &typed->min_score);
   addSearch(command, typed);
   addModels(command, typed);
 }
 
 Parser::Parser() {
   app.require_subcommand(1);
-  app.set_version_flag("--version", "ozna " OZNA_VERSION);
+  app.set_version_flag("-V,--version", "ozna " OZNA_VERSION);
   CLI::App* const detect = add("detect");
   CLI::App* const align = add("align");
   CLI::App* const annotate = add("annotate");
   CLI::App* const crop = add("crop");
+  CLI::App* const report = add("report");
   CLI::App* const models = add("models");
   CLI::App* const info = add("info");
   CLI::App* const bench = add("bench");
-  for (CLI::App* const command : {detect, align, annotate, crop}) addRun(command, &typed);
+  for (CLI::App* const command : {detect, align, annotate, crop, report}) addRun(command, &typed);
   for (CLI::App* const command : {detect, align}) {
     addValue(command, "--annotate", &typed.annotate);
   }
@@ -114,7 +136,7 @@ Parser::Parser() {
     addValue(command, "--points", &typed.points);
   }
   addValue(align, "--box", &typed.box);
-  for (CLI::App* const command : {annotate, crop}) {
+  for (CLI::App* const command : {annotate, crop, report}) {
     addValue(command, "-o,--output", &typed.output)->required();
   }
   addValue(crop, "--size", &typed.size);
@@ -151,30 +173,56 @@ std::string guess(const std::string& word, const std::vector<std::string>& known
 [[noreturn]] void refuseOption(const std::string& typed, const std::string& command) {
   const std::string option = typed.substr(0, typed.find('='));
   std::string hint;
-  if (!command.empty()) {
-    for (const std::string& other : commandNames()) {
-      const std::vector<std::string> names = optionNames(other);
-      if (std::find(names.begin(), names.end(), option) == names.end()) continue;
-      hint += (hint.empty() ? "; it belongs to " : ", ") + other;
+  for (const std::string& other : commandNames()) {
+    const std::vector<std::string> names = optionNames(other);
+    if (std::find(names.begin(), names.end(), option) == names.end()) continue;
+    if (command.empty()) {
+      throw Failure(kExitUsage, option + " stands behind a command, as in ozna " + other + " " +
+                                    option + " (see ozna --help)");
     }
+    hint += (hint.empty() ? "; it belongs to " : ", ") + other;
   }
   if (hint.empty()) hint = guess(option, optionNames(command));
   throw Failure(kExitUsage, "unknown option " + printable(option) + hint + " (see ozna " +
                                 (command.empty() ? "" : command + " ") + "--help)");
 }
 
+bool isCommand(const std::string& word) {
+  const std::vector<std::string>& names = commandNames();
+  return std::find(names.begin(), names.end(), word) != names.end();
+}
+
+// Whether a word that is no command names a photograph or a folder of them.
+bool namesAPhotograph(const std::string& word) {
+  std::error_code error;
+  return std::filesystem::exists(word, error) || hasPhotographEnding(word);
+}
+
+// ozna help, ozna help detect
+void writeHelp(const std::vector<char*>& words) {
+  const std::string command = words.size() > 2 ? words[2] : "";
+  if (!command.empty() && command != "help" && !isCommand(command)) refuseCommand(command);
+  writeData(helpText(command));
+}
+
 // Runs the parser. Returns the name of the command, or nothing where help or version was printed.
 std::optional<std::string> parse(Parser* parser, int argc, char** argv) {
-  if (argc > 1 && argv[1][0] != '-') {
-    const std::vector<std::string>& names = commandNames();
-    if (std::find(names.begin(), names.end(), argv[1]) == names.end()) refuseCommand(argv[1]);
+  std::vector<char*> words(argv, argv + argc);
+  std::string detect = "detect";
+  if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {
+    if (std::string(argv[1]) == "help") {
+      writeHelp(words);
+      return std::nullopt;
+    }
+    if (!namesAPhotograph(argv[1])) refuseCommand(argv[1]);
+    words.insert(words.begin() + 1, detect.data());
   }
   CLI::App& app = parser->app;
   const auto command = [&app] {
     return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
   };
   try {
-    app.parse(argc, argv);
+    app.parse(static_cast<int>(words.size()), words.data());
   } catch (const CLI::CallForHelp&) {
     writeData(helpText(command()));
     return std::nullopt;
@@ -194,6 +242,9 @@ std::optional<std::string> parse(Parser* parser, int argc, char** argv) {
 InputOptions inputsOf(const Typed& typed) {
   InputOptions inputs;
   inputs.names = typed.photographs;
+  for (const std::string& picture : typed.pictures) {
+    inputs.names.push_back(picture == "-" ? "/dev/stdin" : picture);
+  }
   inputs.recursive = typed.recursive;
   if (typed.null) inputs.list_end = '\0';
   if (!typed.shard.empty()) inputs.shard = shard("--shard", typed.shard);
@@ -208,7 +259,7 @@ InputOptions inputsOf(const Typed& typed) {
   if (inputs.names.empty()) {
     throw Failure(kExitUsage,
                   "no PHOTO given: name files, folders with --recursive, or - for a "
-                  "list on standard input");
+                  "list on standard input (-i - for a picture there)");
   }
   return inputs;
 }
@@ -253,16 +304,20 @@ SearchOptions searchOf(const Typed& typed) {
 }
 
 Format formatOf(const Typed& typed, bool has_csv) {
+  if (typed.with_faces) return Format::kWithFaces;
+  if (typed.without_faces) return Format::kWithoutFaces;
   if (typed.json) return Format::kJson;
   if (typed.format.empty()) return Format::kText;
-  const std::vector<std::string> words = has_csv ? std::vector<std::string>{"text", "json", "csv"}
-                                                 : std::vector<std::string>{"text", "json"};
+  const std::vector<std::string> words =
+      has_csv ? std::vector<std::string>{"text", "json", "csv", "coco"}
+              : std::vector<std::string>{"text", "json"};
   const std::string chosen = word("--format", typed.format, words);
+  if (chosen == "coco") return Format::kCoco;
   return chosen == "json" ? Format::kJson : chosen == "csv" ? Format::kCsv : Format::kText;
 }
 
 int pointsOf(const Typed& typed, Command command) {
-  if (command == Command::kDetect) return 0;
+  if (command == Command::kDetect || command == Command::kReport) return 0;
   if (command == Command::kCrop) return 5;
   if (typed.points.empty()) return 68;
   const std::vector<std::string> words = command == Command::kAlign
@@ -292,8 +347,8 @@ std::int64_t memoryOf(const Options& options) {
 
 const std::vector<std::string>& commandNames() {
   // In the order of Command.
-  static const std::vector<std::string> names = {"detect", "align", "annotate", "crop",
-                                                 "models", "info",  "bench"};
+  static const std::vector<std::string> names = {"detect", "align",  "annotate", "crop",
+                                                 "report", "models", "info",     "bench"};
   return names;
 }
 
@@ -321,12 +376,14 @@ std::optional<Options> parseOptions(int argc, char** argv) {
   options.inputs = inputsOf(typed);
   options.search = searchOf(typed);
   options.points = pointsOf(typed, options.command);
+  options.lists_points = !typed.points.empty();
   if (!typed.memory.empty())
     options.memory_mib = wholeNumber("--memory", typed.memory, 64, 1 << 20);
   if (!typed.rounds.empty()) options.rounds = wholeNumber("--rounds", typed.rounds, 1, 1000);
   if (is_bench) return options;
 
   options.quiet = typed.quiet;
+  options.strict = typed.strict;
   options.safe_cells = typed.safe_cells;
   if (options.safe_cells && options.format != Format::kCsv) {
     throw Failure(kExitUsage, "--safe-cells is about --format csv");
@@ -337,14 +394,31 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     options.jobs = wholeNumber("--jobs (or auto)", typed.jobs, 1, kMostJobs);
   }
   options.resume = typed.resume;
-  if (!options.resume.empty() && options.format == Format::kText && !options.quiet) {
-    throw Failure(kExitUsage, "--resume goes on behind --format json or csv: text is for reading");
+  const bool has_records = options.format == Format::kJson || options.format == Format::kCsv;
+  if (!options.resume.empty() && !has_records && !options.quiet) {
+    throw Failure(kExitUsage, "--resume needs --format json or csv: the others are for reading");
   }
   options.xmp = typed.xmp;
+  if (!typed.xmp_name.empty()) {
+    options.xmp_by_stem = word("--xmp-name", typed.xmp_name, {"full", "stem"}) == "stem";
+  }
   options.annotate = options.command == Command::kAnnotate ? typed.output : typed.annotate;
   if (options.command == Command::kCrop) options.chips = typed.output;
+  if (options.command == Command::kReport) {
+    options.report = typed.output;
+    if (options.format == Format::kText) options.format = Format::kNothing;
+  }
   if (!typed.size.empty()) options.chip_side = wholeNumber("--size", typed.size, 16, 4096);
+  options.existing = typed.overwrite       ? Existing::kOverwrite
+                     : typed.skip_existing ? Existing::kSkip
+                                           : Existing::kAnotherName;
+  const bool writes_files =
+      !options.annotate.empty() || !options.chips.empty() || !options.xmp.empty();
+  if (options.existing != Existing::kAnotherName && !writes_files) {
+    throw Failure(kExitUsage, "--overwrite and --skip-existing are about files that are written");
+  }
   options.choice = typed.biggest ? Choice::kBiggest : typed.best ? Choice::kBest : Choice::kAll;
+  if (!typed.min_score.empty()) options.min_score = score("--min-score", typed.min_score);
   if (!typed.box.empty()) options.box = box("--box", typed.box);
   return options;
 }

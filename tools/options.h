@@ -13,10 +13,18 @@
 
 namespace oznatool {
 
-enum class Command { kDetect, kAlign, kAnnotate, kCrop, kModels, kInfo, kBench };
-enum class Format { kText, kJson, kCsv };
+enum class Command { kDetect, kAlign, kAnnotate, kCrop, kReport, kModels, kInfo, kBench };
+/// Of kWithFaces and kWithoutFaces, a record is the name of a photograph with, or without, faces.
+enum class Format { kText, kJson, kCsv, kCoco, kWithFaces, kWithoutFaces, kNothing };
 enum class ProgressMode { kAuto, kAlways, kNever };
 enum class Choice { kAll, kBiggest, kBest };
+
+/// What to do where the file of a result is there already.
+enum class Existing {
+  kAnotherName,  ///< The new one gets "-2", "-3", ... before its ending.
+  kOverwrite,
+  kSkip,  ///< The photograph is not worked on.
+};
 
 /// One of so many shares of the photographs, for runs beside each other.
 struct Shard {
@@ -26,10 +34,11 @@ struct Shard {
 
 /// Where the photographs are named.
 struct InputOptions {
-  std::vector<std::string> names;  ///< Files, folders, or "-" for a list on standard input.
-  bool recursive = false;          ///< Folders stand for the photographs in and below them.
-  char list_end = '\n';            ///< Ends a name of the list: a line break or NUL.
-  Shard shard;                     ///< Photographs of other shards are left out.
+  std::vector<std::string> names;          ///< Files, folders, or "-" for a list on standard input.
+  bool recursive = false;                  ///< Folders stand for the photographs in and below them.
+  char list_end = '\n';                    ///< Ends a name of the list: a line break or NUL.
+  Shard shard;                             ///< Photographs of other shards are left out.
+  std::vector<std::string> left_out = {};  ///< Folders below the named ones that are passed over.
 };
 
 struct Options {
@@ -44,12 +53,18 @@ struct Options {
   int memory_mib = 0;    ///< For photographs in memory; 0 for the default.
   std::string models;    ///< Directory of the models; empty for the default places.
   std::string annotate;  ///< Target of annotated photographs; empty for none.
-  std::string xmp;       ///< Directory of sidecar files; empty for none.
-  std::string chips;     ///< crop: directory of the chips.
-  int chip_side = 256;   ///< crop: in pixels.
+  Existing existing = Existing::kAnotherName;
+  bool xmp_by_stem = false;  ///< "a.xmp" for "a.jpg", and not "a.jpg.xmp".
+  std::string xmp;           ///< Directory of sidecar files; empty for none.
+  std::string chips;         ///< crop: directory of the chips.
+  std::string report;        ///< report: the page; empty for none.
+  int chip_side = 256;       ///< crop: in pixels.
   SearchOptions search;
   Choice choice = Choice::kAll;
-  int points = 0;  ///< Landmarks a face: 0, 5 or 68.
+  bool strict = false;        ///< A photograph that is cut short fails.
+  float min_score = 0;        ///< Faces of a lower score are left out.
+  int points = 0;             ///< Landmarks a face: 0, 5 or 68.
+  bool lists_points = false;  ///< Text: the landmarks stand below their face.
   std::optional<oznalib::Rectangle<float>>
       box;         ///< align: the rectangle to align instead of detected faces.
   int rounds = 3;  ///< bench: how often each photograph is worked on.

@@ -107,6 +107,10 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
                                                      : fs::path(directory);
   if (relative.has_parent_path()) makeDirectory(folder.string());
   const fs::path name = relative.filename();
+  if (taken == Taken::kReplaced) {
+    replaceFile((folder / name).string(), bytes.data(), bytes.size());
+    return (folder / name).string();
+  }
   AsideFile file((folder / name).string(), 0666);
   file.write(bytes.data(), bytes.size());
   for (int number = 1;; ++number) {

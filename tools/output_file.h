@@ -21,9 +21,11 @@ using Bytes = std::vector<unsigned char>;
 enum class Taken {
   kAnotherName,  ///< The file gets "-2", "-3", ... before its ending.
   kEqualServes,  ///< So too, unless the file that is there holds the same bytes: it is as good.
+  kReplaced,     ///< The file that is there is replaced, as replaceFile does.
 };
 
-/// Writes a new file below a directory, whose missing folders are made. Nothing is overwritten.
+/// Writes a new file below a directory, whose missing folders are made. Nothing is overwritten unless
+/// taken says so.
 ///
 /// place    Its name, with folders before it. A place that would lead out of the directory is
 /// refused.

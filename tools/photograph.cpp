@@ -11,6 +11,7 @@
 #include "tools/codec_modules.h"
 #include "tools/jpeg_photograph.h"
 #include "tools/orientation.h"
+#include "tools/photograph/raw_photograph.h"
 #include "tools/photograph_failure.h"
 #include "tools/pixel_order.h"
 #include "tools/png_photograph.h"
@@ -33,14 +34,22 @@ cv::Mat decodePicture(const std::vector<unsigned char>& bytes, const cv::Size& p
 }
 
 // Decodes into three 8-bit channels, red first, as stored. Empty where no decoder takes the bytes.
-cv::Mat decodeStored(const std::string& path, const std::vector<unsigned char>& bytes,
-                     const PhotographHeader& header, int reduction) {
+// is_cut_short  Set where the file ends early.
+cv::Mat decodeStored(const std::vector<unsigned char>& bytes, const PhotographHeader& header,
+                     int reduction, Purpose purpose, bool* is_cut_short) {
   if (isJpegFormat(header.format)) {
     DecodedJpeg decoded = decodeJpeg(bytes.data(), bytes.size(), *header.stored, reduction);
-    if (decoded.is_cut_short) {
-      throw PhotographFailure(path, FailureKind::kFormat, "is cut short");
-    }
+    *is_cut_short = decoded.is_cut_short;
     return decoded.pixels;
+  }
+  if (header.format == FileFormat::kRaw) {
+    return decodeRaw(bytes.data(), bytes.size(), *header.stored, purpose != Purpose::kSearch);
+  }
+  if (header.format == FileFormat::kGif) {
+    return frameModule().gif(bytes.data(), bytes.size(), *header.stored);
+  }
+  if (header.format == FileFormat::kAnimatedWebp) {
+    return frameModule().webp(bytes.data(), bytes.size(), *header.stored);
   }
   if (header.format == FileFormat::kPng) {
     return decodePng(bytes.data(), bytes.size(), *header.stored);
@@ -54,6 +63,23 @@ cv::Mat decodeStored(const std::string& path, const std::vector<unsigned char>& 
 // The decoder turns TIFF files upright by itself, and offers no switch against it.
 int orientationLeft(const PhotographHeader& header) {
   return header.format == FileFormat::kTiff ? kUpright : header.orientation;
+}
+
+// What a copy keeps beside the pixels.
+void readForCopy(const std::vector<unsigned char>& bytes, const PhotographHeader& header,
+                 Photograph* photograph) {
+  photograph->metadata = metadataOf(bytes.data(), bytes.size());
+  if (!mayHaveAlpha(header.format)) return;
+  const std::int64_t pixels =
+      static_cast<std::int64_t>(header.stored->width) * header.stored->height;
+  cv::Mat alpha;
+  {
+    const PictureModule& module = pictureModule();
+    const QuietStandardError quiet;
+    alpha = module.decodeAlpha(bytes, pixels);
+  }
+  if (!alpha.empty()) turnUpright(alpha, orientationLeft(header));
+  if (alpha.size() == photograph->size) photograph->alpha = alpha;
 }
 
 // Where the reduced picture begins when it is upright. What it stands for beyond the stored one lies
@@ -72,32 +98,42 @@ cv::Point originOf(const PhotographHeader& header, int reduction) {
 oznalib::Image Photograph::image() const { return {framed.cols, framed.rows, 0, framed.data}; }
 
 void Photograph::enlarge(Face* face) const {
-  if (reduction == 1) return;
-  const auto times = static_cast<float>(reduction);
+  if (reduction == 1 && scale == cv::Size2f(1, 1)) return;
+  const float times_x = scale.width * static_cast<float>(reduction);
+  const float times_y = scale.height * static_cast<float>(reduction);
   const auto x0 = static_cast<float>(origin.x);
   const auto y0 = static_cast<float>(origin.y);
   oznalib::Rectangle<float>& rect = face->rect;
-  rect = {x0 + times * rect.left, y0 + times * rect.top, x0 + times * rect.right,
-          y0 + times * rect.bottom};
+  rect = {x0 + times_x * rect.left, y0 + times_y * rect.top, x0 + times_x * rect.right,
+          y0 + times_y * rect.bottom};
   // Landmarks count from the centre of the first pixel, edges from its edge.
   for (size_t i = 0; i < face->points.size(); ++i) {
+    const float times = i % 2 == 0 ? times_x : times_y;
     face->points[i] = (i % 2 == 0 ? x0 : y0) + times * (face->points[i] + 0.5F) - 0.5F;
   }
 }
 
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
-                            const PhotographHeader& header, int reduction) {
+                            const PhotographHeader& header, int reduction, Purpose purpose) {
   try {
-    cv::Mat pixels = decodeStored(path, bytes, header, reduction);
+    bool is_cut_short = false;
+    cv::Mat pixels = decodeStored(bytes, header, reduction, purpose, &is_cut_short);
     if (pixels.empty() || pixels.type() != CV_8UC3) {
-      throw PhotographFailure(path, FailureKind::kFormat,
-                              "is damaged or not in a known image format");
+      throw PhotographFailure(path, FailureKind::kFormat, "is damaged");
     }
     turnUpright(pixels, orientationLeft(header));
     if (!pixels.isContinuous()) pixels = pixels.clone();
-    const cv::Size size = reduction == 1 ? pixels.size() : uprightSize(header);
-    return {path,      header.orientation,         pixels, 0, pixels, size,
-            reduction, originOf(header, reduction)};
+    const bool is_whole = reduction == 1 && header.format != FileFormat::kRaw;
+    const cv::Size size = is_whole ? pixels.size() : uprightSize(header);
+    Photograph photograph = {path,      header.orientation,         pixels, 0, pixels, size,
+                             reduction, originOf(header, reduction)};
+    photograph.is_cut_short = is_cut_short;
+    if (header.format == FileFormat::kRaw) {
+      photograph.scale = {static_cast<float>(size.width) / static_cast<float>(pixels.cols),
+                          static_cast<float>(size.height) / static_cast<float>(pixels.rows)};
+    }
+    if (purpose == Purpose::kCopy) readForCopy(bytes, header, &photograph);
+    return photograph;
   } catch (const MissingModule& missing) {
     throw PhotographFailure(path, FailureKind::kFormat,
                             std::string("cannot be decoded: ") + missing.what());

@@ -10,9 +10,17 @@
 
 #include "ozna.h"
 #include "tools/face.h"
+#include "tools/output/picture_metadata.h"
 #include "tools/photograph_header.h"
 
 namespace oznatool {
+
+/// What a photograph is decoded for.
+enum class Purpose {
+  kSearch,  ///< The pixels of a raw photograph may be those of a smaller picture in it.
+  kPixels,  ///< The pixels are those of the whole photograph.
+  kCopy,    ///< So too, and alpha channel and metadata are read besides.
+};
 
 /// Pixels are 8-bit red, green, blue.
 struct Photograph {
@@ -28,6 +36,16 @@ struct Photograph {
   /// outermost pixels stand for more than there was.
   cv::Point origin = {};
 
+  /// How many of its own pixels a pixel here stands for along each side, reduction aside: a raw
+  /// photograph is searched in a smaller picture of itself.
+  cv::Size2f scale = {1, 1};
+  bool is_cut_short = false;  ///< The file ends early; what is missing is grey.
+
+  /// For a copy of the photograph: its alpha channel, upright, and what its file tells beside the
+  /// pixels. Empty unless decodePhotograph was asked for them.
+  cv::Mat alpha = {};
+  PictureMetadata metadata = {};
+
   /// A view of framed for the library. It borrows the pixels: it is good for as long as this object
   /// is.
   oznalib::Image image() const;
@@ -40,11 +58,13 @@ struct Photograph {
 ///
 /// bytes      The whole file. header  Its header, with its size.
 /// reduction  1, 2, 4 or 8: see decodeJpeg; 1 for other formats.
+/// purpose    What the pixels are for.
 /// Turned upright by its orientation. Grey becomes three equal channels, 16 bits become 8, and an
 /// alpha channel is dropped without blending.
 /// Errors   PhotographFailure of kind kFormat or kMemory.
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
-                            const PhotographHeader& header, int reduction);
+                            const PhotographHeader& header, int reduction,
+                            Purpose purpose = Purpose::kSearch);
 
 /// Puts a border around a photograph that has none, filled with the pixels of its edge.
 void addBorder(Photograph* photograph, int border_px);

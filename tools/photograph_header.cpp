@@ -14,6 +14,8 @@
 #include "tools/jpeg_photograph.h"
 #include "tools/metadata_library.h"
 #include "tools/orientation.h"
+#include "tools/photograph/animation.h"
+#include "tools/photograph/tiff_pages.h"
 #include "tools/png_photograph.h"
 
 namespace oznatool {
@@ -32,9 +34,25 @@ int orientationIn(const Exiv2::ExifData& exif) {
   return orientation >= 1 && orientation <= 8 ? static_cast<int>(orientation) : kUpright;
 }
 
+// The size of a portable arbitrary map: lines of a word and a number, in any order.
+std::optional<cv::Size> pamSize(const unsigned char* bytes, size_t size) {
+  constexpr size_t kLongestHeader = 65536;
+  std::istringstream text(std::string(bytes, bytes + std::min(size, kLongestHeader)));
+  cv::Size sides;
+  for (std::string line; std::getline(text, line) && line != "ENDHDR";) {
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    if (word == "WIDTH") words >> sides.width;
+    if (word == "HEIGHT") words >> sides.height;
+  }
+  return sides.empty() ? std::nullopt : std::optional<cv::Size>(sides);
+}
+
 // The size behind the first two characters of a portable anymap.
 std::optional<cv::Size> anymapSize(const unsigned char* bytes, size_t size) {
-  if (size < 2 || bytes[0] != 'P' || bytes[1] < '1' || bytes[1] > '6') return std::nullopt;
+  if (size < 2 || bytes[0] != 'P' || bytes[1] < '1' || bytes[1] > '7') return std::nullopt;
+  if (bytes[1] == '7') return pamSize(bytes, size);
   constexpr size_t kLongestHeader = 65536;  // Comments have any length.
   std::istringstream text(std::string(bytes + 2, bytes + std::min(size, kLongestHeader)));
   int sides[2] = {0, 0};
@@ -63,6 +81,25 @@ PhotographHeader jpegHeader(const unsigned char* bytes, size_t size) {
   } catch (const std::exception&) {
     // Damaged metadata do no harm to the pixels.
   }
+  return header;
+}
+
+PhotographHeader rawHeader(const unsigned char* bytes, size_t size) {
+  PhotographHeader header;
+  header.format = FileFormat::kRaw;
+  const std::optional<RawHead> head = rawModule().head(bytes, size);
+  if (!head) return header;
+  header.stored = head->stored;
+  header.orientation = head->orientation;
+  return header;
+}
+
+PhotographHeader gifHeader(const unsigned char* bytes, size_t size) {
+  PhotographHeader header;
+  header.format = FileFormat::kGif;
+  const cv::Size screen(bytes[6] | bytes[7] << 8, bytes[8] | bytes[9] << 8);
+  if (!screen.empty()) header.stored = screen;
+  header.pages = std::max<size_t>(1, framesOf(bytes, size));
   return header;
 }
 
@@ -108,6 +145,12 @@ int decoderBytes(FileFormat format) {
       return 8;  // A strip, which may be the whole image, of four 16-bit samples.
     case FileFormat::kWebp:
       return 8;  // Planes or 32-bit pixels, and their conversion.
+    case FileFormat::kAnimatedWebp:
+      return 12;  // Two canvases and a frame, of 32-bit pixels.
+    case FileFormat::kGif:
+      return 1;  // An index.
+    case FileFormat::kRaw:
+      return 8;  // A sensor's 16 bits, the quarter of four channels, and the preview.
     case FileFormat::kHeif:
       return 9;  // Planes, their conversion, and the turned copy of either.
     case FileFormat::kOther:
@@ -118,9 +161,11 @@ int decoderBytes(FileFormat format) {
 
 }  // namespace
 
-PhotographHeader readHeader(const unsigned char* bytes, size_t size) {
+PhotographHeader readHeader(const unsigned char* bytes, size_t size, bool is_raw) {
+  if (is_raw) return rawHeader(bytes, size);
   if (isJpeg(bytes, size)) return jpegHeader(bytes, size);
   if (mayBeHeif(bytes, size) && heifModule().isHeif(bytes, size)) return heifHeader(bytes, size);
+  if (isGif(bytes, size)) return gifHeader(bytes, size);
   PhotographHeader header;
   const bool is_png = isPng(bytes, size);
   if (is_png) {
@@ -128,6 +173,12 @@ PhotographHeader readHeader(const unsigned char* bytes, size_t size) {
     header.stored = pngSize(bytes, size);
   }
   readMetadata(bytes, size, /*size_is_told=*/is_png, &header);
+  if (header.format == FileFormat::kTiff)
+    header.pages = std::max<size_t>(1, tiffPages(bytes, size));
+  if (isAnimatedWebp(bytes, size)) {
+    header.format = FileFormat::kAnimatedWebp;
+    header.pages = std::max<size_t>(1, framesOf(bytes, size));
+  }
   if (!header.stored) header.stored = anymapSize(bytes, size);
   if (header.stored && (header.stored->width < 1 || header.stored->height < 1)) {
     header.stored.reset();
@@ -135,12 +186,16 @@ PhotographHeader readHeader(const unsigned char* bytes, size_t size) {
   return header;
 }
 
+bool mayHaveAlpha(FileFormat format) {
+  return format == FileFormat::kPng || format == FileFormat::kTiff || format == FileFormat::kWebp;
+}
+
 cv::Size uprightSize(const PhotographHeader& header) {
   return exchangesSides(header.orientation) ? cv::Size(header.stored->height, header.stored->width)
                                             : *header.stored;
 }
 
-std::int64_t decodingMemory(const PhotographHeader& header, int reduction) {
+std::int64_t decodingMemory(const PhotographHeader& header, int reduction, bool for_copy) {
   // A header may lie: held where the product below still fits.
   constexpr std::int64_t kMostPixels = std::int64_t{1} << 50;
   const std::int64_t pixels = std::min(
@@ -149,7 +204,10 @@ std::int64_t decodingMemory(const PhotographHeader& header, int reduction) {
   const std::int64_t kept =
       reduction == 1 ? pixels : static_cast<std::int64_t>(reduced.width) * reduced.height;
   const int turning = exchangesSides(header.orientation) ? 3 : 0;
-  return 3 * kept + std::max(pixels * decoderBytes(header.format), kept * turning);
+  // Four channels of 16 bits, of which the last one stays.
+  const int alpha = for_copy && mayHaveAlpha(header.format) ? 9 : 0;
+  return 3 * kept +
+         std::max({pixels * decoderBytes(header.format), kept * turning, pixels * alpha});
 }
 
 }  // namespace oznatool

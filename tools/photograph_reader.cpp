@@ -7,6 +7,8 @@
 #include "tools/codec_modules.h"
 #include "tools/file_bytes.h"
 #include "tools/jpeg_photograph.h"
+#include "tools/photograph/known_formats.h"
+#include "tools/photograph/raw_photograph.h"
 #include "tools/photograph_failure.h"
 
 namespace oznatool {
@@ -18,16 +20,18 @@ std::int64_t areaOf(const cv::Size& size) {
 
 // The most bytes at any time from here on, besides those of the file. An annotated copy, as files of
 // results are, takes no more than its pixels where it is compressed at all.
-std::int64_t memoryFor(const PhotographHeader& header, int reduction, double margin_percent) {
+std::int64_t memoryFor(const PhotographHeader& header, int reduction, Purpose purpose,
+                       double margin_percent) {
+  const bool for_copy = purpose == Purpose::kCopy;
   constexpr int kPixelBytes = 3;
   constexpr int kLongestSide = 1 << 24;  // A header may lie: held where the areas below still fit.
   if (margin_percent <= 0 || std::max(header.stored->width, header.stored->height) > kLongestSide) {
-    return decodingMemory(header, reduction);
+    return decodingMemory(header, reduction, for_copy);
   }
   const cv::Size photograph = reducedSize(*header.stored, reduction);
   const int border = reducedBorder(borderPixels(*header.stored, margin_percent), reduction);
   const cv::Size framed = {photograph.width + 2 * border, photograph.height + 2 * border};
-  return std::max(decodingMemory(header, reduction),
+  return std::max(decodingMemory(header, reduction, for_copy),
                   kPixelBytes * (areaOf(photograph) + areaOf(framed)));
 }
 
@@ -36,14 +40,16 @@ std::string mebibytes(std::int64_t bytes) { return std::to_string((bytes >> 20) 
 PhotographHeader headerOf(const std::string& path, const std::vector<unsigned char>& bytes) {
   PhotographHeader header;
   try {
-    header = readHeader(bytes.data(), bytes.size());
+    header = readHeader(bytes.data(), bytes.size(), hasRawEnding(path));
   } catch (const MissingModule& missing) {
     throw PhotographFailure(path, FailureKind::kFormat,
                             std::string("cannot be decoded: ") + missing.what());
   }
   if (!header.stored) {
     throw PhotographFailure(path, FailureKind::kFormat,
-                            "is damaged or not in a known image format");
+                            header.format == FileFormat::kRaw
+                                ? "is damaged, or a raw photograph of an unknown kind"
+                                : reasonWithoutHeader(bytes.data(), bytes.size()));
   }
   return header;
 }
@@ -54,16 +60,19 @@ bool canBeReduced(FileFormat format) {
 
 }  // namespace
 
-ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
-                    const ReductionOf& reduction_of, const std::function<bool()>& stop) {
+ReadFile readWithin(MemoryBudget* budget, const Input& input, double margin_percent,
+                    const ReductionOf& reduction_of, Purpose purpose,
+                    const std::function<bool()>& stop) {
+  const std::string& path = input.path;
   ReadFile file;
-  file.bytes = readFileBytes(path, budget->total());
+  file.purpose = purpose;
+  file.bytes = input.content ? *input.content : readFileBytes(path, budget->total(), &file.stamp);
   file.header = headerOf(path, file.bytes);
   if (reduction_of != nullptr && canBeReduced(file.header.format)) {
     file.reduction = reduction_of(uprightSize(file.header));
   }
   const std::int64_t needed = static_cast<std::int64_t>(file.bytes.size()) +
-                              memoryFor(file.header, file.reduction, margin_percent);
+                              memoryFor(file.header, file.reduction, purpose, margin_percent);
   if (needed > budget->total()) {
     throw PhotographFailure(path, FailureKind::kMemory,
                             "needs " + mebibytes(needed) +
@@ -76,7 +85,8 @@ ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin
 }
 
 Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent) {
-  Photograph photograph = decodePhotograph(path, file->bytes, file->header, file->reduction);
+  Photograph photograph =
+      decodePhotograph(path, file->bytes, file->header, file->reduction, file->purpose);
   file->bytes = {};
   try {
     addBorder(&photograph,

@@ -7,15 +7,19 @@
 #include <string>
 #include <vector>
 
+#include "tools/inputs.h"
 #include "tools/memory_budget.h"
 #include "tools/photograph.h"
+#include "tools/photograph/file_stamp.h"
 
 namespace oznatool {
 
 /// A file that may be decoded: the memory for it is set aside.
 struct ReadFile {
   std::vector<unsigned char> bytes;
+  std::optional<FileStamp> stamp;
   PhotographHeader header;
+  Purpose purpose = Purpose::kSearch;
   int reduction = 1;           ///< Of the sides, when it is decoded: see decodeJpeg.
   MemoryBudget::Lease memory;  ///< For the file, and its pixels until they are dropped.
 };
@@ -29,11 +33,13 @@ using ReductionOf = std::function<int(const cv::Size&)>;
 /// not count yet.
 /// margin_percent  Border that will be put around it.
 /// reduction_of    Asked where the format can be decoded smaller; null for whole photographs.
+/// purpose         What it will be decoded for.
 /// stop            Asked from time to time while it waits; its word ends the wait, with nothing set
 ///                 aside.
 /// Errors          PhotographFailure.
-ReadFile readWithin(MemoryBudget* budget, const std::string& path, double margin_percent,
-                    const ReductionOf& reduction_of, const std::function<bool()>& stop);
+ReadFile readWithin(MemoryBudget* budget, const Input& input, double margin_percent,
+                    const ReductionOf& reduction_of, Purpose purpose,
+                    const std::function<bool()>& stop);
 
 /// Decodes what was read, frees the bytes and puts the border around. Any number of threads.
 /// Errors  PhotographFailure.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
+#include <csignal>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -17,10 +18,12 @@
 #include "tools/inputs.h"
 #include "tools/interrupt.h"
 #include "tools/memory_budget.h"
+#include "tools/output/coco_export.h"
 #include "tools/photograph_reader.h"
 #include "tools/progress.h"
 #include "tools/read_ahead.h"
 #include "tools/report.h"
+#include "tools/run/run_summary.h"
 #include "tools/streams.h"
 #include "tools/system_reason.h"
 
@@ -52,12 +55,19 @@ class Run {
         outputs_(outputs),
         former_(options_.resume.empty() ? FormerOutput() : FormerOutput(options_.resume)),
         budget_(memoryOf(options_)),
-        inputs_(options_.inputs, [this](const std::string& path) { return former_.has(path); }),
+        inputs_(options_.inputs, [this](const Input& input) { return isDone(input); }),
         progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
     const auto reads_pixels = [](const SideOutput* output) { return output->readsPixels(); };
     if (std::none_of(outputs.begin(), outputs.end(), reads_pixels)) {
       reduction_of_ = [this](const cv::Size& upright) { return models_.reductionFor(upright); };
     }
+    // A box, and a smallest face in pixels, count those of the whole photograph.
+    if (options_.box || options_.search.min_face ||
+        std::any_of(outputs.begin(), outputs.end(), reads_pixels)) {
+      purpose_ = Purpose::kPixels;
+    }
+    const auto copies = [](const SideOutput* output) { return output->copies(); };
+    if (std::any_of(outputs.begin(), outputs.end(), copies)) purpose_ = Purpose::kCopy;
     // Several threads read and search side by side anyway.
     reads_ahead_ = jobsOf(options_) == 1 && Inputs::maySeveral(options_.inputs);
     // How far the threads may run ahead of a slow photograph.
@@ -65,7 +75,8 @@ class Run {
   }
 
   ExitCode run() {
-    if (!options_.quiet && options_.format == Format::kCsv && !former_.isContinued()) {
+    if (!options_.quiet && !isPictureOut() && options_.format == Format::kCsv &&
+        !former_.isContinued()) {
       writeData(csvHeading(options_.points));
     }
     std::vector<std::thread> threads;
@@ -82,10 +93,24 @@ class Run {
     work();
     for (std::thread& thread : threads) thread.join();
     if (error_) std::rethrow_exception(error_);
+    writeExport();
+    tellEnd();
     return status();
   }
 
  private:
+  // Whether a former output has it, or all of its files are there.
+  bool isDone(const Input& input) const {
+    if (former_.has(input.path)) {
+      if (!former_.isReplaced(input.path)) return true;
+      say(printable(input.path) + ": is another file than in the former output; it is done again");
+      return false;
+    }
+    return options_.existing == Existing::kSkip &&
+           std::all_of(outputs_.begin(), outputs_.end(),
+                       [&](const SideOutput* output) { return output->isThere(input); });
+  }
+
   // Whether no further photograph is to be begun.
   bool stopped() const { return stopped_ || interrupted(); }
 
@@ -135,8 +160,8 @@ class Run {
     job.index = begun_;
     job.input = std::move(*input);
     try {
-      job.file =
-          readWithin(&budget_, job.input.path, options_.search.margin_percent, reduction_of_, stop);
+      job.file = readWithin(&budget_, job.input, options_.search.margin_percent, reduction_of_,
+                            purpose_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
     } catch (const std::bad_alloc& error) {
@@ -157,6 +182,9 @@ class Run {
   void decode(Job* job) const {
     try {
       job->photograph = decodeFile(job->input.path, &job->file, options_.search.margin_percent);
+      if (options_.strict && job->photograph->is_cut_short) {
+        throw PhotographFailure(job->input.path, FailureKind::kFormat, "is cut short");
+      }
     } catch (const PhotographFailure& failure) {
       job->failure = failure;
     } catch (const std::exception& error) {
@@ -167,8 +195,19 @@ class Run {
   Result process(Job* job, FaceFinder* finder) const {
     Result result;
     result.record.path = job->input.path;
+    // Of a file that could not be read to its end, as it is now.
+    result.record.stamp = job->file.stamp ? job->file.stamp : stampOf(job->input.path);
     result.record.failure = job->failure;
     if (job->failure) return result;
+    if (job->file.header.pages > 1) {
+      result.record.warnings.push_back(
+          "has " + std::to_string(job->file.header.pages) +
+          (job->file.header.format == FileFormat::kTiff ? " pages" : " frames") +
+          ", of which the first was taken");
+    }
+    if (job->photograph->is_cut_short) {
+      result.record.warnings.push_back("is cut short: what is missing is searched as grey");
+    }
     try {
       result.record.size = job->photograph->size;
       result.record.orientation = job->photograph->orientation;
@@ -223,6 +262,7 @@ class Run {
     if (record.failure) {
       tell(*record.failure);
       ++failed_;
+      for (const SideOutput* output : outputs_) output->noteFailure(record);
     }
     for (const PreparedFiles& files : result->files) {
       try {
@@ -232,24 +272,62 @@ class Run {
       }
     }
     for (const Failure& problem : result->problems) tell(problem);
-    found_ = found_ || !record.faces.empty();
+    faces_ += record.faces.size();
     if (!options_.quiet) {
-      writeData(formatted(record, options_));
-    } else if (found_ && outputs_.empty()) {
+      for (const std::string& warning : record.warnings) {
+        say(printable(record.path) + ": " + warning);
+      }
+      if (options_.format == Format::kCoco) {
+        coco_.add(record);
+      } else if (!isPictureOut()) {
+        writeData(formatted(record, options_));
+      }
+    } else if (faces_ > 0 && outputs_.empty()) {
       stopped_ = true;  // Nothing that could come would change the answer.
     }
   }
+
+  // Whether standard output takes a picture, and no records then.
+  bool isPictureOut() const { return options_.annotate == "-"; }
 
   void tell(const Failure& failure) {
     say(failure.what());
     highest_ = std::max(highest_, failure.code());
   }
 
+  void writeExport() {
+    if (options_.format == Format::kCoco && !options_.quiet && !isPictureOut()) {
+      writeData(coco_.text());
+    }
+  }
+
+  // The closing line, and where an interrupted run can be gone on with.
+  void tellEnd() {
+    const std::string pace = progress_.finish();
+    const bool is_told = !options_.quiet && (Inputs::maySeveral(options_.inputs) || !pace.empty());
+    if (is_told) {
+      RunSummary summary = inputs_.leftOut();
+      summary.photographs = written_;
+      summary.faces = faces_;
+      summary.failed = failed_;
+      say(summaryLine(summary) + (pace.empty() ? "" : " (" + pace + ")"));
+    }
+    if (!interrupted()) return;
+    const std::optional<size_t> total = inputs_.total();
+    std::string line = "interrupted after " + std::to_string(written_);
+    if (total) line += " of " + std::to_string(*total);
+    if (!options_.quiet && (options_.format == Format::kJson || options_.format == Format::kCsv)) {
+      const std::string output = standardOutputFile();
+      line += "; go on with --resume " + (output.empty() ? "FILE" : printable(output));
+    }
+    say(line);
+  }
+
   ExitCode status() {
-    if (interrupted()) return kExitInterrupted;
+    if (interrupted()) return interruptingSignal() == SIGTERM ? kExitTerminated : kExitInterrupted;
     highest_ = std::max(highest_, inputs_.status());
     if (!options_.quiet) return highest_;
-    if (found_) return kExitOk;
+    if (faces_ > 0) return kExitOk;
     return highest_ == kExitOk ? kExitQuietNone : kExitQuietError;
   }
 
@@ -259,6 +337,7 @@ class Run {
   const FormerOutput former_;
   ReductionOf reduction_of_;  // Null where an output needs whole photographs.
   bool reads_ahead_ = false;
+  Purpose purpose_ = Purpose::kSearch;
   size_t window_ = 0;
   std::atomic<bool> stopped_{false};
 
@@ -271,8 +350,9 @@ class Run {
   std::condition_variable moved_on_;
   std::map<size_t, Result> waiting_;  // By index.
   size_t written_ = 0;
+  CocoExport coco_;
   size_t failed_ = 0;
-  bool found_ = false;
+  size_t faces_ = 0;
   ExitCode highest_ = kExitOk;
   std::exception_ptr error_;
   Progress progress_;

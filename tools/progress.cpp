@@ -66,16 +66,20 @@ Progress::Progress(ProgressMode mode, bool several)
 Progress::~Progress() {
   if (!shown_) return;
   try {
-    close();
+    showStatus("");
   } catch (const std::exception&) {
-    // Without memory there is no last line.
+    // Without memory the bar stays.
   }
 }
 
-void Progress::close() {
-  state_.seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
+std::string Progress::finish() {
+  if (!shown_) return "";
+  shown_ = false;
   showStatus("");
-  say(numbers(state_) + "  in " + clockTime(state_.seconds));
+  const double seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
+  std::string text = "in " + clockTime(seconds);
+  if (seconds > 0) text += printed(", %.1f/s", static_cast<double>(state_.done) / seconds);
+  return text;
 }
 
 void Progress::update(size_t done, size_t failed, std::optional<size_t> total) {

@@ -30,7 +30,7 @@ class Progress {
   /// several  Whether there may be more than one photograph: kAuto shows nothing for one, nor
   /// anywhere but on a terminal.
   Progress(ProgressMode mode, bool several);
-  /// Takes the bar away and leaves its last state as a line of text.
+  /// Takes the bar away.
   ~Progress();
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
@@ -39,10 +39,13 @@ class Progress {
   /// so that the shortest run has a bar; other targets see one every five seconds.
   void update(size_t done, size_t failed, std::optional<size_t> total);
 
+  /// Takes the bar away. Returns what the closing line is to tell of time, as "in 0:05, 2.0/s"; an
+  /// empty text where no progress was shown.
+  std::string finish();
+
  private:
   using Clock = std::chrono::steady_clock;
   void show();
-  void close();
 
   bool shown_;
   std::optional<int> columns_;  // Of the terminal.

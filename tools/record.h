@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/face.h"
+#include "tools/photograph/file_stamp.h"
 #include "tools/photograph_failure.h"
 
 namespace oznatool {
@@ -16,10 +17,12 @@ namespace oznatool {
 struct Record {
   std::string path;                          ///< As the user gave it.
   std::optional<PhotographFailure> failure;  ///< Set where the photograph could not be looked at;
-                                             ///< nothing below is then set.
+                                             ///< size and faces are then not set.
+  std::optional<FileStamp> stamp = {};       ///< Of its file; nothing for a pipe.
   cv::Size size = {};                        ///< Of the upright photograph in pixels.
   int orientation = 1;  ///< How the photograph was turned upright: see orientation.h.
   std::vector<Face> faces = {};
+  std::vector<std::string> warnings = {};  ///< What of the photograph was not read, in words.
 };
 
 }  // namespace oznatool

@@ -15,13 +15,13 @@ namespace oznatool {
 constexpr int kSchemaVersion = 1;
 
 /// One record as one line of JSON with its line break:
-///   {"schema":1,"path":..,"width":..,"height":..,"orientation":..,"faces":[{"left":..,"top":..,
-///    "right":..,"bottom":..,"score":..,"points":[[x,y],..],"chip":..},..]}
+///   {"schema":1,"path":..,"bytes":..,"modified":..,"width":..,"height":..,"orientation":..,"faces":[{"left":..,"top":..,
+///    "right":..,"bottom":..,"score":..,"points":[[x,y],..],"chip":..},..],"warnings":[..]}
 /// or, where the photograph could not be looked at,
-///   {"schema":1,"path":..,"error":{"kind":..,"message":..}}
+///   {"schema":1,"path":..,"bytes":..,"modified":..,"error":{"kind":..,"message":..}}
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
-/// and "chip" where none were asked for. Numbers carry the digits that give back the same 32-bit
+/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where the input is no regular file. Numbers carry the digits that give back the same 32-bit
 /// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
 /// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
 /// a terminal would obey are escaped.
@@ -37,11 +37,13 @@ std::string csvRows(const Record& record, int point_count, bool safe_cells);
 /// The heading of the CSV columns, with its line break.
 std::string csvHeading(int point_count);
 
-/// One record as a heading, one row a face, and one row a landmark below its face. Rounded for
-/// reading.
-std::string table(const Record& record);
+/// One record as a heading and one row a face. Rounded for reading.
+///
+/// lists_points  Whether the landmarks of a face stand below it, one a row.
+std::string table(const Record& record, bool lists_points);
 
-/// One record in the form that the user chose.
+/// One record in the form that the user chose. Where that is names alone, those of photographs that
+/// failed are in neither list.
 std::string formatted(const Record& record, const Options& options);
 
 }  // namespace oznatool

@@ -28,6 +28,19 @@ class SideOutput {
   /// they may have been decoded smaller.
   virtual bool readsPixels() const { return true; }
 
+  /// Whether prepare makes a copy of the photograph, for which alpha channel and metadata are kept.
+  virtual bool copies() const { return false; }
+
+  /// Whether the files of a photograph are there already, where that can be told before it is looked at.
+  virtual bool isThere(const Input& /*input*/) const { return false; }
+
+  /// Takes note of a photograph that failed, in its place among the calls of write.
+  virtual void noteFailure(const Record& /*record*/) const {}
+
+  /// Writes what speaks of the whole run, also of an interrupted one. Called once, last.
+  /// Errors  Failure with kExitOutput.
+  virtual void finish() const {}
+
   /// Makes the files of one photograph in memory.
   ///
   /// photograph  Its pixels may be changed by the output that comes last.

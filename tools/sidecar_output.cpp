@@ -6,6 +6,7 @@
 #include <exception>
 #include <filesystem>
 #include <new>
+#include <system_error>
 
 #include "tools/exit_code.h"
 #include "tools/input_file.h"
@@ -39,14 +40,27 @@ Former formerSidecar(const std::string& path) {
 
 }  // namespace
 
-SidecarOutput::SidecarOutput(const std::string& directory)
-    : directory_(directory), written_(std::make_shared<std::unordered_set<std::string>>()) {
+SidecarOutput::SidecarOutput(const std::string& directory, bool by_stem)
+    : directory_(directory),
+      by_stem_(by_stem),
+      written_(std::make_shared<std::unordered_set<std::string>>()) {
   makeDirectory(directory);
+}
+
+std::string SidecarOutput::pathFor(const Input& input) const {
+  std::filesystem::path place(input.place);
+  if (by_stem_) place.replace_extension();
+  return (std::filesystem::path(directory_) / (place.string() + ".xmp")).string();
+}
+
+bool SidecarOutput::isThere(const Input& input) const {
+  std::error_code error;
+  return std::filesystem::exists(pathFor(input), error);
 }
 
 PreparedFiles SidecarOutput::prepare(const Input& input, const Record& /*record*/,
                                      Photograph* /*photograph*/) const {
-  const std::string path = (std::filesystem::path(directory_) / (input.place + ".xmp")).string();
+  const std::string path = pathFor(input);
   return {0, [path, written = written_](Record* record) {
             if (!written->insert(path).second) {
               throw Failure(kExitOutput, printable(path) +

@@ -16,17 +16,21 @@ namespace oznatool {
 /// the regions that this program wrote: see xmp_regions.h.
 class SidecarOutput : public SideOutput {
  public:
-  /// Makes the directory. Errors  Failure with kExitOutput.
-  explicit SidecarOutput(const std::string& directory);
+  /// Makes the directory. by_stem  "photo.xmp" and not "photo.jpg.xmp". Errors  Failure with kExitOutput.
+  SidecarOutput(const std::string& directory, bool by_stem);
 
   bool readsPixels() const override { return false; }
+  bool isThere(const Input& input) const override;
 
   /// write refuses to use one sidecar for two photographs of the run.
   PreparedFiles prepare(const Input& input, const Record& record,
                         Photograph* photograph) const override;
 
  private:
+  std::string pathFor(const Input& input) const;
+
   std::string directory_;
+  bool by_stem_;
   // Used by write alone, which runs in one thread at a time.
   std::shared_ptr<std::unordered_set<std::string>> written_;
 };

@@ -4,13 +4,16 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 #include <mutex>
 #include <string_view>
+#include <system_error>
 
 #include "tools/exit_code.h"
 #include "tools/system_reason.h"
@@ -101,6 +104,28 @@ void writeData(const std::string& text) {
     throw Failure(kExitOutput, "standard output: " + reasonOf(errno));
   }
   if (on_screen) writeMessage(status);
+}
+
+void writeBytes(const std::vector<unsigned char>& bytes) {
+  const std::lock_guard<std::mutex> lock(screen_mutex);
+  if (isatty(STDOUT_FILENO) != 0) {
+    throw Failure(kExitOutput, "standard output is a terminal, which shows no pictures");
+  }
+  const bool written = std::fwrite(bytes.data(), 1, bytes.size(), stdout) == bytes.size();
+  if (!written || std::fflush(stdout) != 0) {
+    throw Failure(kExitOutput, "standard output: " + reasonOf(errno));
+  }
+}
+
+std::string standardOutputFile() {
+  struct stat status;
+  if (fstat(STDOUT_FILENO, &status) == -1 || !S_ISREG(status.st_mode)) return "";
+  std::error_code error;
+  const std::filesystem::path path = std::filesystem::read_symlink("/proc/self/fd/1", error);
+  if (error) return "";
+  const std::filesystem::path shorter =
+      path.lexically_proximate(std::filesystem::current_path(error));
+  return !error && *shorter.begin() != ".." ? shorter.string() : path.string();
 }
 
 QuietStandardError::QuietStandardError() {

@@ -21,7 +21,7 @@ __attribute__((format(printf, 1, 2))) std::string printed(const char* format, ..
 
 }  // namespace
 
-std::string table(const Record& record) {
+std::string table(const Record& record, bool lists_points) {
   if (record.failure) {
     return printable(record.path) + "  failed: " + printable(record.failure->reason()) + "\n";
   }
@@ -38,7 +38,7 @@ std::string table(const Record& record) {
                     face.rect.right, face.rect.bottom);
     text += face.score ? printed(" %8.4f", *face.score) : printed(" %8s", "-");
     text += face.chip.empty() ? "\n" : "  " + printable(face.chip) + "\n";
-    for (size_t p = 0; p + 1 < face.points.size(); p += 2) {
+    for (size_t p = 0; lists_points && p + 1 < face.points.size(); p += 2) {
       text +=
           printed("%16s %2zu %9.2f %9.2f\n", "point", p / 2, face.points[p], face.points[p + 1]);
     }

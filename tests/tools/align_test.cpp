@@ -58,7 +58,7 @@ TEST_F(Align, PlacesFivePoints) {
 }
 
 TEST_F(Align, TableHasOneRowAPoint) {
-  const Outcome run = alignBox({});
+  const Outcome run = alignBox({"--points", "68"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
   ASSERT_EQ(lines.size(), 3u + 68u);

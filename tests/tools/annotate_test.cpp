@@ -25,7 +25,7 @@ bool differ(const cv::Mat& a, const cv::Mat& b, int x, int y) {
   return a.at<cv::Vec3b>(y, x) != b.at<cv::Vec3b>(y, x);
 }
 
-TEST_F(Annotate, ChangesPixelsInsideDetectedBoxesOnly) {
+TEST_F(Annotate, ChangesPixelsOfDetectedBoxesAndOfTheLabelsAboveThemOnly) {
   const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
   const Outcome run = runOzna({"detect", "--json", "--annotate", at("out.png"), photograph});
   ASSERT_EQ(run.exit_code, 0) << run.err;
@@ -42,6 +42,11 @@ TEST_F(Annotate, ChangesPixelsInsideDetectedBoxesOnly) {
     const cv::Rect box =
         cv::Rect(left, top, right - left, bottom - top) & cv::Rect({}, before.size());
     inside(box).setTo(1);
+    // The label: at most a quarter of the face high, and no wider than three quarters of it.
+    const int height = (bottom - top) / 4;
+    ASSERT_GT(top, height);
+    inside(cv::Rect(left, top - height, 3 * (right - left) / 4, height)).setTo(1);
+    EXPECT_TRUE(differ(before, after, left + 2, top - 2));
     // All four edges are drawn, and the middle of the face is not.
     EXPECT_TRUE(differ(before, after, left, (top + bottom) / 2));
     EXPECT_TRUE(differ(before, after, right - 1, (top + bottom) / 2));

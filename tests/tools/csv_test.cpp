@@ -89,11 +89,14 @@ TEST_F(CsvOfProgram, HasARowAFaceAndOneForEachOther) {
   ASSERT_EQ(lines.size(), 1u + 9u + 2u);
   EXPECT_EQ(
       lines[0],
-      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message");
+      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message,"
+      "bytes,modified");
   EXPECT_EQ(lines[1].rfind(OZNA_SOURCE_DIR "/samples/group.jpg,1280,700,1,9,1,", 0), 0u)
       << lines[1];
-  EXPECT_EQ(lines[10], "\"" + none + "\",40,30,1,0,,,,,,,,,");
-  EXPECT_EQ(lines[11], at("missing.png") + ",,,,,,,,,,,,read,No such file or directory");
+  const std::string size = std::to_string(std::filesystem::file_size(none));
+  EXPECT_EQ(lines[10].rfind("\"" + none + "\",40,30,1,0,,,,,,,,,," + size + ",20", 0), 0u)
+      << lines[10];
+  EXPECT_EQ(lines[11], at("missing.png") + ",,,,,,,,,,,,read,No such file or directory,,");
 }
 
 TEST_F(CsvOfProgram, HasTwoColumnsALandmark) {
@@ -103,7 +106,7 @@ TEST_F(CsvOfProgram, HasTwoColumnsALandmark) {
   const std::vector<std::string> lines = linesOf(run.out);
   ASSERT_EQ(lines.size(), 3u);
   for (const std::string& line : lines) {
-    EXPECT_EQ(std::count(line.begin(), line.end(), ','), 13 + 10) << line;
+    EXPECT_EQ(std::count(line.begin(), line.end(), ','), 15 + 10) << line;
   }
   EXPECT_NE(lines[0].find(",x0,y0,x1,y1,x2,y2,x3,y3,x4,y4"), std::string::npos);
 }

@@ -55,17 +55,19 @@ TEST_F(InputsOfProgram, FolderWithoutPhotographsIsTold) {
   const Outcome run = runOzna({"detect", "--json", "-r", at("in")});
   EXPECT_EQ(run.exit_code, 0);
   EXPECT_EQ(run.out, "");
-  EXPECT_EQ(run.err, "ozna: " + at("in") + ": no photograph in this folder\n");
+  EXPECT_EQ(run.err,
+            "ozna: " + at("in") + ": no photograph in this folder\nozna: 0 photographs, 0 faces\n");
 }
 
 TEST_F(InputsOfProgram, ListOnStandardInputStandsAtItsPlace) {
   const std::string a = makePicture("a.png");
   const std::string b = makePicture("b c.png");
   const std::string c = makePicture("c.png");
+  const std::string d = makePicture("d.png");
   // An empty line is no name, and the last line may lack its end.
-  const Outcome run = runOznaOn(b + "\n\n" + c, {"detect", "--json", a, "-", a});
+  const Outcome run = runOznaOn(b + "\n\n" + c, {"detect", "--json", a, "-", d});
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(pathsOf(run), (Paths{a, b, c, a}));
+  EXPECT_EQ(pathsOf(run), (Paths{a, b, c, d}));
 }
 
 TEST_F(InputsOfProgram, ListMayEndNamesInNul) {

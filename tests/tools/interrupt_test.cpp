@@ -49,8 +49,8 @@ class Interrupt : public ProgramTest {
     FAIL() << "no " << count << " lines within half a minute";
   }
 
-  int interruptAndWait() {
-    kill(child_, SIGINT);
+  int interruptAndWait(int signal = SIGINT) {
+    kill(child_, signal);
     int status = 0;
     waitpid(child_, &status, 0);
     close(input_);
@@ -69,6 +69,24 @@ TEST_F(Interrupt, EndsARunThatWaitsForItsList) {
   awaitLines(2);
   EXPECT_EQ(interruptAndWait(), 130);
   EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2u);
+  EXPECT_EQ(readFile(at("err")),
+            "ozna: 2 photographs, 0 faces\nozna: interrupted after 2; go on with --resume " +
+                at("out") + "\n");
+}
+
+TEST_F(Interrupt, RequestToEndIsOneToo) {
+  std::vector<std::string> arguments = {"detect", "--json", "-j", "1", "--min-face", "20"};
+  for (int i = 0; i < 40; ++i) {
+    arguments.push_back(at(std::to_string(i) + ".jpg"));
+    std::filesystem::create_symlink(OZNA_SOURCE_DIR "/samples/group.jpg", arguments.back());
+  }
+  start(arguments);
+  awaitLines(1);
+  EXPECT_EQ(interruptAndWait(SIGTERM), 143);
+  const size_t done = linesOf(readFile(at("out"))).size();
+  EXPECT_LT(done, 40u);
+  EXPECT_EQ(linesOf(readFile(at("err"))).back(), "ozna: interrupted after " + std::to_string(done) +
+                                                     " of 40; go on with --resume " + at("out"));
 }
 
 TEST_F(Interrupt, SecondOneEndsTheProgramAtOnce) {

@@ -17,14 +17,20 @@ class Jobs : public ProgramTest {
  protected:
   // Photographs with and without faces of very different cost, and some that fail.
   std::vector<std::string> photographs() const {
-    writeFile(at("empty.jpg"), "");
+    // Other paths with the same names, so that those of their files are taken.
     std::vector<std::string> paths;
     for (int i = 0; i < 4; ++i) {
-      paths.push_back(OZNA_SOURCE_DIR "/samples/group.jpg");
+      const std::string folder = std::to_string(i) + "/";
+      writeFile(at(folder + "empty.jpg"), "");
+      for (const char* sample : {"group.jpg", "astronaut.png"}) {
+        std::filesystem::create_symlink(std::string(OZNA_SOURCE_DIR "/samples/") + sample,
+                                        at(folder + sample));
+      }
+      paths.push_back(at(folder + "group.jpg"));
       paths.push_back(makePicture("small" + std::to_string(i) + ".png"));
-      paths.push_back(at("missing.jpg"));
-      paths.push_back(OZNA_SOURCE_DIR "/samples/astronaut.png");
-      paths.push_back(at("empty.jpg"));
+      paths.push_back(at(folder + "missing.jpg"));
+      paths.push_back(at(folder + "astronaut.png"));
+      paths.push_back(at(folder + "empty.jpg"));
     }
     return paths;
   }
@@ -156,14 +162,16 @@ TEST_F(Jobs, MemoryStaysWithinItsBoundForHundredMegapixels) {
   // next one may be read ahead.
   const std::string large = at("large.png");
   writeFile(large, encoded(".png", cv::Mat(10000, 10030, CV_8UC1, cv::Scalar(90))));
+  for (const char* name : {"2.png", "3.png"}) std::filesystem::create_symlink(large, at(name));
   for (const char* jobs : {"1", "3"}) {
     rusage before;
     getrusage(RUSAGE_CHILDREN, &before);
-    const Outcome run =
-        runOzna({"detect", "--json", "-j", jobs, "--memory", "320", large, large, large});
+    const Outcome run = runOzna(
+        {"detect", "--json", "-j", jobs, "--memory", "320", large, at("2.png"), at("3.png")});
     rusage after;
     getrusage(RUSAGE_CHILDREN, &after);
     ASSERT_EQ(run.exit_code, 0) << run.err;
+    ASSERT_EQ(linesOf(run.out).size(), 3u);
     EXPECT_EQ(parsed(linesOf(run.out)[2])["width"], 10030);
     // The manual's bound: the memory, one file (less than 1 MiB), 100 MiB and 80 MiB a thread.
     EXPECT_LE(after.ru_maxrss / 1024, 320 + 1 + 100 + std::atoi(jobs) * 80);

@@ -29,6 +29,9 @@ TEST(NearestWord, IsNoneWhereNothingIsNear) {
   EXPECT_EQ(nearestWord("--recognise", {"--json", "--xmp"}), "");
   EXPECT_EQ(nearestWord(std::string(1000, 'x'), {"--json"}), "");
   EXPECT_EQ(nearestWord("x", {}), "");
+  // Two of three letters differ, and one of two.
+  EXPECT_EQ(nearestWord("foo", {"info"}), "");
+  EXPECT_EQ(nearestWord("-x", {"-q"}), "");
 }
 
 TEST(NearestWord, TakesABeginningForTheWord) {

@@ -43,7 +43,7 @@ class OddPhotographs : public ProgramTest {
     writeFile(at("text.jpg"), "no photograph\n");
     std::filesystem::create_directory(at("folder.jpg"));
     return {{at("grey.jpg"), 512, 512, 1, ""},
-            {at("cut.jpg"), 0, 0, 0, "format"},
+            {at("cut.jpg"), 512, 512, 1, ""},  // What is there holds the face.
             {at("alpha.png"), 512, 512, 1, ""},
             {at("empty.png"), 0, 0, 0, "format"},
             {at("deep.png"), 512, 512, 1, ""},

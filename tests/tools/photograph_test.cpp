@@ -124,11 +124,12 @@ TEST_F(Photographs, ThatFailAreToldAndTheOthersGoOn) {
   EXPECT_EQ(run.exit_code, 1);
   expectMessagesNameProgram(run);
   const std::vector<std::string> messages = linesOf(run.err);
-  ASSERT_EQ(messages.size(), 4u) << run.err;
+  ASSERT_EQ(messages.size(), 5u) << run.err;
   EXPECT_EQ(messages[0], "ozna: " + missing + ": No such file or directory");
   EXPECT_EQ(messages[1], "ozna: " + empty + ": is empty");
-  EXPECT_EQ(messages[2], "ozna: " + folder + ": is a directory");
-  EXPECT_EQ(messages[3], "ozna: " + text + ": is damaged or not in a known image format");
+  EXPECT_EQ(messages[2], "ozna: " + folder + ": is a directory; -r looks into it");
+  EXPECT_EQ(messages[3], "ozna: " + text + ": is in no known image format");
+  EXPECT_EQ(messages[4], "ozna: 6 photographs, 2 faces; 4 failed");
 
   // Each has its record, in order; those that were not looked at have no faces, not even none.
   const std::vector<std::string> lines = linesOf(run.out);
@@ -153,7 +154,7 @@ TEST_F(Photographs, CutShortAreToldInEveryFormat) {
   cv::Mat noise(120, 160, CV_8UC3);
   cv::theRNG().state = 7;
   cv::randu(noise, 0, 256);
-  for (const std::string ending : {".jpg", ".png", ".bmp", ".tiff", ".webp", ".jp2", ".ppm"}) {
+  for (const std::string ending : {".png", ".bmp", ".tiff", ".webp", ".jp2", ".ppm"}) {
     SCOPED_TRACE(ending);
     const std::string bytes = encoded(ending, noise);
     const std::string path = at("cut" + ending);
@@ -167,6 +168,25 @@ TEST_F(Photographs, CutShortAreToldInEveryFormat) {
       EXPECT_EQ(parsed(run.out)["error"]["kind"], "format");
     }
   }
+}
+
+TEST_F(Photographs, JpegWithoutItsLastBytesIsReadWithAWarningUnlessTheRunIsStrict) {
+  cv::Mat noise(120, 160, CV_8UC3);
+  cv::theRNG().state = 7;
+  cv::randu(noise, 0, 256);
+  const std::string bytes = encoded(".jpg", noise);
+  const std::string path = at("cut.jpg");
+  writeFile(path, bytes.substr(0, bytes.size() - 200));
+  const Outcome run = align({path});
+  EXPECT_EQ(run.exit_code, 0);
+  EXPECT_EQ(run.err, "ozna: " + path + ": is cut short: what is missing is searched as grey\n");
+  EXPECT_EQ(parsed(run.out)["warnings"].size(), 1u);
+  const Outcome strict = runOzna({"detect", "--json", "--strict", path});
+  expectFailure(strict, 1, path + ": is cut short");
+  EXPECT_EQ(parsed(strict.out)["error"]["kind"], "format");
+  // Without any of its pixels it is no photograph.
+  writeFile(path, bytes.substr(0, 100));
+  expectFailure(align({path}), 1, path + ": is damaged");
 }
 
 TEST_F(Photographs, WithDamagedBytesNeverEndTheProgram) {
@@ -208,7 +228,8 @@ TEST_F(Photographs, OfAbsurdSizeAreRefused) {
   const Outcome run = align({at("bomb.png"), at("bomb.bmp"), makePicture("good.png")});
   expectFailure(run, 1, "bomb.png: ");
   expectFailure(run, 1, "bomb.bmp: ");
-  EXPECT_EQ(linesOf(run.err).size(), 2u) << run.err;
+  // Two failures and the closing line.
+  EXPECT_EQ(linesOf(run.err).size(), 3u) << run.err;
   EXPECT_EQ(linesOf(run.out).size(), 3u);
   EXPECT_EQ(parsed(linesOf(run.out)[0])["error"]["kind"], "memory");
 }

@@ -80,8 +80,8 @@ TEST_F(ProgressOfProgram, TerminalSeesABarAndTheLastNumbers) {
   const std::string seen = onTerminal(
       {"detect", "--json", makePicture("a.png"), at("missing.png"), makePicture("b.png")});
   EXPECT_NE(seen.find("\r\x1b[K["), std::string::npos) << seen;
-  EXPECT_NE(seen.find("ozna: 3/3  100%"), std::string::npos) << seen;
-  EXPECT_NE(seen.find("1 failed  in 0:0"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("3/3  100%"), std::string::npos) << seen;
+  EXPECT_NE(seen.find("ozna: 3 photographs, 0 faces; 1 failed (in 0:0"), std::string::npos) << seen;
   // Data stays free of it.
   const std::vector<std::string> lines = linesOf(readFile(at("out")));
   ASSERT_EQ(lines.size(), 3u);
@@ -92,16 +92,16 @@ TEST_F(ProgressOfProgram, IsNotShownForOnePhotographNorWhereItIsUnwanted) {
   EXPECT_EQ(onTerminal({"detect", makePicture("a.png")}), "");
   EXPECT_EQ(
       onTerminal({"detect", "--progress", "never", makePicture("a.png"), makePicture("b.png")}),
-      "");
+      "ozna: 2 photographs, 0 faces\r\n");
   EXPECT_NE(onTerminal({"detect", "--progress", "always", makePicture("a.png")}), "");
 }
 
 TEST_F(ProgressOfProgram, ElsewhereItIsLinesAndOnlyOnDemand) {
   const std::vector<std::string> paths = {makePicture("a.png"), makePicture("b.png")};
-  EXPECT_EQ(runOzna({"detect", paths[0], paths[1]}).err, "");
+  EXPECT_EQ(runOzna({"detect", paths[0], paths[1]}).err, "ozna: 2 photographs, 0 faces\n");
   const Outcome run = runOzna({"detect", "--progress", "always", paths[0], paths[1]});
   EXPECT_EQ(run.err.find('\r'), std::string::npos);
-  EXPECT_EQ(run.err.rfind("ozna: 2/2  100%", 0), 0u) << run.err;
+  EXPECT_EQ(run.err.rfind("ozna: 2 photographs, 0 faces (in 0:0", 0), 0u) << run.err;
   expectFailure(runOzna({"detect", "--progress", "alway", paths[0]}), 2,
                 "--progress takes auto, always or never, not alway; did you mean always?");
 }

@@ -37,8 +37,12 @@ TEST_F(Report, JsonKeysStandInTheirOrder) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   ASSERT_EQ(linesOf(run.out).size(), 1u);
   const nlohmann::ordered_json line = parsed(run.out);
-  EXPECT_EQ(keysOf(line), (std::vector<std::string>{"schema", "path", "width", "height",
-                                                    "orientation", "faces"}));
+  EXPECT_EQ(keysOf(line), (std::vector<std::string>{"schema", "path", "bytes", "modified", "width",
+                                                    "height", "orientation", "faces"}));
+  // The sample's size in bytes, and a time in UTC to the nanosecond.
+  EXPECT_EQ(line["bytes"], std::filesystem::file_size(OZNA_SOURCE_DIR "/samples/astronaut.png"));
+  EXPECT_EQ(line["modified"].get<std::string>().size(),
+            std::string("2026-11-22T09:41:07.000000000Z").size());
   EXPECT_EQ(line["schema"], 1);
   EXPECT_EQ(line["orientation"], 1);
   ASSERT_GE(line["faces"].size(), 1u);

@@ -1,5 +1,6 @@
 // Going on behind a former output.
 
+#include <chrono>
 #include <cstdlib>
 
 #include "tests/tools/program.h"
@@ -90,6 +91,41 @@ TEST_F(Resume, LeavesAnotherFileAsItIsAndBeginsAnew) {
   ASSERT_EQ(lines.size(), 2u);
   EXPECT_EQ(lines[0].rfind("path,", 0), 0u);
   EXPECT_EQ(lines[1].rfind(paths_[2] + ",", 0), 0u);
+}
+
+TEST_F(Resume, PhotographThatWasReplacedIsDoneAgain) {
+  for (const std::string format : {"json", "csv"}) {
+    SCOPED_TRACE(format);
+    makePicture("a.png", 40, 30);
+    const std::string begun = detect({"--format", format}, 3).out;
+    writeFile(at("former"), begun);
+    // Another size in bytes, then the same size and another time.
+    makePicture("a.png", 60, 30);
+    const Outcome larger = detect({"--format", format, "--resume", at("former")}, 3);
+    EXPECT_NE(larger.err.find("a.png: is another file than in the former output"),
+              std::string::npos)
+        << larger.err;
+    EXPECT_NE(larger.err.find("1 photograph, 0 faces; 2 done before"), std::string::npos);
+    EXPECT_NE(larger.out.find(format == "csv" ? ",60,30," : "\"width\":60"), std::string::npos);
+    // The later record counts.
+    writeFile(at("former"), begun + linesOf(larger.out).back() + "\n");
+    EXPECT_NE(detect({"--format", format, "--resume", at("former")}, 3).err.find("3 done before"),
+              std::string::npos);
+    std::filesystem::last_write_time(
+        paths_[0], std::filesystem::file_time_type::clock::now() + std::chrono::seconds(7));
+    EXPECT_NE(detect({"--format", format, "--resume", at("former")}, 3).err.find("2 done before"),
+              std::string::npos);
+  }
+  // Outputs of before know no sizes.
+  writeFile(at("former"), "{\"schema\":1,\"path\":\"" + paths_[0] + "\",\"faces\":[]}\n");
+  EXPECT_NE(detect({"--json", "--resume", at("former")}, 3).err.find("1 done before"),
+            std::string::npos);
+  writeFile(at("former"),
+            "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,"
+            "message\n" +
+                paths_[0] + ",40,30,1,0,,,,,,,,,\n");
+  EXPECT_NE(detect({"--format", "csv", "--resume", at("former")}, 3).err.find("1 done before"),
+            std::string::npos);
 }
 
 TEST_F(Resume, EmptyFileIsABeginning) {

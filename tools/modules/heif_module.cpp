@@ -72,6 +72,19 @@ cv::Mat decode(const unsigned char* bytes, size_t size, const cv::Size& promised
   return pixels;
 }
 
+std::vector<unsigned char> colourProfile(const unsigned char* bytes, size_t size) {
+  constexpr size_t kLargest = size_t{16} << 20;
+  const MainImage main(bytes, size);
+  if (main.handle == nullptr) return {};
+  const size_t length = heif_image_handle_get_raw_color_profile_size(main.handle.get());
+  const auto type = heif_image_handle_get_color_profile_type(main.handle.get());
+  const bool is_file = type == heif_color_profile_type_prof || type == heif_color_profile_type_rICC;
+  if (!is_file || length > kLargest) return {};
+  std::vector<unsigned char> profile(length);
+  if (!isOk(heif_image_handle_get_raw_color_profile(main.handle.get(), profile.data()))) return {};
+  return profile;
+}
+
 const char* version() { return heif_get_version(); }
 
 }  // namespace
@@ -79,6 +92,6 @@ const char* version() { return heif_get_version(); }
 
 extern "C" __attribute__((visibility("default"))) const oznatool::HeifModule* oznaHeifModule() {
   static const oznatool::HeifModule module = {oznatool::isHeif, oznatool::sizeOf, oznatool::decode,
-                                              oznatool::version};
+                                              oznatool::colourProfile, oznatool::version};
   return &module;
 }

@@ -61,6 +61,24 @@ cv::Mat decode(const std::vector<unsigned char>& bytes, std::int64_t promised_pi
   }
 }
 
+cv::Mat decodeAlpha(const std::vector<unsigned char>& bytes, std::int64_t promised_pixels) {
+  constexpr std::int64_t kMostBytes = 8;  // Four channels of 16 bits.
+  const Limit limit(kMostBytes * promised_pixels);
+  try {
+    cv::Mat pixels = cv::imdecode(bytes, cv::IMREAD_UNCHANGED | cv::IMREAD_IGNORE_ORIENTATION);
+    if (pixels.channels() != 4 || static_cast<std::int64_t>(pixels.total()) > promised_pixels) {
+      return {};
+    }
+    cv::Mat alpha;
+    cv::extractChannel(pixels, alpha, 3);
+    if (alpha.depth() == CV_16U) alpha.convertTo(alpha, CV_8U, 1.0 / 257);
+    return alpha.type() == CV_8UC1 ? alpha : cv::Mat();
+  } catch (const cv::Exception& error) {
+    if (error.code == cv::Error::StsNoMem && !was_refused) throw std::bad_alloc();
+    return {};
+  }
+}
+
 bool canEncode(const std::string& name) { return cv::haveImageWriter(name); }
 
 bool encode(const std::string& ending, const cv::Mat& pixels, std::vector<unsigned char>* bytes) {
@@ -79,7 +97,8 @@ oznaPictureModule() {
   static oznatool::LimitedAllocator allocator;
   static const oznatool::PictureModule module = [] {
     cv::Mat::setDefaultAllocator(&allocator);
-    return oznatool::PictureModule{oznatool::decode, oznatool::canEncode, oznatool::encode};
+    return oznatool::PictureModule{oznatool::decode, oznatool::decodeAlpha, oznatool::canEncode,
+                                   oznatool::encode};
   }();
   return &module;
 }
