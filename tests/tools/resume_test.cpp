@@ -204,7 +204,8 @@ TEST_F(Resume, RefusesWhatIsNoFormerOutput) {
     expectFailure(run, 2, "--resume " + file);
     EXPECT_EQ(run.out, "");
   }
-  expectFailure(detect({"--resume", at("other.json")}, 2), 2, "--resume goes on behind");
+  expectFailure(detect({"--resume", at("other.json")}, 2), 2,
+                "--resume needs --format json or csv");
 }
 
 }  // namespace
