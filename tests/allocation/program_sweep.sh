@@ -12,13 +12,15 @@ shift 3
 shift
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
+# The loader takes a blank in LD_PRELOAD for the end of a name.
+cp "$preload" "$work/preload.so"
 
 # run INDEX ARGUMENT...: one run of the program.
 run() {
   local index=$1
   shift
   # Behind timeout, which is not to fail itself.
-  timeout 120 env OZNA_FAIL_ALLOCATION="$index" OZNA_COUNT_FILE="$work/count" LD_PRELOAD="$preload" \
+  timeout 120 env OZNA_FAIL_ALLOCATION="$index" OZNA_COUNT_FILE="$work/count" LD_PRELOAD="$work/preload.so" \
     "$program" "$@" >"$work/output" 2>"$work/errors"
 }
 

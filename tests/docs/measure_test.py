@@ -15,6 +15,7 @@ import unittest
 SOURCE, PROGRAM = map(pathlib.Path, sys.argv[1:3])
 SCRIPT = SOURCE / "scripts/measure_presets.py"
 sys.dont_write_bytecode = True
+sys.path.insert(0, str(SCRIPT.parent))  # Where a script that is run finds its modules.
 spec = importlib.util.spec_from_file_location("measure_presets", SCRIPT)
 measure_presets = importlib.util.module_from_spec(spec)
 spec.loader.exec_module(measure_presets)
