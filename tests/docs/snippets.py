@@ -5,6 +5,7 @@
 
 LANGUAGE picks the blocks of one kind; a block is what stands between ``` fences:
 
+    c        compiled as the body of a function that has a finder and an image, by the rules of C99
     cpp      a program, where it has a main function, is compiled, linked and run on a photograph and the models;
              otherwise it is compiled as the body of a function in which the names of PRELUDE are known
     cmake    a project beside docs/find_faces.cpp as main.cpp: configured against the installed tree and built
@@ -48,6 +49,14 @@ PRELUDE = """
 %s
   return 0;
 }
+"""
+
+C_PRELUDE = """#include <math.h>
+#include <oznakit.h>
+#include <stdint.h>
+void block(oznakit_finder* finder, oznakit_image image);
+void block(oznakit_finder* finder, oznakit_image image) {
+%s}
 """
 
 KIT_PRELUDE = """
@@ -118,6 +127,7 @@ def blocks_of(page):
 class Runner:
     def __init__(self, source, build, installed, work):
         self.source, self.build, self.installed, self.work = map(pathlib.Path, (source, build, installed, work))
+        self.cc = os.environ.get("CC", "gcc")
         self.cxx = os.environ.get("CXX", "g++")
         self.plain = tempfile.TemporaryDirectory()
         self.failures = 0
@@ -194,6 +204,14 @@ class Runner:
             if "score" not in output:
                 self.fail(block, "found no face")
 
+    def c(self, blocks):
+        place = self.sandbox("c")
+        for number, block in enumerate(blocks):
+            file = place / f"block{number}.c"
+            file.write_text(C_PRELUDE % textwrap.indent(block.text, "  "))
+            warnings = ["-Wall", "-Wextra", "-Werror", "-pedantic"]
+            self.run([self.cc, "-std=c99", *warnings, f"-I{self.source / 'kit'}", "-fsyntax-only", str(file)], block)
+
     def cmake(self, blocks):
         for number, block in enumerate(blocks):
             place = self.sandbox(f"cmake{number}")
@@ -251,7 +269,7 @@ def main():
     runner = Runner(source, build, installed, work)
     pages = [runner.source / "README.md", *sorted((runner.source / "docs").glob("*.md"))]
     blocks = [block for page in pages for block in blocks_of(page)]
-    known = {"cpp", "cmake", "python", "sh", "bash", "text"}
+    known = {"c", "cpp", "cmake", "python", "sh", "bash", "text"}
     for block in blocks:
         if block.language not in known:
             runner.fail(block, f"a block of an unknown language: '{block.language}'")
