@@ -23,7 +23,15 @@ std::size_t AllocatedSize(std::size_t size) { return (size / kUnit + 2) * kUnit;
 // pages that come fresh from the system those of a smaller picture alone are ever touched; what
 // calloc takes from memory that was used before, it has to fill whole. Under AddressSanitizer all
 // blocks are allocated, since it watches the ends of those.
-#if defined(__SANITIZE_ADDRESS__)
+// gcc announces the sanitizer by a macro, clang by a feature.
+#if defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define OZNA_WATCHES_BLOCKS
+#endif
+#elif defined(__SANITIZE_ADDRESS__)
+#define OZNA_WATCHES_BLOCKS
+#endif
+#if defined(OZNA_WATCHES_BLOCKS)
 constexpr std::size_t kMapped = static_cast<std::size_t>(-1);
 #else
 constexpr std::size_t kMapped = std::size_t{1} << 20;
