@@ -95,7 +95,7 @@ cv::Matx33d nearestRotation(cv::Matx33d matrix) {
 }
 
 // The rotation and the scale that bring the head nearest to the face, were the face as deep as the
-// fit before has it. That fit where there is none, since the face is no such thing.
+// previous fit has it. Returns the previous fit where the points determine no rotation.
 Fit nextFit(const std::vector<Point>& points, const Fit& fit) {
   cv::Matx33d product;
   double spread = 0;

@@ -37,7 +37,7 @@ float lostShare(const Grey& grey) {
       lost += std::max(0.0f, difference - blurred);
     }
   }
-  // Differences of rounding are none.
+  // Rounding alone is no difference.
   return all > kSide * kSide * 1e-3 ? static_cast<float>(lost / all) : 0.0f;
 }
 

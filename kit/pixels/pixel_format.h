@@ -14,7 +14,7 @@ struct PixelFormat {
   int red;
   int green;
   int blue;
-  int alpha;  ///< -1 where there is none.
+  int alpha;  ///< -1 in a format without alpha.
 };
 
 /// Returns  The format of a number such as OZNAKIT_BGRA. Static.
