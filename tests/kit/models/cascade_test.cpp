@@ -7,9 +7,11 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <opencv2/core/mat.hpp>
 #include <string>
 
 #include "caffe/proto/caffe.pb.h"
+#include "detector/stage_scoring.h"
 #include "kit/error.h"
 #include "tests/kit/small_cascade.h"
 
@@ -72,6 +74,23 @@ TEST(Cascade, TakesSoundFiles) {
   const caffe::Blob<float>& weights = *detector->stages[0].net->params()[0];
   EXPECT_EQ(weights.cpu_data()[1], (7 - 5) / 64.0F);
   EXPECT_EQ(weights.cpu_data(), other->stages[0].net->params()[0]->cpu_data());
+}
+
+// A box without area would end the next stage by an exception of the image library.
+TEST(Cascade, MakesDetectorsWhoseTableLeavesNoBoxWithoutArea) {
+  Files files = kit_test::smallCascade();
+  files[kit_test::kTable] = "0 0 10\n0 0 10\n0 0 10\n";
+  const auto option = kit_test::asOption(files);
+  const Cascade cascade(*memorySource(option.data(), option.size()));
+  const auto detector = cascade.makeDetector();
+  // 8 / 10 is cut to 0, 40 / 10 is 4.
+  oznalib::CandidateList list = {{{5, 5, 8, 8, 0, 0}, {5, 5, 40, 40, 0, 0}}, ""};
+  oznalib::calibrateCandidates(detector->calibration, cv::Mat(60, 60, CV_8UC3, cv::Scalar(9, 9, 9)),
+                               list);
+  EXPECT_EQ(list.candidates[0].width, 8);
+  EXPECT_EQ(list.candidates[0].height, 8);
+  EXPECT_EQ(list.candidates[1].width, 4);
+  EXPECT_EQ(list.candidates[1].height, 4);
 }
 
 TEST(Cascade, RefusesEveryMissingFileByItsName) {
