@@ -81,8 +81,11 @@ bool AnnotationOutput::isThere(const Input& input) const {
   return fs::exists(is_directory_ ? fs::path(target_) / name : fs::path(name), error);
 }
 
-void AnnotationOutput::write(const Input& input, const std::string& name,
-                             const Bytes& bytes) const {
+void AnnotationOutput::protect(const Input& input) const {
+  if (is_directory_) refuseToOverwritePhotographs(target_, {input.path});
+}
+
+void AnnotationOutput::write(const std::string& name, const Bytes& bytes) const {
   if (isStandardOutput(target_)) {
     writeBytes(bytes);
   } else if (!is_directory_) {
@@ -90,8 +93,6 @@ void AnnotationOutput::write(const Input& input, const std::string& name,
   } else {
     // Another photograph of this run may have the same name.
     const bool is_first = written_->insert(name).second;
-    const bool replaces = taken_ == Taken::kReplaced && is_first;
-    if (replaces) refuseToOverwritePhotographs(target_, {input.path});
     writeNewFile(target_, name, bytes,
                  taken_ == Taken::kReplaced && !is_first ? Taken::kAnotherName : taken_);
   }
@@ -106,7 +107,7 @@ PreparedFiles AnnotationOutput::prepare(const Input& input, const Record& record
   const auto bytes = std::make_shared<const Bytes>(withMetadata(
       encodePicture(name, photograph->pixels, photograph->alpha), photograph->metadata, size));
   return {static_cast<std::int64_t>(bytes->size()),
-          [this, input, name, bytes](Record* /*record*/) { write(input, name, *bytes); }};
+          [this, name, bytes](Record* /*record*/) { write(name, *bytes); }};
 }
 
 }  // namespace oznatool

@@ -34,6 +34,7 @@ class AnnotationOutput : public SideOutput {
 
   bool copies() const override { return true; }
   bool isThere(const Input& input) const override;
+  void protect(const Input& input) const override;
 
   /// Draws into the photograph.
   PreparedFiles prepare(const Input& input, const Record& record,
@@ -41,7 +42,7 @@ class AnnotationOutput : public SideOutput {
 
  private:
   std::string nameFor(const Input& input) const;
-  void write(const Input& input, const std::string& name, const Bytes& bytes) const;
+  void write(const std::string& name, const Bytes& bytes) const;
 
   std::string target_;
   bool is_directory_;

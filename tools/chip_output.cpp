@@ -34,6 +34,10 @@ bool ChipOutput::isThere(const Input& input) const {
   return std::filesystem::exists(directory_ + "/" + stemOf(input) + "-1.png", error);
 }
 
+void ChipOutput::protect(const Input& input) const {
+  refuseToOverwritePhotographs(directory_, {input.path});
+}
+
 PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
                                   Photograph* photograph) const {
   // One file a face; no bytes for a face without a chip.
@@ -44,8 +48,7 @@ PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
     files->push_back(chip.empty() ? Bytes() : encodePicture(input.place + ".png", chip));
     prepared.bytes += static_cast<std::int64_t>(files->back().size());
   }
-  prepared.write = [this, files, stem = stemOf(input), path = input.path](Record* written) {
-    if (taken_ == Taken::kReplaced) refuseToOverwritePhotographs(directory_, {path});
+  prepared.write = [this, files, stem = stemOf(input)](Record* written) {
     for (size_t i = 0; i < files->size(); ++i) {
       if ((*files)[i].empty()) continue;
       const std::string name = stem + "-" + std::to_string(i + 1) + ".png";

@@ -23,6 +23,7 @@ class ChipOutput : public SideOutput {
   ChipOutput(const std::string& directory, int side_px, Taken taken);
 
   bool isThere(const Input& input) const override;
+  void protect(const Input& input) const override;
 
   /// Faces without five landmarks get no chip. Sets the chips of the record's faces.
   PreparedFiles prepare(const Input& input, const Record& record,

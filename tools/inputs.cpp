@@ -85,8 +85,12 @@ bool hasPhotographEnding(const std::string& name) {
          hasRawEnding(name);
 }
 
-Inputs::Inputs(const InputOptions& options, std::function<bool(const Input&)> skip)
-    : options_(options), skip_(std::move(skip)), thread_(startThread([this] { gather(); })) {}
+Inputs::Inputs(const InputOptions& options, std::function<bool(const Input&)> skip,
+               std::function<void(const Input&)> look)
+    : options_(options),
+      skip_(std::move(skip)),
+      look_(std::move(look)),
+      thread_(startThread([this] { gather(); })) {}
 
 Inputs::~Inputs() {
   stop_ = true;
@@ -95,7 +99,7 @@ Inputs::~Inputs() {
 
 std::optional<Input> Inputs::next(const std::function<bool()>& stop) {
   std::unique_lock<std::mutex> lock(mutex_);
-  while (waiting_.empty()) {
+  while (waiting_.empty() || (look_ && (error_ || !finished_))) {
     if (error_) std::rethrow_exception(error_);
     if (finished_ || stop()) return std::nullopt;
     changed_.wait_for(lock, std::chrono::milliseconds(50));
@@ -265,6 +269,7 @@ void Inputs::passOver(const std::string& kind) {
 }
 
 void Inputs::add(Input input) {
+  if (look_) look_(input);
   if (!isOfShard(input.path, options_.shard)) return;
   // A folder alone names none of its files twice.
   const bool may_repeat = options_.names.size() > 1 || options_.names.front() == "-";

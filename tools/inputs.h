@@ -38,7 +38,10 @@ struct Input {
 class Inputs {
  public:
   /// skip  Inputs that it is true for are left out; called in the gathering thread.
-  Inputs(const InputOptions& options, std::function<bool(const Input&)> skip);
+  /// look  Sees every input first, also those that are left out, and may throw what ends the gathering. Where there
+  ///       is one, no input is given out before all have passed it.
+  Inputs(const InputOptions& options, std::function<bool(const Input&)> skip,
+         std::function<void(const Input&)> look = nullptr);
   ~Inputs();
   Inputs(const Inputs&) = delete;
   Inputs& operator=(const Inputs&) = delete;
@@ -75,6 +78,7 @@ class Inputs {
 
   const InputOptions options_;
   const std::function<bool(const Input&)> skip_;
+  const std::function<void(const Input&)> look_;
   std::atomic<bool> stop_{false};
   mutable std::mutex mutex_;
   std::condition_variable changed_;

@@ -55,7 +55,8 @@ class Run {
         outputs_(outputs),
         former_(options_.resume.empty() ? FormerOutput() : FormerOutput(options_.resume)),
         budget_(memoryOf(options_)),
-        inputs_(options_.inputs, [this](const Input& input) { return isDone(input); }),
+        inputs_(
+            options_.inputs, [this](const Input& input) { return isDone(input); }, guard()),
         progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
     const auto reads_pixels = [](const SideOutput* output) { return output->readsPixels(); };
     if (std::none_of(outputs.begin(), outputs.end(), reads_pixels)) {
@@ -99,6 +100,14 @@ class Run {
   }
 
  private:
+  // Keeps photographs from being overwritten by files of the run.
+  std::function<void(const Input&)> guard() const {
+    if (options_.existing != Existing::kOverwrite) return nullptr;
+    return [this](const Input& input) {
+      for (const SideOutput* output : outputs_) output->protect(input);
+    };
+  }
+
   // Whether a former output has it, or all of its files are there.
   bool isDone(const Input& input) const {
     if (former_.has(input.path)) {

@@ -34,6 +34,10 @@ class SideOutput {
   /// Whether the files of a photograph are there already, where that can be told before it is looked at.
   virtual bool isThere(const Input& /*input*/) const { return false; }
 
+  /// Refuses a run whose files could replace this photograph, which is one of its own. Called for all of them before
+  /// the first is worked on, where files are overwritten. Errors  Failure with kExitUsage.
+  virtual void protect(const Input& /*input*/) const {}
+
   /// Takes note of a photograph that failed, in its place among the calls of write.
   virtual void noteFailure(const Record& /*record*/) const {}
 

@@ -69,6 +69,20 @@ TEST_F(Copies, KeepProfileAndExifLessOrientationAndThumbnail) {
   }
 }
 
+TEST_F(Copies, KeepTheProfileOfHeic) {
+  for (const std::string& profile : {colourProfile(), std::string()}) {
+    writeFile(at("in/a.heic"), encodedHeic(gradientPicture(64, 48), profile));
+    for (const std::string ending : {".jpg", ".png", ".webp"}) {
+      SCOPED_TRACE(ending);
+      fs::create_directory(at("out"));
+      ASSERT_EQ(runOzna({"annotate", "-o", at("out/a" + ending), at("in/a.heic")}).exit_code, 0);
+      const auto image = Exiv2::ImageFactory::open(at("out/a" + ending));
+      image->readMetadata();
+      EXPECT_EQ(image->iccProfileDefined() ? profileIn(*image) : "", profile);
+    }
+  }
+}
+
 TEST_F(Copies, TiffKeepsModelAndProfileAndItsOwnForm) {
   ASSERT_EQ(runOzna({"annotate", "-o", at("a.tiff"), withMetadata("in/a.jpg")}).exit_code, 0);
   EXPECT_EQ(cv::imread(at("a.tiff")).size(), cv::Size(30, 40));
@@ -132,6 +146,20 @@ TEST_F(Copies, OverwritingHarmsNoPhotographNorAResultOfTheSameRun) {
   expectFailure(runOznaOn(a + "\n", {"annotate", "--overwrite", "-o", at("in"), "-"}), 2,
                 "could replace photographs");
   EXPECT_EQ(readFile(a), bytes);
+  // A photograph far down a list is protected before the first one is worked on, whoever's share it is.
+  const std::string far = makePicture("far/a.png", 20, 20);
+  std::string list = a + "\n";
+  for (int i = 0; i < 200; ++i) list += at("none" + std::to_string(i) + ".png") + "\n";
+  for (const char* command : {"annotate", "crop"}) {
+    for (const char* share : {"1/2", "2/2"}) {
+      writeFile(at("far/a-1.png"), "of the user");
+      expectFailure(runOznaOn(list + far + "\n",
+                              {command, "--overwrite", "--shard", share, "-o", at("far"), "-"}),
+                    2, "could replace photographs");
+      EXPECT_EQ(cv::imread(far).cols, 20);
+      EXPECT_EQ(readFile(at("far/a-1.png")), "of the user");
+    }
+  }
   ASSERT_EQ(runOzna({"annotate", "--overwrite", "-o", at("out"), a, other}).exit_code, 0);
   EXPECT_EQ(cv::imread(at("out/a.png")).cols, 40);
   EXPECT_EQ(cv::imread(at("out/a-2.png")).cols, 50);

@@ -90,7 +90,7 @@ std::string encodedCmyk(const cv::Mat& picture) {
   return file;
 }
 
-std::string encodedHeic(const cv::Mat& picture) {
+std::string encodedHeic(const cv::Mat& picture, const std::string& colour_profile) {
   heif_image* image = nullptr;
   heif_image_create(picture.cols, picture.rows, heif_colorspace_RGB, heif_chroma_interleaved_RGB,
                     &image);
@@ -103,6 +103,9 @@ std::string encodedHeic(const cv::Mat& picture) {
         plane[y * stride + 3 * x + c] = picture.at<cv::Vec3b>(y, x)[2 - c];
       }
     }
+  }
+  if (!colour_profile.empty()) {
+    heif_image_set_raw_color_profile(image, "prof", colour_profile.data(), colour_profile.size());
   }
   heif_context* const context = heif_context_alloc();
   heif_encoder* encoder = nullptr;

@@ -19,8 +19,8 @@ cv::Mat asStored(const cv::Mat& upright, int orientation);
 // A picture, blue first, as a JPEG file of four inks, as presses take them.
 std::string encodedCmyk(const cv::Mat& picture);
 
-// A picture, blue first, as a HEIC file.
-std::string encodedHeic(const cv::Mat& picture);
+// A picture, blue first, as a HEIC file, with a colour profile or without.
+std::string encodedHeic(const cv::Mat& picture, const std::string& colour_profile = "");
 
 }  // namespace ozna_test
 
