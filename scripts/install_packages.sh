@@ -15,12 +15,12 @@ build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libcli11-dev nlohmann-json3-dev libexiv2-dev libexpat1-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev libheif-dev libmd-dev
        libraw-dev libgif-dev libwebp-dev)
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
-       libimage-exiftool-perl libjpeg-turbo-progs mandoc zsh bsdutils
+       libimage-exiftool-perl libjpeg-turbo-progs mandoc groff-base zsh bsdutils
        python3-torch python3-numpy python3-protobuf python3-pytest
        python3-pil python3-distributed parallel abigail-tools doxygen
        rustc qt6-base-dev xvfb xauth)
 python=(python3-dev pybind11-dev python3-numpy python3-pip python3-setuptools python3-venv python3-wheel)
-packages=(dpkg-dev file fakeroot debootstrap)
+packages=(dpkg-dev file fakeroot debootstrap lintian)
 fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)
 arm64=(g++-aarch64-linux-gnu qemu-user)

@@ -4,11 +4,14 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "tools/aside_name.h"
 #include "tools/exit_code.h"
@@ -114,6 +117,30 @@ void AsideFile::takeAttributes(const struct stat& former) {
     mode = (mode & 0707) | (mode & 0070 & (of_others << 3));
   }
   if (fchmod(file_, mode) == -1 && errno != EPERM) fail(errno);
+}
+
+void AsideFile::takeExtendedAttributes(const std::string& path) {
+  struct stat former;
+  if (stat(path.c_str(), &former) == -1) return;
+  const struct stat own = status();
+  const bool is_same_owner = own.st_uid == former.st_uid && own.st_gid == former.st_gid;
+  std::vector<char> names(1 << 16);  // The most that the system has.
+  const ssize_t size = listxattr(path.c_str(), names.data(), names.size());
+  std::vector<char> value(1 << 16);
+  for (const char* name = names.data(); size > 0 && name < names.data() + size;
+       name += std::strlen(name) + 1) {
+    const bool is_of_users = std::strncmp(name, "user.", 5) == 0;
+    const bool is_access = std::strcmp(name, "system.posix_acl_access") == 0;
+    if (!is_of_users && !(is_access && is_same_owner)) continue;
+    const ssize_t length = getxattr(path.c_str(), name, value.data(), value.size());
+    if (length >= 0) fsetxattr(file_, name, value.data(), static_cast<size_t>(length), 0);
+  }
+}
+
+struct stat AsideFile::status() const {
+  struct stat own;
+  if (fstat(file_, &own) == -1) fail(errno);
+  return own;
 }
 
 void AsideFile::flush() {

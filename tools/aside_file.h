@@ -30,6 +30,14 @@ class AsideFile {
   /// give the group, the group gets no more than everybody.
   void takeAttributes(const struct stat& former);
 
+  /// Gives the file the extended attributes of another, which a user's programs keep beside its content (tags,
+  /// comments), and its list of access rights where it has the same owner and group. What the file system does not
+  /// take is left out. Call after takeAttributes.
+  void takeExtendedAttributes(const std::string& path);
+
+  /// What the system says about the file now.
+  struct stat status() const;
+
   /// Flushes the file to the disk, moves it over the target and flushes the folder.
   void moveOver();
 

@@ -7,6 +7,7 @@
 #include "tools/chip_output.h"
 #include "tools/commands.h"
 #include "tools/image_encoder.h"
+#include "tools/output/embed_output.h"
 #include "tools/output/existing_files.h"
 #include "tools/output/report_output.h"
 #include "tools/photograph_run.h"
@@ -35,6 +36,7 @@ ExitCode faceCommand(const Options& options) {
   if (!options.report.empty()) owned.push_back(std::make_unique<ReportOutput>(options.report));
   if (!options.xmp.empty())
     owned.push_back(std::make_unique<SidecarOutput>(options.xmp, options.xmp_by_stem));
+  if (options.embed) owned.push_back(std::make_unique<EmbedOutput>());
   // The last one, since it draws into the photograph.
   if (!options.annotate.empty()) {
     owned.push_back(std::make_unique<AnnotationOutput>(options.annotate, options));

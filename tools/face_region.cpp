@@ -117,6 +117,8 @@ RegionFacts factsOf(const XmlElement& item) {
   return facts;
 }
 
+bool hasOurMark(const std::string& text) { return text.find(kOwnSpace) != std::string::npos; }
+
 std::optional<cv::Size> dimensionsIn(const XmlElement& property) {
   const auto fields = fieldsOf(property);
   if (!fields) return std::nullopt;

@@ -33,6 +33,9 @@ struct RegionFacts {
 };
 RegionFacts factsOf(const XmlElement& item);
 
+/// Whether a text has the namespace of our mark anywhere.
+bool hasOurMark(const std::string& text);
+
 /// The sides in a property of dimensions; nothing where it does not say them in pixels.
 std::optional<cv::Size> dimensionsIn(const XmlElement& property);
 

@@ -76,6 +76,7 @@ const char* const kChoice =
 const char* const kXmp =
     R"(      --xmp DIR          write sidecar files with face regions
       --xmp-name N       full for photo.jpg.xmp, stem for photo.xmp (full)
+      --embed            write face regions into JPEG and PNG files
 )";
 
 const char* const kAnnotateOption =

@@ -27,7 +27,7 @@ struct Typed {
   std::vector<std::string> photographs;
   bool recursive = false, null = false, json = false, quiet = false, biggest = false, best = false;
   bool safe_cells = false, with_faces = false, without_faces = false;
-  bool overwrite = false, skip_existing = false, strict = false;
+  bool overwrite = false, skip_existing = false, strict = false, embed = false;
   std::string min_score;
   std::vector<std::string> pictures;
   std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, xmp_name,
@@ -107,6 +107,7 @@ void addRun(CLI::App* command, Typed* typed) {
   addValue(command, "--shard", &typed->shard);
   addValue(command, "--xmp", &typed->xmp);
   addValue(command, "--xmp-name", &typed->xmp_name)->needs(command->get_option("--xmp"));
+  command->add_flag("--embed", typed->embed);
   command->add_flag("--strict", typed->strict);
   CLI::Option* const overwrite = command->add_flag("--overwrite", typed->overwrite);
   command->add_flag("--skip-existing", typed->skip_existing)->excludes(overwrite);
@@ -399,6 +400,12 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     throw Failure(kExitUsage, "--resume needs --format json or csv: the others are for reading");
   }
   options.xmp = typed.xmp;
+  options.embed = typed.embed;
+  const std::vector<std::string>& photographs = options.inputs.names;
+  if (options.embed &&
+      std::find(photographs.begin(), photographs.end(), "/dev/stdin") != photographs.end()) {
+    throw Failure(kExitUsage, "--embed writes into files, and standard input is none");
+  }
   if (!typed.xmp_name.empty()) {
     options.xmp_by_stem = word("--xmp-name", typed.xmp_name, {"full", "stem"}) == "stem";
   }
@@ -413,7 +420,7 @@ std::optional<Options> parseOptions(int argc, char** argv) {
                      : typed.skip_existing ? Existing::kSkip
                                            : Existing::kAnotherName;
   const bool writes_files =
-      !options.annotate.empty() || !options.chips.empty() || !options.xmp.empty();
+      !options.annotate.empty() || !options.chips.empty() || !options.xmp.empty() || options.embed;
   if (options.existing != Existing::kAnotherName && !writes_files) {
     throw Failure(kExitUsage, "--overwrite and --skip-existing are about files that are written");
   }

@@ -55,6 +55,7 @@ struct Options {
   std::string annotate;  ///< Target of annotated photographs; empty for none.
   Existing existing = Existing::kAnotherName;
   bool xmp_by_stem = false;  ///< "a.xmp" for "a.jpg", and not "a.jpg.xmp".
+  bool embed = false;        ///< Regions are written into the photographs.
   std::string xmp;           ///< Directory of sidecar files; empty for none.
   std::string chips;         ///< crop: directory of the chips.
   std::string report;        ///< report: the page; empty for none.

@@ -82,6 +82,11 @@ std::optional<struct stat> replaced(const std::string& path, const std::string& 
   return status;
 }
 
+void takeAll(const struct stat& former, const std::string& path, AsideFile* file) {
+  file->takeAttributes(former);
+  file->takeExtendedAttributes(path);
+}
+
 // The file behind a path, with its folder.
 std::string targetOf(const std::string& path) {
   const fs::path folder = fs::path(path).parent_path();
@@ -125,18 +130,18 @@ void replaceFile(const std::string& path, const void* bytes, size_t size) {
   const std::optional<struct stat> old = replaced(target, path);
   AsideFile file(target, old ? 0600 : 0666);
   file.write(bytes, size);
-  if (old) file.takeAttributes(*old);
+  if (old) takeAll(*old, target, &file);
   file.moveOver();
 }
 
-void replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
-                          const void* bytes, size_t size) {
+struct stat replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
+                                 const void* bytes, size_t size) {
   const std::string target = targetOf(path);
   AsideFile file(target, former ? 0600 : 0666);
   file.write(bytes, size);
   bool is_moved = false;
   if (former) {
-    file.takeAttributes(*former);
+    takeAll(*former, target, &file);
     const std::optional<struct stat> now = replaced(target, path);
     is_moved = now && isUnchanged(*now, *former);
     if (is_moved) file.moveOver();
@@ -144,6 +149,7 @@ void replaceUnchangedFile(const std::string& path, const std::optional<struct st
     is_moved = file.moveTo(fs::path(target).filename().string());
   }
   if (!is_moved) fail(path, "another program has changed it meanwhile");
+  return file.status();
 }
 
 }  // namespace oznatool

@@ -37,15 +37,16 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
 ///
 /// A link stays, and the file that it leads to is replaced; one that leads nowhere is refused, as is
 /// what is no regular file, and a file that this user may not write. The new file has the mode and,
-/// where this user may give it, the owner and group of the old one; other hard links keep the old
-/// file.
+/// where this user may give it, the owner and group of the old one, and its extended attributes; other hard links keep
+/// the old file.
 void replaceFile(const std::string& path, const void* bytes, size_t size);
 
 /// The same, but only as long as the file is as it was when its content was read.
 ///
-/// former  What the system said about it then; nothing where there was no file.
-void replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
-                          const void* bytes, size_t size);
+/// former   What the system said about it then; nothing where there was no file.
+/// Returns  What it says about the new one.
+struct stat replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
+                                 const void* bytes, size_t size);
 
 /// Makes a directory with those above it.
 void makeDirectory(const std::string& directory);

@@ -124,6 +124,7 @@ TEST_F(Completion, HelpTellsEveryOptionInTwoScreens) {
 
 TEST_F(Completion, ManualTellsEveryOptionAndIsSound) {
   EXPECT_EQ(outputOf("mandoc -Tlint -W warning '" + kManual + "' 2>&1"), "");
+  EXPECT_EQ(outputOf("groff -mandoc -Tutf8 -ww -z '" + kManual + "' 2>&1"), "");
   const std::string text = withoutOverstriking(outputOf("mandoc -Tascii '" + kManual + "'"));
   for (const std::string& command : oznatool::commandNames()) {
     EXPECT_NE(text.find("     " + command), std::string::npos) << command;

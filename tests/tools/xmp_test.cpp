@@ -1,6 +1,7 @@
 // Sidecar files, read back by exiftool.
 
 #include <cstdio>
+#include <exiv2/exiv2.hpp>
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/pictures.h"
@@ -123,6 +124,54 @@ TEST_F(Xmp, FormerSidecarKeepsAllButItsRegions) {
   ASSERT_EQ(again["RegionList"].size(), 1u);
   EXPECT_NEAR(again["RegionList"][0]["Area"]["X"].get<double>(), 0.6, 1e-6);
   EXPECT_NE(readFile(at("xmp/a.png.xmp")).find("Rating=\"4\""), std::string::npos);
+}
+
+TEST_F(Xmp, NameGivenInAnotherProgramStaysAndTheOtherFacesAreReplaced) {
+  const std::string photograph = OZNA_SOURCE_DIR "/samples/group.jpg";
+  const std::string sidecar = at("xmp/group.jpg.xmp");
+  const auto detect = [&](const std::string& choice) {
+    std::vector<std::string> arguments = {"detect", "--json", "--xmp", at("xmp"), photograph};
+    if (!choice.empty()) arguments.push_back(choice);
+    const Outcome run = runOzna(arguments);
+    EXPECT_EQ(run.exit_code, 0) << run.err;
+    return parsed(run.out)["faces"];
+  };
+  const nlohmann::ordered_json faces = detect("");
+  // The smallest face gets a name, by a library that writes the whole file anew, in forms of its own.
+  const auto width = [](const nlohmann::ordered_json& face) {
+    return face["right"].get<double>() - face["left"].get<double>();
+  };
+  size_t smallest = 0;
+  for (size_t i = 0; i < faces.size(); ++i) {
+    if (width(faces[i]) < width(faces[smallest])) smallest = i;
+  }
+  const auto file = Exiv2::ImageFactory::open(sidecar);
+  file->readMetadata();
+  file->xmpData()["Xmp.mwg-rs.Regions/mwg-rs:RegionList[" + std::to_string(smallest + 1) +
+                  "]/mwg-rs:Name"] = "Grace";
+  file->writeMetadata();
+  const nlohmann::ordered_json named = regionInfo(sidecar)["RegionList"];
+  ASSERT_EQ(named.size(), faces.size());
+  ASSERT_EQ(named[smallest]["Name"], "Grace");
+
+  const auto expectGrace = [&](size_t count) {
+    const nlohmann::ordered_json regions = regionInfo(sidecar)["RegionList"];
+    EXPECT_EQ(regions.size(), count);
+    size_t graces = 0;
+    for (const nlohmann::ordered_json& region : regions) {
+      if (!region.contains("Name")) continue;
+      ++graces;
+      EXPECT_EQ(region["Name"], "Grace");
+      EXPECT_EQ(region["Area"], named[smallest]["Area"]);
+    }
+    EXPECT_EQ(graces, 1u);
+  };
+  detect("");
+  expectGrace(faces.size());
+  detect("--biggest");
+  expectGrace(2);
+  detect("");
+  expectGrace(faces.size());
 }
 
 TEST_F(Xmp, FormerSidecarThatIsNoneIsLeftAlone) {

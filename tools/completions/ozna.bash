@@ -5,7 +5,7 @@ _ozna() {
   local inputs='--recursive --null --input --memory'
   local search='--preset --min-face --margin --max-upscale --max-image-side --min-face-fraction
                 --pyramid-levels --pyramid-factor --window-size --models'
-  local run="$inputs $search --format --json --safe-cells --with-faces --without-faces --min-score --strict --overwrite --skip-existing --quiet --jobs --progress --resume --shard --xmp --xmp-name
+  local run="$inputs $search --format --json --safe-cells --with-faces --without-faces --min-score --strict --overwrite --skip-existing --quiet --jobs --progress --resume --shard --xmp --xmp-name --embed
              --biggest --best"
   COMPREPLY=()
 

@@ -49,6 +49,7 @@ complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l progress -x -a
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l resume -r -d 'leaves out what a former output has'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l xmp -x -a '(__fish_complete_directories)' -d 'writes sidecar files'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l xmp-name -x -a 'full stem' -d 'how sidecars are named'
+complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l embed -d 'writes face regions into the photographs'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l biggest -d 'the largest face alone'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l best -d 'the face of the best score alone'
 

@@ -1,0 +1,256 @@
+// Segments of JPEG and chunks of PNG, as far as a packet's place needs them.
+
+#include "tools/output/embedded_packet.h"
+
+#include <zlib.h>
+
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "tools/face_region.h"
+
+namespace oznatool {
+namespace {
+
+using namespace std::string_view_literals;
+
+constexpr std::string_view kPacketMark = "http://ns.adobe.com/xap/1.0/\0"sv;
+constexpr std::string_view kExtensionMark = "http://ns.adobe.com/xmp/extension/\0"sv;
+constexpr size_t kExtensionHead = kExtensionMark.size() + 32 + 4 + 4;  // Check sum, length, place.
+constexpr std::string_view kPngMark = "\x89PNG\r\n\x1a\n"sv;
+constexpr std::string_view kPngKey = "XML:com.adobe.xmp\0"sv;
+constexpr size_t kMostInSegment = 65502;
+
+[[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
+[[noreturn]] void failCut() { fail("is damaged or cut short, and stays as it is"); }
+
+unsigned at(std::string_view file, size_t place) { return static_cast<unsigned char>(file[place]); }
+
+bool begins(std::string_view text, std::string_view mark) {
+  return text.substr(0, mark.size()) == mark;
+}
+
+// A segment before the picture's data.
+struct Segment {
+  unsigned marker;
+  size_t begin, end;         // With its marker.
+  std::string_view content;  // Behind its length.
+};
+
+// The end of a segment whose marker's second byte stands at a place.
+size_t segmentEnd(std::string_view file, size_t marker) {
+  if (file.size() < marker + 3) failCut();
+  const size_t length = at(file, marker + 1) << 8 | at(file, marker + 2);
+  const size_t end = marker + 1 + length;
+  if (length < 2 || end > file.size()) failCut();
+  return end;
+}
+
+// The end of the picture whose data begin at a place: the marker of its end stands before it.
+// Further scans, with their tables, are passed.
+size_t pictureEnd(std::string_view file, size_t place) {
+  while (place + 1 < file.size()) {
+    if (at(file, place) != 0xFF) {
+      ++place;
+      continue;
+    }
+    const unsigned marker = at(file, place + 1);
+    constexpr unsigned kEndOfImage = 0xD9;
+    if (marker == kEndOfImage) return place + 2;
+    const bool is_data = marker == 0 || (marker >= 0xD0 && marker <= 0xD7);
+    if (marker == 0xFF) {
+      ++place;
+    } else if (is_data) {
+      place += 2;
+    } else {
+      place = segmentEnd(file, place + 1);
+    }
+  }
+  failCut();
+}
+
+// The segments before the picture's data, and the end of the picture.
+std::vector<Segment> segmentsIn(std::string_view file, size_t* picture_end) {
+  std::vector<Segment> segments;
+  size_t place = 2;
+  while (true) {
+    const size_t begin = place;
+    if (place >= file.size() || at(file, place) != 0xFF) failCut();
+    while (place < file.size() && at(file, place) == 0xFF) ++place;
+    if (place >= file.size()) failCut();
+    const unsigned marker = at(file, place);
+    constexpr unsigned kFirstWithLength = 0xC0;
+    if (marker < kFirstWithLength || (marker >= 0xD0 && marker <= 0xD9)) failCut();
+    const size_t end = segmentEnd(file, place);
+    constexpr unsigned kStartOfScan = 0xDA;
+    if (marker == kStartOfScan) {
+      *picture_end = pictureEnd(file, end);
+      return segments;
+    }
+    segments.push_back({marker, begin, end, file.substr(place + 3, end - place - 3)});
+    place = end;
+  }
+}
+
+// Whether what stands behind a picture is found from the end of the file, or is nothing at all.
+bool isCountedFromEnd(std::string_view behind) {
+  const size_t last = behind.find_last_not_of('\0');
+  if (last == std::string_view::npos) return true;
+  const bool is_film = behind.substr(0, 12).substr(std::min<size_t>(4, behind.size()), 4) == "ftyp";
+  const bool is_list = behind.size() >= 4 && behind.substr(behind.size() - 4) == "SEFT";
+  return is_film || is_list;
+}
+
+PacketPlace jpegPlace(std::string_view file) {
+  constexpr unsigned kApp0 = 0xE0;
+  constexpr unsigned kApp1 = 0xE1;
+  constexpr unsigned kApp2 = 0xE2;
+  size_t picture_end = 0;
+  const std::vector<Segment> segments = segmentsIn(file, &picture_end);
+  PacketPlace place;
+  // A new packet follows the segments that readers expect at the beginning.
+  place.begin = 2;
+  for (const Segment& segment : segments) {
+    const bool is_head =
+        segment.marker == kApp0 || (segment.marker == kApp1 && begins(segment.content, "Exif\0"sv));
+    if (!is_head) break;
+    place.begin = segment.end;
+  }
+  place.end = place.begin;
+  std::string extension;
+  bool is_found = false;
+  place.keeps_size = !isCountedFromEnd(file.substr(picture_end));
+  for (const Segment& segment : segments) {
+    if (segment.marker == kApp2 && begins(segment.content, "MPF\0"sv)) place.keeps_size = true;
+    if (segment.marker != kApp1) continue;
+    if (begins(segment.content, kExtensionMark) && segment.content.size() > kExtensionHead) {
+      extension += segment.content.substr(kExtensionHead);
+    }
+    if (!begins(segment.content, kPacketMark)) continue;
+    if (is_found) fail("has two XMP packets, of which only one could be changed");
+    is_found = true;
+    place.begin = segment.begin;
+    place.end = segment.end;
+    place.text = segment.content.substr(kPacketMark.size());
+  }
+  if (extension.find(kRegionSpace) != std::string::npos) {
+    fail("has regions in an extension of its XMP packet");
+  }
+  return place;
+}
+
+std::uint32_t word(std::string_view file, size_t place) {
+  return at(file, place) << 24 | at(file, place + 1) << 16 | at(file, place + 2) << 8 |
+         at(file, place + 3);
+}
+
+std::string wordBytes(std::uint32_t value) {
+  std::string bytes;
+  for (const int shift : {24, 16, 8, 0}) bytes += static_cast<char>(value >> shift & 0xFF);
+  return bytes;
+}
+
+std::uint32_t checkOf(std::string_view bytes) {
+  return static_cast<std::uint32_t>(
+      crc32(0, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size())));
+}
+
+// The text in the content of a chunk that has the packet's key.
+std::string packetInChunk(std::string_view content) {
+  content.remove_prefix(kPngKey.size());
+  if (content.size() < 2) failCut();
+  if (content[0] != '\0') fail("has a compressed XMP packet");
+  content.remove_prefix(2);
+  for (int i = 0; i < 2; ++i) {  // A language, and the key in that language.
+    const size_t zero = content.find('\0');
+    if (zero == std::string_view::npos) failCut();
+    content.remove_prefix(zero + 1);
+  }
+  return std::string(content);
+}
+
+PacketPlace pngPlace(std::string_view file) {
+  constexpr size_t kFrame = 12;  // Length, kind and check sum around the content of a chunk.
+  PacketPlace place;
+  place.is_png = true;
+  bool is_found = false;
+  bool has_pixels = false;
+  for (size_t begin = kPngMark.size();;) {
+    if (file.size() < begin + kFrame) failCut();
+    const size_t size = word(file, begin);
+    if (file.size() - begin - kFrame < size) failCut();
+    const size_t end = begin + kFrame + size;
+    const std::string_view kind = file.substr(begin + 4, 4);
+    const std::string_view content = file.substr(begin + 8, size);
+    if (checkOf(file.substr(begin + 4, size + 4)) != word(file, end - 4)) failCut();
+    if (kind == "IHDR" && place.end == 0) place.begin = place.end = end;
+    has_pixels = has_pixels || kind == "IDAT";
+    if (kind == "iTXt" && begins(content, kPngKey)) {
+      if (is_found) fail("has two XMP packets, of which only one could be changed");
+      is_found = true;
+      place.begin = begin;
+      place.end = end;
+      place.text = packetInChunk(content);
+    }
+    if (kind == "IEND") break;
+    begin = end;
+  }
+  if (place.end == 0 || !has_pixels) failCut();
+  return place;
+}
+
+// The text with as many blanks before its last instruction as make it that long; nothing where it has
+// too few to take away.
+std::optional<std::string> ofSize(const std::string& text, size_t size) {
+  const size_t end = text.rfind("<?xpacket end");
+  if (end == std::string::npos) return std::nullopt;
+  const size_t last = text.find_last_not_of(" \t\r\n", end - 1);
+  const size_t begin = last == std::string::npos ? 0 : last + 1;
+  const size_t rest = text.size() - (end - begin);
+  if (rest > size) return std::nullopt;
+  return text.substr(0, begin) + std::string(size - rest, ' ') + text.substr(end);
+}
+
+}  // namespace
+
+PacketPlace packetPlaceIn(const std::string& file) {
+  if (begins(file, "\xFF\xD8\xFF"sv)) return jpegPlace(file);
+  if (begins(file, kPngMark)) return pngPlace(file);
+  fail("is no JPEG or PNG file, and others are not written into: --xmp writes a file beside it");
+}
+
+std::string withPacket(const std::string& file, const PacketPlace& place, const std::string& text) {
+  std::string packet = text;
+  if (place.keeps_size) {
+    const auto fitting = place.begin < place.end ? ofSize(text, place.text.size()) : std::nullopt;
+    if (!fitting) {
+      fail(
+          "has something behind its picture, as a second picture, that would no longer be found "
+          "once the file grows: --xmp writes a file beside it");
+    }
+    packet = *fitting;
+  }
+  std::string part;
+  if (place.is_png) {
+    std::string content = "iTXt";
+    content += kPngKey;
+    content += "\0\0\0\0"sv;  // Not compressed, no language, no key in it.
+    content += packet;
+    part = wordBytes(static_cast<std::uint32_t>(content.size() - 4)) + content +
+           wordBytes(checkOf(content));
+  } else {
+    if (packet.size() > kMostInSegment) fail("has too little room for the packet in its segment");
+    const size_t length = 2 + kPacketMark.size() + packet.size();
+    part = "\xFF\xE1";
+    part += static_cast<char>(length >> 8);
+    part += static_cast<char>(length & 0xFF);
+    part += kPacketMark;
+    part += packet;
+  }
+  return file.substr(0, place.begin) + part + file.substr(place.end);
+}
+
+}  // namespace oznatool
