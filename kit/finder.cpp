@@ -18,6 +18,12 @@ namespace {
 constexpr std::int32_t kAllParts = OZNAKIT_DETECTION | OZNAKIT_LANDMARKS;
 constexpr std::size_t kMostOfLandmarks = std::size_t{1} << 28;  // In bytes.
 const char kLandmarks[] = "models/face68.sdm";
+// A cascade in a folder of the models' place goes with the landmark model of that place.
+const char kSharedLandmarks[] = "../models/face68.sdm";
+
+std::string landmarksOf(const kit::ModelSource& source) {
+  return !source.has(kLandmarks) && source.has(kSharedLandmarks) ? kSharedLandmarks : kLandmarks;
+}
 
 std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options) {
   kit::requireSize(options, "oznakit_model_options");
@@ -37,8 +43,9 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
     finder->pool.emplace(*finder->cascade);
   }
   if ((parts & OZNAKIT_LANDMARKS) != 0) {
-    finder->landmarks = kit::readLandmarkModel(found.source->labelOf(kLandmarks),
-                                               found.source->read(kLandmarks, kMostOfLandmarks));
+    const std::string landmarks = landmarksOf(*found.source);
+    finder->landmarks = kit::readLandmarkModel(found.source->labelOf(landmarks),
+                                               found.source->read(landmarks, kMostOfLandmarks));
   }
   return finder;
 }

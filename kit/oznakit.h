@@ -100,12 +100,13 @@ typedef struct oznakit_file {
 
 /* Which models a finder holds. */
 #define OZNAKIT_DETECTION 1 /* The cascade: stages.txt and what it names. */
-#define OZNAKIT_LANDMARKS 2 /* models/face68.sdm. */
+#define OZNAKIT_LANDMARKS 2 /* models/face68.sdm; ../models/face68.sdm where there is none. */
 
 /* Where models come from. At most one of directory, files and built_in is given. With none, the
  * first that there is of: the directory that the environment variable OZNA_MODELS names; the models
  * inside the library, where it was built with them; share/ozna of the prefix in which this library
- * lies, or public/ of the source tree in whose build folder it lies. */
+ * lies, or public/ of the source tree in whose build folder it lies. Of these last two it is the
+ * compact cascade in the folder compact/ that is taken. */
 typedef struct oznakit_model_options {
   size_t size;               /* sizeof(oznakit_model_options). */
   const char* directory;     /* In UTF-8, or as the file system has it. Null: not given. */

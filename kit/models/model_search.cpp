@@ -116,8 +116,12 @@ FoundModels findModels(const oznakit_model_options& options) {
   if (std::unique_ptr<ModelSource> source = builtInSource()) return {std::move(source), "built in"};
   std::string searched;
   for (const fs::path& place : placesAround(ownFile())) {
-    std::unique_ptr<ModelSource> source = directorySource(place.string());
-    if (holdsModels(*source)) return {std::move(source), "beside the library"};
+    // The compact cascade finds more faces in half the time; the other one, which the core has built
+    // in, is for who names its directory.
+    for (const fs::path& directory : {place / "compact", place}) {
+      std::unique_ptr<ModelSource> source = directorySource(directory.string());
+      if (holdsModels(*source)) return {std::move(source), "beside the library"};
+    }
     searched += (searched.empty() ? "" : ", ") + place.string();
   }
   throw Error(OZNAKIT_NO_MODEL, "Expected models in one of the usual places, found none in " +

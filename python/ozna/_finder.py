@@ -24,6 +24,9 @@ _AUTO_MARGIN = -1.0
 def models_dir() -> str:
     """The directory of the models that came with this package.
 
+    Itself a directory of models, those that the core has built in; the default ones, the compact
+    cascade, are in its folder compact.
+
     Raises FileNotFoundError where they are not installed.
     """
     here = os.path.dirname(os.path.abspath(__file__))
@@ -39,7 +42,7 @@ def open_models(models: "Optional[Models]", detection: bool = True, landmarks: b
         files = [(os.fspath(name), bytes(data)) for name, data in models.items()]
         return _ozna.Finder(None, files, False, detection, landmarks)
     if models is None and not os.environ.get("OZNA_MODELS"):
-        models = models_dir()
+        models = os.path.join(models_dir(), "compact")
     directory = None if models is None else os.fspath(models)
     return _ozna.Finder(directory, [], False, detection, landmarks)
 

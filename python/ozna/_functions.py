@@ -30,7 +30,7 @@ class Detector:
         """Loads a cascade.
 
         models  A directory that holds stages.txt and the directories that it names; by default the
-                models that came with this package.
+                compact cascade that came with this package.
 
         Raises FileNotFoundError where a file is missing, ModelError (a ValueError) where one is
         damaged.

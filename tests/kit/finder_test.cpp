@@ -51,6 +51,14 @@ TEST(FinderOpen, TakesModelsFromMemoryThatMayBeFreedThen) {
       << oznakit_last_message();
 }
 
+TEST(FinderOpen, TakesTheLandmarkModelBesideACascadeInAFolder) {
+  const FinderPtr finder = kit_test::openDirectory(OZNA_SOURCE_DIR "/public/compact", 0);
+  ASSERT_NE(finder, nullptr);
+  oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
+  ASSERT_EQ(oznakit_finder_get_info(finder.get(), &info), OZNAKIT_OK);
+  EXPECT_EQ(info.parts, OZNAKIT_DETECTION | OZNAKIT_LANDMARKS);
+}
+
 TEST(FinderOpen, ReportsWhatIsWrongByStatusAndSentence) {
   FinderPtr finder;
   oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;

@@ -24,9 +24,15 @@ def test_default_models_are_those_of_the_tree():
 
 
 @pytest.mark.parametrize("kind", [str, pathlib.Path, lambda path: str(path) + "/"])
-def test_directory_may_be_text_or_path(copy, portrait, detector, kind):
+def test_directory_may_be_text_or_path(copy, portrait, kind):
     np.testing.assert_array_equal(
-        ozna.Detector(kind(copy)).detect(portrait), detector.detect(portrait)
+        ozna.Detector(kind(copy)).detect(portrait), ozna.Detector(PUBLIC).detect(portrait)
+    )
+
+
+def test_default_cascade_is_the_compact_one(portrait, detector):
+    np.testing.assert_array_equal(
+        ozna.Detector(PUBLIC / "compact").detect(portrait), detector.detect(portrait)
     )
 
 

@@ -137,12 +137,12 @@ TEST(FindModels, TakesTheDirectoryOfTheEnvironment) {
   EXPECT_EQ(found.source->place(), OZNA_SOURCE_DIR "/public/compact");
 }
 
-TEST(FindModels, FindsThoseOfTheSourceTreeFromItsBuildFolder) {
+TEST(FindModels, FindsTheCompactOnesOfTheSourceTreeFromItsBuildFolder) {
   const ModelsVariable variable(nullptr);
   const FoundModels found = findModels(kDefaults);
   if (found.reason == "built in") GTEST_SKIP() << "this library has models inside";
   EXPECT_EQ(found.reason, "beside the library");
-  EXPECT_EQ(found.source->place(), OZNA_SOURCE_DIR "/public");
+  EXPECT_EQ(found.source->place(), OZNA_SOURCE_DIR "/public/compact");
 }
 
 }  // namespace
