@@ -56,10 +56,10 @@ endif()
 add_library(ozna_enclosed INTERFACE)
 target_link_libraries(ozna_enclosed INTERFACE ozna_mathematics Threads::Threads)
 
-# ozna_enclose(NAME SOURCE...): a piece of ours that goes into each library with what is enclosed there.
-function(ozna_enclose name)
+# ozna_enclose(NAME HEADERS SOURCE...): a piece of ours that goes into each library with what is enclosed there.
+function(ozna_enclose name headers)
   add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PRIVATE ozna_flags ozna_headers)
+  target_link_libraries(${name} PRIVATE ozna_flags ${headers})
   target_sources(ozna_enclosed INTERFACE $<TARGET_OBJECTS:${name}>)
 endfunction()
 set(enclosed_sources ${PROJECT_SOURCE_DIR}/public/enclosed)
@@ -68,7 +68,7 @@ set(enclosed_sources ${PROJECT_SOURCE_DIR}/public/enclosed)
 add_library(ozna_enclosed_image_library INTERFACE)
 if(OZNA_OPENCV_CORE_ARCHIVE AND OZNA_OPENCV_IMGPROC_ARCHIVE)
   add_library(ozna_enclosed_pictures OBJECT ${enclosed_sources}/calling_thread_loops.cpp ${enclosed_sources}/large_matrices.cpp)
-  target_link_libraries(ozna_enclosed_pictures PRIVATE ozna_flags ozna_headers)
+  target_link_libraries(ozna_enclosed_pictures PRIVATE ozna_flags ozna_headers_opencv)
   target_sources(ozna_enclosed_image_library INTERFACE $<TARGET_OBJECTS:ozna_enclosed_pictures>)
   target_link_libraries(ozna_enclosed_image_library INTERFACE ${OZNA_OPENCV_IMGPROC_ARCHIVE} ${OZNA_OPENCV_CORE_ARCHIVE}
                                                               ${OZNA_ZLIB_ARCHIVE} ${CMAKE_DL_LIBS})
@@ -88,7 +88,7 @@ if(OZNA_PROTOBUF_ARCHIVE)
     DEPENDS ${OZNA_PROTOBUF_ARCHIVE} ${CMAKE_CURRENT_LIST_DIR}/enclose_messages.sh
     COMMENT "Making ozna_messages.a"
     VERBATIM)
-  ozna_enclose(ozna_enclosed_messages ${enclosed_sources}/message_memory.cpp ${messages}.cpp)
+  ozna_enclose(ozna_enclosed_messages ozna_headers_protobuf ${enclosed_sources}/message_memory.cpp ${messages}.cpp)
   add_dependencies(ozna_enclosed ozna_enclosed_messages)
   target_link_libraries(ozna_enclosed INTERFACE ${messages}.a)
 else()
@@ -96,7 +96,7 @@ else()
   target_link_libraries(ozna_enclosed INTERFACE protobuf::libprotobuf)
 endif()
 
-ozna_enclose(ozna_enclosed_log ${enclosed_sources}/error_log.cpp)
+ozna_enclose(ozna_enclosed_log ozna_headers_glog ${enclosed_sources}/error_log.cpp)
 
 if(OZNA_LEVELDB_ARCHIVE AND OZNA_SNAPPY_ARCHIVE)
   target_link_libraries(ozna_enclosed INTERFACE ${OZNA_LEVELDB_ARCHIVE} ${OZNA_SNAPPY_ARCHIVE})

@@ -10,16 +10,15 @@ set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
-set(CMAKE_CXX_FLAGS_RELEASE "-O3 -DNDEBUG")
-set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1")  # Lines in stack traces; whole debug information takes a third longer.
+# The flags of Release and Debug are CMake's own, -O3 -DNDEBUG and -g, or those that a packager gives.
+if(NOT CMAKE_CXX_FLAGS_SANITIZE)
+  set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1")  # Lines in stack traces; whole debug information takes a third longer.
+endif()
 
 add_library(ozna_flags INTERFACE)
 # Contraction of a * b + c changes the rounding from one processor to the next; results must not depend on it.
 target_compile_options(ozna_flags INTERFACE -ffp-contract=off -Wall -Wextra)
-target_include_directories(ozna_flags INTERFACE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/public
-                                                ${PROJECT_SOURCE_DIR}/caffe/include
-                                                ${PROJECT_BINARY_DIR}/caffe/generated)
-target_include_directories(ozna_flags SYSTEM INTERFACE ${CBLAS_INCLUDE_DIR} ${Boost_INCLUDE_DIRS})
+target_include_directories(ozna_flags INTERFACE ${PROJECT_SOURCE_DIR})
 if(OZNA_WERROR)
   target_compile_options(ozna_flags INTERFACE -Werror)
 endif()
@@ -34,26 +33,44 @@ if(OZNA_COVERAGE)
   target_link_options(ozna_flags INTERFACE --coverage)
 endif()
 
-# The libraries that the code of every folder may call; a folder's own includes decide what it really uses. This list is
-# for programs that link the code as it is; libozna.so encloses some of them (OznaEnclosed.cmake).
+# What a program links beside the code of all folders, ozna_static; libozna.so encloses most of it (OznaEnclosed.cmake).
 add_library(ozna_dependencies INTERFACE)
 target_link_libraries(ozna_dependencies INTERFACE opencv_core opencv_imgproc protobuf::libprotobuf
                                                   PkgConfig::GLOG leveldb::leveldb BLAS::BLAS Threads::Threads)
+target_include_directories(ozna_dependencies SYSTEM INTERFACE ${CBLAS_INCLUDE_DIR} ${Boost_INCLUDE_DIRS})
 
-# Their headers, for code that is compiled once and linked in both ways.
-add_library(ozna_headers INTERFACE)
-foreach(library opencv_core protobuf::libprotobuf PkgConfig::GLOG leveldb::leveldb)
-  target_include_directories(ozna_headers SYSTEM INTERFACE
-                             $<TARGET_PROPERTY:${library},INTERFACE_INCLUDE_DIRECTORIES>)
-endforeach()
+# The headers of these libraries one by one, for a folder's code, which is compiled once and linked in both ways:
+# ozna_headers_opencv and so on.
+function(ozna_headers name)
+  add_library(ozna_headers_${name} INTERFACE)
+  target_include_directories(ozna_headers_${name} SYSTEM INTERFACE ${ARGN})
+endfunction()
+ozna_headers(boost ${Boost_INCLUDE_DIRS})
+ozna_headers(cblas ${CBLAS_INCLUDE_DIR})
+ozna_headers(glog $<TARGET_PROPERTY:PkgConfig::GLOG,INTERFACE_INCLUDE_DIRECTORIES>)
+ozna_headers(leveldb $<TARGET_PROPERTY:leveldb::leveldb,INTERFACE_INCLUDE_DIRECTORIES>)
+ozna_headers(opencv ${OPENCV_INCLUDE_DIR})
+ozna_headers(protobuf $<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>)
 
-# ozna_object_library(NAME SOURCE...): one folder's code, compiled once for the shared and the static library.
+# The header of the core, ozna.h, for those who are told its types but do not call it.
+add_library(ozna_interface INTERFACE)
+target_include_directories(ozna_interface INTERFACE ${PROJECT_SOURCE_DIR}/public)
+
+# ozna_object_library(NAME SOURCES FILE... [LINKS TARGET...]): one folder's code, compiled once for the shared and the
+# static library. LINKS names the folders and the libraries' headers that the code may see; nothing else is on its way
+# but what these show in their own headers. tests/tree checks what the objects call against the same list.
 #
 # Hosts call from threads whose stacks are small, so that no function may take more than 16 KB of it. Sanitizers and
 # builds without optimisation have larger frames of their own.
 function(ozna_object_library name)
-  add_library(${name} OBJECT ${ARGN})
-  target_link_libraries(${name} PUBLIC ozna_flags ozna_headers)
+  cmake_parse_arguments(PARSE_ARGV 1 folder "" "" "SOURCES;LINKS")
+  if(folder_UNPARSED_ARGUMENTS OR NOT folder_SOURCES)
+    message(FATAL_ERROR "ozna_object_library(${name} ...) takes SOURCES and LINKS; found: ${ARGN}")
+  endif()
+  add_library(${name} OBJECT ${folder_SOURCES})
+  target_link_libraries(${name} PUBLIC ozna_flags ${folder_LINKS})
+  set_property(GLOBAL APPEND PROPERTY OZNA_OBJECT_LIBRARIES ${name})
+  set_property(GLOBAL PROPERTY OZNA_LINKS_OF_${name} ${folder_LINKS})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OZNA_SANITIZE AND NOT OZNA_COVERAGE)
     target_compile_options(${name} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-Werror=frame-larger-than=16384>)
   endif()

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "caffe/util/math_functions.hpp"
+#include "caffe/util/vector_math.hpp"
 
 namespace mp {
 

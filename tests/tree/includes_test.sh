@@ -17,13 +17,14 @@ allow() {
 }
 
 allow caffe 'caffe/'
-allow mp 'mp/|caffe/util/math_functions\.hpp'
+allow mp 'mp/|caffe/util/vector_math\.hpp'
 allow imaging 'imaging/|caffe/util/wide_loops\.hpp'
-allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(math_functions|file_buffer|wide_loops)\.hpp'
+allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(file_buffer|wide_loops)\.hpp'
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
 allow kit 'kit/|oznakit\.h|ozna\.h|caffe/|detector/|alignment/|mp/|imaging/'
 allow tools 'tools/|ozna\.h'
+allow python 'oznakit\.hpp?'
 
 # The one header of a host includes standard headers alone.
 if grep -nE '^[[:space:]]*#[[:space:]]*include' "$root/public/ozna.h" | grep -vE '<(cstdint|string|vector)>'; then
