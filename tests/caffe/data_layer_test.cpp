@@ -16,8 +16,8 @@ class OpenDataLayer : public caffe::DataLayer<float> {
  public:
   using caffe::DataLayer<float>::DataLayer;
   ~OpenDataLayer() override { JoinPrefetchThread(); }  // As every class derived from it.
-  using caffe::DataLayer<float>::data_mean_;
   using caffe::DataLayer<float>::iter_;
+  using caffe::DataLayer<float>::prefetcher_;
 };
 
 class DataLayerTest : public testing::Test {
@@ -171,7 +171,7 @@ TEST_F(DataLayerTest, KeepsMeanAtZeroWithoutMeanFile) {
   std::vector<Blob<float>*> tops = {&top};
   layer.SetUp({}, &tops);
   layer.JoinPrefetchThread();
-  EXPECT_EQ((std::vector<float>{0, 0, 0, 0}), DataOf(layer.data_mean_));
+  EXPECT_EQ((std::vector<float>{0, 0, 0, 0}), DataOf(layer.prefetcher_.data_mean()));
 }
 
 // Reproduces the draws: a fresh generator a batch, seeded by the next number of the common one, and
@@ -383,7 +383,7 @@ TEST_F(DataLayerDeathTest, RefusesCropAsLargeAsRecord) {
 
 TEST_F(DataLayerDeathTest, RefusesCropBeyondAllSizes) {
   EXPECT_DEATH(RunToDeath(ThreeSmallRecords(), "batch_size: 1 crop_size: 4294967295"),
-               HasSubstr("Check failed: param.crop_size() <= "));
+               HasSubstr("crop_size <= "));
 }
 
 TEST_F(DataLayerDeathTest, RefusesMirrorWithoutCrop) {

@@ -19,7 +19,6 @@ class OpenImageDataLayer : public caffe::ImageDataLayer<float> {
   using caffe::ImageDataLayer<float>::ImageDataLayer;
   ~OpenImageDataLayer() override { JoinPrefetchThread(); }  // As every class derived from it.
   using caffe::ImageDataLayer<float>::lines_id_;
-  using caffe::ImageDataLayer<float>::prefetch_label_;
 };
 
 // Interleaved bytes first, first + 1, ... modulo 256.

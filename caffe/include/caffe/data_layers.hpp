@@ -1,26 +1,22 @@
-/// The layers that bring data into a network: from a data base, from images in memory, from arrays
+/// The layers that bring data into a network: from a database, from images in memory, from arrays
 /// of the caller. All take no bottom and write images to top[0] and their labels to top[1].
 ///
-///   DataLayer        records of a LevelDB data base, read ahead on a thread
+///   DataLayer        records of a LevelDB database, read ahead on a thread
 ///   ImageDataLayer   images that the caller pushes before SetUp, prepared ahead on a thread
 ///   MemoryDataLayer  arrays of the caller, without a copy
 ///
-/// The two layers with a thread share this scheme. From SetUp on, one thread at a time builds the
-/// next batch into prefetch blobs while the network works on the present one; Forward joins it,
-/// copies the batch to the tops and starts the next thread. The join is all the synchronisation:
-/// while a thread runs, only it touches the prefetch blobs, the position in the input and the
-/// generator of its own, which was seeded on the network's thread. The destructor joins it as well.
-/// Errors on the thread are fatal checks too. None of the layers takes a gradient.
+/// The two layers with a thread share its scheme: util/batch_prefetcher.hpp. Their destructors join
+/// the thread, and errors on it are fatal checks too. None of the layers takes a gradient.
 
 #ifndef CAFFE_DATA_LAYERS_HPP_
 #define CAFFE_DATA_LAYERS_HPP_
 
-#include <thread>
 #include <vector>
 
 #include "caffe/blob.hpp"
 #include "caffe/common.hpp"
 #include "caffe/layer.hpp"
+#include "caffe/util/batch_prefetcher.hpp"
 
 namespace cv {
 class Mat;
@@ -38,14 +34,14 @@ void DataLayerPrefetch(void* layer_pointer);
 template <typename Dtype>
 void ImageDataLayerPrefetch(void* layer_pointer);
 
-/// Reads Datum records from a LevelDB data base in the order of their keys, round and round.
+/// Reads Datum records from a LevelDB database in the order of their keys, round and round.
 ///
 /// top[0]    float (batch_size, C, H, W), or crop_size in place of H and W. Each value is
 ///           (value - mean) * scale. A crop is centred, or placed at random in the training phase;
 ///           mirror then reverses every other crop by chance.
 /// top[1]    float (batch_size, 1, 1, 1), the labels. May be left out.
 /// rand_skip in SetUp, passes over fewer than that many records, a random number of them.
-/// Errors    Fatal, in SetUp or on the thread: no data base or an empty one, a record that does not
+/// Errors    Fatal, in SetUp or on the thread: no database or an empty one, a record that does not
 ///           parse, differs in shape from the first or lacks values, a crop that is not smaller
 ///           than the records, a mirror without a crop, a mirror where nothing seeds a generator
 ///           (outside the training phase, unless shuffle is set where a layer has it).
@@ -66,11 +62,11 @@ class DataLayer : public Layer<Dtype> {
   /// thread calls it, so a class that overrides it joins the thread in a destructor of its own.
   virtual unsigned int PrefetchRand();
 
-  int datum_channels() const { return datum_channels_; }
-  int datum_height() const { return datum_height_; }
-  int datum_width() const { return datum_width_; }
-  int datum_size() const { return datum_size_; }
-  Caffe::Phase phase() const { return phase_; }
+  int datum_channels() const { return prefetcher_.datum_channels(); }
+  int datum_height() const { return prefetcher_.datum_height(); }
+  int datum_width() const { return prefetcher_.datum_width(); }
+  int datum_size() const { return prefetcher_.datum_size(); }
+  Caffe::Phase phase() const { return prefetcher_.phase(); }
 
  protected:
   Dtype Forward_cpu(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) override;
@@ -81,22 +77,12 @@ class DataLayer : public Layer<Dtype> {
 
   void OpenDatabase();
   void SkipRecords(unsigned int skip);
-  void ReadMean();
   void ParseRecord(Datum* datum);
   bool Advance();
 
-  shared_ptr<Caffe::RNG> prefetch_rng_;  // Null where no draw is wanted.
-  shared_ptr<leveldb::DB> db_;           // Outlives the iterator: declared before it.
-  shared_ptr<leveldb::Iterator> iter_;   // The next record.
-  int datum_channels_ = 0;
-  int datum_height_ = 0;
-  int datum_width_ = 0;
-  int datum_size_ = 0;
-  std::thread thread_;
-  shared_ptr<Blob<Dtype>> prefetch_data_;
-  shared_ptr<Blob<Dtype>> prefetch_label_;  // Null with one top.
-  Blob<Dtype> data_mean_;                   // All zeros without a mean file.
-  Caffe::Phase phase_ = Caffe::TRAIN;       // Of the last start of the thread.
+  shared_ptr<leveldb::DB> db_;          // Outlives the iterator: declared before it.
+  shared_ptr<leveldb::Iterator> iter_;  // The next record.
+  BatchPrefetcher<Dtype> prefetcher_;
 };
 
 /// Feeds images that the caller holds in memory, with label 0, round and round.
@@ -127,11 +113,11 @@ class ImageDataLayer : public Layer<Dtype> {
   /// The images, in the order of their use.
   vector<shared_ptr<cv::Mat>>& activeImagePtrs() { return activeImagePtrs_; }
 
-  int datum_channels() const { return datum_channels_; }
-  int datum_height() const { return datum_height_; }
-  int datum_width() const { return datum_width_; }
-  int datum_size() const { return datum_size_; }
-  Caffe::Phase phase() const { return phase_; }
+  int datum_channels() const { return prefetcher_.datum_channels(); }
+  int datum_height() const { return prefetcher_.datum_height(); }
+  int datum_width() const { return prefetcher_.datum_width(); }
+  int datum_size() const { return prefetcher_.datum_size(); }
+  Caffe::Phase phase() const { return prefetcher_.phase(); }
 
  protected:
   Dtype Forward_cpu(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) override;
@@ -140,20 +126,9 @@ class ImageDataLayer : public Layer<Dtype> {
 
   friend void ImageDataLayerPrefetch<Dtype>(void* layer_pointer);
 
-  void ReadMean();
-
-  shared_ptr<Caffe::RNG> prefetch_rng_;  // Null where no draw is wanted.
-  int lines_id_ = 0;                     // Index of the next image.
-  int datum_channels_ = 0;
-  int datum_height_ = 0;
-  int datum_width_ = 0;
-  int datum_size_ = 0;
-  std::thread thread_;
-  shared_ptr<Blob<Dtype>> prefetch_data_;
-  shared_ptr<Blob<Dtype>> prefetch_label_;
-  Blob<Dtype> data_mean_;              // All zeros without a mean file.
-  Caffe::Phase phase_ = Caffe::TRAIN;  // Of the last start of the thread.
+  int lines_id_ = 0;  // Index of the next image.
   vector<shared_ptr<cv::Mat>> activeImagePtrs_;
+  BatchPrefetcher<Dtype> prefetcher_;
 };
 
 /// Points its tops at arrays of the caller, batch after batch, without a copy.

@@ -1,17 +1,13 @@
-// DataLayer: records of a LevelDB data base, read a batch ahead on a thread.
+// DataLayer: records of a LevelDB database, read a batch ahead on a thread.
 
-#include <cblas.h>
 #include <leveldb/db.h>
 
-#include <cstdint>
+#include <cstddef>
 #include <limits>
 #include <string>
 
 #include "caffe/data_layers.hpp"
-#include "caffe/util/blob_file.hpp"
-#include "caffe/util/datum_transform.hpp"
 #include "caffe/util/math_functions.hpp"
-#include "caffe/util/rng.hpp"
 
 namespace caffe {
 
@@ -20,41 +16,20 @@ void DataLayerPrefetch(void* layer_pointer) {
   CHECK(layer_pointer);
   auto* layer = static_cast<DataLayer<Dtype>*>(layer_pointer);
   CHECK(layer);
-  CHECK(layer->prefetch_data_);
-  const DataParameter param = layer->layer_param_.data_param();
-  const int batch_size = param.batch_size();
-  const int crop_size = param.crop_size();
-  if (param.mirror() && crop_size == 0) {
-    LOG(FATAL) << "Current implementation requires mirror and crop_size to be "
-               << "set at the same time.";
-  }
-  const DatumTransform transform = {layer->datum_channels_,
-                                    layer->datum_height_,
-                                    layer->datum_width_,
-                                    param.scale(),
-                                    crop_size,
-                                    param.mirror(),
-                                    /*random_crop=*/layer->phase_ == Caffe::TRAIN,
-                                    layer->data_mean_.cpu_data()};
-  const auto draw = [layer] { return layer->PrefetchRand(); };
-  const int slot_size = layer->prefetch_data_->count() / batch_size;
-  Dtype* data = layer->prefetch_data_->mutable_cpu_data();
-  Dtype* labels = layer->prefetch_label_ ? layer->prefetch_label_->mutable_cpu_data() : nullptr;
-  for (int item = 0; item < batch_size; ++item) {
-    CHECK(layer->iter_);
-    CHECK(layer->iter_->Valid());
-    Datum datum;
-    layer->ParseRecord(&datum);
-    TransformDatum(datum, transform, draw, data + item * slot_size);
-    if (labels != nullptr) {
-      labels[item] = datum.label();
-    }
-    layer->Advance();
-  }
+  layer->prefetcher_.Fill(
+      [layer](Datum* datum) {
+        CHECK(layer->iter_);
+        CHECK(layer->iter_->Valid());
+        layer->ParseRecord(datum);
+        layer->Advance();
+        return true;
+      },
+      [layer] { return layer->PrefetchRand(); });
 }
 
 template <typename Dtype>
-DataLayer<Dtype>::DataLayer(const LayerParameter& param) : Layer<Dtype>(param) {}
+DataLayer<Dtype>::DataLayer(const LayerParameter& param)
+    : Layer<Dtype>(param), prefetcher_(BatchParameter::Of(param.data_param())) {}
 
 template <typename Dtype>
 DataLayer<Dtype>::~DataLayer() {
@@ -73,32 +48,7 @@ void DataLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dty
   }
   Datum datum;
   ParseRecord(&datum);
-
-  CHECK_LE(param.crop_size(), static_cast<std::uint32_t>(std::numeric_limits<int>::max()));
-  const int crop_size = param.crop_size();
-  const int batch_size = param.batch_size();
-  const int out_height = crop_size > 0 ? crop_size : datum.height();
-  const int out_width = crop_size > 0 ? crop_size : datum.width();
-  (*top)[0]->Reshape(batch_size, datum.channels(), out_height, out_width);
-  prefetch_data_.reset(new Blob<Dtype>(batch_size, datum.channels(), out_height, out_width));
-  if (top->size() == 2) {
-    (*top)[1]->Reshape(batch_size, 1, 1, 1);
-    prefetch_label_.reset(new Blob<Dtype>(batch_size, 1, 1, 1));
-  }
-
-  datum_channels_ = datum.channels();
-  datum_height_ = datum.height();
-  datum_width_ = datum.width();
-  datum_size_ = DatumSize(datum_channels_, datum_height_, datum_width_);
-  CHECK_GT(datum_height_, crop_size);
-  CHECK_GT(datum_width_, crop_size);
-  ReadMean();
-  // Memory is allocated here, so that the thread allocates none of it.
-  prefetch_data_->mutable_cpu_data();
-  if (prefetch_label_) {
-    prefetch_label_->mutable_cpu_data();
-  }
-  data_mean_.cpu_data();
+  prefetcher_.SetUp(datum, *top);
   CreatePrefetchThread();
 }
 
@@ -117,7 +67,7 @@ void DataLayer<Dtype>::OpenDatabase() {
   CHECK(iter_->Valid()) << "No records in leveldb " << source;
 }
 
-// The data base may hold fewer records than are to be skipped. Its size is known once it was walked
+// The database may hold fewer records than are to be skipped. Its size is known once it was walked
 // through; the whole rounds that remain are then left out.
 template <typename Dtype>
 void DataLayer<Dtype>::SkipRecords(unsigned int skip) {
@@ -132,7 +82,7 @@ void DataLayer<Dtype>::SkipRecords(unsigned int skip) {
   }
 }
 
-// Returns whether the next record is the first one again. A data base that became unreadable on the
+// Returns whether the next record is the first one again. A database that became unreadable on the
 // way ends its iterator, too, and must not pass for one that is through.
 template <typename Dtype>
 bool DataLayer<Dtype>::Advance() {
@@ -154,58 +104,25 @@ void DataLayer<Dtype>::ParseRecord(Datum* datum) {
 }
 
 template <typename Dtype>
-void DataLayer<Dtype>::ReadMean() {
-  const DataParameter& param = this->layer_param_.data_param();
-  if (!param.has_mean_file()) {
-    data_mean_.Reshape(1, datum_channels_, datum_height_, datum_width_);
-    return;
-  }
-  BlobProto proto;
-  ReadBlobFromFile(param.mean_file().c_str(), &proto);
-  data_mean_.FromProto(proto);
-  CHECK_EQ(data_mean_.num(), 1);
-  CHECK_EQ(data_mean_.channels(), datum_channels_);
-  CHECK_EQ(data_mean_.height(), datum_height_);
-  CHECK_EQ(data_mean_.width(), datum_width_);
-}
-
-template <typename Dtype>
 void DataLayer<Dtype>::CreatePrefetchThread() {
-  CHECK(!thread_.joinable()) << "The last prefetch thread was not joined.";
-  phase_ = Caffe::phase();
-  const DataParameter& param = this->layer_param_.data_param();
-  const bool draws = param.mirror() || param.crop_size() > 0;
-  prefetch_rng_.reset();
-  if (phase_ == Caffe::TRAIN && draws) {
-    prefetch_rng_.reset(new Caffe::RNG(caffe_rng_rand()));
-  }
-  thread_ = std::thread(DataLayerPrefetch<Dtype>, static_cast<void*>(this));
+  prefetcher_.Start(DataLayerPrefetch<Dtype>, this, /*always_draws=*/false);
 }
 
 template <typename Dtype>
 void DataLayer<Dtype>::JoinPrefetchThread() {
-  if (thread_.joinable()) {
-    thread_.join();
-  }
+  prefetcher_.Join();
 }
 
 template <typename Dtype>
 unsigned int DataLayer<Dtype>::PrefetchRand() {
-  CHECK(prefetch_rng_);
-  return (*static_cast<rng_t*>(prefetch_rng_->generator()))();
+  return prefetcher_.Rand();
 }
 
 template <typename Dtype>
 Dtype DataLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& /*bottom*/,
                                     vector<Blob<Dtype>*>* top) {
   JoinPrefetchThread();
-  CHECK(prefetch_data_);
-  cblas_scopy(prefetch_data_->count(), prefetch_data_->cpu_data(), 1, (*top)[0]->mutable_cpu_data(),
-              1);
-  if (prefetch_label_) {
-    cblas_scopy(prefetch_label_->count(), prefetch_label_->cpu_data(), 1,
-                (*top)[1]->mutable_cpu_data(), 1);
-  }
+  prefetcher_.CopyTo(*top);
   CreatePrefetchThread();
   return Dtype(0);
 }
