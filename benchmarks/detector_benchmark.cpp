@@ -26,6 +26,7 @@
 #include "detector/dense_stage.h"
 #include "detector/detector_impl.h"
 #include "detector/model_store.h"
+#include "detector/stage_results.h"
 #include "detector/stage_scoring.h"
 #include "detector/suppression.h"
 #include "ozna.h"
@@ -121,15 +122,7 @@ const cv::Mat& photograph() {
   return image;
 }
 
-cv::Mat workingImage() {
-  const cv::Mat& image = photograph();
-  const float scale = oznalib::workingScale(image.rows, image.cols, kUsual);
-  cv::Mat working;
-  cv::resize(image, working,
-             cv::Size(static_cast<int>(image.cols * scale), static_cast<int>(image.rows * scale)),
-             4.0, 0.0, cv::INTER_LINEAR);
-  return working;
-}
+cv::Mat workingImage() { return oznalib::makeWorkingImage(photograph(), kUsual).pixels; }
 
 // Runs a benchmark's loop and reports the share of its time inside the matrix products.
 template <class Work>

@@ -1,5 +1,4 @@
-// The order of the cascade, the sizing of the working image and the way back to the caller's
-// pixels.
+// The order of the cascade and the way back to the caller's pixels.
 
 #include "detector/cascade_driver.h"
 
@@ -10,6 +9,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "detector/stage_results.h"
 #include "tests/detector/handmade_cascade.h"
 
 namespace {
@@ -25,60 +25,11 @@ using oznalib::DetectorImpl;
 using oznalib::FaceCandidate;
 using oznalib::runCascade;
 using oznalib::StageResults;
-using oznalib::workingScale;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-CascadeParameter sizing(float max_upscale, int max_side, float fraction, int window) {
-  return {max_upscale, max_side, fraction, /*pyramidLevels=*/1, /*pyramidFactor=*/2, window};
-}
-
-// 640 * 0.034 is 21.76, and the fraction is cut: 640 * 13 / 21 is 396 and not 382.
-TEST(WorkingImage, LongerSideFollowsTheSmallestFaceInWholePixels) {
-  const cv::Mat square = cv::Mat::zeros(640, 640, CV_8UC3);
-  EXPECT_EQ(oznalib::makeWorkingImage(square, sizing(2, 640, 0.034F, 13)).cols, 396);
-  for (const int side : {1, 300, 320, 640, 641, 3000}) {
-    const cv::Mat image = cv::Mat::zeros(1, side, CV_8UC3);
-    EXPECT_LE(static_cast<int>(side * workingScale(1, side, sizing(2, 640, 0.05F, 13))), 260);
-  }
-}
-
-TEST(WorkingScale, IsOneWhereTheSmallestFaceIsTheWindowAndNothingMayGrow) {
-  // 200 * 0.1 = 20.
-  EXPECT_EQ(workingScale(50, 100, sizing(1, 200, 0.1F, 20)), 1.0F);
-}
-
-TEST(WorkingScale, BringsALargeImageToTheSideAndTheSmallestFaceToTheWindow) {
-  // 10 / 20 for the face, 200 / 400 for the side, which is the longer one of either kind.
-  EXPECT_EQ(workingScale(300, 400, sizing(2, 200, 0.1F, 10)), 0.25F);
-  EXPECT_EQ(workingScale(400, 300, sizing(2, 200, 0.1F, 10)), 0.25F);
-}
-
-TEST(WorkingScale, EnlargesASmallImageByNoMoreThanAllowed) {
-  EXPECT_EQ(workingScale(50, 40, sizing(2, 200, 0.1F, 10)), 1.0F);      // 0.5 * min(2, 4).
-  EXPECT_EQ(workingScale(50, 40, sizing(8, 200, 0.1F, 10)), 2.0F);      // 0.5 * min(8, 4).
-  EXPECT_EQ(workingScale(200, 40, sizing(2, 200, 0.1F, 10)), 0.5F);     // At the side itself.
-  EXPECT_EQ(workingScale(50, 40, sizing(0.5F, 200, 0.1F, 10)), 0.25F);  // May even shrink.
-}
-
-TEST(WorkingScale, TreatsAnImageOfExactlyTheSideAsASmallOne) {
-  EXPECT_EQ(workingScale(200, 40, sizing(0.5F, 200, 0.1F, 10)), 0.25F);
-  EXPECT_EQ(workingScale(400, 40, sizing(0.5F, 200, 0.1F, 10)), 0.25F);  // By the side alone.
-}
-
-TEST(WorkingScale, CutsTheSmallestFaceToWholePixels) {
-  // 50 * 0.05 = 2.5, so 2.
-  EXPECT_EQ(workingScale(100, 50, sizing(1, 50, 0.05F, 6)), 3.0F * 0.5F);
-}
-
-TEST(WorkingScale, IsThatOfTheUsualParameters) {
-  // 640 * 0.05 = 32, 13 / 32 and 640 / 1600: 0.1625, a working image of 260 by 195.
-  const CascadeParameter usual = {2.0F, 640, 0.05F, 12, 1.26F, 13};
-  EXPECT_FLOAT_EQ(workingScale(1200, 1600, usual), 0.1625F);
-}
-
-// The driver. In the cascades below a face is a pixel whose third byte is bright: the dense stage
+// In the cascades below a face is a pixel whose third byte is bright: the dense stage
 // looks at single pixels, one in four, and its score is the logistic function of
 // 0.04 * byte - 4 (the biases are 0 and -4, and the corrections 0 and 0, as 100 * 0.04 = 4).
 
@@ -119,8 +70,7 @@ TEST(RunCascade, ScansAndThresholdsAndSuppressesWithOneStage) {
   brighten(image, 0, 2, 90);   // At (6, 0), score 0.4013.
   brighten(image, 5, 5, 250);  // At (16, 16).
   brighten(image, 5, 3, 85);   // Score 0.354: below the threshold.
-  StageResults trace(1);
-  const CandidateList faces = runCascade(detector, image, trace, plainScan());
+  const CandidateList faces = runCascade(detector, image, plainScan());
   // (0, 0) and (6, 0) share a quarter with (3, 0), which is not above the limit. No calibration
   // network exists: it is not asked for.
   EXPECT_THAT(boxesOf(faces), ElementsAre(ElementsAre(16, 16, 4, 4), ElementsAre(3, 0, 4, 4),
@@ -147,7 +97,7 @@ TEST(RunCascade, TracesEachStageBeforeItsThreshold) {
   EXPECT_THAT(boxesOf(trace[1][0]),
               ElementsAre(ElementsAre(16, 16, 4, 4), ElementsAre(0, 0, 4, 4)));
   EXPECT_NEAR(trace[1][0].candidates[0].score, 0.3, 1e-6);
-  // One list a run and stage.
+  // One list per run and stage.
   runCascade(detector, image, trace, plainScan());
   EXPECT_EQ(trace[0].size(), 2U);
   EXPECT_EQ(trace[1].size(), 2U);
@@ -195,8 +145,7 @@ TEST(RunCascade, CalibratesNothingWithTwoStages) {
   detector.stages.push_back(constantNet(4, {0.1, 0.9}).stage(0.8F));
   cv::Mat image = blackImage();
   brighten(image, 2, 2, 250);
-  StageResults trace(2);
-  const CandidateList faces = runCascade(detector, image, trace, plainScan());
+  const CandidateList faces = runCascade(detector, image, plainScan());
   EXPECT_THAT(boxesOf(faces), ElementsAre(ElementsAre(6, 6, 4, 4)));
   EXPECT_NEAR(faces.candidates[0].score, 0.9, 1e-6);
 }
@@ -263,7 +212,10 @@ class ThreeStages : public testing::Test {
 
   CandidateList run(const cv::Mat& image) {
     trace_ = StageResults(3);
-    return runCascade(detector_, image, trace_, plainScan());
+    const CandidateList traced = runCascade(detector_, image, trace_, plainScan());
+    const CandidateList plain = runCascade(detector_, image, plainScan());
+    EXPECT_EQ(boxesOf(plain), boxesOf(traced));
+    return plain;
   }
 
   DetectorImpl detector_;
@@ -358,13 +310,11 @@ TEST(RunCascade, UsesAResizedCopyOfTheSameSizeAtScaleOne) {
 TEST(RunCascade, LetsTheImageLibraryRefuseAWorkingImageWithoutArea) {
   DetectorImpl detector;
   detector.stages.push_back(brightPixelNet(21).stage(0.4F));
-  StageResults trace(1);
   // 1 pixel high and a scale of one half.
-  EXPECT_THROW(
-      runCascade(detector, cv::Mat::zeros(1, 42, CV_8UC3), trace, {1, 21, 4.5F / 21, 1, 2, 4}),
-      cv::Exception);
+  EXPECT_THROW(runCascade(detector, cv::Mat::zeros(1, 42, CV_8UC3), {1, 21, 4.5F / 21, 1, 2, 4}),
+               cv::Exception);
   // A smallest face of 0 pixels: an infinite scale.
-  EXPECT_THROW(runCascade(detector, blackImage(), trace, {1, 21, 0.0F, 1, 2, 4}), cv::Exception);
+  EXPECT_THROW(runCascade(detector, blackImage(), {1, 21, 0.0F, 1, 2, 4}), cv::Exception);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "detector/cascade_driver.h"
 #include "detector/model_store.h"
+#include "detector/stage_results.h"
 #include "tests/detector/handmade_cascade.h"
 #include "tests/detector/host_directory.h"
 

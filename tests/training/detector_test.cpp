@@ -19,6 +19,7 @@
 #include "detector/cascade_driver.h"
 #include "detector/model_store.h"
 #include "detector/pixel_planes.h"
+#include "detector/stage_results.h"
 #include "training/common/photograph.h"
 #include "training/detector/charts.h"
 #include "training/detector/evaluation.h"

@@ -11,6 +11,7 @@
 
 #include "detector/cascade_driver.h"
 #include "detector/model_store.h"
+#include "detector/stage_results.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
 #include "training/detector/miner.h"

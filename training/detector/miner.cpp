@@ -12,7 +12,6 @@
 #include "detector/cascade_driver.h"
 #include "detector/dense_stage.h"
 #include "detector/stage_scoring.h"
-#include "detector/suppression.h"
 #include "training/detector/overlap.h"
 
 namespace detector_training {
@@ -58,19 +57,12 @@ float floorOf(const DetectorImpl& detector, const MinerOptions& options, size_t 
   return stage < options.floors.size() ? options.floors[stage] : detector.stages[stage].threshold;
 }
 
-// The boxes that reach a later stage: the driver's run with other thresholds. Those below a threshold are dropped before
-// the suppression and not after it, since there they could only have suppressed others below.
+// The boxes that reach a later stage: the driver's rounds with other thresholds.
 CandidateList reaching(DetectorImpl& detector, const cv::Mat& rgb, const MinerOptions& options) {
-  CandidateList list =
-      oznalib::scanDenseStage(detector.stages[0], oznalib::makeWorkingImage(rgb, kSearch), kSearch);
-  oznalib::mapToImage(list, oznalib::workingScale(rgb.rows, rgb.cols, kSearch));
-  oznalib::sortByScore(list);
-  oznalib::keepAboveThreshold(list, floorOf(detector, options, 0));
+  CandidateList list = oznalib::firstRound(detector, oznalib::makeWorkingImage(rgb, kSearch),
+                                           kSearch, floorOf(detector, options, 0));
   for (int i = 1; i < options.target; ++i) {
-    oznalib::scoreCandidates(detector.stages[i], rgb, list);
-    oznalib::keepAboveThreshold(list, floorOf(detector, options, i));
-    oznalib::calibrateCandidates(detector.calibration, rgb, list);
-    list = oznalib::suppressBySize(list, 0.0F, 0.5F);
+    oznalib::middleRound(detector, i, rgb, floorOf(detector, options, i), list);
   }
   return list;
 }
@@ -154,16 +146,16 @@ std::vector<WindowLabel> labelsOf(const CandidateList& list, const View& view) {
 
 std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const MinerOptions& options,
                               std::mt19937_64& random) {
-  const cv::Mat working = oznalib::makeWorkingImage(view.rgb, kSearch);
-  CandidateList list = oznalib::scanDenseStage(detector.stages[0], working, kSearch);
+  const oznalib::WorkingImage working = oznalib::makeWorkingImage(view.rgb, kSearch);
+  CandidateList list = oznalib::scanDenseStage(detector.stages[0], working.pixels, kSearch);
   const std::vector<Place> places = withCells(list);
-  oznalib::mapToImage(list, oznalib::workingScale(view.rgb.rows, view.rgb.cols, kSearch));
+  oznalib::mapToImage(list, working.scale);
   const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::map<int, cv::Mat> levels;
   std::vector<Window> windows;
   for (const size_t i : choose(labels, options, random)) {
     cv::Mat& level = levels[places[i].box.level];
-    if (level.empty()) level = oznalib::makeLevelImage(working, places[i].box.level, kSearch);
+    if (level.empty()) level = oznalib::makeLevelImage(working.pixels, places[i].box.level, kSearch);
     const cv::Rect field(kStride * places[i].column, kStride * places[i].row, kReceptiveField,
                          kReceptiveField);
     // Pooling rounds up, so the last cells look over the edge by a pixel or two.
