@@ -26,6 +26,9 @@ std::int64_t roundedPosition(float position) {
   return truncateToInt(static_cast<double>(position) + 0.5);
 }
 
+// ----------------------------------------------------------------------------
+// Eight bins in registers, one or two vectors wide.
+
 // The bins of a cell as the two versions of the loop hold them: where registers are narrower than
 // eight floats, a vector of eight would live in memory.
 using EightBins = float __attribute__((vector_size(32)));
@@ -75,6 +78,9 @@ inline OZNA_WIDE_LOOP void addToMemory(float* to, const Bins& shares, float amou
   addTo(sums, shares, amount);
   store(to, sums);
 }
+
+// ----------------------------------------------------------------------------
+// From rows of pixels to the grid of cells.
 
 // Adds an image row to two rows of the grid.
 //
@@ -139,6 +145,9 @@ void fillNarrow(const BinShares* bins, std::int64_t width, DescriptorWindow& win
 
 }  // namespace
 
+// ----------------------------------------------------------------------------
+// Where a window lies.
+
 PixelArea windowArea(float x, float y, std::uint64_t columns, std::uint64_t rows, float cell_size) {
   if (std::isnan(x) || std::isnan(y)) {
     return {};
@@ -170,7 +179,7 @@ void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float
     for (std::size_t i = 0; i < entries; ++i) {
       const std::int32_t delta = first_delta + static_cast<std::int32_t>(i);
       const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5f;
-      // Whatever lies beyond these limits, or is not a number, reaches no cell.
+      // What lies beyond these limits, or is NaN, reaches no cell.
       const float high = place > -8.0f ? place : -8.0f;
       const float limited = high < 8.0f ? high : 8.0f;
       const std::int32_t cut = static_cast<std::int32_t>(limited);
@@ -201,6 +210,9 @@ void DescriptorWindow::place(float x, float y, const PixelArea& area, float cell
   columns.place(x, area.left, area.right, cell_size);
   rows.place(y, area.top, area.bottom, cell_size);
 }
+
+// ----------------------------------------------------------------------------
+// The histograms.
 
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,
                    MemoryAhead& ahead) {

@@ -16,8 +16,8 @@
 namespace SDMCore {
 
 /// Pixels of an image that the window around a point may reach: a square around the pixel that the
-/// point is rounded to, clipped to the interior of the image. A coordinate that is not a number, or
-/// is far outside, gives an empty area.
+/// point is rounded to, clipped to the interior of the image. A coordinate that is NaN or far
+/// outside gives an empty area.
 ///
 /// x, y           In pixels of the image, 0 at the centre of the first pixel.
 /// columns, rows  Of the image.

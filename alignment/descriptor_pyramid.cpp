@@ -17,6 +17,9 @@ using oznalib::truncateToInt;
 
 constexpr float kFlatNorm = 0.5f;
 
+// ----------------------------------------------------------------------------
+// Numbers: cell sizes, normalising, bytes.
+
 // Powers by repeated squaring: their rounding decides the last digit of the cell size.
 float integerPower(float base, std::int64_t exponent) {
   float result = 1.0f;
@@ -58,6 +61,9 @@ void storeBytes(const DescriptorWindow& window, float length, std::uint8_t* out)
 }
 
 }  // namespace
+
+// ----------------------------------------------------------------------------
+// Planes: the image and its blurred copies.
 
 DescriptorPyramid::DescriptorPyramid(std::uint64_t columns, std::uint64_t rows,
                                      std::uint64_t level_count)
@@ -111,6 +117,9 @@ void DescriptorPyramid::buildLevels(std::uint64_t top) {
   }
 }
 
+// ----------------------------------------------------------------------------
+// Gradients of a whole level.
+
 void DescriptorPyramid::prepareGradient(std::uint64_t level) {
   Plane& gradient = gradients[0][level];
   if (gradient.data != nullptr) {
@@ -134,6 +143,9 @@ void DescriptorPyramid::prepareGradient(std::uint64_t level) {
     }
   }
 }
+
+// ----------------------------------------------------------------------------
+// Descriptors.
 
 std::int64_t DescriptorPyramid::existingLevel(float level) const {
   const std::int64_t whole = truncateToInt(static_cast<double>(level) + 0.5);

@@ -19,9 +19,34 @@ namespace SDMCore {
 /// Descriptors of points whose place and size are given, so there is no search for points and no
 /// rotation.
 ///
+///
+///   image          8-bit grey                         setImage: 0 to 1, blurred a little
+///     |
+///   planes[0][0]   float, width by height             buildLevels: each a blur of the one before,
+///   planes[0][1]   the same size, blurred more        by the factor step; no plane is smaller
+///      ...
+///   planes[0][levels + 2]
+///     |
+///   shares         8 floats per pixel, one per        gradient of the pixel: its magnitude goes to
+///     |            direction bin                      the nearest bin and to its neighbour
+///     |
+///   window         around a point, grid of            each pixel gives to the four cells around it
+///     |  +--+--+--+--+   4 by 4 cells,                by its distance from their centres
+///     |  |  |  |  |  |   a cell is
+///     |  +--+--+--+--+   magnification blurs wide
+///     |  |  |  |  |  |
+///     |  +--+--o--+--+   o the point
+///     |  |  |  |  |  |
+///     |  +--+--+--+--+
+///     |  |  |  |  |  |
+///     |  +--+--+--+--+
+///   histogram      4 rows, 4 columns, 8 bins: 128     divided by its length, capped at clampLevel,
+///     |            floats                             divided by its length again
+///   descriptor     128 bytes                          floor(255 * entry + 0.5), 255 at most
+///
 /// Order    Constructor, setImage, buildLevels, then any number of computeDescriptor.
 /// Threads  One object serves one thread: descriptors make gradients on first demand.
-/// Memory   One float a pixel for each of levels + 3 planes. 3 more are reserved with the first
+/// Memory   One float per pixel for each of levels + 3 planes. 3 more are reserved with the first
 ///          descriptor, and taken up in levels in use where windows have reached; computeDescriptor
 ///          and prepareGradient take 4 more of the whole level.
 /// Source   D. G. Lowe, Distinctive image features from scale-invariant keypoints, 2004; its use at
@@ -54,7 +79,7 @@ class DescriptorPyramid {
   /// Takes a descriptor, and prepares the gradients of its level for it.
   ///
   /// x, y   In pixels of the image, 0 at the centre of the first pixel. The window is clipped to
-  ///        the image; a point far outside, or one that is not a number, has an empty window.
+  ///        the image; a point far outside, or one that is NaN, has an empty window.
   /// level  Rounded to the nearest whole level. A level that does not exist gives an empty window.
   /// norm   Receives the length of the histogram before it is normalised, or 0.
   /// out    Receives 128 bytes: for each of 4 rows, for each of 4 columns, 8 bins. Where the length
@@ -74,7 +99,7 @@ class DescriptorPyramid {
   ///
   /// points  count pairs x, y.
   /// norms   Receives count lengths.
-  /// out     Receives 128 bytes a point; where the length is not above 0.5 they are left as they
+  /// out     Receives 128 bytes per point; where the length is not above 0.5 they are left as they
   ///         are.
   /// ahead   Memory that is asked for meanwhile.
   void computeDescriptors(const float* points, std::size_t count, float level, float* norms,
@@ -88,7 +113,7 @@ class DescriptorPyramid {
 
   /// For each octave, levels + 3 planes of width by height.
   std::vector<std::vector<Plane>> planes;
-  /// As many planes of 4 * width floats, a GradientCell a pixel, each made on first demand.
+  /// As many planes of 4 * width floats, a GradientCell per pixel, each made on first demand.
   std::vector<std::vector<Plane>> gradients;
 
   // Blurs are standard deviations in pixels. Those without a reader belong to the search for
@@ -105,7 +130,7 @@ class DescriptorPyramid {
   float step;  ///< 2 to the power 1 / levels: the blur ratio of neighbouring levels.
 
  private:
-  // The whole level that a level is rounded to; negative if there is none.
+  // The whole level that a level is rounded to; negative if it does not exist.
   std::int64_t existingLevel(float level) const;
 
   float cellSize(std::int64_t whole_level) const;  // In pixels.

@@ -57,7 +57,7 @@ inline OZNA_WIDE_LOOP void sumBlock(const float* const* lines, const float* kern
   std::memcpy(out + x, sums, sizeof(sums));
 }
 
-// out[x] = sum over j of kernel[j] * lines[j][x], in ascending j for each x. out is none of the
+// out[x] = sum over j of kernel[j] * lines[j][x], in ascending j for each x. out is not one of the
 // lines: where the width is no multiple of a block, some outputs are worked out twice.
 void sumLines(const float* const* lines, const float* kernel, std::size_t taps, std::size_t width,
               float* out) {

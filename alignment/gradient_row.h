@@ -26,7 +26,7 @@ struct GradientCell {
   std::uint8_t neighbour;  ///< The bin on the other side of the angle.
 };
 
-/// The gradients of a row, one array a value, so that the arithmetic vectorises.
+/// The gradients of a row, one array per value, so that the arithmetic vectorises.
 struct GradientRow {
   /// width  Pixels that the row can hold.
   explicit GradientRow(std::size_t width);

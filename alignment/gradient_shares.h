@@ -27,7 +27,7 @@ struct alignas(32) BinShares {
 
 /// The shares of all pixels of all levels.
 ///
-/// Memory  32 bytes a pixel. A level's is reserved when its first shares are asked for, and touched
+/// Memory  32 bytes per pixel. A level's is reserved when its first shares are asked for, and touched
 ///         is only what has been asked for.
 class GradientShares {
  public:

@@ -25,6 +25,9 @@ constexpr std::int32_t kMostLevels = 1024;
 constexpr int kLargestSide = 4096;    // Pixels. Alignment works at about 300.
 constexpr float kStartOffset = 0.1f;  // In units of the face box.
 
+// ----------------------------------------------------------------------------
+// What a stage of the model allows.
+
 std::int32_t stageLevel(const SDMModel& model, std::size_t stage) {
   return stage < model.stageLevels.size() ? model.stageLevels[stage] : model.stageLevels.back();
 }
@@ -71,6 +74,9 @@ void addMove(const float* move, const mp::matrix& bias, Shape& shape) {
     shape[i] += has_bias ? bias.data[i] + move[i] : move[i];
   }
 }
+
+// ----------------------------------------------------------------------------
+// The descent of all shapes.
 
 // Runs shapes through the stages of a model, on one pyramid.
 class Descent {
@@ -236,6 +242,9 @@ class Descent {
   mp::matrix no_bias_;
 };
 
+// ----------------------------------------------------------------------------
+// Boxes, shapes and their median.
+
 // Not-a-number goes last, so that the order is defined for every outcome.
 bool comesBefore(float a, float b) { return a < b || (a == a && b != b); }
 
@@ -303,6 +312,9 @@ bool isUsable(const SDMModel& model) {
   }
   return true;
 }
+
+// ----------------------------------------------------------------------------
+// From an image and starting shapes to the outcome.
 
 std::vector<std::vector<float>> regressEach(const SDMModel& model, const cv::Mat& image,
                                             const std::vector<std::vector<float>>& starts) {

@@ -69,7 +69,7 @@ std::vector<std::vector<float>> regressEach(const SDMModel& model, const cv::Mat
                                             const std::vector<std::vector<float>>& starts);
 
 /// Coordinate by coordinate the median of shapes of equal size, of which there is at least one. Of
-/// an even number the upper one; not-a-number counts as the largest.
+/// an even number the upper one; NaN counts as the largest.
 std::vector<float> medianShape(const std::vector<std::vector<float>>& shapes);
 
 /// The nine shapes that a fit starts from: the mean shape in the box, then the mean shape moved by
@@ -90,7 +90,7 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
 std::vector<float> fitShape(const SDMModel& model, SDMCore::GeneralUnit& unit,
                             std::vector<std::vector<float>>* outcomes = nullptr);
 
-/// The same with the model in the slot; empty where there is none.
+/// The same with the model in the slot; empty without a model.
 std::vector<float> fitShape(SDMCore::GeneralUnit& unit);
 
 }  // namespace oznalib

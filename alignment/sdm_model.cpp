@@ -85,7 +85,7 @@ class FieldReader {
     return static_cast<std::size_t>(std::min<std::int64_t>(count_, most));
   }
 
-  // 0 where the size of the file cannot be told: a pipe backs nothing before it is read.
+  // 0 where the size of the file is not known: a pipe backs nothing before it is read.
   std::int64_t remainingBytes() {
     if (!in_ || size_ < 0) {
       return 0;
@@ -131,7 +131,7 @@ class FieldReader {
   }
 
   std::istream& in_;
-  std::int64_t size_ = -1;  // Of the file, in bytes; -1 where it cannot be told.
+  std::int64_t size_ = -1;  // Of the file, in bytes; -1 where it is not known.
   std::int32_t count_ = 0;
 };
 

@@ -8,7 +8,7 @@
 
 namespace oznalib {
 
-/// Cuts towards zero. Values beyond the range give its nearest end, not-a-number gives 0.
+/// Cuts towards zero. Values beyond the range give its nearest end, NaN gives 0.
 inline std::int32_t truncateToInt(double value) {
   if (value != value) {
     return 0;

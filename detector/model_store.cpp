@@ -30,7 +30,10 @@ struct StageLine {
   float threshold = 0;
 };
 
-// Reading numbers and words takes memory. Where there is none, a stream keeps that to itself, and a
+// ----------------------------------------------------------------------------
+// Text files: stage list, means, tables.
+
+// Reading numbers and words takes memory. Without it, a stream keeps that to itself, and a
 // list, a mean or a table would end early; by this it passes the exception on.
 void readAsClassicText(std::istream& stream) {
   stream.imbue(std::locale::classic());
@@ -111,6 +114,9 @@ std::vector<OffsetScale> narrowOffsets(const CascadeDefaults& defaults) {
   return offsets;
 }
 
+// ----------------------------------------------------------------------------
+// From a definition and weights to a network that serves a stage.
+
 // Ends the process where the network cannot serve a stage, whatever picture it gets.
 //
 // source  Of the definition: its file, or a word for one that is built in.
@@ -173,6 +179,9 @@ void enterFastMode(caffe::Net<float>& net) {
   }
 }
 
+// ----------------------------------------------------------------------------
+// Stages from a model directory.
+
 CascadeStage loadFirstStage(const std::string& directory) {
   CascadeStage stage;
   const std::string definition = directory + "/prototxt-full";
@@ -214,6 +223,9 @@ CascadeStage loadCalibration(const std::string& directory) {
   stage.offsets = readOffsets(directory + "/offsets-scales");
   return stage;
 }
+
+// ----------------------------------------------------------------------------
+// Stages from the built-in tables, and from memory.
 
 CascadeStage makeLaterStage(const std::string& text, const std::string& weight_path,
                             std::vector<float> mean) {
@@ -268,6 +280,9 @@ CascadeStage makeStage(const NetworkContent& content, bool dense) {
   }
   return stage;
 }
+
+// ----------------------------------------------------------------------------
+// The steps of a load.
 
 // The steps that both loads from files have in common; the two callables fill the stages and make the
 // calibration stage.

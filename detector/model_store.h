@@ -19,8 +19,8 @@ boost::mutex& loadLock();
 
 /// Fills a fresh DetectorImpl from the files of a model directory.
 ///
-/// The stage list is the text file cascadeRoot + stageListName: a stage directory and a threshold a
-/// line, the dense stage first; lines that begin with "#" are skipped. A threshold that cannot be
+/// The stage list is the text file cascadeRoot + stageListName: a stage directory and a threshold
+/// per line, the dense stage first; lines that begin with "#" are skipped. A threshold that cannot be
 /// read is 0. A stage directory is cascadeRoot + its name and holds, for the first stage,
 /// "prototxt-full" and "proto-full", for a later one "prototxt-deploy", "proto" and "mean". The
 /// calibration directory, cascadeRoot + "cascades/x32Net-x32-3Scales-200/", holds what a later
@@ -32,8 +32,8 @@ boost::mutex& loadLock();
 ///          definition of a network that cannot serve a stage: the first input must be 1 by 3
 ///          planes, and the blob "probs" must hold two planes in the dense stage and two values in
 ///          any other and in the calibration. A failed allocation leaves as std::bad_alloc, with
-///          the lock released and what was loaded until then in the detector. A missing "mean" or "offsets-scales" leaves the vector empty; see stage_scoring.h for what
-///          follows from that.
+///          the lock released and what was loaded until then in the detector. A missing "mean" or
+///          "offsets-scales" leaves the vector empty; see stage_scoring.h for what follows.
 /// Threads  Any number, one at a time: takes loadLock.
 Status loadFromFiles(const DetectorParams& params, DetectorImpl& detector);
 

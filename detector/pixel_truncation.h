@@ -8,7 +8,7 @@
 
 namespace oznalib {
 
-/// Cuts towards zero. Every value that an int32 cannot hold, and not-a-number, gives the smallest
+/// Cuts towards zero. Every value that an int32 cannot hold, and NaN, gives the smallest
 /// int32, as the conversion instruction of x86 does: a size made of it is empty, so that parameters
 /// which lead to an infinite scale fail in the same way on every machine.
 inline std::int32_t truncateToPixel(float value) {

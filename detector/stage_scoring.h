@@ -12,7 +12,7 @@
 namespace oznalib {
 
 // Common to both passes. Each box is cut from the image, resized bilinearly to the network's input,
-// the stage's mean is subtracted, and the network runs once a box, in the order of the list. No
+// the stage's mean is subtracted, and the network runs once per box, in the order of the list. No
 // candidate is added, removed or moved within the list. An empty list runs no network.
 //
 // stage    Its network is in plain mode and has a blob "probs".
@@ -20,7 +20,7 @@ namespace oznalib {
 // Errors   A mean with fewer values than the network's input is a fatal check, as is an input
 //          without elements. A box that reaches out of the image, or has no area, raises
 //          cv::Exception.
-// Threads  One a stage.
+// Threads  One per stage.
 
 /// Replaces each score by the second output of the stage's network: the probability of a face.
 void scoreCandidates(CascadeStage& stage, const cv::Mat& image, CandidateList& list);

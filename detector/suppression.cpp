@@ -20,8 +20,8 @@ struct IndexPair {
   float key;
 };
 
-// A plain "less" on floats that may be not-a-number is no order at all, and sorting by it is
-// undefined; putting those last makes it one.
+// A plain "less" on floats that may be NaN is not a strict weak ordering, and sorting by it is
+// undefined; putting NaN last makes it one.
 bool keyPrecedes(float a, float b) {
   if (std::isnan(a)) {
     return false;
@@ -54,7 +54,7 @@ Candidates bestFirstDownToFloor(const Candidates& candidates, float floor) {
   return working;
 }
 
-// Areas are formed in 64 bits: a box of a large photograph may exceed 46340 pixels a side.
+// Areas are formed in 64 bits: a box of a large photograph may exceed 46340 pixels per side.
 std::int64_t area(const FaceCandidate& box) {
   return static_cast<std::int64_t>(box.width) * box.height;
 }

@@ -1,6 +1,6 @@
 /// Ordering, thresholding and non-maximum suppression of candidate lists.
 ///
-/// Common to all of them: scores that are not a number are put last, equal scores keep the order of
+/// Common to all of them: NaN scores are put last, equal scores keep the order of
 /// the list, and an empty list gives an empty list. No state, any number of threads.
 
 #ifndef OZNA_DETECTOR_SUPPRESSION_H_
@@ -18,7 +18,7 @@ void keepAboveThreshold(CandidateList& list, float threshold);
 
 // The suppressions below are greedy, best score first: a box is kept unless it overlaps a box that
 // was kept before. They end at the first score below the floor, and an overlap of exactly the limit
-// is none. Cost: quadratic in the number of boxes kept.
+// does not count. Cost: quadratic in the number of boxes kept.
 
 /// Overlap is intersection over union. The result is in descending order of score.
 CandidateList suppressUnion(const CandidateList& list, float floor, float limit);

@@ -16,6 +16,9 @@ namespace {
 constexpr int kPixelBytes = 3;
 constexpr double kPi = 3.14159265358979323846;
 
+// ----------------------------------------------------------------------------
+// The filter: which source pixels, with which weights.
+
 // sin(pi * x) / (pi * x). The product is rounded to float before the sine sees it.
 float sinc(float x) {
   if (x == 0.0f) {
@@ -77,6 +80,9 @@ class FilterTable {
   std::vector<Footprint> footprints_;
 };
 
+// ----------------------------------------------------------------------------
+// Rounding.
+
 // Byte i is sum i times inverse_sum, rounded and cut to what a byte holds. Not-a-number gives 0.
 inline OZNA_WIDE_LOOP void roundToBytes(const float* sums, float inverse_sum, int count,
                                         std::uint8_t* bytes) {
@@ -88,6 +94,9 @@ inline OZNA_WIDE_LOOP void roundToBytes(const float* sums, float inverse_sum, in
     bytes[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(limited));
   }
 }
+
+// ----------------------------------------------------------------------------
+// The pass along the rows.
 
 // Eight rows run side by side, so that one weight serves 24 sums at once while each of them still
 // grows in ascending order of the source.
@@ -150,6 +159,9 @@ void resizeHorizontally(const cv::Mat& source, const FilterTable& table, cv::Mat
 
 constexpr int kByteBlock = 32;  // Bytes of a row that are summed side by side.
 
+// ----------------------------------------------------------------------------
+// The pass along the columns.
+
 // count bytes of a row, at most kByteBlock, out of the source rows of a footprint.
 inline OZNA_WIDE_LOOP void sumRows(const std::uint8_t* source, std::size_t step,
                                    const Footprint& footprint, int count, std::uint8_t* bytes) {
@@ -180,6 +192,9 @@ void resizeVertically(const cv::Mat& source, const FilterTable& table, cv::Mat& 
     });
   }
 }
+
+// ----------------------------------------------------------------------------
+// The two resizes, and the slow one that tests hold them to.
 
 // 32-bit product that wraps.
 std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {

@@ -22,7 +22,7 @@ constexpr std::int64_t kNoLimit = -1;  // All ones as an unsigned number.
 constexpr std::int64_t kMostBytes = std::numeric_limits<std::ptrdiff_t>::max();
 constexpr std::uint64_t kMostSide = std::numeric_limits<std::int32_t>::max();
 
-// The sides of a matrix as its file form tells them, of which none need be true. A side below 0 is
+// The sides of a matrix as its file form states them, which need not be true. A side below 0 is
 // far beyond the largest, since the words are taken as unsigned numbers.
 struct FileSides {
   std::uint64_t rows;
@@ -177,7 +177,7 @@ void matrix::skip(std::istream& in) const {
     return;
   }
   if (!sides.possible() || sides.bytes() > static_cast<std::uint64_t>(kMostBytes)) {
-    in.setstate(std::ios::failbit);  // No stream goes on behind such a matrix.
+    in.setstate(std::ios::failbit);  // No stream can be read past such a matrix.
     return;
   }
   in.seekg(static_cast<std::streamoff>(sides.bytes()), std::ios::cur);

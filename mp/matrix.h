@@ -54,7 +54,7 @@ class matrix : public io_able {
 
   void fill(float value);  ///< Sets every cell.
 
-  float* data = nullptr;  ///< rows * cols cells, row after row. Owned; null when there are none.
+  float* data = nullptr;  ///< rows * cols cells, row after row. Owned; null without cells.
   std::int32_t rows = 0;
   std::int32_t cols = 0;
 };

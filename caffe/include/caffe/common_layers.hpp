@@ -46,8 +46,8 @@ class InnerProductLayer : public Layer<Dtype> {
 /// bottom[0]  float (N, C, H, W), C at least 2.
 /// top[0]     float (N, C, H, W).
 /// Limits     Only the first image is normalized, the others end as exponentials. One maximum is
-///            subtracted an image, not a position: where all scores lie 104 or more below it, and so
-///            come to 0 as exponentials, the result is not a number.
+///            subtracted per image, not per position: where all scores lie 104 or more below it, and so
+///            come to 0 as exponentials, the result is NaN.
 /// Backward   Takes an image as one distribution, which is the gradient for maps of 1 by 1 alone.
 /// Errors     An input larger than at SetUp is fatal in Forward.
 /// Resizing   Follows the bottom.
@@ -142,7 +142,7 @@ class FlattenLayer : public Layer<Dtype> {
 ///
 /// bottom     two or more, float, of one shape.
 /// top[0]     float, of the same shape.
-/// Backward   Divides the product by each input: an input of 0 gives infinities or not-a-numbers.
+/// Backward   Divides the product by each input: an input of 0 gives infinities or NaN.
 template <typename Dtype>
 class EltwiseProductLayer : public Layer<Dtype> {
  public:

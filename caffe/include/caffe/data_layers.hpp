@@ -93,7 +93,7 @@ class DataLayer : public Layer<Dtype> {
 /// top[0]    As DataLayer's. Images are scaled to a square of new_height where that is above 0;
 ///           new_width is not read. source is not read either: no file but the mean is opened.
 /// top[1]    float (batch_size, 1, 1, 1), zeros.
-/// rand_skip in SetUp, passes over fewer than that many images; fatal if there are not as many.
+/// rand_skip in SetUp, passes over fewer than that many images; fatal if there are fewer.
 /// shuffle   Does not shuffle; it only makes sure of a generator, so that a mirror may draw outside
 ///           the training phase.
 /// Errors    As DataLayer's, with images in place of records. An image without pixels is fatal in
@@ -138,7 +138,7 @@ class ImageDataLayer : public Layer<Dtype> {
 /// top[1]    float (batch_size, 1, 1, 1).
 /// Owners    The arrays stay the caller's and must outlive the use of the tops.
 /// Errors    Sizes that are not given are fatal in SetUp; a Forward before Reset, or whose batch
-///           would reach behind the arrays, is fatal.
+///           would reach past the end of the arrays, is fatal.
 template <typename Dtype>
 class MemoryDataLayer : public Layer<Dtype> {
  public:

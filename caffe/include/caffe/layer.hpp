@@ -16,15 +16,26 @@ namespace caffe {
 /// One step of a network: reads its bottom blobs, writes its top blobs, holds its learned
 /// parameters.
 ///
-/// Order: construct, SetUp once, UpdateDerivedSizes after the parameters were copied in, then any
-/// number of AlterInputShape and Forward.
+/// Order    Construct, SetUp once, UpdateDerivedSizes after the parameters were copied in, then any
+///          number of AlterInputShape and Forward.
+/// Owners   Bottom and top lists hold pointers that own nothing; the Net owns blobs and layers.
+/// Errors   Bad definitions and shapes are fatal checks in SetUp, never in Forward unless a layer
+///          says so.
+/// Threads  A layer holds scratch memory and shapes, so one call at a time.
 ///
-/// Owners: bottom and top lists hold pointers that own nothing; the Net owns blobs and layers.
-///
-/// Errors: bad definitions and shapes are fatal checks in SetUp, never in Forward unless a layer
-/// says so.
-///
-/// Threads: a layer holds scratch memory and shapes, so one call at a time.
+/// A subclass may rely on this in Forward_cpu and Backward_cpu; what can be checked is, in Forward
+/// and Backward of builds with debug checks:
+///   - No list has a null pointer.
+///   - The lists are those of SetUp: the same blobs in the same order.
+///   - A bottom holds values: the Net runs layers in the order of their definitions, and each
+///     bottom is an input of the Net or the top of a layer before.
+///   - A top is a bottom only where the definition names one blob for both, and then keeps its
+///     size: the Net refuses others. A layer that cannot work in place says so in its contract.
+///   - Shapes are those of SetUp, or those that AlterInputShape set since: no larger in count.
+/// In return it
+///   - shapes every top in SetUp, and allocates there what it needs in every run;
+///   - writes every value of every top in Forward_cpu, and no bottom but one that is its top;
+///   - returns 0 unless it is a loss.
 template <typename Dtype>
 class Layer {
  public:

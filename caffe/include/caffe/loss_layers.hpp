@@ -9,9 +9,9 @@
 ///   SoftmaxWithLossLayer            softmax, then the logarithmic loss
 ///   AccuracyLayer                   share of right answers and mean logarithmic loss
 ///
-/// All take bottom[0], float (N, C, H, W) with D = C * H * W values an image, and bottom[1]. Where
+/// All take bottom[0], float (N, C, H, W) with D = C * H * W values per image, and bottom[1]. Where
 /// bottom[1] holds labels, it is float (N, 1, 1, 1), each truncated to a position among the D
-/// values; a label outside of them, not-a-number included, is a fatal check in Forward and
+/// values; a label outside of them, NaN included, is a fatal check in Forward and
 /// Backward. Losses have no top: Forward returns the loss, a mean over the N images. Backward
 /// writes the gradient of that loss into bottom[0], never into bottom[1], and follows a Forward on
 /// the same values; it does nothing if nothing is propagated. Bad numbers and shapes of blobs are

@@ -61,7 +61,7 @@ class Net {
   /// Once only, after the trained parameters were copied. The input blob holds 100.0 afterwards.
   void FirstRun();
 
-  /// Rewrites the shape of the first input and of everything behind it, in place. Width first.
+  /// Rewrites the shape of the first input and of everything after it, in place. Width first.
   /// Sizes above those of construction overrun memory and are not refused: the caller keeps within
   /// them.
   void AlterInputShape(int new_width, int new_height);
@@ -145,9 +145,9 @@ class Net {
   vector<string> blob_names_;
   map<string, int> blob_names_index_;
   vector<bool> blob_need_backward_;
-  vector<vector<Blob<Dtype>*>> bottom_vecs_;  // A list a layer. Not owned.
+  vector<vector<Blob<Dtype>*>> bottom_vecs_;  // A list per layer. Not owned.
   vector<vector<int>> bottom_id_vecs_;
-  vector<vector<Blob<Dtype>*>> top_vecs_;  // A list a layer. Not owned.
+  vector<vector<Blob<Dtype>*>> top_vecs_;  // A list per layer. Not owned.
   vector<vector<int>> top_id_vecs_;
   vector<int> net_input_blob_indices_;
   vector<int> net_output_blob_indices_;
@@ -156,8 +156,8 @@ class Net {
   vector<shared_ptr<Blob<Dtype>>> params_;
   vector<float> params_lr_;
   vector<float> params_weight_decay_;
-  vector<Blob<unsigned char>*>
-      net_input_blobs_u8_;  // Shape records of the inputs; their memory is never used.
+  // Shape records of the inputs; their memory is never used.
+  vector<Blob<unsigned char>*> net_input_blobs_u8_;
   vector<Blob<Dtype>*> net_input_blobs_;
   // Would hand active_image_ptrs_ to an ImageDataLayer before its SetUp. Nothing sets it.
   bool use_active_images_ = false;

@@ -38,7 +38,7 @@ class NeuronLayer : public Layer<Dtype> {
   static Span SpanOf(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top);
 };
 
-/// x where x >= 0, else 0. A not-a-number yields 0, and -0 stays -0.
+/// x where x >= 0, else 0. NaN yields 0, and -0 stays -0.
 template <typename Dtype>
 class ReLULayer : public NeuronLayer<Dtype> {
  public:
@@ -63,7 +63,7 @@ class SigmoidLayer : public NeuronLayer<Dtype> {
 };
 
 /// (e - 1) / (e + 1) with e = exp(2x), without a guard: above x = 44.36, where e is infinite,
-/// it is not a number.
+/// it is NaN.
 template <typename Dtype>
 class TanHLayer : public NeuronLayer<Dtype> {
  public:
@@ -109,7 +109,7 @@ class PowerLayer : public NeuronLayer<Dtype> {
 
 /// In the training phase, drops each element with probability dropout_ratio and scales the others
 /// up by 1 / (1 - dropout_ratio); outside it, the identity. Draws from the generator of Caffe, one
-/// draw an element. Backward outside the training phase is fatal.
+/// draw per element. Backward outside the training phase is fatal.
 /// Source: G. Hinton et al., Improving neural networks by preventing co-adaptation of feature
 /// detectors, 2012.
 template <typename Dtype>
@@ -118,7 +118,7 @@ class DropoutLayer : public NeuronLayer<Dtype> {
   explicit DropoutLayer(const LayerParameter& param) : NeuronLayer<Dtype>(param) {}
   void SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) override;
 
-  shared_ptr<SyncedMemory> rand_vec_;  // The mask of the last training pass, one int an element.
+  shared_ptr<SyncedMemory> rand_vec_;  // The mask of the last training pass, one int per element.
   Dtype threshold_ = 0;                // dropout_ratio.
   Dtype scale_ = 0;
   std::uint32_t uint_thres_ = 0;  // threshold_ * 2^32; nothing reads it.

@@ -118,9 +118,9 @@ class Im2colLayer : public Layer<Dtype> {
 /// bottom[0]  float (N, C, H, W).
 /// top[0]     float (N, C, P, Q), P = ceil((H + 2 * pad - kernel_size) / stride) + 1 in single
 ///            precision: an incomplete last window counts, where a convolution drops it.
-/// MAX        Ignores not-a-numbers; a window without a value above -FLT_MAX yields -FLT_MAX.
+/// MAX        Ignores NaN; a window without a value above -FLT_MAX yields -FLT_MAX.
 /// AVE        Divides by the size of the window within the padded image: padding counts, what lies
-///            behind it does not.
+///            beyond it does not.
 /// Backward   MAX passes the gradient to every input that equals the maximum.
 /// Errors     Padding with MAX is fatal in SetUp, STOCHASTIC in Forward, an input larger than at
 ///            SetUp in Forward.

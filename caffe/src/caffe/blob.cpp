@@ -13,8 +13,11 @@ namespace caffe {
 
 namespace {
 
+// ----------------------------------------------------------------------------
+// Shape.
+
 // The product of four sizes, none negative. Fatal if it does not fit into 32 bits: a wrapped count
-// would pass for a small blob and let everybody write behind its end.
+// would pass for a small blob and let everybody write past its end.
 int CheckedCount(int num, int channels, int height, int width) {
   const int sizes[] = {num, channels, height, width};
   std::int64_t count = 1;
@@ -86,6 +89,9 @@ int Blob<Dtype>::offset(int n, int c, int h, int w) const {
   return ((n * channels_ + c) * height_ + h) * width_ + w;
 }
 
+// ----------------------------------------------------------------------------
+// Memory.
+
 template <typename Dtype>
 const Dtype* Blob<Dtype>::cpu_data() const {
   CHECK(data_);
@@ -156,6 +162,9 @@ void Blob<Dtype>::ShareDiff(const Blob& other) {
   CHECK_EQ(count_, other.count());
   diff_ = other.diff();
 }
+
+// ----------------------------------------------------------------------------
+// Messages.
 
 template <typename Dtype>
 void Blob<Dtype>::FromProto(const BlobProto& proto) {

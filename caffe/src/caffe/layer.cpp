@@ -2,7 +2,18 @@
 
 #include "caffe/layer.hpp"
 
+#include <algorithm>
+
 namespace caffe {
+
+namespace {
+
+template <typename Dtype>
+bool HasNoNull(const vector<Blob<Dtype>*>& blobs) {
+  return std::find(blobs.begin(), blobs.end(), nullptr) == blobs.end();
+}
+
+}  // namespace
 
 template <typename Dtype>
 Layer<Dtype>::Layer(const LayerParameter& param)
@@ -34,6 +45,7 @@ void Layer<Dtype>::ToProto(LayerParameter* param, bool write_diff) {
 
 template <typename Dtype>
 Dtype Layer<Dtype>::Forward(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
+  DCHECK(HasNoNull(bottom) && HasNoNull(*top)) << "A layer was given a null blob.";
   switch (Caffe::mode()) {
     case Caffe::CPU:
       return Forward_cpu(bottom, top);
@@ -47,6 +59,7 @@ Dtype Layer<Dtype>::Forward(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtyp
 template <typename Dtype>
 void Layer<Dtype>::Backward(const vector<Blob<Dtype>*>& top, bool propagate_down,
                             vector<Blob<Dtype>*>* bottom) {
+  DCHECK(HasNoNull(top) && HasNoNull(*bottom)) << "A layer was given a null blob.";
   switch (Caffe::mode()) {
     case Caffe::CPU:
       Backward_cpu(top, propagate_down, bottom);

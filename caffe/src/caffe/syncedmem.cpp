@@ -40,7 +40,7 @@ constexpr std::size_t kMapped = std::size_t{1} << 20;
 // Zeros; null where there is no memory. filled: whether all of it is going to be written at once.
 void* Allocate(std::size_t size, bool filled) {
   if (AllocatedSize(size) < size) {
-    return nullptr;  // Beyond what a size can tell.
+    return nullptr;  // Beyond what a size can hold.
   }
   if (size < kMapped) {
     return std::calloc(AllocatedSize(size), 1);

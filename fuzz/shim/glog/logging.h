@@ -49,6 +49,7 @@ class FatalMessage {
 // what runs.
 #define CHECK(condition) \
   while (!(condition)) LOG(FATAL) << #condition << " "
+#define DCHECK(condition) CHECK(condition)
 #define OZNA_FUZZ_CHECK_OP(a, op, b) \
   while (!((a)op(b))) LOG(FATAL) << #a " " #op " " #b " (" << (a) << " vs. " << (b) << ") "
 #define CHECK_EQ(a, b) OZNA_FUZZ_CHECK_OP(a, ==, b)

@@ -28,8 +28,7 @@ int DatumSize(int channels, int height, int width);
 /// Writes (channels, crop_size, crop_size), or (channels, height, width) without a crop.
 ///
 /// draw    The next 32 random bits: first for the row of the crop, then for its column, then for
-/// the
-///         mirror, each only where it is wanted.
+///         the mirror, each only where it is wanted.
 /// Errors  A record of another shape than the transform's, or with fewer values than its shape
 ///         needs, is fatal; so is a crop of a record that holds floats.
 void TransformDatum(const Datum& datum, const DatumTransform& transform,

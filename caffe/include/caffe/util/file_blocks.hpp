@@ -15,7 +15,7 @@ namespace caffe {
 ///
 /// Memory   One block, from the system and not from malloc. Without memory the constructor throws
 ///          std::bad_alloc.
-/// Errors   A read that fails ends the file; error() tells.
+/// Errors   A read that fails ends the file, and error() is set.
 /// Threads  One at a time.
 class FileBlocks : public google::protobuf::io::ZeroCopyInputStream {
  public:

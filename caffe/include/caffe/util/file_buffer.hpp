@@ -12,8 +12,8 @@ namespace caffe {
 
 /// A read-only stream buffer on a descriptor of its own.
 ///
-/// A std::ifstream takes memory when it is opened and when it is read first. Where there is none it
-/// tells its caller that there is no file, or no further byte, and a model would be loaded in part.
+/// A std::ifstream takes memory when it is opened and when it is read first. Without memory it
+/// reports that there is no file, or no further byte, and a model would be loaded in part.
 /// This one takes no memory at all. Whoever reads into a container through a stream on it still has
 /// to ask that stream for the exceptions of the container, by exceptions(std::ios::badbit); nothing
 /// else sets that bit, since a read error counts as the end of the file.

@@ -17,9 +17,9 @@ inline int im2col_output_size(int size, int ksize, int pad, int stride) {
 ///
 /// data_im   (channels, height, width).
 /// data_col  (channels * ksize * ksize, H', W'), the sizes by im2col_output_size. Places outside
-/// the image read
-///           as 0. Every element is written, unless channels or ksize is 0: then nothing happens.
-/// Cost      One write an element, nearly all of them by block copies.
+///           the image read as 0. Every element is written, unless channels or ksize is 0: then
+///           nothing happens.
+/// Cost      One write per element, nearly all of them by block copies.
 void im2col_cpu(const float* data_im, int channels, int height, int width, int ksize, int pad,
                 int stride, float* data_col);
 

@@ -12,7 +12,7 @@ namespace caffe {
 constexpr float kLogThreshold = 1e-20f;
 
 /// The label of an image, truncated towards zero. Fatal if the blob holds fewer labels or the label
-/// is not one of the dim values that it points into, which includes not-a-number.
+/// is not one of the dim values that it points into, which includes NaN.
 template <typename Dtype>
 int LabelAt(const Blob<Dtype>& labels, int image, int dim) {
   CHECK_LT(image, labels.count()) << "Fewer labels than images.";

@@ -9,7 +9,7 @@
 
 namespace caffe {
 
-/// Fatal if a blob of this shape has more elements than its 32-bit count can tell. The sizes are
+/// Fatal if a blob of this shape has more elements than its 32-bit count can hold. The sizes are
 /// doubles, so that the caller may pass products of sizes. Negative sizes pass: Blob::Reshape is
 /// the one that refuses them.
 void CheckShapeFits(double num, double channels, double height, double width);

@@ -13,7 +13,7 @@ namespace caffe {
 void ReadNetParamsFromTextFile(const std::string& param_file, NetParameter* param);
 
 /// Reads a definition from the text itself, upgraded as needed. Failure is fatal.
-void ReadNetParamsFromTextFile1(const std::string& param_file, NetParameter* param);
+void ReadNetParamsFromTextFile1(const std::string& param_text, NetParameter* param);
 
 /// Reads a trained network from a binary file, upgraded as needed. Failure is fatal.
 void ReadNetParamsFromBinaryFile(const std::string& param_file, NetParameter* param);
@@ -22,10 +22,10 @@ void ReadNetParamsFromBinaryFile(const std::string& param_file, NetParameter* pa
 bool NetNeedsUpgrade(const NetParameter& param);
 
 /// Brings a network from the old layout to the present one. Returns whether everything was carried
-/// over; what was not is told in the error log.
+/// over; what was not stands in the error log.
 bool UpgradeV0Net(const NetParameter& v0_net_param, NetParameter* net_param);
 
-/// Removes layers of the old type "padding" and moves their pad into the convolution behind them.
+/// Removes layers of the old type "padding" and moves their pad into the convolution after them.
 void UpgradeV0PaddingLayers(const NetParameter& param, NetParameter* param_upgraded_pad);
 
 /// Brings one layer to the present layout. Returns whether everything was carried over.

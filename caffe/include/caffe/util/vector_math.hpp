@@ -12,9 +12,11 @@ void vsSub(int n, const float* a, const float* b, float* y);  ///< y = a - b
 void vsMul(int n, const float* a, const float* b, float* y);  ///< y = a * b
 void vsDiv(int n, const float* a, const float* b, float* y);  ///< y = a / b
 void vsSqr(int n, const float* a, float* y);                  ///< y = a * a
-void vsExp(int n, const float* a, float* y);  ///< y = exp(a), within 2 units in the last place
-void vsPowx(int n, const float* a, float b,
-            float* y);  ///< y = a raised to b, within 4 units in the last place
+
+/// y = exp(a), within 2 units in the last place.
+void vsExp(int n, const float* a, float* y);
+/// y = a raised to b, within 4 units in the last place.
+void vsPowx(int n, const float* a, float b, float* y);
 
 /// y = alpha * x + beta * y, with the calling form of the BLAS routines: everything by reference.
 void saxpby(const int* n, const float* alpha, const float* x, const int* incx, const float* beta,

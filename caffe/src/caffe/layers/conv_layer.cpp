@@ -34,6 +34,9 @@ int EvenPart(int total, int limit) {
 
 }  // namespace
 
+// ----------------------------------------------------------------------------
+// Shapes and parameters.
+
 template <typename Dtype>
 void ConvolutionLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
   CHECK_EQ(bottom.size(), 1) << "Conv Layer takes a single blob as input.";
@@ -129,6 +132,9 @@ void ConvolutionLayer<Dtype>::CheckCapacity(const Blob<Dtype>& bottom,
     CHECK_LE(out_spatial_ * sizeof(Dtype), bias_multiplier_->size());
   }
 }
+
+// ----------------------------------------------------------------------------
+// Forward: whole columns where they are there anyway, pieces otherwise.
 
 // The columns of one image. Those of a pointwise kernel are the image itself, unless the product
 // would overwrite it.
@@ -237,6 +243,9 @@ Dtype ConvolutionLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
   return Dtype(0);
 }
 
+// ----------------------------------------------------------------------------
+// Forward by table lookup, which nothing calls.
+
 template <typename Dtype>
 void ConvolutionLayer<Dtype>::PrepareBinarization() {
   CHECK_EQ(group_, 1) << "binarization supports only single group.";
@@ -257,6 +266,9 @@ Dtype ConvolutionLayer<Dtype>::Forward_binarized(const vector<Blob<Dtype>*>& bot
   }
   return Dtype(0);
 }
+
+// ----------------------------------------------------------------------------
+// Backward.
 
 // Each gradient of the bias is the sum of the output gradients of its channel.
 template <typename Dtype>

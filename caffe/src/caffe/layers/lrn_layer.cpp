@@ -14,6 +14,9 @@
 namespace caffe {
 namespace {
 
+// ----------------------------------------------------------------------------
+// The running window across channels.
+
 // The sum of squares over the channels around each channel of an image.
 struct RunningWindow {
   int channels, plane;
@@ -63,6 +66,9 @@ void RunOverChannels(const RunningWindow& window, const float* image, float* sca
 }
 
 }  // namespace
+
+// ----------------------------------------------------------------------------
+// Shapes.
 
 template <typename Dtype>
 void LRNLayer<Dtype>::ReadSizes(const Blob<Dtype>& bottom) {
@@ -155,6 +161,9 @@ void LRNLayer<Dtype>::AlterInputShape(int /*new_width*/, int /*new_height*/,
   scale_.OverwriteShape(num_, channels_, height_, width_);
 }
 
+// ----------------------------------------------------------------------------
+// Forward.
+
 template <typename Dtype>
 Dtype LRNLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dtype>*>* top) {
   switch (this->layer_param_.lrn_param().norm_region()) {
@@ -199,6 +208,9 @@ Dtype LRNLayer<Dtype>::WithinChannelForward(const vector<Blob<Dtype>*>& bottom,
   product_layer_->Forward(product_bottom_vec_, top);
   return Dtype(0);
 }
+
+// ----------------------------------------------------------------------------
+// Backward.
 
 template <typename Dtype>
 void LRNLayer<Dtype>::Backward_cpu(const vector<Blob<Dtype>*>& top, bool propagate_down,

@@ -17,6 +17,9 @@
 namespace caffe {
 namespace {
 
+// ----------------------------------------------------------------------------
+// Windows along an axis.
+
 // Rounds up, where a convolution cuts: the two differ on purpose.
 int PooledSize(int size, int kernel_size, int pad, int stride) {
   const float steps = static_cast<float>(size + 2 * pad - kernel_size) / static_cast<float>(stride);
@@ -55,9 +58,12 @@ Cells CellsInside(int cells, int kernel_size, int stride, int pad, int size) {
   return {begin, std::max(begin, std::min(last + 1, cells))};
 }
 
+// ----------------------------------------------------------------------------
+// Pooling of any size, a row of cells at a time.
+
 struct Max {
   static float Start() { return -FLT_MAX; }
-  // Only a strictly greater value replaces: not-a-numbers and later equals do not.
+  // Only a strictly greater value replaces: NaN and later equals do not.
   static float Take(float cell, float value) { return value > cell ? value : cell; }
 };
 
@@ -161,6 +167,9 @@ void ForEachRow(const PoolingLayer<float>& layer, int planes, const float* input
   }
 }
 
+// ----------------------------------------------------------------------------
+// Maxima at a stride of 2, which the detector's networks have.
+
 // The maxima of kKernel values from every second one on, the first of equals.
 template <int kKernel>
 OZNA_WIDE_LOOP inline void MaxAlongRow(const float* __restrict row, int cells,
@@ -254,6 +263,9 @@ void AverageForward(const PoolingLayer<float>& layer, int planes, const float* i
                DivideByWindowSizes(layer, rows, inside, dst);
              });
 }
+
+// ----------------------------------------------------------------------------
+// The layer.
 
 // Calls visit(input index, output index, window size) for each value of each window, all planes.
 template <typename Visit>

@@ -15,7 +15,7 @@
 namespace caffe {
 namespace {
 
-// The maximum of n values; not-a-numbers are passed over. Several running maxima, since a single
+// The maximum of n values; NaN is skipped. Several running maxima, since a single
 // one would make each comparison wait for the last.
 float Maximum(const float* values, int n) {
   constexpr int kLanes = 16;
@@ -59,7 +59,7 @@ void SoftmaxLayer<Dtype>::AlterInputShape(int /*new_width*/, int /*new_height*/,
   scale_.OverwriteShape(input.num(), 1, 1, 1);
 }
 
-// Subtracts one value an image from all its elements.
+// Subtracts one value per image from all its elements.
 template <typename Dtype>
 void SoftmaxLayer<Dtype>::SubtractFromImages(const Dtype* values, int num, int dim, Dtype* images) {
   for (int n = 0; n < num; ++n) {

@@ -14,7 +14,7 @@ namespace {
 
 using BlobPosition = std::pair<int, int>;  // Layer, -1 for a network input, and place in its list.
 
-// Not by a stream, which would cut the name where it gets no memory and tell nobody.
+// Not by a stream, which would cut the name where it gets no memory, and report nothing.
 string SplitLayerName(const string& layer_name, const string& blob_name, int blob_index) {
   return blob_name + "_" + layer_name + "_" + std::to_string(blob_index) + "_split";
 }
