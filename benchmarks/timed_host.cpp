@@ -57,7 +57,7 @@ std::size_t residentBytes() {
 
 class Host {
  public:
-  // Returns whether the command was understood and went well; seconds is what "done" tells.
+  // Returns whether the command was understood and went well; seconds is what "done" prints.
   bool run(const std::string& line, double& seconds) {
     std::istringstream words(line);
     std::string command, path;

@@ -1,6 +1,6 @@
 # What libozna.so and liboznakit.so enclose of other libraries, so that they need nothing but the libraries of C and C++
 # where they run, and run in the calling thread whatever the environment says and whatever the host has loaded: a
-# mathematics library and an image library without threads (docs/mathematics.md tells why these), messages, the error
+# mathematics library and an image library without threads (docs/mathematics.md says why these), messages, the error
 # log, and the key-value store of the data layers. Where an archive is missing, the shared library is called.
 #
 #   ozna_mathematics   the products, for the libraries, and for the tests and benchmarks of what they do

@@ -52,7 +52,7 @@ ozna_headers(leveldb $<TARGET_PROPERTY:leveldb::leveldb,INTERFACE_INCLUDE_DIRECT
 ozna_headers(opencv ${OPENCV_INCLUDE_DIR})
 ozna_headers(protobuf $<TARGET_PROPERTY:protobuf::libprotobuf,INTERFACE_INCLUDE_DIRECTORIES>)
 
-# The header of the core, ozna.h, for those who are told its types but do not call it.
+# The header of the core, ozna.h, for those who need its types but do not call it.
 add_library(ozna_interface INTERFACE)
 target_include_directories(ozna_interface INTERFACE ${PROJECT_SOURCE_DIR}/public)
 
@@ -76,7 +76,7 @@ function(ozna_object_library name)
   endif()
 endfunction()
 
-# ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case a test. Suites whose
+# ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case per test. Suites whose
 # name ends in Threads carry the label 'threads', which selects what runs under ThreadSanitizer.
 #
 # A test's own code is translated with little optimisation, and without the checks for undefined behaviour, which stay in the

@@ -2,7 +2,7 @@
 #
 #   cmake -D KIND=NUMBERS|TEXT -D SOURCE=<model file> -D OUTPUT=<file to write> -P embed_models.cmake
 #
-# NUMBERS: white-space separated numbers become the initialisers of an array, a line of the file a line.
+# NUMBERS: white-space separated numbers become the initialisers of an array, line by line.
 # TEXT:    the file becomes one raw string literal.
 
 file(READ ${SOURCE} content)

@@ -6,7 +6,7 @@
 # functions and of types, the standard error stream) at a place in the program itself, to which the loader copies them
 # at the start. A shared library has no such places, so that its linker refuses the code. The copy reads them under
 # names of its own, and SOURCE defines these and fills them when the library is loaded, before anything else of it runs.
-# The part for pools of memory is left out: public/enclosed/message_memory.cpp tells why.
+# The part for pools of memory is left out: public/enclosed/message_memory.cpp says why.
 set -euo pipefail
 archive=$1 library=$2 source=$3
 
@@ -30,7 +30,7 @@ done | awk '$4 == "OBJECT" { sub(/@.*/, "", $8); print $8, $3 }' | sort -u >"$wo
 : >"$work/lines"
 : >"$work/renamed"
 {
-  echo '// Made by cmake/enclose_messages.sh, which tells what this is.'
+  echo '// Made by cmake/enclose_messages.sh, which says what this is.'
   echo '#include <cstring>'
   echo 'extern "C" {'
   while read -r name; do

@@ -3,10 +3,9 @@
 #   cmake -D PROTOC=<compiler> -D PACKAGE=<name> -D SOURCE=<caffe.proto> -D WORK=<directory> -D OUTPUT=<file to write>
 #         -P private_schema.cmake
 #
-# The protobuf library keeps one register of schemas a process, and ends the process where a file or a message is
+# The protobuf library keeps one register of schemas per process, and ends the process where a file or a message is
 # registered twice. Where no archive of it was there to enclose, a host with a schema of the same name could not load
-# us. So the schema goes through the compiler
-# as file PACKAGE/caffe.proto of package PACKAGE.caffe; in C++ everything keeps the names that caffe.pb.h declares.
+# us. So the schema goes through the compiler as file PACKAGE/caffe.proto of package PACKAGE.caffe; in C++ everything keeps the names that caffe.pb.h declares.
 
 file(READ ${SOURCE} schema)
 string(REGEX REPLACE "\npackage caffe;" "\npackage ${PACKAGE}.caffe;" private_schema "${schema}")

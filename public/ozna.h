@@ -157,7 +157,7 @@ class OZNA_EXPORT Detector {
   const void* getDetector() const;
 
   /// Whether a load was attempted since construction or unload. It is true after a failed load too:
-  /// only the status of load, or of detect, tells whether the cascade is usable. Threads: as
+  /// only the status of load, or of detect, says whether the cascade is usable. Threads: as
   /// getDetector.
   bool is_loaded() const;
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # program_sweep.sh PROGRAM PRELOAD STEP [FIRST] -- ARGUMENT...: fails every STEP-th allocation of a run of the program, from
-# FIRST (1) on, one a run, and counts the exit statuses.
+# FIRST (1) on, one per run, and counts the exit statuses.
 #
 # A run whose allocation failed has to end as the manual says: with 0 and the same output, with 5 and "no memory", with 1
 # and a record that names memory, or with 255 and the message of a network or of the mathematics library. Exits with 1

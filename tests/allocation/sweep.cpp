@@ -257,7 +257,7 @@ bool sweepCold(const Sweep& sweep, const Numbers& expected) {
 }
 
 // Runs a step in a process of its own. A process that a blob ended left its message, and the sweep
-// goes on behind that failure. Returns the status of the step.
+// continues after that failure. Returns the status of the step.
 template <class Step>
 int inProcess(const Sweep& sweep, const Step& step) {
   std::FILE* const messages = std::tmpfile();

@@ -1,4 +1,4 @@
-// Tests of DataLayer: records of a data base that each test writes.
+// Tests of DataLayer: records of a database that each test writes.
 
 #include "caffe/data_layers.hpp"
 #include "tests/caffe/data_test_helpers.h"
@@ -27,7 +27,7 @@ class DataLayerTest : public testing::Test {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
   }
 
-  // A layer on a data base of its own, set up, with the given fields of data_param.
+  // A layer on a database of its own, set up, with the given fields of data_param.
   LayerBench& Layer(const std::vector<Datum>& datums, const std::string& fields,
                     int top_count = 2) {
     return LayerOn(Serialized(datums), fields, top_count);
@@ -274,7 +274,7 @@ TEST_F(DataLayerTest, WrapsAroundWhileItSkips) {
   const float labels[] = {4, 9, 1};
   Layer(ThreeSmallRecords(), "batch_size: 1");
   for (unsigned int seed = 22; seed < 30; ++seed) {
-    bench_.reset();  // Lets go of the data base.
+    bench_.reset();  // Lets go of the database.
     Caffe::set_random_seed(seed);
     boost::mt19937 common(seed);
     const unsigned int skip = common() % 4294967295u;

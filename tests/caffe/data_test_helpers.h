@@ -1,4 +1,4 @@
-/// What the tests of the data layers share: temporary folders, data bases and mean files, records,
+/// What the tests of the data layers share: temporary folders, databases and mean files, records,
 /// and a plain reference of what a layer makes of a record.
 
 #ifndef OZNA_TESTS_CAFFE_DATA_TEST_HELPERS_H_
@@ -49,7 +49,7 @@ class TempFolder {
   std::string path_;
 };
 
-/// Writes the values as a data base whose keys keep their order.
+/// Writes the values as a database whose keys keep their order.
 inline void WriteDatabase(const std::string& path, const std::vector<std::string>& values) {
   leveldb::Options options;
   options.create_if_missing = true;

@@ -1,4 +1,4 @@
-// Tests of FileBuffer: reads of all sizes, positions, files that are none.
+// Tests of FileBuffer: reads of all sizes, positions, what is not a file.
 
 #include "caffe/util/file_buffer.hpp"
 

@@ -181,7 +181,7 @@ TEST(BNLL, IsLogOfOnePlusExp) {
 }
 
 TEST(BNLL, GradientLimitsItsExponent) {
-  // Without the limit exp(300) would be infinite and the gradient not a number.
+  // Without the limit exp(300) would be infinite and the gradient NaN.
   EXPECT_EQ(Gradients("type: BNLL", {300, 51, 0}), (std::vector<float>{1, 1, 0.5f}));
 }
 

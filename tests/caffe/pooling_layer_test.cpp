@@ -78,7 +78,7 @@ std::uint32_t BitsOf(float value) {
   return bits;
 }
 
-// Equal to the last bit, so that 0 and -0 differ; not-a-numbers are all the same.
+// Equal to the last bit, so that 0 and -0 differ; NaN is always the same.
 void ExpectSameBits(const std::vector<float>& expected, const std::vector<float>& actual) {
   ASSERT_EQ(expected.size(), actual.size());
   for (size_t i = 0; i < expected.size(); ++i) {
@@ -305,7 +305,7 @@ TEST(StochasticPooling, ShapesItsIndexAtSetUp) {
             (std::vector<int>{2, 3, 2, 3}));
 }
 
-// The window of the last cell begins 65518 places behind its end on both axes: the divisor is their
+// The window of the last cell begins 65518 places past its end on both axes: the divisor is their
 // product, 4292608324, and a wrapped 32-bit one would be negative.
 TEST(AveragePooling, DividesByWindowSizeBeyondThirtyTwoBits) {
   LayerBench bench(Pooling{"AVE", 4, 65536, 6}.text(), {{1, 1, 6, 6}});

@@ -18,7 +18,7 @@ using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 
-// One line a field, in the order of declaration: number, name, type, label, default ("-" for none).
+// One line per field, in the order of declaration: number, name, type, label, default ("-" for none).
 const char kMessages[] = R"(message BlobProto
   1 num int32 optional 0
   2 channels int32 optional 0
@@ -212,7 +212,7 @@ message V0LayerParameter
   1001 hdf5_output_param HDF5OutputParameter optional -
 )";
 
-// One line a value, in the order of declaration: name, number.
+// One line per value, in the order of declaration: name, number.
 const char kEnumerations[] = R"(enum SolverParameter.SolverMode
   CPU 0
   GPU 1

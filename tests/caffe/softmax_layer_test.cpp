@@ -19,7 +19,7 @@ using testing::HasSubstr;
 
 constexpr char kSoftmax[] = "type: SOFTMAX";
 
-// One maximum an image; only the first image is divided by its sums.
+// One maximum per image; only the first image is divided by its sums.
 std::vector<double> ReferenceSoftmax(const std::vector<double>& input, int num, int channels,
                                      int spatial) {
   std::vector<double> output;

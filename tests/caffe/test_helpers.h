@@ -297,7 +297,7 @@ inline std::string CapturedStderr(const std::function<void()>& action) {
   testing::internal::CaptureStderr();
   action();
   std::string log = testing::internal::GetCapturedStderr();
-  // The logging library says this once a process, whichever message comes first.
+  // The logging library says this once per process, whichever message comes first.
   static const std::string kNotice =
       "WARNING: Logging before InitGoogleLogging() is written to STDERR\n";
   const std::size_t notice = log.find(kNotice);

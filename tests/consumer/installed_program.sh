@@ -6,7 +6,7 @@ installed=$1 bindir=$2 modelsdir=$3 photograph=$4
 cd /
 "$installed/$bindir/ozna" detect "$photograph" | grep -q '1 face$'
 
-# A tree without its stage list: the program tells of that place, and reads no other.
+# A tree without its stage list: the program names that place, and reads no other.
 broken=$installed-broken
 rm -rf "$broken"
 cp -al "$installed" "$broken"

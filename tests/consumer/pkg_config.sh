@@ -21,7 +21,7 @@ for package in ozna ozna-static; do
     "$program" "$models" "$photograph"
   done
 done
-# The library for applications, with the run path told and no other help for the loader.
+# The library for applications, with the run path given and no other help for the loader.
 unset LD_LIBRARY_PATH
 read -ra compile < <(pkg-config --cflags oznakit)
 read -ra link < <(pkg-config --libs oznakit)

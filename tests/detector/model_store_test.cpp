@@ -320,7 +320,7 @@ std::string stageDefinition(int num, int channels, int outputs, const std::strin
   return text.str();
 }
 
-// What no stage can work with, and what is told about it. The name of the file stands before.
+// What no stage can work with, and what the message says. The name of the file stands before.
 struct UselessDefinition {
   std::string text;
   std::string message;

@@ -40,14 +40,14 @@ TEST(SortByScore, PutsTheBestFirst) {
 }
 
 TEST(SortByScore, PutsNotANumberLastAndStillSortsTheRest) {
-  // Enough entries that an order that is none would scatter the sort.
+  // Enough entries that a comparison that is not a strict weak ordering would scatter the sort.
   CandidateList list;
   for (int i = 0; i < 200; ++i) {
     list.candidates.push_back(box(i, 0, 5, i % 7 == 3 ? kNaN : static_cast<float>((i * 37) % 101)));
   }
   oznalib::sortByScore(list);
   const std::vector<float> sorted = scores(list);
-  const std::size_t numbers = 200 - 29;  // i = 3, 10, ..., 199 are not-a-number.
+  const std::size_t numbers = 200 - 29;  // i = 3, 10, ..., 199 are NaN.
   for (std::size_t i = 1; i < numbers; ++i) EXPECT_GE(sorted[i - 1], sorted[i]);
   for (std::size_t i = numbers; i < 200; ++i) EXPECT_TRUE(std::isnan(sorted[i]));
 }

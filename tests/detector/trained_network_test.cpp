@@ -32,7 +32,7 @@ caffe::NetParameter definition() {
   return param;
 }
 
-// A file with weights of 7 for the named layer: rows by columns, and a bias of 9 a row.
+// A file with weights of 7 for the named layer: rows by columns, and a bias of 9 per row.
 std::string weightFile(const std::string& layer, int rows, int columns) {
   caffe::NetParameter param;
   caffe::LayerParameter& trained = *param.add_layers();

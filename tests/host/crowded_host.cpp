@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
   {
     host::FaceFinder finder(argv[1], argv[2]);
     print(finder.find(photograph, host::usualParameter()));
-    // A search that the first network cannot hold, which the library tells in its log, and not in the host's.
+    // A search that the first network cannot hold, which the library reports in its log, and not in the host's.
     oznalib::CascadeParameter too_large = host::usualParameter();
     too_large.minFaceFraction = 0.005F;
     require(finder.find(photograph, too_large).empty(), "a face in a search that is too large");

@@ -6,7 +6,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 
-/* Three bytes a pixel, red first, which the caller frees; null where it is no such file. */
+/* Three bytes per pixel, red first, which the caller frees; null where it is not such a file. */
 static unsigned char* readPhotograph(const char* path, int* width, int* height) {
   FILE* file = fopen(path, "rb");
   int maximum = 0;
