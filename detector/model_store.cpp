@@ -269,9 +269,8 @@ CascadeStage makeStage(const NetworkContent& content, bool dense) {
   requireStageNetwork(*stage.net, content.definition->name(), dense);
   {
     google::protobuf::Arena arena(mappedBlocks());
-    auto* const trained = google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
-    content.weights(trained);
-    copyTrained(*content.definition, *trained, *stage.net);
+    auto* const room = google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
+    copyTrained(*content.definition, content.weights(room), *stage.net);
   }
   if (dense) {
     enterFastMode(*stage.net);

@@ -44,9 +44,9 @@ Status loadBuiltIn(DetectorImpl& detector);
 /// What one network of a cascade is made of, in memory.
 struct NetworkContent {
   const caffe::NetParameter* definition = nullptr;  ///< In the present layout. Not owned.
-  /// Writes weights for every layer of the definition that has some into a message that is freed when
-  /// the network is built.
-  std::function<void(caffe::NetParameter*)> weights;
+  /// Gives weights for every layer of the definition that has some: a message of its own, or the one that
+  /// it is handed, which is freed when the network is built.
+  std::function<const caffe::NetParameter&(caffe::NetParameter*)> weights;
   const CascadeStage* rest = nullptr;  ///< Its offsets, mean and threshold are copied. Not owned.
 };
 

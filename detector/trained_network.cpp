@@ -101,14 +101,21 @@ void copyTrained(const NetParameter& definition, const NetParameter& trained,
   }
 }
 
-void readTrained(const caffe::Net<float>& net, NetParameter* trained) {
-  trained->Clear();
+std::vector<TrainedLayer> trainedLayers(const caffe::Net<float>& net) {
+  std::vector<TrainedLayer> trained;
   for (std::size_t i = 0; i < net.layers().size(); ++i) {
     const auto& blobs = net.layers()[i]->blobs();
-    if (blobs.empty()) continue;
-    LayerParameter& layer = *trained->add_layers();
-    layer.set_name(net.layer_names()[i]);
-    for (const auto& blob : blobs) blob->ToProto(layer.add_blobs(), /*write_diff=*/false);
+    if (!blobs.empty()) trained.push_back({net.layer_names()[i], {blobs.begin(), blobs.end()}});
+  }
+  return trained;
+}
+
+void readTrained(const std::vector<TrainedLayer>& layers, NetParameter* trained) {
+  trained->Clear();
+  for (const TrainedLayer& layer : layers) {
+    LayerParameter& message = *trained->add_layers();
+    message.set_name(layer.name);
+    for (const auto& blob : layer.blobs) blob->ToProto(message.add_blobs(), /*write_diff=*/false);
   }
 }
 

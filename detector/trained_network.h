@@ -7,6 +7,7 @@
 
 #include <boost/shared_ptr.hpp>
 #include <string>
+#include <vector>
 
 #include "caffe/net.hpp"
 
@@ -29,10 +30,17 @@ boost::shared_ptr<caffe::Net<float>> buildUnfilled(const caffe::NetParameter& de
 void copyTrained(const caffe::NetParameter& definition, const caffe::NetParameter& trained,
                  caffe::Net<float>& net);
 
-/// The weights of a network by the names of its layers: what copyTrained takes.
-///
-/// Threads  Beside runs of other networks that share its weights; not beside a run of this one.
-void readTrained(const caffe::Net<float>& net, caffe::NetParameter* trained);
+/// The weights of a network by the names of its layers, without a copy: they live on without it.
+struct TrainedLayer {
+  std::string name;
+  std::vector<boost::shared_ptr<const caffe::Blob<float>>> blobs;
+};
+
+/// net  Its weights are held once by all networks (Net::ShareAndRelease), so that no run changes them.
+std::vector<TrainedLayer> trainedLayers(const caffe::Net<float>& net);
+
+/// Writes weights into a message that copyTrained takes. Threads  Any number, also beside runs.
+void readTrained(const std::vector<TrainedLayer>& layers, caffe::NetParameter* trained);
 
 /// Copies the weights of a binary file into a network that buildUnfilled made of this definition.
 /// What the file lacks gets the first values that the definition asks for.

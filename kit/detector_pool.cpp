@@ -21,6 +21,7 @@ std::unique_ptr<oznalib::DetectorImpl> DetectorPool::take() {
     }
     idle_.reserve(count_ + 1);
     ++count_;
+    if (unused_ != nullptr) return std::move(unused_);
   }
   try {
     return cascade_.makeDetector();

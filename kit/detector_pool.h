@@ -18,8 +18,8 @@ namespace kit {
 /// Threads  Any number may borrow, give back and trim at once.
 class DetectorPool {
  public:
-  /// cascade  Must outlive the pool.
-  explicit DetectorPool(const Cascade& cascade) : cascade_(cascade) {}
+  /// cascade  Must outlive the pool, which takes its first detector.
+  explicit DetectorPool(Cascade* cascade) : cascade_(*cascade), unused_(cascade->takeFirst()) {}
 
   /// A detector for the life of this object, which must not outlive the pool.
   class Loan {
@@ -48,6 +48,7 @@ class DetectorPool {
 
   const Cascade& cascade_;
   mutable std::mutex mutex_;
+  std::unique_ptr<oznalib::DetectorImpl> unused_;  // Not counted; null once it was lent.
   // Has room for all detectors that there are, so that giving back needs no memory.
   std::vector<std::unique_ptr<oznalib::DetectorImpl>> idle_;
   std::size_t count_ = 0;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "kit/barrier.h"
 #include "kit/error.h"
@@ -25,6 +26,25 @@ std::string landmarksOf(const kit::ModelSource& source) {
   return !source.has(kLandmarks) && source.has(kSharedLandmarks) ? kSharedLandmarks : kLandmarks;
 }
 
+// A source that keeps the names of the files that are read from it.
+class NotingSource : public kit::ModelSource {
+ public:
+  NotingSource(const kit::ModelSource& source, std::vector<std::string>* names)
+      : source_(source), names_(*names) {}
+  std::string read(const std::string& name, std::size_t largest) const override {
+    std::string bytes = source_.read(name, largest);
+    names_.push_back(name);
+    return bytes;
+  }
+  std::string labelOf(const std::string& name) const override { return source_.labelOf(name); }
+  bool has(const std::string& name) const override { return source_.has(name); }
+  std::string place() const override { return source_.place(); }
+
+ private:
+  const kit::ModelSource& source_;
+  std::vector<std::string>& names_;
+};
+
 std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options) {
   kit::requireSize(options, "oznakit_model_options");
   if (options.parts < 0 || options.parts > kAllParts) {
@@ -38,14 +58,15 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
   auto finder = std::make_unique<oznakit_finder>();
   finder->models = found.source->place();
   finder->source = found.reason;
+  const NotingSource source(*found.source, &finder->files);
   if ((parts & OZNAKIT_DETECTION) != 0) {
-    finder->cascade = std::make_unique<const kit::Cascade>(*found.source);
-    finder->pool.emplace(*finder->cascade);
+    finder->cascade = std::make_unique<kit::Cascade>(source);
+    finder->pool.emplace(finder->cascade.get());
   }
   if ((parts & OZNAKIT_LANDMARKS) != 0) {
-    const std::string landmarks = landmarksOf(*found.source);
-    finder->landmarks = kit::readLandmarkModel(found.source->labelOf(landmarks),
-                                               found.source->read(landmarks, kMostOfLandmarks));
+    const std::string landmarks = landmarksOf(source);
+    finder->landmarks = kit::readLandmarkModel(source.labelOf(landmarks),
+                                               source.read(landmarks, kMostOfLandmarks));
   }
   return finder;
 }
@@ -81,6 +102,13 @@ oznakit_status oznakit_finder_get_info(const oznakit_finder* finder, oznakit_fin
     if (finder->landmarks != nullptr) told.parts |= OZNAKIT_LANDMARKS;
     *info = told;
   });
+}
+
+const char* oznakit_finder_file(const oznakit_finder* finder, int32_t index) {
+  if (finder == nullptr || index < 0 || static_cast<std::size_t>(index) >= finder->files.size()) {
+    return nullptr;
+  }
+  return finder->files[static_cast<std::size_t>(index)].c_str();
 }
 
 oznakit_status oznakit_finder_trim(oznakit_finder* finder) {

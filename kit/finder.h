@@ -18,8 +18,9 @@
 struct oznakit_finder {
   std::string models;  ///< As oznakit_finder_info tells them.
   std::string source;
-  std::unique_ptr<const kit::Cascade> cascade;         ///< Null without detection.
-  std::optional<kit::DetectorPool> pool;               ///< Of the cascade.
+  std::vector<std::string> files;         ///< Names of those that were read, in that order.
+  std::unique_ptr<kit::Cascade> cascade;  ///< Null without detection.
+  std::optional<kit::DetectorPool> pool;  ///< Of the cascade.
   std::unique_ptr<const oznalib::SDMModel> landmarks;  ///< Null without landmarks.
 };
 

@@ -151,6 +151,10 @@ typedef struct oznakit_finder_info {
 OZNAKIT_EXPORT oznakit_status oznakit_finder_get_info(const oznakit_finder* finder,
                                                       oznakit_finder_info* info);
 
+/* Name of the index-th model file that opening has read, from 0 on, as oznakit_file has it; null behind
+ * the last. Owned by the finder. Any thread. */
+OZNAKIT_EXPORT const char* oznakit_finder_file(const oznakit_finder* finder, int32_t index);
+
 /* Frees the detectors that nobody uses now, some 8 MB each. Any thread, beside anything but close. */
 OZNAKIT_EXPORT oznakit_status oznakit_finder_trim(oznakit_finder* finder);
 
@@ -169,8 +173,8 @@ OZNAKIT_EXPORT oznakit_status oznakit_finder_trim(oznakit_finder* finder);
 typedef struct oznakit_image {
   size_t size;        /* sizeof(oznakit_image). */
   const void* pixels; /* First byte of the stored picture's first row, the top one. */
-  int32_t width;      /* Of the stored picture, 1 to 65535. */
-  int32_t height;     /* 1 to 65535. */
+  int32_t width;      /* Of the stored picture, 1 to 1000000. */
+  int32_t height;     /* 1 to 1000000. */
   ptrdiff_t
       row_bytes;  /* From a row to the one below; negative where rows go upwards in memory; 0 for
                         * rows without gaps. */
@@ -214,6 +218,9 @@ typedef struct oznakit_scan {
   int32_t window_size;     /* Window of the first network in pixels, 4 to 10000; 13 in the models
                             * that come with the library. */
 } oznakit_scan;
+/* The numbers of OZNAKIT_BALANCED; OZNAKIT_FAST has a min_face_fraction of 0.1. */
+#define OZNAKIT_SCAN_INIT \
+  { 2.0F, 640, 0.05F, 12, 1.26F, 13 }
 
 typedef struct oznakit_search_options {
   size_t size;       /* sizeof(oznakit_search_options). */
@@ -288,6 +295,38 @@ OZNAKIT_EXPORT oznakit_status oznakit_finder_find(oznakit_finder* finder,
                                                   const oznakit_image* image,
                                                   const oznakit_search_options* options,
                                                   oznakit_faces** faces);
+
+/* What a search of a picture would be, for a host that has not decoded its pixels yet. */
+typedef struct oznakit_plan {
+  size_t size;   /* sizeof(oznakit_plan). */
+  int32_t scans; /* Searches of tiles and of the whole, for each of the turns; 0 for a picture so
+                          * narrow that no face can be found in it. */
+  int32_t working_width; /* The picture in pixels as it is when it is searched as a whole. */
+  int32_t working_height;
+  float
+      least_fraction; /* 0 where the first network can hold that. Else the search would fail, and a
+                         * scan with this min_face_fraction would be accepted. */
+  int32_t
+      reduction; /* 8, 4, 2 or 1. A picture of which each side is divided by this, rounded up, shows
+                         * the faces as well: decoders of JPEG files make one in a fraction of the time. */
+  oznakit_scan
+      scan;      /* Where reduction is above 1, what to search the reduced picture with, instead */
+  double margin; /* of preset, smallest face, scan and margin. Faces are then told in its pixels. */
+} oznakit_plan;
+#define OZNAKIT_PLAN_INIT \
+  { sizeof(oznakit_plan), 0, 0, 0, 0, 1, OZNAKIT_SCAN_INIT, 0 }
+
+/* Plans a search.
+ *
+ * width    Of the upright picture in pixels, 1 to 1000000; height likewise.
+ * options  Null for the defaults. Points and details ask for larger faces than boxes do.
+ * plan     Its size says how much is written.
+ * Errors   OZNAKIT_BAD_ARGUMENT; OZNAKIT_NO_MODEL for a finder without OZNAKIT_DETECTION.
+ * Threads  Any number at once. */
+OZNAKIT_EXPORT oznakit_status oznakit_finder_plan(const oznakit_finder* finder, int32_t width,
+                                                  int32_t height,
+                                                  const oznakit_search_options* options,
+                                                  oznakit_plan* plan);
 
 /* Places landmarks in boxes that the host knows.
  *

@@ -264,6 +264,17 @@ struct SearchOptions {
   std::function<bool(float)> progress;
 };
 
+/// What a search would be. The fields are those of oznakit_plan.
+struct Plan {
+  std::int32_t scans = 0;
+  std::int32_t working_width = 0;
+  std::int32_t working_height = 0;
+  float least_fraction = 0;
+  std::int32_t reduction = 1;
+  oznakit_scan scan = OZNAKIT_SCAN_INIT;
+  double margin = 0;
+};
+
 enum class Border : std::int32_t { Colour = OZNAKIT_BORDER_COLOUR, Mirror = OZNAKIT_BORDER_MIRROR };
 
 /// How to cut a face out. The fields are those of oznakit_chip_options.
@@ -293,6 +304,20 @@ inline oznakit_image toC(const Image& image) {
 
 inline std::int32_t wanted(Landmarks landmarks, bool details) {
   return static_cast<std::int32_t>(landmarks) | (details ? OZNAKIT_WITH_DETAILS : 0);
+}
+
+inline oznakit_search_options toC(const SearchOptions& options) {
+  oznakit_search_options search = OZNAKIT_SEARCH_OPTIONS_INIT;
+  search.preset = static_cast<std::int32_t>(options.preset);
+  search.min_face_px = options.min_face_px;
+  search.min_face_share = options.min_face_share;
+  search.turns = options.turns;
+  search.margin = options.margin;
+  search.least_score = options.least_score;
+  search.max_faces = options.max_faces;
+  search.with = wanted(options.landmarks, options.details);
+  search.scan = options.scan ? &*options.scan : nullptr;
+  return search;
 }
 
 // Takes a list over, frees it and gives its faces.
@@ -358,16 +383,7 @@ class Finder {
   /// The faces of an image, best score first. Throws Error, Cancelled, and what progress threw.
   std::vector<Face> find(const Image& image, const SearchOptions& options = {}) const {
     detail::Watch watch;
-    oznakit_search_options search = OZNAKIT_SEARCH_OPTIONS_INIT;
-    search.preset = static_cast<std::int32_t>(options.preset);
-    search.min_face_px = options.min_face_px;
-    search.min_face_share = static_cast<decltype(search.min_face_share)>(options.min_face_share);
-    search.turns = options.turns;
-    search.margin = static_cast<decltype(search.margin)>(options.margin);
-    search.least_score = options.least_score;
-    search.max_faces = options.max_faces;
-    search.with = detail::wanted(options.landmarks, options.details);
-    search.scan = options.scan ? &*options.scan : nullptr;
+    oznakit_search_options search = detail::toC(options);
     if (options.progress) {
       watch.progress = &options.progress;
       search.progress = &detail::report;
@@ -381,6 +397,15 @@ class Finder {
     if (watch.thrown) std::rethrow_exception(watch.thrown);
     check(status);
     return found;
+  }
+
+  /// What a search of an image of that size would be; options.progress is not called. Throws Error.
+  Plan plan(std::int32_t width, std::int32_t height, const SearchOptions& options = {}) const {
+    const oznakit_search_options search = detail::toC(options);
+    oznakit_plan plan = OZNAKIT_PLAN_INIT;
+    check(oznakit_finder_plan(handle_.get(), width, height, &search, &plan));
+    return {plan.scans,     plan.working_width, plan.working_height, plan.least_fraction,
+            plan.reduction, plan.scan,          plan.margin};
   }
 
   /// Landmarks in boxes that the host knows, in their order.
@@ -425,6 +450,16 @@ class Finder {
     oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
     check(oznakit_finder_get_info(handle_.get(), &info));
     return info;
+  }
+
+  /// Names of the model files that opening has read.
+  std::vector<std::string> files() const {
+    std::vector<std::string> names;
+    for (std::int32_t i = 0;; ++i) {
+      const char* const name = oznakit_finder_file(handle_.get(), i);
+      if (name == nullptr) return names;
+      names.emplace_back(name);
+    }
   }
 
   /// Frees the detectors that nobody uses now.

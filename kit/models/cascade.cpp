@@ -38,10 +38,11 @@ CheckedNetwork readNetwork(const ModelSource& source, const std::string& directo
   Arena arena;
   auto* const definition = Arena::CreateMessage<NetParameter>(&arena);
   parseDefinition(definition_label, source.read(definition_name, kMostOfText), definition);
-  Arena weights_arena(oznalib::mappedBlocks());
-  auto* const weights = Arena::CreateMessage<NetParameter>(&weights_arena);
+  auto weights_arena = std::make_unique<Arena>(oznalib::mappedBlocks());
+  auto* const weights = Arena::CreateMessage<NetParameter>(weights_arena.get());
   parseWeights(weights_label, source.read(weights_name, kMostOfWeights), weights);
-  return CheckedNetwork(role, definition_label, *definition, weights_label, weights);
+  return CheckedNetwork(role, definition_label, *definition, weights_label,
+                        std::move(weights_arena), weights);
 }
 
 std::vector<float> readMean(const ModelSource& source, const std::string& directory,
@@ -51,7 +52,7 @@ std::vector<float> readMean(const ModelSource& source, const std::string& direct
                    static_cast<std::size_t>(network.input().count()));
 }
 
-// What weights(i, message) gives goes into the i-th network.
+// What weights(i, room) gives goes into the i-th network.
 template <class Weights>
 void fill(const std::vector<CheckedNetwork>& networks,
           const std::vector<oznalib::CascadeStage>& rest, const Weights& weights,
@@ -62,8 +63,10 @@ void fill(const std::vector<CheckedNetwork>& networks,
   caffe::Caffe::set_phase(caffe::Caffe::TEST);
   std::vector<oznalib::NetworkContent> contents;
   for (std::size_t i = 0; i < networks.size(); ++i) {
-    contents.push_back({&networks[i].definition(),
-                        [&weights, i](NetParameter* message) { weights(i, message); }, &rest[i]});
+    contents.push_back(
+        {&networks[i].definition(),
+         [&weights, i](NetParameter* room) -> const NetParameter& { return weights(i, room); },
+         &rest[i]});
   }
   const oznalib::NetworkContent calibration = std::move(contents.back());
   contents.pop_back();
@@ -94,22 +97,33 @@ Cascade::Cascade(const ModelSource& source) {
   first_ = std::make_unique<oznalib::DetectorImpl>();
   fill(
       networks_, rest_,
-      [&](std::size_t i, NetParameter* message) { *message = networks_[i].weights(); },
+      [&](std::size_t i, NetParameter*) -> const NetParameter& { return networks_[i].weights(); },
       first_.get());
   for (CheckedNetwork& network : networks_) network.dropWeights();
+  for (const oznalib::CascadeStage& stage : first_->stages) {
+    weights_.push_back(oznalib::trainedLayers(*stage.net));
+  }
+  weights_.push_back(oznalib::trainedLayers(*first_->calibration.net));
 }
 
 std::unique_ptr<oznalib::DetectorImpl> Cascade::makeDetector() const {
   auto detector = std::make_unique<oznalib::DetectorImpl>();
   fill(
       networks_, rest_,
-      [&](std::size_t i, NetParameter* message) {
-        const bool is_calibration = i + 1 == networks_.size();
-        oznalib::readTrained(is_calibration ? *first_->calibration.net : *first_->stages[i].net,
-                             message);
+      [&](std::size_t i, NetParameter* room) -> const NetParameter& {
+        oznalib::readTrained(weights_[i], room);
+        return *room;
       },
       detector.get());
   return detector;
+}
+
+int Cascade::largestLaterInput() const {
+  std::int64_t largest = 0;
+  for (std::size_t i = 1; i < networks_.size(); ++i) {
+    largest = std::max({largest, networks_[i].input().width, networks_[i].input().height});
+  }
+  return static_cast<int>(largest);
 }
 
 }  // namespace kit

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <set>
 #include <utility>
 #include <vector>
 
-#include "detector/trained_network.h"
 #include "kit/error.h"
 
 namespace kit {
@@ -26,6 +26,7 @@ constexpr int kMostLayers = 1000;
 constexpr std::int64_t kMostDenseProducts = std::int64_t{1} << 34;
 constexpr std::int64_t kMostJudgeProducts = std::int64_t{1} << 31;
 const char kOutput[] = "probs";
+constexpr float kLargestValue = std::numeric_limits<float>::max();
 
 // A blob as some layer leaves it: a layer that works in place makes a new version of it.
 struct Version {
@@ -211,6 +212,13 @@ class Checker {
     }
   }
 
+  // Without a way out of the loop, so that the compiler makes it one of vectors.
+  static bool hasOddValue(const caffe::BlobProto& blob) {
+    bool is_odd = false;
+    for (const float value : blob.data()) is_odd |= !(std::fabs(value) <= kLargestValue);
+    return is_odd;
+  }
+
   static void requireBlob(const std::string& where, const caffe::BlobProto& blob,
                           const std::vector<int>& shape) {
     const std::vector<int> given = {blob.num(), blob.channels(), blob.height(), blob.width()};
@@ -230,9 +238,9 @@ class Checker {
                                          " values, found " + std::to_string(blob.data_size()) +
                                          ".");
     }
-    const auto odd = std::find_if_not(blob.data().begin(), blob.data().end(),
-                                      [](float value) { return std::isfinite(value); });
-    if (odd != blob.data().end()) {
+    if (hasOddValue(blob)) {
+      const auto odd = std::find_if_not(blob.data().begin(), blob.data().end(),
+                                        [](float value) { return std::isfinite(value); });
       throw Error(OZNAKIT_BAD_MODEL, where + ": expected finite values, found another one at " +
                                          std::to_string(odd - blob.data().begin()) + ".");
     }
@@ -280,8 +288,9 @@ class Checker {
 
 CheckedNetwork::CheckedNetwork(Role role, const std::string& definition_label,
                                const NetParameter& definition, const std::string& weights_label,
+                               std::unique_ptr<google::protobuf::Arena> weights_arena,
                                NetParameter* weights)
-    : weights_arena_(std::make_unique<google::protobuf::Arena>(oznalib::mappedBlocks())),
+    : weights_arena_(std::move(weights_arena)),
       definition_(google::protobuf::Arena::CreateMessage<NetParameter>(arena_.get())),
       weights_(google::protobuf::Arena::CreateMessage<NetParameter>(weights_arena_.get())) {
   Checker checker(role, definition_label, definition, weights_label, weights);

@@ -29,11 +29,12 @@ class CheckedNetwork {
 
   /// Checks both messages through to the last weight.
   ///
-  /// labels      Of the files, for messages.
-  /// weights     Its values are moved out.
-  /// Errors      Error with OZNAKIT_BAD_MODEL.
+  /// labels         Of the files, for messages.
+  /// weights_arena  Holds weights, whose values are moved and not copied.
+  /// Errors         Error with OZNAKIT_BAD_MODEL.
   CheckedNetwork(Role role, const std::string& definition_label,
                  const caffe::NetParameter& definition, const std::string& weights_label,
+                 std::unique_ptr<google::protobuf::Arena> weights_arena,
                  caffe::NetParameter* weights);
 
   const caffe::NetParameter& definition() const { return *definition_; }

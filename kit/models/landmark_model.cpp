@@ -36,8 +36,8 @@ class Checker {
   // at  Byte of the file.
   [[noreturn]] void refuse(std::size_t at, const std::string& expected,
                            const std::string& found) const {
-    throw Error(OZNAKIT_BAD_MODEL, "Expected " + expected + " at byte " + std::to_string(at) +
-                                       " of " + name_ + ", found " + found + ".");
+    throw Error(OZNAKIT_BAD_MODEL, name_ + ": expected " + expected + " at byte " +
+                                       std::to_string(at) + ", found " + found + ".");
   }
 
   template <class T>
@@ -220,8 +220,9 @@ std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& na
   auto model = std::make_unique<oznalib::SDMModel>();
   oznalib::readSDMModel(in, *model);
   if (!oznalib::canPlace68(*model)) {
-    throw Error(OZNAKIT_BAD_MODEL, "Expected a model of 68 landmarks in " + name +
-                                       ", found one that the alignment refuses.");
+    throw Error(OZNAKIT_BAD_MODEL, name +
+                                       ": expected a model of 68 landmarks, found one that the "
+                                       "alignment refuses.");
   }
   return model;
 }

@@ -10,7 +10,7 @@
 namespace kit {
 namespace {
 
-constexpr std::int32_t kLongestSide = 65535;
+constexpr std::int32_t kLongestSide = 1000000;
 constexpr std::ptrdiff_t kRgbBytes = 3;
 constexpr std::size_t kNoGaps = cv::Mat::AUTO_STEP;
 // Where the upright rows are stored columns, each pixel of a row is in a cache line of its own. So
@@ -26,8 +26,7 @@ void requireSide(const char* name, std::int32_t side) {
 }
 
 void requireFields(const oznakit_image& image) {
-  requireSide("width", image.width);
-  requireSide("height", image.height);
+  requireSides(image.width, image.height);
   if (image.pixels == nullptr) {
     throw Error(OZNAKIT_BAD_ARGUMENT, "Expected the pixels of a picture, found a null pointer.");
   }
@@ -60,6 +59,11 @@ void copyUprightRow(const std::uint8_t* from, const PixelFormat& format, int cou
 }
 
 }  // namespace
+
+void requireSides(std::int32_t width, std::int32_t height) {
+  requireSide("width", width);
+  requireSide("height", height);
+}
 
 Picture::Picture(const oznakit_image& image) : format_(pixelFormat(image.format)) {
   requireFields(image);

@@ -13,6 +13,9 @@
 
 namespace kit {
 
+/// Errors  Error with OZNAKIT_BAD_ARGUMENT where a side of a picture is out of range.
+void requireSides(std::int32_t width, std::int32_t height);
+
 /// Borrows the host's pixels for the time of one call.
 ///
 /// Threads  Any number may read one at once.

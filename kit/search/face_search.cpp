@@ -27,39 +27,24 @@ std::string sides(const Size& size) {
   return std::to_string(size.width) + " by " + std::to_string(size.height);
 }
 
-Size sizeOf(const cv::Rect& region) { return {region.width, region.height}; }
-
-// The least min_face_fraction that the first network can hold for an image, in thousandths rounded
-// up; 1 where not even that is enough.
-std::string acceptedFraction(const Size& image, oznalib::CascadeParameter parameter,
-                             const Size& input) {
-  int thousandths = static_cast<int>(parameter.minFaceFraction * 1000);
-  do {
-    parameter.minFaceFraction = static_cast<float>(++thousandths) / 1000;
-  } while (thousandths < 1000 && !fits(workingSize(image, parameter), input));
+// In thousandths.
+std::string shown(float fraction) {
   char text[16];
+  const int thousandths = static_cast<int>(fraction * 1000 + 0.5F);
   std::snprintf(text, sizeof(text), "%d.%03d", thousandths / 1000, thousandths % 1000);
   return text;
 }
 
-// Whether a scan can find anything.
-bool isWideEnough(const Scan& scan) {
-  const Size working = workingSize(sizeOf(scan.region), scan.parameter);
-  return std::min(working.width, working.height) > scan.parameter.windowSize + 1;
-}
-
 void requireSearchable(const Scan& scan, const Size& first_input) {
-  const Size region = sizeOf(scan.region);
-  const Size working = workingSize(region, scan.parameter);
+  const Size working = workingSizeOf(scan);
   if (!fits(working, first_input)) {
     throw Error(OZNAKIT_BAD_ARGUMENT,
                 "Expected a working image that the first network can hold, with " +
                     sides(first_input) + " pixels, found " + sides(working) +
-                    "; a min_face_fraction of " +
-                    acceptedFraction(region, scan.parameter, first_input) +
+                    "; a min_face_fraction of " + shown(acceptedFraction(scan, first_input)) +
                     " would be accepted, and min_face_px finds small faces by tiles.");
   }
-  if (smallestFace(region, scan.parameter) < kLeastFace) {
+  if (smallestFace({scan.region.width, scan.region.height}, scan.parameter) < kLeastFace) {
     throw Error(OZNAKIT_BAD_ARGUMENT,
                 "Expected a scan whose smallest face has at least 4 pixels of the picture, found "
                 "one for smaller faces; a lower max_upscale or a higher min_face_fraction would be "
@@ -69,7 +54,7 @@ void requireSearchable(const Scan& scan, const Size& first_input) {
 
 // What a scan costs, in pixels of its working image.
 double workOf(const Scan& scan) {
-  const Size working = workingSize(sizeOf(scan.region), scan.parameter);
+  const Size working = workingSizeOf(scan);
   return static_cast<double>(working.width) * static_cast<double>(working.height);
 }
 

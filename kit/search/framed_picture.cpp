@@ -38,9 +38,7 @@ void repeatRow(int from, int first, int last, WorkProgress* progress, cv::Mat* i
 
 }  // namespace
 
-cv::Size FramedPicture::size() const {
-  return picture_.size() + cv::Size(2 * border_px_, 2 * border_px_);
-}
+cv::Size FramedPicture::size() const { return framedSize(picture_.size(), border_px_); }
 
 cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const {
   const Span columns = spanOf(region.x - border_px_, region.width, picture_.size().width);
@@ -70,6 +68,10 @@ cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const
 
 int borderPixels(const cv::Size& picture, double margin) {
   return static_cast<int>(std::lround(margin * std::max(picture.width, picture.height)));
+}
+
+cv::Size framedSize(const cv::Size& picture, int border_px) {
+  return picture + cv::Size(2 * border_px, 2 * border_px);
 }
 
 }  // namespace kit

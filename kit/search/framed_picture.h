@@ -33,6 +33,9 @@ class FramedPicture {
 /// Width of a border in pixels. margin  Share of the longer side.
 int borderPixels(const cv::Size& picture, double margin);
 
+/// Size of a picture with a border on every side.
+cv::Size framedSize(const cv::Size& picture, int border_px);
+
 }  // namespace kit
 
 #endif  // OZNA_KIT_SEARCH_FRAMED_PICTURE_H_

@@ -140,4 +140,23 @@ std::vector<Scan> planScans(const cv::Size& searched, int longer_side, const Sea
   return scans;
 }
 
+Size workingSizeOf(const Scan& scan) {
+  return workingSize({scan.region.width, scan.region.height}, scan.parameter);
+}
+
+bool isWideEnough(const Scan& scan) {
+  const Size working = workingSizeOf(scan);
+  return std::min(working.width, working.height) > scan.parameter.windowSize + 1;
+}
+
+float acceptedFraction(const Scan& scan, const Size& first_input) {
+  const auto fraction = [](int thousandths) { return static_cast<float>(thousandths) / 1000; };
+  Scan tried = scan;
+  int thousandths = static_cast<int>(scan.parameter.minFaceFraction * 1000);
+  do {
+    tried.parameter.minFaceFraction = fraction(++thousandths);
+  } while (thousandths < 1000 && !fits(workingSizeOf(tried), first_input));
+  return fraction(thousandths);
+}
+
 }  // namespace kit

@@ -35,6 +35,16 @@ struct Scan {
 std::vector<Scan> planScans(const cv::Size& searched, int longer_side, const SearchRequest& request,
                             const Size& first_input);
 
+/// The working image that the cascade makes of a scan's region.
+Size workingSizeOf(const Scan& scan);
+
+/// Whether a scan can find anything: at least a window fits into its working image.
+bool isWideEnough(const Scan& scan);
+
+/// The least min_face_fraction that the first network can hold for a scan's region, in thousandths
+/// rounded up; 1 where not even that is enough.
+float acceptedFraction(const Scan& scan, const Size& first_input);
+
 }  // namespace kit
 
 #endif  // OZNA_KIT_SEARCH_SEARCH_PLAN_H_

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -149,6 +151,23 @@ TEST(Finder, KeepsOneDetectorForOneThreadUntilItIsTrimmed) {
   EXPECT_EQ(info.detectors, 0);
   EXPECT_EQ(kit_test::find(finder.get(), kit_test::viewOf(photo), kit_test::defaultSearch()).status,
             OZNAKIT_OK);
+}
+
+TEST(Finder, NamesTheFilesThatItRead) {
+  const FinderPtr finder = kit_test::openCompact();
+  EXPECT_STREQ(oznakit_finder_file(finder.get(), 0), "stages.txt");
+  std::vector<std::string> names;
+  while (const char* const name =
+             oznakit_finder_file(finder.get(), static_cast<std::int32_t>(names.size()))) {
+    names.emplace_back(name);
+    EXPECT_TRUE(std::filesystem::is_regular_file(OZNA_SOURCE_DIR "/public/compact/" + names.back()))
+        << names.back();
+  }
+  EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
+  // The list, two files of the scan, three of each judge and four of the calibration.
+  EXPECT_EQ(names.size(), 16u);
+  EXPECT_EQ(oznakit_finder_file(finder.get(), -1), nullptr);
+  EXPECT_EQ(oznakit_finder_file(nullptr, 0), nullptr);
 }
 
 TEST(Finder, TellsWhatItDoesNotHold) {

@@ -78,11 +78,11 @@ TEST(LandmarkModel, IsRefusedWhereverItIsCut) {
   for (std::size_t size = 0; size < bytes.size(); ++size) {
     EXPECT_NE(refusal(bytes.substr(0, size)).find("more bytes at byte"), std::string::npos) << size;
   }
-  EXPECT_EQ(refusal(""), "Expected 4 more bytes at byte 0 of face68.sdm, found the end.");
+  EXPECT_EQ(refusal(""), "face68.sdm: expected 4 more bytes at byte 0, found the end.");
   EXPECT_EQ(refusal(bytes.substr(0, 14)),
-            "Expected 4 more bytes at byte 12 of face68.sdm, found the end after 2.");
-  EXPECT_EQ(refusal(bytes + "abc"), "Expected the end at byte " + std::to_string(kSize) +
-                                        " of face68.sdm, found 3 more bytes.");
+            "face68.sdm: expected 4 more bytes at byte 12, found the end after 2.");
+  EXPECT_EQ(refusal(bytes + "abc"), "face68.sdm: expected the end at byte " +
+                                        std::to_string(kSize) + ", found 3 more bytes.");
   const std::string staged = synthetic::fileForm(synthetic::randomModel(68, {1}, 0, 1));
   EXPECT_EQ(refusal(staged), "");
   for (const std::size_t cut : {std::size_t{1}, std::size_t{30}, staged.size() / 2}) {
@@ -93,9 +93,9 @@ TEST(LandmarkModel, IsRefusedWhereverItIsCut) {
 TEST(LandmarkModel, IsRefusedWithNumbersOutOfRange) {
   const std::string bytes = synthetic::fileForm(plainModel());
   EXPECT_EQ(refusal(with(bytes, 0, std::int32_t{-1})),
-            "Expected a number of matrices of 0 to 1000000 at byte 0 of face68.sdm, found -1.");
+            "face68.sdm: expected a number of matrices of 0 to 1000000 at byte 0, found -1.");
   EXPECT_EQ(refusal(with(bytes, kMeanCountAt, std::int32_t{134})),
-            "Expected a number of mean coordinates of 136 at byte 8 of face68.sdm, found 134.");
+            "face68.sdm: expected a number of mean coordinates of 136 at byte 8, found 134.");
   for (const float place : {-1.01f, 2.01f, 1e30f, std::numeric_limits<float>::infinity(),
                             std::numeric_limits<float>::quiet_NaN()}) {
     EXPECT_NE(refusal(with(bytes, kMeanAt + 4 * 135, place)), "") << place;
@@ -107,10 +107,10 @@ TEST(LandmarkModel, IsRefusedWithNumbersOutOfRange) {
   EXPECT_NE(refusal(with(bytes, kLevelAt, std::int32_t{-1})), "");
   // Three levels in an octave, and three above: 0 to 5.
   EXPECT_EQ(refusal(with(bytes, kLevelAt, std::int32_t{5})), "");
-  EXPECT_EQ(
-      refusal(with(bytes, kLevelAt, std::int32_t{6})),
-      "Expected at least 4 blur levels in an octave, since 6 is the level of a stage, at byte " +
-          std::to_string(kOctaveAt) + " of face68.sdm, found 3.");
+  EXPECT_EQ(refusal(with(bytes, kLevelAt, std::int32_t{6})),
+            "face68.sdm: expected at least 4 blur levels in an octave, since 6 is the level of a "
+            "stage, at byte " +
+                std::to_string(kOctaveAt) + ", found 3.");
   for (const std::int32_t levels : {-1, 0, 17, 1 << 30}) {
     EXPECT_NE(refusal(with(bytes, kOctaveAt, levels)), "") << levels;
   }
@@ -126,7 +126,7 @@ TEST(LandmarkModel, IsRefusedWithMatricesThatDoNotFit) {
   SDMModel model = synthetic::randomModel(68, {1}, 0, 1);
   model.stageMaps[0].mean = mp::matrix(1, 8703);
   EXPECT_NE(refusal(synthetic::fileForm(model))
-                .find("Expected the mean of a stage of 1 by 8704 at byte "),
+                .find("expected the mean of a stage of 1 by 8704 at byte "),
             std::string::npos);
   model = synthetic::randomModel(68, {1}, 0, 1);
   model.stageMaps[0].projection = mp::matrix(8704, 135);
@@ -134,7 +134,7 @@ TEST(LandmarkModel, IsRefusedWithMatricesThatDoNotFit) {
   model = synthetic::randomModel(68, {1}, 0, 1);
   model.stageBias.assign(2, mp::matrix(1, 136));
   EXPECT_NE(
-      refusal(synthetic::fileForm(model)).find("Expected as many stages as biases, 2, at byte"),
+      refusal(synthetic::fileForm(model)).find("expected as many stages as biases, 2, at byte"),
       std::string::npos);
   model.stageBias.assign(1, mp::matrix(1, 134));
   EXPECT_NE(refusal(synthetic::fileForm(model)).find("found 1 by 134."), std::string::npos);

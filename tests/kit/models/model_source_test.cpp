@@ -13,6 +13,7 @@
 #include <string>
 
 #include "kit/error.h"
+#include "tests/changing_file.h"
 
 namespace kit {
 namespace {
@@ -72,6 +73,18 @@ TEST_F(DirectorySourceTest, RefusesWhatIsNoRegularFileAndDoesNotWaitForIt) {
   expectWords(refusal("device"), "expected a regular file");
   expectWords(refusal("folder"), "found a directory.");
   expectWords(refusal("missing"), "cannot be read: No such file or directory.");
+}
+
+TEST_F(DirectorySourceTest, DoesNotWaitForAFileThatBecomesAPipe) {
+  std::ofstream(root_ + "/file") << "weights";
+  const auto source = directorySource(root_);
+  ozna_test::lookWhileItChanges(root_ + "/file", [&] {
+    try {
+      return source->read("file", 100) == "weights";
+    } catch (const Error&) {
+      return false;
+    }
+  });
 }
 
 TEST(MemorySource, RefusesNullsAndDoubles) {

@@ -50,14 +50,14 @@ TEST(PictureChecks, RefusesNullPixels) {
 TEST(PictureChecks, RefusesSidesOutOfRange) {
   constexpr std::int32_t kLeast = std::numeric_limits<std::int32_t>::min();
   constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
-  for (const std::int32_t side : {0, -1, 65536, kLeast, kMost}) {
+  for (const std::int32_t side : {0, -1, 1000001, kLeast, kMost}) {
     oznakit_image image = plain();
     image.width = side;
-    EXPECT_EQ(refusal(image), "Expected the width of a picture to be 1 to 65535 pixels, found " +
+    EXPECT_EQ(refusal(image), "Expected the width of a picture to be 1 to 1000000 pixels, found " +
                                   std::to_string(side) + ".");
     image = plain();
     image.height = side;
-    EXPECT_EQ(refusal(image), "Expected the height of a picture to be 1 to 65535 pixels, found " +
+    EXPECT_EQ(refusal(image), "Expected the height of a picture to be 1 to 1000000 pixels, found " +
                                   std::to_string(side) + ".");
   }
 }
