@@ -65,7 +65,7 @@ if(OZNA_BUILD_TOOLS)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ozna-tools)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
   set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
-  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libozna${PROJECT_VERSION_MAJOR} ${same_version}, ozna-models ${same_version}")
+  set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "liboznakit${PROJECT_VERSION_MAJOR} ${same_version}, ozna-models ${same_version}")
 endif()
 
 if(OZNA_BUILD_PYTHON)

@@ -65,8 +65,8 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
   }
   if ((parts & OZNAKIT_LANDMARKS) != 0) {
     const std::string landmarks = landmarksOf(source);
-    finder->landmarks = kit::readLandmarkModel(source.labelOf(landmarks),
-                                               source.read(landmarks, kMostOfLandmarks));
+    finder->landmarks =
+        kit::readLandmarkModel(source.labelOf(landmarks), source.read(landmarks, kMostOfLandmarks));
   }
   return finder;
 }

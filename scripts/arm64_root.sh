@@ -8,7 +8,7 @@ root=$folder/root
 packages=(libc6-dev libstdc++-12-dev
           libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libprotobuf-dev libboost-dev libgoogle-glog-dev
           libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev libcli11-dev nlohmann-json3-dev libexiv2-dev
-          libexpat1-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev libheif-dev libmd-dev libgtest-dev libgmock-dev)
+          libexpat1-dev libjpeg62-turbo-dev libpng-dev libheif-dev libmd-dev libgtest-dev libgmock-dev)
 [ "$(cat "$folder/packages" 2>/dev/null)" = "${packages[*]}" ] && exit 0
 
 echo "Fetching Debian's arm64 packages ..." >&2

@@ -12,7 +12,7 @@ set -euo pipefail
 build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev
        libprotobuf-dev libboost-dev libgoogle-glog-dev libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev zlib1g-dev
-       libcli11-dev nlohmann-json3-dev libexiv2-dev libexpat1-dev libjpeg62-turbo-dev libpng-dev libxxhash-dev libheif-dev libmd-dev
+       libcli11-dev nlohmann-json3-dev libexiv2-dev libexpat1-dev libjpeg62-turbo-dev libpng-dev libheif-dev libmd-dev
        libraw-dev libgif-dev libwebp-dev)
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
        libimage-exiftool-perl libjpeg-turbo-progs mandoc groff-base zsh bsdutils

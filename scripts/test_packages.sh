@@ -46,12 +46,12 @@ mount -t proc proc "$clean/proc"
 inside apt-get update -qq
 
 echo "The program ..."
-get '/packages/libozna0_*.deb' '/packages/ozna-models_*.deb' '/packages/ozna-tools_*.deb'
+get '/packages/liboznakit0_*.deb' '/packages/ozna-models_*.deb' '/packages/ozna-tools_*.deb'
 inside ozna detect /packages/astronaut.png | tee /dev/stderr | grep -q '1 face$'
 inside ozna align --points 5 /packages/astronaut.png >/dev/null
 
 echo "The host project ..."
-get '/packages/libozna-dev_*.deb' '/packages/liboznakit0_*.deb' '/packages/liboznakit-dev_*.deb'
+get '/packages/libozna0_*.deb' '/packages/libozna-dev_*.deb' '/packages/liboznakit-dev_*.deb'
 needed=$(inside dpkg-query -W -f='${Suggests}' libozna-dev | tr -d ',')
 get g++ cmake ninja-build pkg-config python3-pil "$needed"
 inside python3 -c 'from PIL import Image; Image.open("/packages/astronaut.png").convert("RGB").save("/packages/astronaut.ppm")'

@@ -54,7 +54,7 @@ int pixelAt(float coordinate, int side) {
 }
 
 // The pixels inside the edges of a face's box; empty for a box without area.
-cv::Rect boxPixels(const cv::Mat& pixels, const oznalib::Rectangle<float>& rect) {
+cv::Rect boxPixels(const cv::Mat& pixels, const oznakit::Box& rect) {
   const cv::Point top_left(pixelAt(rect.left, pixels.cols), pixelAt(rect.top, pixels.rows));
   const cv::Point bottom_right(pixelAt(rect.right, pixels.cols), pixelAt(rect.bottom, pixels.rows));
   if (bottom_right.x <= top_left.x || bottom_right.y <= top_left.y) return {};

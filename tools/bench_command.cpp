@@ -45,10 +45,12 @@ struct Timed {
 // costs is the difference to the run without it.
 class Bench {
  public:
-  explicit Bench(const Options& options)
-      : models_(options), finder_(models_), prefixes_(*models_.cascade()) {
-    for (const CascadeFiles& files : prefixes_.files()) {
-      searches_.push_back(std::make_unique<FaceSearch>(files, options.search));
+  explicit Bench(const Options& options) : finder_(options), prefixes_(finder_.directory()) {
+    Options shorter = options;
+    shorter.points = 0;
+    for (const std::string& directory : prefixes_.directories()) {
+      shorter.models = directory;
+      searches_.push_back(std::make_unique<FaceFinder>(shorter));
     }
     timed_.stages = {"read", "decode"};
     for (size_t i = 0; i <= searches_.size(); ++i) timed_.stages.push_back(stageName(i));
@@ -85,19 +87,18 @@ class Bench {
       times.push_back(millisecondsSince(begin));
       begin = Clock::now();
     };
-    const double margin = options.search.margin_percent;
     const auto reduction_of = [this](const cv::Size& upright) {
-      return models_.reductionFor(upright);
+      return finder_.reductionFor(upright);
     };
-    ReadFile file =
-        readWithin(budget, {path, path}, margin, reduction_of, Purpose::kSearch, interrupted);
+    ReadFile file = readWithin(budget, {path, path}, options.search, reduction_of, Purpose::kSearch,
+                               interrupted);
     lap();
-    const Photograph photograph = decodeFile(path, &file, margin);
+    const Photograph photograph = decodeFile(path, &file);
     lap();
     double before = 0;
     for (const auto& search : searches_) {
       begin = Clock::now();
-      search->find(photograph);
+      search->search(photograph);
       const double whole = millisecondsSince(begin);
       times.push_back(std::max(0.0, whole - before));
       before = whole;
@@ -115,10 +116,9 @@ class Bench {
     return times;
   }
 
-  FaceModels models_;
   FaceFinder finder_;
   CascadePrefixes prefixes_;
-  std::vector<std::unique_ptr<FaceSearch>> searches_;  // One for each shorter cascade.
+  std::vector<std::unique_ptr<FaceFinder>> searches_;  // One for each shorter cascade.
   Timed timed_;
 };
 

@@ -6,26 +6,25 @@
 #include <string>
 #include <vector>
 
-#include "tools/cascade_files.h"
-
 namespace oznatool {
 
 /// Directories for the first stage, the first two, ... and all but the last of a cascade, in a
 /// temporary folder that goes with this object. Their files are links to those of the cascade.
 class CascadePrefixes {
  public:
-  /// Errors  Failure with kExitOutput where the folder cannot be made.
-  explicit CascadePrefixes(const CascadeFiles& whole);
+  /// directory  Of a cascade that has been opened, with a separator at its end.
+  /// Errors     Failure with kExitOutput where the folder cannot be made.
+  explicit CascadePrefixes(const std::string& directory);
   ~CascadePrefixes();
   CascadePrefixes(const CascadePrefixes&) = delete;
   CascadePrefixes& operator=(const CascadePrefixes&) = delete;
 
-  /// The shorter cascades, shortest first; none for a cascade of one stage.
-  const std::vector<CascadeFiles>& files() const { return files_; }
+  /// Directories of the shorter cascades, shortest first; none for a cascade of one stage.
+  const std::vector<std::string>& directories() const { return directories_; }
 
  private:
   std::string folder_;
-  std::vector<CascadeFiles> files_;
+  std::vector<std::string> directories_;
 };
 
 }  // namespace oznatool

@@ -2,17 +2,38 @@
 
 #include "tools/chip_output.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <system_error>
 
-#include "tools/chip.h"
 #include "tools/image_encoder.h"
 #include "tools/output/existing_files.h"
 #include "tools/output_file.h"
 
 namespace oznatool {
 namespace {
+
+// Empty for a face without points, or with points that do not make a face.
+cv::Mat chipOf(const cv::Mat& pixels, const Face& face, int side_px) {
+  if (face.points.empty()) return {};
+  oznakit::Face wanted;
+  for (size_t i = 0; i + 1 < face.points.size(); i += 2) {
+    wanted.points.push_back({face.points[i], face.points[i + 1]});
+  }
+  oznakit::ChipOptions options;
+  options.width = side_px;
+  options.height = side_px;
+  try {
+    const oznakit::Picture chip = oznakit::chip(imageOf(pixels), wanted, options);
+    cv::Mat copy(side_px, side_px, CV_8UC3);
+    std::copy(chip.pixels.begin(), chip.pixels.end(), copy.data);
+    return copy;
+  } catch (const oznakit::Error& error) {
+    if (error.status() != OZNAKIT_BAD_ARGUMENT) throw;
+    return {};
+  }
+}
 
 std::string stemOf(const Input& input) {
   const std::filesystem::path place(input.place);
@@ -44,7 +65,7 @@ PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
   const auto files = std::make_shared<std::vector<Bytes>>();
   PreparedFiles prepared;
   for (const Face& face : record.faces) {
-    cv::Mat chip = cutChip(photograph->pixels, face.points, side_px_);
+    cv::Mat chip = chipOf(photograph->pixels, face, side_px_);
     files->push_back(chip.empty() ? Bytes() : encodePicture(input.place + ".png", chip));
     prepared.bytes += static_cast<std::int64_t>(files->back().size());
   }

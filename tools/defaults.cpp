@@ -6,7 +6,6 @@
 
 #include "tools/machine_limits.h"
 #include "tools/model_directory.h"
-#include "tools/working_size.h"
 
 namespace oznatool {
 namespace {
@@ -34,7 +33,7 @@ std::string memorySource() {
 std::vector<Default> defaultsOf(const Options& options) {
   const std::string built_in = "built in";
   const std::string balanced = "preset balanced";
-  const oznalib::CascadeParameter parameter = preset("balanced").parameter;
+  const oznakit_scan scan = scanOf(oznakit::Preset::Balanced);
   const ModelPlace place = modelPlace(options.models);
   return {
       {"--models", place.directory, place.source},
@@ -47,12 +46,12 @@ std::vector<Default> defaultsOf(const Options& options) {
       {"--points", "68", "built in; crop takes 5"},
       {"--size", std::to_string(options.chip_side), built_in},
       {"--rounds", std::to_string(options.rounds), built_in},
-      {"--max-upscale", shown(parameter.maxUpscale), balanced},
-      {"--max-image-side", std::to_string(parameter.maxImageSide), balanced},
-      {"--min-face-fraction", shown(parameter.minFaceFraction), balanced},
-      {"--pyramid-levels", std::to_string(parameter.pyramidLevels), balanced},
-      {"--pyramid-factor", shown(parameter.pyramidFactor), balanced},
-      {"--window-size", std::to_string(parameter.windowSize), balanced},
+      {"--max-upscale", shown(scan.max_upscale), balanced},
+      {"--max-image-side", std::to_string(scan.max_image_side), balanced},
+      {"--min-face-fraction", shown(scan.min_face_fraction), balanced},
+      {"--pyramid-levels", std::to_string(scan.pyramid_levels), balanced},
+      {"--pyramid-factor", shown(scan.pyramid_factor), balanced},
+      {"--window-size", std::to_string(scan.window_size), balanced},
   };
 }
 

@@ -7,13 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 
 namespace oznatool {
 
 /// A face in the pixels of its upright photograph.
 struct Face {
-  oznalib::Rectangle<float> rect;  ///< Edges; not clipped to the photograph.
+  oznakit::Box rect;           ///< Edges; not clipped to the photograph.
   std::optional<float> score;  ///< Probability of a face. None for a rectangle that the user gave.
   /// x0, y0, x1, y1, ... of 68 or 5 landmarks; empty where none were asked for.
   std::vector<float> points = {};

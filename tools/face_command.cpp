@@ -49,8 +49,8 @@ ExitCode faceCommand(const Options& options) {
   for (const std::string& folder : {options.annotate, options.chips}) {
     if (!folder.empty()) run.inputs.left_out.push_back(folder);
   }
-  const FaceModels models(run);
-  const ExitCode status = runPhotographs(models, outputs);
+  const FaceFinder finder(run);
+  const ExitCode status = runPhotographs(finder, outputs);
   for (const SideOutput* output : outputs) output->finish();
   return status;
 }

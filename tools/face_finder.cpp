@@ -3,18 +3,30 @@
 #include "tools/face_finder.h"
 
 #include <algorithm>
+#include <cstdio>
 
-#include "tools/decoding_reduction.h"
-#include "tools/face_merge.h"
 #include "tools/model_directory.h"
+#include "tools/opened_models.h"
 #include "tools/photograph_failure.h"
+#include "tools/streams.h"
 
 namespace oznatool {
 namespace {
 
+Models modelsFor(const Options& options) {
+  if (options.box) return Models::kLandmarks;
+  return options.points > 0 ? Models::kBoth : Models::kCascade;
+}
+
+oznakit::Landmarks landmarksOf(const Options& options) {
+  return options.points == 68  ? oznakit::Landmarks::All68
+         : options.points == 5 ? oznakit::Landmarks::Five
+                               : oznakit::Landmarks::None;
+}
+
 // The one face that the user gave. It must share at least a pixel's width and height with the
 // photograph.
-Face givenFace(const Photograph& photograph, const oznalib::Rectangle<float>& box) {
+Face givenFace(const Photograph& photograph, const oznakit::Box& box) {
   const float shared_width =
       std::min(box.right, static_cast<float>(photograph.pixels.cols)) - std::max(box.left, 0.0F);
   const float shared_height =
@@ -28,45 +40,120 @@ Face givenFace(const Photograph& photograph, const oznalib::Rectangle<float>& bo
   return {box, std::nullopt};
 }
 
+std::string sides(int width, int height) {
+  return std::to_string(width) + " x " + std::to_string(height);
+}
+
+float areaOf(const oznakit::Box& box) {
+  return std::max(0.0F, box.width()) * std::max(0.0F, box.height());
+}
+
+float scoreOf(const Face& face) { return face.score.value_or(1.0F); }
+
 }  // namespace
 
-FaceModels::FaceModels(const Options& options)
-    : options_(options), directory_(modelDirectory(options.models)) {
-  if (options.points > 0) placer_ = std::make_unique<LandmarkPlacer>(directory_, options.points);
-  if (!options.box) cascade_ = testedCascade(directory_);
+FaceFinder::FaceFinder(const Options& options)
+    : options_(options),
+      directory_(modelDirectory(options.models)),
+      finder_(openModels(directory_, modelsFor(options))) {}
+
+oznakit::SearchOptions FaceFinder::wholeSearch() const {
+  oznakit::SearchOptions search = options_.search;
+  search.landmarks = landmarksOf(options_);
+  return search;
 }
 
-int FaceModels::reductionFor(const cv::Size& upright) const {
-  if (!cascade_) return 1;
-  return decodingReduction(upright, options_.search, cascade_->first_input,
-                           leastFaceSide(placer_ != nullptr, cascade_->last_input_px));
+int FaceFinder::reductionFor(const cv::Size& upright) const {
+  if (!findsFaces()) return 1;
+  try {
+    return finder_.plan(upright.width, upright.height, wholeSearch()).reduction;
+  } catch (const oznakit::Error&) {
+    return 1;  // The search tells what is wrong.
+  }
 }
 
-FaceFinder::FaceFinder(const FaceModels& models) : models_(models) {
-  if (models.cascade()) search_.emplace(*models.cascade(), models.options().search);
-}
-
-std::vector<Face> FaceFinder::find(const Photograph& photograph) {
+std::vector<Face> FaceFinder::find(const Photograph& photograph) const {
   std::vector<Face> faces = search(photograph);
   align(photograph, &faces);
   for (Face& face : faces) photograph.enlarge(&face);
   return faces;
 }
 
-std::vector<Face> FaceFinder::search(const Photograph& photograph) {
-  if (!search_) return {givenFace(photograph, *models_.options().box)};
-  std::vector<Face> faces = search_->find(photograph);
-  const float least = models_.options().min_score;
-  faces.erase(std::remove_if(faces.begin(), faces.end(),
-                             [least](const Face& face) { return !(*face.score >= least); }),
-              faces.end());
-  chooseFaces(models_.options().choice, &faces);
+std::vector<oznakit::Face> FaceFinder::run(const Photograph& photograph) const {
+  oznakit::SearchOptions search = wholeSearch();
+  if (photograph.reduction > 1) {
+    const oznakit::Plan plan = planFor(photograph);
+    search.scan = plan.scan;
+    search.margin = plan.margin;
+    search.min_face_px = 0;
+    search.min_face_share = 0;
+  }
+  // The landmarks are those of the faces that will be chosen.
+  search.landmarks = oznakit::Landmarks::None;
+  return finder_.find(imageOf(photograph.pixels), search);
+}
+
+oznakit::Plan FaceFinder::planFor(const Photograph& photograph) const {
+  const cv::Size size = photograph.reduction > 1 ? photograph.size : photograph.pixels.size();
+  return finder_.plan(size.width, size.height, wholeSearch());
+}
+
+std::string FaceFinder::reasonAgainst(const Photograph& photograph,
+                                      const std::string& sentence) const {
+  const oznakit::Plan plan = planFor(photograph);
+  if (plan.least_fraction == 0) return sentence;
+  const oznakit_finder_info info = finder_.info();
+  char fraction[16];
+  std::snprintf(fraction, sizeof(fraction), "%.3f", static_cast<double>(plan.least_fraction));
+  return "the working image would be " + sides(plan.working_width, plan.working_height) +
+         " pixels, more than the " + sides(info.scan_width, info.scan_height) +
+         " of the first network; --min-face-fraction " + fraction +
+         " would be accepted, and --min-face finds small faces by tiles";
+}
+
+std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
+  if (!findsFaces()) return {givenFace(photograph, *options_.box)};
+  std::vector<Face> faces;
+  try {
+    for (const oznakit::Face& face : run(photograph)) faces.push_back({face.box, face.score});
+    if (faces.empty()) tellNarrow(photograph);
+  } catch (const oznakit::Error& error) {
+    if (error.status() != OZNAKIT_BAD_ARGUMENT) throw;
+    throw PhotographFailure(photograph.path, FailureKind::kParameter,
+                            reasonAgainst(photograph, error.what()));
+  }
+  chooseFaces(options_.choice, &faces);
   return faces;
 }
 
+void FaceFinder::tellNarrow(const Photograph& photograph) const {
+  const oznakit::Plan plan = planFor(photograph);
+  if (plan.working_width > 0 && plan.working_height > 0) return;
+  say(printable(photograph.path) + ": too narrow to be searched: the working image would be " +
+      sides(plan.working_width, plan.working_height) + " pixels");
+}
+
 void FaceFinder::align(const Photograph& photograph, std::vector<Face>* faces) const {
-  if (models_.placer() == nullptr) return;
-  for (Face& face : *faces) models_.placer()->place(photograph, &face);
+  const oznakit::Landmarks landmarks = landmarksOf(options_);
+  if (landmarks == oznakit::Landmarks::None) return;
+  std::vector<oznakit::Box> boxes;
+  for (const Face& face : *faces) boxes.push_back(face.rect);
+  const std::vector<oznakit::Face> placed =
+      finder_.align(imageOf(photograph.pixels), boxes, {}, landmarks);
+  for (size_t i = 0; i < placed.size(); ++i) {
+    for (const oznakit::Point& point : placed[i].points) {
+      (*faces)[i].points.insert((*faces)[i].points.end(), {point.x, point.y});
+    }
+  }
+}
+
+void chooseFaces(Choice choice, std::vector<Face>* faces) {
+  if (choice == Choice::kAll || faces->size() < 2) return;
+  const auto chosen =
+      std::max_element(faces->begin(), faces->end(), [choice](const Face& a, const Face& b) {
+        return choice == Choice::kBest ? scoreOf(a) < scoreOf(b) : areaOf(a.rect) < areaOf(b.rect);
+      });
+  *faces = {std::move(*chosen)};
 }
 
 }  // namespace oznatool

@@ -91,7 +91,7 @@ NamedTexts instructionSets() {
 NamedTexts libraryVersions() {
   NamedTexts versions;
   const std::string blas = textOf("openblas_get_config");
-  versions.emplace_back("mathematics", blas.empty() ? "inside libozna" : blas);
+  versions.emplace_back("mathematics", blas.empty() ? "inside liboznakit" : blas);
   versions.emplace_back("OpenCV", cv::getVersionString());
   versions.emplace_back("Exiv2", Exiv2::version());
   versions.emplace_back("libheif", heifVersion());

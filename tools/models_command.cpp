@@ -4,13 +4,11 @@
 #include <sstream>
 #include <system_error>
 
-#include "tools/cascade_files.h"
 #include "tools/checksum.h"
 #include "tools/commands.h"
-#include "tools/face_search.h"
 #include "tools/input_file.h"
-#include "tools/landmark_file.h"
 #include "tools/model_directory.h"
+#include "tools/opened_models.h"
 #include "tools/streams.h"
 #include "tools/told_facts.h"
 
@@ -18,6 +16,10 @@ namespace oznatool {
 namespace {
 
 namespace fs = std::filesystem;
+
+// What there is of a directory's two models.
+const std::string kStageList = "stages.txt";
+const std::string kLandmarks = "models/face68.sdm";
 
 // One of the two models with the files that a load reads.
 struct Model {
@@ -54,37 +56,30 @@ std::string licenceIn(const std::string& description) {
   return begin == std::string::npos ? "not stated: there is no " + description : text.substr(begin);
 }
 
-Model cascadeIn(const std::string& directory) {
-  Model model = {"cascade", "finds faces", {directory + kStageListName}, ""};
-  const CascadeFiles files = testedCascade(directory);
-  for (const NetworkFiles& network : files.networks) {
-    for (const std::string& path : {network.definition, network.weights, network.mean}) {
-      if (!path.empty()) model.files.push_back(path);
-    }
+// A model after its files have been checked. description  Under the directory.
+Model checkedModel(const std::string& name, const std::string& purpose, Models models,
+                   const std::string& directory, const std::string& description) {
+  Model model = {name, purpose, {}, licenceIn(directory + description)};
+  for (const std::string& file : openModels(directory, models).files()) {
+    model.files.push_back(directory + file);
   }
-  model.files.push_back(files.calibration_table);
-  model.licence = licenceIn(directory + "cascades/MODEL.md");
-  return model;
-}
-
-Model landmarksIn(const std::string& directory) {
-  const std::string folder = directory + kLandmarkDirectory;
-  Model model = {"landmarks", "places 68 or 5 points", {folder + "/" + kLandmarkName}, ""};
-  checkLandmarkFile(model.files.front());
-  model.licence = licenceIn(folder + "/MODEL.md");
   return model;
 }
 
 std::vector<Model> modelsIn(const std::string& directory) {
   std::vector<Model> models;
   std::error_code error;
-  if (fs::exists(directory + kStageListName, error)) models.push_back(cascadeIn(directory));
-  if (fs::exists(directory + kLandmarkDirectory + "/" + kLandmarkName, error)) {
-    models.push_back(landmarksIn(directory));
+  if (fs::exists(directory + kStageList, error)) {
+    models.push_back(
+        checkedModel("cascade", "finds faces", Models::kCascade, directory, "cascades/MODEL.md"));
+  }
+  if (fs::exists(directory + kLandmarks, error)) {
+    models.push_back(checkedModel("landmarks", "places 68 or 5 points", Models::kLandmarks,
+                                  directory, "models/MODEL.md"));
   }
   if (models.empty()) {
-    throw Failure(kExitModel, printable(directory) + ": holds neither " + kStageListName + " nor " +
-                                  kLandmarkDirectory + "/" + kLandmarkName);
+    throw Failure(kExitModel,
+                  printable(directory) + ": holds neither " + kStageList + " nor " + kLandmarks);
   }
   return models;
 }

@@ -90,7 +90,7 @@ Shard shard(const std::string& option, const std::string& text) {
   return shard;
 }
 
-oznalib::Rectangle<float> box(const std::string& option, const std::string& text) {
+oznakit::Box box(const std::string& option, const std::string& text) {
   constexpr float kFarthest = 1e6F;  // In pixels. No photograph is as large.
   const auto refuseBox = [&] {
     refuse(option, "left,top,right,bottom with left below right and top below bottom", text);

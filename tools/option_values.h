@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 #include "tools/options.h"
 
 namespace oznatool {
@@ -31,7 +31,7 @@ std::string word(const std::string& option, const std::string& text,
 Shard shard(const std::string& option, const std::string& text);
 
 /// "left,top,right,bottom" with left below right and top below bottom, in pixels.
-oznalib::Rectangle<float> box(const std::string& option, const std::string& text);
+oznakit::Box box(const std::string& option, const std::string& text);
 
 }  // namespace oznatool
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <filesystem>
 #include <functional>
-#include <limits>
 #include <tuple>
 
 #include "tools/exit_code.h"
@@ -16,7 +15,6 @@
 #include "tools/nearest_word.h"
 #include "tools/option_values.h"
 #include "tools/streams.h"
-#include "tools/working_size.h"
 
 namespace oznatool {
 namespace {
@@ -265,42 +263,43 @@ InputOptions inputsOf(const Typed& typed) {
   return inputs;
 }
 
-SearchOptions searchOf(const Typed& typed) {
+oznakit::SearchOptions searchOf(const Typed& typed) {
   const std::string name =
       typed.preset.empty() ? "balanced" : word("--preset", typed.preset, presetNames());
-  SearchOptions search = preset(name);
-  oznalib::CascadeParameter& parameter = search.parameter;
-  constexpr int kMost = std::numeric_limits<int>::max();
-  // Setters by option: those that were given are called.
+  oznakit::SearchOptions search = preset(name);
+  oznakit_scan scan = scanOf(search.preset);
+  // Setters by option: those that were given are called. The ranges are those of the library.
   const std::vector<std::tuple<std::string, const std::string*, std::function<void()>>> sizes = {
       {"--max-upscale", &typed.max_upscale,
-       [&] { parameter.maxUpscale = number("--max-upscale", typed.max_upscale); }},
+       [&] { scan.max_upscale = number("--max-upscale", typed.max_upscale); }},
       {"--max-image-side", &typed.max_image_side,
        [&] {
-         parameter.maxImageSide = wholeNumber("--max-image-side", typed.max_image_side, 1, kMost);
+         scan.max_image_side = wholeNumber("--max-image-side", typed.max_image_side, 1, 1000000);
        }},
       {"--min-face-fraction", &typed.min_face_fraction,
-       [&] { parameter.minFaceFraction = number("--min-face-fraction", typed.min_face_fraction); }},
+       [&] { scan.min_face_fraction = number("--min-face-fraction", typed.min_face_fraction); }},
       {"--pyramid-levels", &typed.pyramid_levels,
        [&] {
-         parameter.pyramidLevels = wholeNumber("--pyramid-levels", typed.pyramid_levels, 1, kMost);
+         scan.pyramid_levels = wholeNumber("--pyramid-levels", typed.pyramid_levels, 1, 1000);
        }},
       {"--pyramid-factor", &typed.pyramid_factor,
-       [&] { parameter.pyramidFactor = number("--pyramid-factor", typed.pyramid_factor); }},
+       [&] { scan.pyramid_factor = number("--pyramid-factor", typed.pyramid_factor); }},
       {"--window-size", &typed.window_size,
-       [&] { parameter.windowSize = wholeNumber("--window-size", typed.window_size, 1, kMost); }},
+       [&] { scan.window_size = wholeNumber("--window-size", typed.window_size, 4, 10000); }},
   };
   for (const auto& [option, text, set] : sizes) {
     if (text->empty()) continue;
-    if (search.min_face) {
+    if (search.preset == oznakit::Preset::Thorough) {
       throw Failure(kExitUsage, option + " cannot be combined with --preset " + name +
                                     ", which scans by --min-face");
     }
     set();
+    search.scan = scan;
   }
-  checkParameter(parameter);
-  if (!typed.min_face.empty()) search.min_face = parseMinFace(typed.min_face);
-  if (!typed.margin.empty()) search.margin_percent = percent("--margin", typed.margin, 100);
+  if (search.scan) checkScan(*search.scan);
+  if (!typed.min_face.empty()) setMinFace(typed.min_face, &search);
+  if (!typed.margin.empty()) search.margin = percent("--margin", typed.margin, 100) / 100;
+  if (!typed.min_score.empty()) search.least_score = score("--min-score", typed.min_score);
   return search;
 }
 
@@ -425,7 +424,6 @@ std::optional<Options> parseOptions(int argc, char** argv) {
     throw Failure(kExitUsage, "--overwrite and --skip-existing are about files that are written");
   }
   options.choice = typed.biggest ? Choice::kBiggest : typed.best ? Choice::kBest : Choice::kAll;
-  if (!typed.min_score.empty()) options.min_score = score("--min-score", typed.min_score);
   if (!typed.box.empty()) options.box = box("--box", typed.box);
   return options;
 }

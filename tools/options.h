@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 #include "tools/search_options.h"
 
 namespace oznatool {
@@ -60,15 +60,13 @@ struct Options {
   std::string chips;         ///< crop: directory of the chips.
   std::string report;        ///< report: the page; empty for none.
   int chip_side = 256;       ///< crop: in pixels.
-  SearchOptions search;
+  oznakit::SearchOptions search = preset("balanced");
   Choice choice = Choice::kAll;
-  bool strict = false;        ///< A photograph that is cut short fails.
-  float min_score = 0;        ///< Faces of a lower score are left out.
-  int points = 0;             ///< Landmarks a face: 0, 5 or 68.
-  bool lists_points = false;  ///< Text: the landmarks stand below their face.
-  std::optional<oznalib::Rectangle<float>>
-      box;         ///< align: the rectangle to align instead of detected faces.
-  int rounds = 3;  ///< bench: how often each photograph is worked on.
+  bool strict = false;              ///< A photograph that is cut short fails.
+  int points = 0;                   ///< Landmarks a face: 0, 5 or 68.
+  bool lists_points = false;        ///< Text: the landmarks stand below their face.
+  std::optional<oznakit::Box> box;  ///< align: the rectangle to align instead of detected faces.
+  int rounds = 3;                   ///< bench: how often each photograph is worked on.
 };
 
 /// The number of threads that a run uses: what the user asked for, or what the machine allows.

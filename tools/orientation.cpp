@@ -38,9 +38,8 @@ void turnUpright(cv::Mat& pixels, int orientation) {
   }
 }
 
-oznalib::Rectangle<float> inStoredFrame(const oznalib::Rectangle<float>& rect,
-                                        const cv::Size2f& upright, int orientation) {
-  oznalib::Rectangle<float> stored = rect;
+oznakit::Box inStoredFrame(const oznakit::Box& rect, const cv::Size2f& upright, int orientation) {
+  oznakit::Box stored = rect;
   const auto mirror = [&] {
     const float left = stored.left;
     stored.left = upright.width - stored.right;

@@ -5,7 +5,7 @@
 
 #include <opencv2/core/mat.hpp>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 
 namespace oznatool {
 
@@ -28,8 +28,7 @@ void turnUpright(cv::Mat& pixels, int orientation);
 /// Where a rectangle of the upright photograph lies in the stored one.
 ///
 /// upright  Size of the upright photograph, in the unit of the rectangle.
-oznalib::Rectangle<float> inStoredFrame(const oznalib::Rectangle<float>& rect,
-                                        const cv::Size2f& upright, int orientation);
+oznakit::Box inStoredFrame(const oznakit::Box& rect, const cv::Size2f& upright, int orientation);
 
 }  // namespace oznatool
 

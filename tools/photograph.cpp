@@ -1,9 +1,7 @@
-// Decoding, pixel format and border.
+// Decoding and pixel format.
 
 #include "tools/photograph.h"
 
-#include <algorithm>
-#include <cmath>
 #include <new>
 #include <opencv2/core.hpp>
 #include <utility>
@@ -95,15 +93,13 @@ cv::Point originOf(const PhotographHeader& header, int reduction) {
 
 }  // namespace
 
-oznalib::Image Photograph::image() const { return {framed.cols, framed.rows, 0, framed.data}; }
-
 void Photograph::enlarge(Face* face) const {
   if (reduction == 1 && scale == cv::Size2f(1, 1)) return;
   const float times_x = scale.width * static_cast<float>(reduction);
   const float times_y = scale.height * static_cast<float>(reduction);
   const auto x0 = static_cast<float>(origin.x);
   const auto y0 = static_cast<float>(origin.y);
-  oznalib::Rectangle<float>& rect = face->rect;
+  oznakit::Box& rect = face->rect;
   rect = {x0 + times_x * rect.left, y0 + times_y * rect.top, x0 + times_x * rect.right,
           y0 + times_y * rect.bottom};
   // Landmarks count from the centre of the first pixel, edges from its edge.
@@ -111,6 +107,15 @@ void Photograph::enlarge(Face* face) const {
     const float times = i % 2 == 0 ? times_x : times_y;
     face->points[i] = (i % 2 == 0 ? x0 : y0) + times * (face->points[i] + 0.5F) - 0.5F;
   }
+}
+
+oznakit::Image imageOf(const cv::Mat& pixels) {
+  oznakit::Image image;
+  image.pixels = pixels.data;
+  image.width = pixels.cols;
+  image.height = pixels.rows;
+  image.row_bytes = static_cast<std::ptrdiff_t>(pixels.step);
+  return image;
 }
 
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
@@ -122,11 +127,10 @@ Photograph decodePhotograph(const std::string& path, const std::vector<unsigned 
       throw PhotographFailure(path, FailureKind::kFormat, "is damaged");
     }
     turnUpright(pixels, orientationLeft(header));
-    if (!pixels.isContinuous()) pixels = pixels.clone();
     const bool is_whole = reduction == 1 && header.format != FileFormat::kRaw;
     const cv::Size size = is_whole ? pixels.size() : uprightSize(header);
-    Photograph photograph = {path,      header.orientation,         pixels, 0, pixels, size,
-                             reduction, originOf(header, reduction)};
+    Photograph photograph = {path, header.orientation, pixels,
+                             size, reduction,          originOf(header, reduction)};
     photograph.is_cut_short = is_cut_short;
     if (header.format == FileFormat::kRaw) {
       photograph.scale = {static_cast<float>(size.width) / static_cast<float>(pixels.cols),
@@ -146,23 +150,5 @@ Photograph decodePhotograph(const std::string& path, const std::vector<unsigned 
     throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory");
   }
 }
-
-void addBorder(Photograph* photograph, int border_px) {
-  if (border_px <= 0) return;
-  const cv::Size size = photograph->pixels.size();
-  cv::Mat framed;
-  cv::copyMakeBorder(photograph->pixels, framed, border_px, border_px, border_px, border_px,
-                     cv::BORDER_REPLICATE);
-  photograph->framed = framed;
-  photograph->border_px = border_px;
-  photograph->pixels = framed(cv::Rect({border_px, border_px}, size));
-}
-
-int borderPixels(const cv::Size& photograph, double percent) {
-  return static_cast<int>(
-      std::lround(percent / 100 * std::max(photograph.width, photograph.height)));
-}
-
-int reducedBorder(int border_px, int reduction) { return (border_px + reduction / 2) / reduction; }
 
 }  // namespace oznatool

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "ozna.h"
+#include "oznakit.hpp"
 #include "tools/face.h"
 #include "tools/output/picture_metadata.h"
 #include "tools/photograph_header.h"
@@ -26,9 +26,7 @@ enum class Purpose {
 struct Photograph {
   std::string path;     ///< As the user gave it.
   int orientation = 1;  ///< How it was turned upright: see orientation.h.
-  cv::Mat framed;       ///< The upright photograph with its border; rows are packed.
-  int border_px = 0;    ///< Width of the border on each side, in pixels of framed.
-  cv::Mat pixels;       ///< The photograph without its border: a view into framed. At least 1 by 1.
+  cv::Mat pixels;       ///< Upright. At least 1 by 1.
 
   cv::Size size;      ///< Of the upright photograph in its own pixels.
   int reduction = 1;  ///< Side of the square of its own pixels that a pixel here stands for.
@@ -46,13 +44,12 @@ struct Photograph {
   cv::Mat alpha = {};
   PictureMetadata metadata = {};
 
-  /// A view of framed for the library. It borrows the pixels: it is good for as long as this object
-  /// is.
-  oznalib::Image image() const;
-
   /// Brings a face from the pixels here to the photograph's own.
   void enlarge(Face* face) const;
 };
+
+/// The pixels for the library, which borrows them. pixels  8-bit red, green, blue.
+oznakit::Image imageOf(const cv::Mat& pixels);
 
 /// Decodes one file.
 ///
@@ -65,15 +62,6 @@ struct Photograph {
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
                             const PhotographHeader& header, int reduction,
                             Purpose purpose = Purpose::kSearch);
-
-/// Puts a border around a photograph that has none, filled with the pixels of its edge.
-void addBorder(Photograph* photograph, int border_px);
-
-/// The width of a border in pixels. percent  Of the longer side.
-int borderPixels(const cv::Size& photograph, double percent);
-
-/// The width of that border in pixels of a photograph whose sides are reduced.
-int reducedBorder(int border_px, int reduction);
 
 }  // namespace oznatool
 

@@ -3,6 +3,7 @@
 #include "tools/photograph_reader.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "tools/codec_modules.h"
 #include "tools/file_bytes.h"
@@ -21,18 +22,18 @@ std::int64_t areaOf(const cv::Size& size) {
 // The most bytes at any time from here on, besides those of the file. An annotated copy, as files of
 // results are, takes no more than its pixels where it is compressed at all.
 std::int64_t memoryFor(const PhotographHeader& header, int reduction, Purpose purpose,
-                       double margin_percent) {
-  const bool for_copy = purpose == Purpose::kCopy;
+                       const oznakit::SearchOptions& search) {
+  const std::int64_t decoding = decodingMemory(header, reduction, purpose == Purpose::kCopy);
   constexpr int kPixelBytes = 3;
   constexpr int kLongestSide = 1 << 24;  // A header may lie: held where the areas below still fit.
-  if (margin_percent <= 0 || std::max(header.stored->width, header.stored->height) > kLongestSide) {
-    return decodingMemory(header, reduction, for_copy);
-  }
+  const int longer_side = std::max(header.stored->width, header.stored->height);
+  if ((search.margin <= 0 && search.turns == 1) || longer_side > kLongestSide) return decoding;
   const cv::Size photograph = reducedSize(*header.stored, reduction);
-  const int border = reducedBorder(borderPixels(*header.stored, margin_percent), reduction);
-  const cv::Size framed = {photograph.width + 2 * border, photograph.height + 2 * border};
-  return std::max(decodingMemory(header, reduction, for_copy),
-                  kPixelBytes * (areaOf(photograph) + areaOf(framed)));
+  const int border =
+      static_cast<int>(std::ceil(search.margin * std::max(photograph.width, photograph.height)));
+  // The library searches a copy with its border, or turned.
+  const cv::Size copy = {photograph.width + 2 * border, photograph.height + 2 * border};
+  return std::max(decoding, kPixelBytes * (areaOf(photograph) + areaOf(copy)));
 }
 
 std::string mebibytes(std::int64_t bytes) { return std::to_string((bytes >> 20) + 1) + " MiB"; }
@@ -60,7 +61,7 @@ bool canBeReduced(FileFormat format) {
 
 }  // namespace
 
-ReadFile readWithin(MemoryBudget* budget, const Input& input, double margin_percent,
+ReadFile readWithin(MemoryBudget* budget, const Input& input, const oznakit::SearchOptions& search,
                     const ReductionOf& reduction_of, Purpose purpose,
                     const std::function<bool()>& stop) {
   const std::string& path = input.path;
@@ -72,28 +73,21 @@ ReadFile readWithin(MemoryBudget* budget, const Input& input, double margin_perc
     file.reduction = reduction_of(uprightSize(file.header));
   }
   const std::int64_t needed = static_cast<std::int64_t>(file.bytes.size()) +
-                              memoryFor(file.header, file.reduction, purpose, margin_percent);
+                              memoryFor(file.header, file.reduction, purpose, search);
   if (needed > budget->total()) {
-    throw PhotographFailure(path, FailureKind::kMemory,
-                            "needs " + mebibytes(needed) +
-                                (margin_percent > 0 ? " with its margin" : " to be decoded") +
-                                "; --memory allows " + std::to_string(budget->total() >> 20) +
-                                " MiB");
+    throw PhotographFailure(
+        path, FailureKind::kMemory,
+        "needs " + mebibytes(needed) + (search.margin > 0 ? " with its margin" : " to be decoded") +
+            "; --memory allows " + std::to_string(budget->total() >> 20) + " MiB");
   }
   file.memory = budget->take(needed, stop);
   return file;
 }
 
-Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent) {
+Photograph decodeFile(const std::string& path, ReadFile* file) {
   Photograph photograph =
       decodePhotograph(path, file->bytes, file->header, file->reduction, file->purpose);
   file->bytes = {};
-  try {
-    addBorder(&photograph,
-              reducedBorder(borderPixels(photograph.size, margin_percent), photograph.reduction));
-  } catch (const std::exception&) {
-    throw PhotographFailure(path, FailureKind::kMemory, "does not fit in memory with its margin");
-  }
   return photograph;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "oznakit.hpp"
 #include "tools/inputs.h"
 #include "tools/memory_budget.h"
 #include "tools/photograph.h"
@@ -31,19 +32,18 @@ using ReductionOf = std::function<int(const cv::Size&)>;
 ///
 /// The bound of memory rests on one caller at a time: at most one file is read that the budget does
 /// not count yet.
-/// margin_percent  Border that will be put around it.
+/// search          How it will be searched: borders and turns take copies of its pixels.
 /// reduction_of    Asked where the format can be decoded smaller; null for whole photographs.
 /// purpose         What it will be decoded for.
 /// stop            Asked from time to time while it waits; its word ends the wait, with nothing set
 ///                 aside.
 /// Errors          PhotographFailure.
-ReadFile readWithin(MemoryBudget* budget, const Input& input, double margin_percent,
+ReadFile readWithin(MemoryBudget* budget, const Input& input, const oznakit::SearchOptions& search,
                     const ReductionOf& reduction_of, Purpose purpose,
                     const std::function<bool()>& stop);
 
-/// Decodes what was read, frees the bytes and puts the border around. Any number of threads.
-/// Errors  PhotographFailure.
-Photograph decodeFile(const std::string& path, ReadFile* file, double margin_percent);
+/// Decodes what was read and frees the bytes. Any number of threads. Errors  PhotographFailure.
+Photograph decodeFile(const std::string& path, ReadFile* file);
 
 }  // namespace oznatool
 

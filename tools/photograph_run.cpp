@@ -49,9 +49,9 @@ struct Result {
 
 class Run {
  public:
-  Run(const FaceModels& models, const std::vector<const SideOutput*>& outputs)
-      : models_(models),
-        options_(models.options()),
+  Run(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs)
+      : finder_(finder),
+        options_(finder.options()),
         outputs_(outputs),
         former_(options_.resume.empty() ? FormerOutput() : FormerOutput(options_.resume)),
         budget_(memoryOf(options_)),
@@ -60,10 +60,10 @@ class Run {
         progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
     const auto reads_pixels = [](const SideOutput* output) { return output->readsPixels(); };
     if (std::none_of(outputs.begin(), outputs.end(), reads_pixels)) {
-      reduction_of_ = [this](const cv::Size& upright) { return models_.reductionFor(upright); };
+      reduction_of_ = [this](const cv::Size& upright) { return finder_.reductionFor(upright); };
     }
     // A box, and a smallest face in pixels, count those of the whole photograph.
-    if (options_.box || options_.search.min_face ||
+    if (options_.box || hasSmallestFace(options_.search) ||
         std::any_of(outputs.begin(), outputs.end(), reads_pixels)) {
       purpose_ = Purpose::kPixels;
     }
@@ -129,12 +129,9 @@ class Run {
     std::optional<ReadAhead<Job>> ahead;
     try {
       if (reads_ahead_) beginToReadAhead(&ahead);
-      std::optional<FaceFinder> finder;
       while (std::optional<Job> job = ahead ? ahead->next() : nextDecoded()) {
         if (ahead && stopped()) break;  // Nobody waits for it.
-        // Loaded here, where there is work for it.
-        if (!finder && !job->failure) finder.emplace(models_);
-        deliver(job->index, process(&*job, finder ? &*finder : nullptr));
+        deliver(job->index, process(&*job));
       }
     } catch (...) {
       const std::lock_guard<std::mutex> lock(writing_);
@@ -169,8 +166,7 @@ class Run {
     job.index = begun_;
     job.input = std::move(*input);
     try {
-      job.file = readWithin(&budget_, job.input, options_.search.margin_percent, reduction_of_,
-                            purpose_, stop);
+      job.file = readWithin(&budget_, job.input, options_.search, reduction_of_, purpose_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
     } catch (const std::bad_alloc& error) {
@@ -190,7 +186,7 @@ class Run {
 
   void decode(Job* job) const {
     try {
-      job->photograph = decodeFile(job->input.path, &job->file, options_.search.margin_percent);
+      job->photograph = decodeFile(job->input.path, &job->file);
       if (options_.strict && job->photograph->is_cut_short) {
         throw PhotographFailure(job->input.path, FailureKind::kFormat, "is cut short");
       }
@@ -201,7 +197,7 @@ class Run {
     }
   }
 
-  Result process(Job* job, FaceFinder* finder) const {
+  Result process(Job* job) const {
     Result result;
     result.record.path = job->input.path;
     // Of a file that could not be read to its end, as it is now.
@@ -220,7 +216,7 @@ class Run {
     try {
       result.record.size = job->photograph->size;
       result.record.orientation = job->photograph->orientation;
-      result.record.faces = finder->find(*job->photograph);
+      result.record.faces = finder_.find(*job->photograph);
       prepareFiles(job->input, &*job->photograph, &result);
     } catch (const PhotographFailure& failure) {
       result.record.failure = failure;
@@ -340,7 +336,7 @@ class Run {
     return highest_ == kExitOk ? kExitQuietNone : kExitQuietError;
   }
 
-  const FaceModels& models_;
+  const FaceFinder& finder_;
   const Options& options_;
   const std::vector<const SideOutput*>& outputs_;
   const FormerOutput former_;
@@ -369,9 +365,9 @@ class Run {
 
 }  // namespace
 
-ExitCode runPhotographs(const FaceModels& models, const std::vector<const SideOutput*>& outputs) {
+ExitCode runPhotographs(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs) {
   watchInterrupts();
-  return Run(models, outputs).run();
+  return Run(finder, outputs).run();
 }
 
 }  // namespace oznatool

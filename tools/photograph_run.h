@@ -22,8 +22,8 @@ namespace oznatool {
 /// Errors   Failure with kExitOutput where standard output cannot be written, with kExitUsage or
 /// kExitOutput where the former output cannot be gone on with.
 /// Memory   Photographs and their files: what memoryOf gives, and one file. Each thread has a
-/// detector besides.
-ExitCode runPhotographs(const FaceModels& models, const std::vector<const SideOutput*>& outputs);
+/// detector besides, which the finder keeps.
+ExitCode runPhotographs(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs);
 
 }  // namespace oznatool
 

@@ -2,20 +2,23 @@
 
 #include "tools/search_options.h"
 
-#include <algorithm>
 #include <charconv>
+#include <cmath>
 
 #include "tools/exit_code.h"
 #include "tools/streams.h"
-#include "tools/working_size.h"
 
 namespace oznatool {
 namespace {
 
-// Below this the second network sees a face enlarged three times, which it was not trained for.
+// The ranges of the library, told before it is asked.
 constexpr double kLeastPixels = 8;
-constexpr double kMostPixels = 100000;  // No photograph is as large.
+constexpr double kMostPixels = 100000;
 constexpr double kLeastPercent = 0.1;
+
+void require(bool holds, const std::string& message) {
+  if (!holds) throw Failure(kExitUsage, message);
+}
 
 }  // namespace
 
@@ -24,36 +27,54 @@ const std::vector<std::string>& presetNames() {
   return names;
 }
 
-SearchOptions preset(const std::string& name) {
-  SearchOptions options;
-  options.parameter = defaultParameter();
-  if (name == "fast") options.parameter.minFaceFraction = 0.1F;
-  if (name == "thorough") options.min_face = MinFace{20, /*is_percent=*/false};
+oznakit::SearchOptions preset(const std::string& name) {
+  oznakit::SearchOptions options;
+  options.preset = name == "fast"       ? oznakit::Preset::Fast
+                   : name == "thorough" ? oznakit::Preset::Thorough
+                                        : oznakit::Preset::Balanced;
+  options.margin = 0;
   return options;
 }
 
-MinFace parseMinFace(const std::string& text) {
-  MinFace min_face{0, !text.empty() && text.back() == '%'};
-  const char* const end = text.data() + text.size() - (min_face.is_percent ? 1 : 0);
-  const std::from_chars_result result = std::from_chars(text.data(), end, min_face.value);
-  const bool is_number = result.ec == std::errc() && result.ptr == end;
-  // The comparisons also turn not-a-number away.
-  const bool in_range = min_face.is_percent
-                            ? min_face.value >= kLeastPercent && min_face.value <= 100
-                            : min_face.value >= kLeastPixels && min_face.value <= kMostPixels;
-  if (!is_number || !in_range) {
-    throw Failure(kExitUsage,
-                  "--min-face takes 8 to 100000 pixels of the photograph, as 40, or 0.1% to 100% "
-                  "of its longer side, as 5%, not " +
-                      printable(text));
-  }
-  return min_face;
+oznakit_scan scanOf(oznakit::Preset preset) {
+  oznakit_scan scan = OZNAKIT_SCAN_INIT;
+  if (preset == oznakit::Preset::Fast) scan.min_face_fraction = 0.1F;
+  return scan;
 }
 
-int minFacePixels(const MinFace& min_face, int longer_side_px) {
-  if (!min_face.is_percent) return static_cast<int>(min_face.value);
-  return std::max(static_cast<int>(kLeastPixels),
-                  static_cast<int>(min_face.value / 100 * longer_side_px));
+bool hasSmallestFace(const oznakit::SearchOptions& options) {
+  if (options.scan) return false;
+  return options.preset == oznakit::Preset::Thorough || options.min_face_px > 0 ||
+         options.min_face_share > 0;
+}
+
+void setMinFace(const std::string& text, oznakit::SearchOptions* options) {
+  const bool is_percent = !text.empty() && text.back() == '%';
+  double value = 0;
+  const char* const end = text.data() + text.size() - (is_percent ? 1 : 0);
+  const std::from_chars_result result = std::from_chars(text.data(), end, value);
+  const bool is_number = result.ec == std::errc() && result.ptr == end;
+  // The comparisons also turn not-a-number away.
+  const bool in_range = is_percent ? value >= kLeastPercent && value <= 100
+                                   : value >= kLeastPixels && value <= kMostPixels;
+  require(is_number && in_range,
+          "--min-face takes 8 to 100000 pixels of the photograph, as 40, or 0.1% to 100% of its "
+          "longer side, as 5%, not " +
+              printable(text));
+  options->min_face_px = is_percent ? 0 : static_cast<float>(value);
+  options->min_face_share = is_percent ? value / 100 : 0;
+}
+
+void checkScan(const oznakit_scan& scan) {
+  require(std::isfinite(scan.max_upscale) && scan.max_upscale > 0,
+          "--max-upscale must be a finite number above 0");
+  require(scan.min_face_fraction > 0 && scan.min_face_fraction <= 1,
+          "--min-face-fraction must be above 0 and at most 1");
+  require(scan.pyramid_factor >= 1.01F && scan.pyramid_factor <= 100,
+          "--pyramid-factor must be a number from 1.01 to 100");
+  require(static_cast<float>(scan.max_image_side) * scan.min_face_fraction >= 1,
+          "--max-image-side times --min-face-fraction must be at least 1: it is the side in pixels "
+          "of the smallest face");
 }
 
 }  // namespace oznatool

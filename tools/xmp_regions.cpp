@@ -34,8 +34,7 @@ std::vector<RegionArea> areasOf(const Record& record) {
   const cv::Size stored = storedSize(record);
   std::vector<RegionArea> areas;
   for (const Face& face : record.faces) {
-    oznalib::Rectangle<float> rect =
-        inStoredFrame(face.rect, cv::Size2f(record.size), record.orientation);
+    oznakit::Box rect = inStoredFrame(face.rect, cv::Size2f(record.size), record.orientation);
     rect = {std::max(rect.left, 0.0F), std::max(rect.top, 0.0F),
             std::min(rect.right, static_cast<float>(stored.width)),
             std::min(rect.bottom, static_cast<float>(stored.height))};

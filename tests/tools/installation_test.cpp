@@ -30,7 +30,7 @@ TEST_F(Installation, HoldsManualAndCompletionsWhereShellsLookForThem) {
 }
 
 TEST_F(Installation, ReadsEveryFormatWhereverItIsMovedTo) {
-  for (const char* component : {"tools", "library"}) {
+  for (const char* component : {"tools", "kit"}) {
     const std::string command = OZNA_CMAKE " --install '" OZNA_BINARY_DIR "' --component " +
                                 std::string(component) + " --prefix '" + at("prefix") + "' > '" +
                                 at("log") + "' 2>&1";

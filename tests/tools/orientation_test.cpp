@@ -34,7 +34,7 @@ TEST(TurnUpright, UndoesWhatTheCameraDid) {
 
 TEST(InStoredFrame, FindsTheRectangleThatTheStoredPixelsHold) {
   // A white picture of 96 by 64 with one black rectangle, found again in what a camera stores.
-  const oznalib::Rectangle<float> rect = {10, 20, 40, 30};
+  const oznakit::Box rect = {10, 20, 40, 30};
   cv::Mat upright(64, 96, CV_8UC3, cv::Scalar(255, 255, 255));
   cv::rectangle(upright, cv::Rect(10, 20, 30, 10), cv::Scalar(0, 0, 0), cv::FILLED);
   for (int orientation = 1; orientation <= 8; ++orientation) {

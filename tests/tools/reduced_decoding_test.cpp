@@ -1,14 +1,12 @@
-// JPEG photographs that are decoded at a part of their size: when, what, and that nobody notices.
+// JPEG photographs that are decoded at a part of their size: what, and that nobody notices.
 
 #include <algorithm>
 #include <cmath>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
-#include <random>
 
 #include "tests/tools/pictures.h"
 #include "tests/tools/program.h"
-#include "tools/decoding_reduction.h"
 #include "tools/jpeg_photograph.h"
 #include "tools/orientation.h"
 #include "tools/photograph.h"
@@ -17,9 +15,6 @@ namespace ozna_test {
 namespace {
 
 using oznatool::decodeJpeg;
-using oznatool::decodingReduction;
-
-const oznatool::Size kInput = {384, 384};
 
 const unsigned char* bytesOf(const std::string& text) {
   return reinterpret_cast<const unsigned char*>(text.data());
@@ -30,75 +25,6 @@ cv::Mat wholeOf(const std::string& jpeg) {
   cv::Mat pixels = cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
   cv::cvtColor(pixels, pixels, cv::COLOR_BGR2RGB);
   return pixels;
-}
-
-TEST(LeastFaceSide, IsThatOfTwoPercentOrOfTheLandmarksOrTwiceTheLastInput) {
-  EXPECT_EQ(oznatool::leastFaceSide(/*with_landmarks=*/false, 48), 100);
-  EXPECT_EQ(oznatool::leastFaceSide(/*with_landmarks=*/true, 48), 125);
-  EXPECT_EQ(oznatool::leastFaceSide(/*with_landmarks=*/true, 64), 128);
-}
-
-TEST(DecodingReduction, KeepsTheSmallestFaceLargeEnough) {
-  const oznatool::SearchOptions usual = oznatool::preset("balanced");
-  // The smallest face is a twentieth of the longer side: 368 pixels, and 92 of a quarter.
-  EXPECT_EQ(decodingReduction({7360, 4912}, usual, kInput, 100), 2);
-  EXPECT_EQ(decodingReduction({4912, 7360}, usual, kInput, 100), 2);
-  EXPECT_EQ(decodingReduction({7360, 4912}, usual, kInput, 92), 4);
-  // 200 pixels, so that a half holds 100 but not 125.
-  EXPECT_EQ(decodingReduction({4000, 3000}, usual, kInput, 100), 2);
-  EXPECT_EQ(decodingReduction({4000, 3000}, usual, kInput, 125), 1);
-  EXPECT_EQ(decodingReduction({3968, 2976}, usual, kInput, 100), 1);
-  EXPECT_EQ(decodingReduction({20000, 12000}, usual, kInput, 125), 8);
-  EXPECT_EQ(decodingReduction({1024, 768}, usual, kInput, 100), 1);
-}
-
-TEST(DecodingReduction, FollowsTheSizeThatTheUserSearchesFor) {
-  // A tenth: 736 pixels.
-  EXPECT_EQ(decodingReduction({7360, 4912}, oznatool::preset("fast"), kInput, 100), 4);
-  oznatool::SearchOptions options = oznatool::preset("balanced");
-  options.min_face = oznatool::MinFace{800, /*is_percent=*/false};
-  EXPECT_EQ(decodingReduction({7360, 4912}, options, kInput, 100), 8);
-  options.min_face = oznatool::MinFace{400, /*is_percent=*/false};
-  EXPECT_EQ(decodingReduction({7360, 4912}, options, kInput, 100), 4);
-  // Tiles look at the photograph's own pixels.
-  EXPECT_EQ(decodingReduction({7360, 4912}, oznatool::preset("thorough"), kInput, 100), 1);
-  options = oznatool::preset("balanced");
-  options.parameter.minFaceFraction = 0.02F;  // A working image that the network cannot hold.
-  EXPECT_EQ(decodingReduction({20000, 12000}, options, kInput, 100), 1);
-}
-
-TEST(DecodingReduction, LeavesTheWorkingImageAsItIs) {
-  const unsigned seed = 11;
-  std::mt19937 random(seed);
-  std::uniform_int_distribution<int> side(300, 24000);
-  int reduced = 0;
-  for (int i = 0; i < 2000; ++i) {
-    const cv::Size upright(side(random), side(random));
-    oznatool::SearchOptions options = oznatool::preset(i % 2 == 0 ? "balanced" : "fast");
-    if (i % 3 == 0) options.min_face = oznatool::MinFace{300, /*is_percent=*/false};
-    const int reduction = decodingReduction(upright, options, kInput, 100);
-    if (reduction == 1) continue;
-    ++reduced;
-    const int longer = std::max(upright.width, upright.height);
-    oznalib::CascadeParameter whole = options.parameter;
-    double smallest = (i % 2 == 0 ? 0.05 : 0.1) * longer;
-    if (options.min_face) {
-      // One scan of 13 pixels for 300.
-      whole.maxUpscale = 1;
-      whole.maxImageSide = longer;
-      whole.minFaceFraction = 300.5F / static_cast<float>(longer);
-      smallest = 300;
-    }
-    const oznatool::Size expected = oznatool::workingSize({upright.width, upright.height}, whole);
-    const oznatool::Size seen = oznatool::workingSize(
-        {(upright.width + reduction - 1) / reduction, (upright.height + reduction - 1) / reduction},
-        oznatool::reducedParameter(whole, reduction));
-    EXPECT_EQ(seen.width, expected.width) << upright << " seed " << seed;
-    EXPECT_EQ(seen.height, expected.height) << upright << " seed " << seed;
-    // The working image is cut to whole pixels, so that the face is at most a hundredth larger.
-    EXPECT_GE(1.01 * smallest / reduction, 100) << upright << " seed " << seed;
-  }
-  EXPECT_GT(reduced, 500);
 }
 
 TEST(DecodeJpeg, GivesTheVeryPixelsOfTheImageLibrary) {

@@ -13,7 +13,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // A record of a photograph of 200 by 100 pixels with these boxes.
-oznatool::Record recordWith(const std::vector<oznalib::Rectangle<float>>& boxes) {
+oznatool::Record recordWith(const std::vector<oznakit::Box>& boxes) {
   oznatool::Record record;
   record.size = cv::Size(200, 100);
   for (const auto& box : boxes) record.faces.push_back({box, 0.9F});
@@ -21,8 +21,8 @@ oznatool::Record recordWith(const std::vector<oznalib::Rectangle<float>>& boxes)
 }
 
 // Centres 0.2, 0.3 and 0.6, 0.3; sides 0.2 and 0.4 of the photograph.
-const oznalib::Rectangle<float> kLeft = {20, 10, 60, 50};
-const oznalib::Rectangle<float> kRight = {100, 10, 140, 50};
+const oznakit::Box kLeft = {20, 10, 60, 50};
+const oznakit::Box kRight = {100, 10, 140, 50};
 
 // A region as a photo manager writes it; beside is what stands in it besides type and area.
 std::string region(const std::string& type, const std::string& x, const std::string& beside) {

@@ -23,7 +23,7 @@ allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(file_buffer|wide_lo
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
 allow kit 'kit/|oznakit\.h|ozna\.h|caffe/|detector/|alignment/|mp/|imaging/'
-allow tools 'tools/|ozna\.h'
+allow tools 'tools/|oznakit\.hpp'
 allow python 'oznakit\.hpp?'
 
 # The one header of a host includes standard headers alone.
