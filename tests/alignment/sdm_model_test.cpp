@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <cstring>
 #include <new>
 #include <sstream>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "tests/alignment/synthetic_model.h"
+#include "tests/german_locale.h"
 
 namespace {
 
@@ -346,12 +346,10 @@ TEST_F(SDMModelSlot, ImpossibleMatrixSizesRaiseBadAlloc) {
 }
 
 TEST_F(SDMModelSlot, HostLocaleDoesNotMatter) {
-  const char* const before = std::setlocale(LC_ALL, nullptr);
-  const std::string kept = before == nullptr ? "C" : before;
-  std::setlocale(LC_ALL, "");
+  const ozna_test::GermanLocale locale;
+  ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
   ASSERT_EQ(ModelFile(smallModel()).load(), StatusOk);
   EXPECT_EQ(globalSDMModel()->meanShape, (std::vector<float>{0.25f, 0.75f}));
-  std::setlocale(LC_ALL, kept.c_str());
 }
 
 }  // namespace

@@ -7,15 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <clocale>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fstream>
 #include <string>
 #include <thread>
 
 #include "tests/caffe/test_helpers.h"
+#include "tests/german_locale.h"
 
 namespace caffe {
 namespace {
@@ -105,36 +104,10 @@ TEST_F(TextReader, ReturnsFalseForDeepNestingWithoutRecursing) {
   EXPECT_FALSE(ReadText());
 }
 
-// A German locale, with a decimal comma, for the life of the object. It is compiled here, since machines that run
-// tests seldom have one.
-class GermanLocale {
- public:
-  GermanLocale() : former_(std::setlocale(LC_ALL, nullptr)) {
-    const std::string folder = testing::TempDir() + "/ozna_locales";
-    const std::string compile = "mkdir -p '" + folder + "' && localedef -i de_DE -f UTF-8 '" +
-                                folder + "/de_DE.UTF-8' 2>/dev/null";
-    if (std::system(compile.c_str()) == 0) {
-      setenv("LOCPATH", folder.c_str(), /*overwrite=*/1);
-      is_set_ = std::setlocale(LC_ALL, "de_DE.UTF-8") != nullptr;
-    }
-  }
-  ~GermanLocale() {
-    std::setlocale(LC_ALL, former_.c_str());
-    unsetenv("LOCPATH");
-  }
-
-  bool isSet() const { return is_set_; }
-
- private:
-  const std::string former_;
-  bool is_set_ = false;
-};
-
 TEST_F(TextReader, ReadsNumbersWithAPointInAnyLocale) {
   Write("layers { dropout_param { dropout_ratio: 0.75 } }");
-  const GermanLocale locale;
-  ASSERT_TRUE(locale.isSet()) << "localedef could not compile de_DE: is the package locales there?";
-  ASSERT_STREQ(",", std::localeconv()->decimal_point);
+  const ozna_test::GermanLocale locale;
+  ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
   ASSERT_TRUE(ReadText());
   EXPECT_EQ(0.75f, param_.layers(0).dropout_param().dropout_ratio());
 }

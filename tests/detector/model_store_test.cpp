@@ -8,7 +8,6 @@
 #include <atomic>
 #include <boost/weak_ptr.hpp>
 #include <chrono>
-#include <clocale>
 #include <cstdlib>
 #include <filesystem>
 #include <locale>
@@ -18,6 +17,7 @@
 #include <vector>
 
 #include "tests/detector/handmade_cascade.h"
+#include "tests/german_locale.h"
 
 namespace {
 
@@ -217,13 +217,13 @@ class CommaNumbers : public std::numpunct<char> {
 TEST_F(LoadFromFiles, ReadsNumbersInTheClassicLocaleWhateverTheHostHasSet) {
   const std::locale before =
       std::locale::global(std::locale(std::locale::classic(), new CommaNumbers));
-  // The C locale too, where the machine has one with a comma.
-  for (const char* const name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"}) {
-    if (std::setlocale(LC_ALL, name) != nullptr) break;
-  }
   DetectorImpl detector;
-  const Status status = load("first 0.4\nsecond 0.8\n", detector);
-  std::setlocale(LC_ALL, "C");
+  Status status;
+  {
+    const ozna_test::GermanLocale locale;  // The C library's too.
+    ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
+    status = load("first 0.4\nsecond 0.8\n", detector);
+  }
   std::locale::global(before);
   ASSERT_EQ(status, StatusOk);
   EXPECT_EQ(detector.stages[0].threshold, 0.4F);

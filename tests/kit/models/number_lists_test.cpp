@@ -5,11 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <functional>
 #include <string>
 
 #include "kit/error.h"
+#include "tests/german_locale.h"
 
 namespace kit {
 namespace {
@@ -83,10 +83,9 @@ TEST(ParseMean, TakesExactlyAsManyFiniteNumbers) {
 }
 
 TEST(ParseMean, ReadsPointsWhateverTheLocaleOfTheHost) {
-  const std::string before = std::setlocale(LC_ALL, nullptr);
-  if (std::setlocale(LC_ALL, "de_DE.UTF-8") == nullptr) GTEST_SKIP() << "no such locale here";
+  const ozna_test::GermanLocale locale;
+  ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
   EXPECT_THAT(parseMean("mean", "1.5 2.5 3.5", 3), testing::ElementsAre(1.5F, 2.5F, 3.5F));
-  std::setlocale(LC_ALL, before.c_str());
 }
 
 TEST(ParseOffsets, TakesThreeNumbersForEachPattern) {
