@@ -3,13 +3,12 @@
 
 #include <pthread.h>
 
-#include <cstdint>
 #include <cstdio>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "ozna.h"
+#include "tests/host/photograph_file.h"
 
 namespace {
 
@@ -21,20 +20,6 @@ struct Work {
   std::vector<oznalib::Detection> faces;
   std::vector<float> points;
 };
-
-std::vector<std::uint8_t> readPhotograph(const char* path, oznalib::Image& image) {
-  std::ifstream file(path, std::ios::binary);
-  std::string kind;
-  int most = 0;
-  file >> kind >> image.width >> image.height >> most;
-  file.get();
-  if (!file || kind != "P6" || most != 255) return {};
-  std::vector<std::uint8_t> pixels(static_cast<std::size_t>(image.width) * image.height * 3);
-  file.read(reinterpret_cast<char*>(pixels.data()), static_cast<std::streamsize>(pixels.size()));
-  image.stride = 3 * image.width;
-  image.data = pixels.data();
-  return pixels;
-}
 
 void* findFaces(void* argument) {
   Work& work = *static_cast<Work*>(argument);
@@ -60,12 +45,14 @@ int main(int argc, char** argv) {
   if (argc != 3) return 2;
   Work here;
   here.models = argv[1];
-  const std::vector<std::uint8_t> pixels = readPhotograph(argv[2], here.image);
+  const host::Photograph photograph = host::readPhotograph(argv[2]);
+  here.image = {photograph.width, photograph.height, 3 * photograph.width,
+                photograph.pixels.data()};
   Work there = here;
 
   pthread_attr_t attributes;
   pthread_t thread;
-  if (pixels.empty() || pthread_attr_init(&attributes) != 0 ||
+  if (pthread_attr_init(&attributes) != 0 ||
       pthread_attr_setstacksize(&attributes, kStackBytes) != 0 ||
       pthread_create(&thread, &attributes, findFaces, &there) != 0) {
     std::puts("cannot begin");
