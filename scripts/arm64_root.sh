@@ -5,10 +5,10 @@
 set -euo pipefail
 folder=$(mkdir -p "${1:?usage: arm64_root.sh FOLDER}" && cd "$1" && pwd)
 root=$folder/root
-packages=(libc6-dev libstdc++-12-dev
-          libopencv-core-dev libopencv-imgproc-dev libopencv-imgcodecs-dev libprotobuf-dev libboost-dev libgoogle-glog-dev
-          libblis-serial-dev libopenblas-dev libleveldb-dev libsnappy-dev libcli11-dev nlohmann-json3-dev libexiv2-dev
-          libexpat1-dev libjpeg62-turbo-dev libpng-dev libheif-dev libmd-dev libgtest-dev libgmock-dev)
+scripts=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+# What is a library among the packages of this machine's own build.
+mapfile -t packages < <("$scripts/install_packages.sh" --names build | grep -e '-dev$')
+packages+=(libc6-dev libstdc++-12-dev libgtest-dev libgmock-dev)
 [ "$(cat "$folder/packages" 2>/dev/null)" = "${packages[*]}" ] && exit 0
 
 echo "Fetching Debian's arm64 packages ..." >&2

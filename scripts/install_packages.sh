@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # install_packages.sh GROUP...: makes sure that Debian's packages of the named groups are installed.
+# install_packages.sh --names GROUP...: prints their names, a line each, and installs nothing.
 #
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
 # fuzz (clang's fuzzer), coverage (the measure of lines), arm64 (the cross compiler and the emulator), packages (the Debian packages).
@@ -25,6 +26,8 @@ fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)
 arm64=(g++-aarch64-linux-gnu qemu-user)
 
+names_only=false
+[ "${1:-}" != --names ] || { names_only=true; shift; }
 wanted=()
 for group in "$@"; do
   case "$group" in
@@ -38,6 +41,11 @@ for group in "$@"; do
     *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
   esac
 done
+
+if [ "$names_only" = true ]; then
+  printf '%s\n' "${wanted[@]}"
+  exit 0
+fi
 
 missing=()
 for package in "${wanted[@]}"; do

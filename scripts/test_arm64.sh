@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# test_arm64.sh: builds the library, the program and the tests of the core for arm64, with Debian's cross compiler against
-# Debian's arm64 packages, runs the tests under qemu-user, and holds the faces that the arm64 program finds in the samples
-# against this machine's (boxes within a pixel). Everything lies below build/arm64 and build/arm64-packages.
+# test_arm64.sh: builds the library, the program and the tests of the core and the kit for arm64, with Debian's cross
+# compiler against Debian's arm64 packages, runs the tests under qemu-user, and holds the faces that the arm64 program finds
+# in the samples against this machine's (boxes within a pixel). Everything lies below build/arm64 and build/arm64-packages.
 #
-# The suites of all folders of the core run but for those of threads and for those that start a process in a few ways for
-# each of many damaged files: under the emulator a test takes some 20 times its time.
+# All suites run but for those of threads and for those that start a process in a few ways for each of many damaged files:
+# under the emulator a test takes some 20 times its time.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"
@@ -12,7 +12,7 @@ scripts/install_packages.sh build check arm64
 export OPENBLAS_NUM_THREADS=1
 build=build/arm64
 arm64=$root/build/arm64-packages
-targets=({caffe_core,caffe_layer,caffe_data,mp,imaging,alignment,detector,public}_tests)
+targets=({caffe_core,caffe_layer,caffe_data,mp,imaging,alignment,detector,public,kit}_tests)
 
 scripts/arm64_root.sh "$arm64"
 options=()
