@@ -39,40 +39,56 @@ std::string faceColumns(const Face& face, size_t index, bool safe_cells) {
          nameField(face.chip, safe_cells);
 }
 
+std::string detailColumns(const Face& face) {
+  if (!face.details) return empties(kDetailNames.size());
+  std::string columns;
+  for (const float value : numbersOf(*face.details)) columns += "," + number(value);
+  return columns;
+}
+
 }  // namespace
 
-std::string csvHeading(int point_count) {
+std::string csvHeading(const CsvColumns& columns) {
   std::string heading =
       "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message,"
       "bytes,modified";
-  for (int i = 0; i < point_count; ++i) {
+  for (int i = 0; i < columns.points; ++i) {
     heading += ",x" + std::to_string(i) + ",y" + std::to_string(i);
+  }
+  if (columns.turn) heading += ",turn";
+  if (columns.details) {
+    for (const char* const name : kDetailNames) heading += std::string(",") + name;
   }
   return heading + "\n";
 }
 
-std::string csvRows(const Record& record, int point_count, bool safe_cells) {
+std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_cells) {
   constexpr size_t kPhotographColumns = 4;  // Width, height, orientation, number of faces.
   constexpr size_t kFaceColumns = 7;        // Face, edges, score, chip.
-  const size_t point_columns = 2 * static_cast<size_t>(point_count);
+  const size_t point_columns = 2 * static_cast<size_t>(columns.points);
+  const size_t last_columns =
+      point_columns + (columns.turn ? 1 : 0) + (columns.details ? kDetailNames.size() : 0);
   const std::string path = nameField(record.path, safe_cells);
   if (record.failure) {
     return path + empties(kPhotographColumns + kFaceColumns) + "," +
            nameOf(record.failure->kind()) + "," + csvField(record.failure->reason()) +
-           stampColumns(record) + empties(point_columns) + "\n";
+           stampColumns(record) + empties(last_columns) + "\n";
   }
   const std::string photograph =
       path + "," + std::to_string(record.size.width) + "," + std::to_string(record.size.height) +
       "," + std::to_string(record.orientation) + "," + std::to_string(record.faces.size());
   if (record.faces.empty())
-    return photograph + empties(kFaceColumns + 2) + stampColumns(record) + empties(point_columns) +
+    return photograph + empties(kFaceColumns + 2) + stampColumns(record) + empties(last_columns) +
            "\n";
   std::string rows;
   for (size_t i = 0; i < record.faces.size(); ++i) {
     const std::vector<float>& points = record.faces[i].points;
     rows += photograph + faceColumns(record.faces[i], i, safe_cells) + ",," + stampColumns(record);
     for (const float coordinate : points) rows += "," + number(coordinate);
-    rows += empties(point_columns - std::min(point_columns, points.size())) + "\n";
+    rows += empties(point_columns - std::min(point_columns, points.size()));
+    if (columns.turn) rows += "," + std::to_string(record.faces[i].turn);
+    if (columns.details) rows += detailColumns(record.faces[i]);
+    rows += "\n";
   }
   return rows;
 }

@@ -15,7 +15,7 @@ namespace {
 
 Models modelsFor(const Options& options) {
   if (options.box) return Models::kLandmarks;
-  return options.points > 0 ? Models::kBoth : Models::kCascade;
+  return options.points > 0 || options.search.details ? Models::kBoth : Models::kCascade;
 }
 
 oznakit::Landmarks landmarksOf(const Options& options) {
@@ -90,6 +90,7 @@ std::vector<oznakit::Face> FaceFinder::run(const Photograph& photograph) const {
   }
   // The landmarks are those of the faces that will be chosen.
   search.landmarks = oznakit::Landmarks::None;
+  search.details = false;
   return finder_.find(imageOf(photograph.pixels), search);
 }
 
@@ -115,7 +116,8 @@ std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
   if (!findsFaces()) return {givenFace(photograph, *options_.box)};
   std::vector<Face> faces;
   try {
-    for (const oznakit::Face& face : run(photograph)) faces.push_back({face.box, face.score});
+    for (const oznakit::Face& face : run(photograph))
+      faces.push_back({face.box, face.score, {}, face.turn});
     if (faces.empty()) tellNarrow(photograph);
   } catch (const oznakit::Error& error) {
     if (error.status() != OZNAKIT_BAD_ARGUMENT) throw;
@@ -135,12 +137,22 @@ void FaceFinder::tellNarrow(const Photograph& photograph) const {
 
 void FaceFinder::align(const Photograph& photograph, std::vector<Face>* faces) const {
   const oznakit::Landmarks landmarks = landmarksOf(options_);
-  if (landmarks == oznakit::Landmarks::None) return;
+  const bool details = options_.search.details;
+  if (landmarks == oznakit::Landmarks::None && !details) return;
   std::vector<oznakit::Box> boxes;
-  for (const Face& face : *faces) boxes.push_back(face.rect);
+  std::vector<std::int32_t> turns;
+  for (const Face& face : *faces) {
+    boxes.push_back(face.rect);
+    turns.push_back(face.turn);
+  }
   const std::vector<oznakit::Face> placed =
-      finder_.align(imageOf(photograph.pixels), boxes, {}, landmarks);
+      finder_.align(imageOf(photograph.pixels), boxes, turns, landmarks, details);
   for (size_t i = 0; i < placed.size(); ++i) {
+    const oznakit::Face& found = placed[i];
+    if (details) {
+      (*faces)[i].details = {found.quality,  found.roll,      found.yaw,      found.pitch,
+                             found.left_eye, found.right_eye, found.sharpness};
+    }
     for (const oznakit::Point& point : placed[i].points) {
       (*faces)[i].points.insert((*faces)[i].points.end(), {point.x, point.y});
     }

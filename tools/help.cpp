@@ -66,11 +66,13 @@ Search
       --preset P         fast, balanced or thorough (balanced)
       --min-face N|P%    smallest face: pixels, or percent of the longer side
       --margin P         border in percent, for faces that fill the photograph
+      --turns 4          also faces that lie on their side or upside down
 )";
 
 const char* const kChoice =
     R"(      --biggest, --best  one face: the largest, or the one of the best score
       --min-score S      leave out faces of a lower score, from 0 to 1
+      --details          quality of landmarks, pose, eyes and sharpness
 )";
 
 const char* const kXmp =

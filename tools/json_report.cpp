@@ -1,5 +1,6 @@
 // Records as JSON lines.
 
+#include <array>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
@@ -38,13 +39,18 @@ Json pointList(const std::vector<float>& points) {
   return list;
 }
 
-Json faceObject(const Face& face) {
+Json faceObject(const Face& face, bool tells_turn) {
   Json object;
   object["left"] = face.rect.left;
   object["top"] = face.rect.top;
   object["right"] = face.rect.right;
   object["bottom"] = face.rect.bottom;
   if (face.score) object["score"] = *face.score;
+  if (tells_turn) object["turn"] = face.turn;
+  if (face.details) {
+    const std::array<float, kDetailNames.size()> numbers = numbersOf(*face.details);
+    for (size_t i = 0; i < numbers.size(); ++i) object[kDetailNames[i]] = numbers[i];
+  }
   if (!face.points.empty()) object["points"] = pointList(face.points);
   if (!face.chip.empty()) setName(&object, "chip", face.chip);
   return object;
@@ -52,7 +58,7 @@ Json faceObject(const Face& face) {
 
 }  // namespace
 
-std::string jsonLine(const Record& record) {
+std::string jsonLine(const Record& record, bool tells_turn) {
   Json line;
   line["schema"] = kSchemaVersion;
   setName(&line, "path", record.path);
@@ -68,7 +74,7 @@ std::string jsonLine(const Record& record) {
     line["height"] = record.size.height;
     line["orientation"] = record.orientation;
     line["faces"] = Json::array();
-    for (const Face& face : record.faces) line["faces"].push_back(faceObject(face));
+    for (const Face& face : record.faces) line["faces"].push_back(faceObject(face, tells_turn));
     if (!record.warnings.empty()) line["warnings"] = record.warnings;
   }
   return escapedInJson(line.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false,

@@ -26,7 +26,8 @@ struct Typed {
   bool recursive = false, null = false, json = false, quiet = false, biggest = false, best = false;
   bool safe_cells = false, with_faces = false, without_faces = false;
   bool overwrite = false, skip_existing = false, strict = false, embed = false;
-  std::string min_score;
+  bool details = false;
+  std::string min_score, turns;
   std::vector<std::string> pictures;
   std::string format, jobs, progress, resume, shard, memory, models, annotate, xmp, xmp_name,
       output, size, points;
@@ -75,6 +76,7 @@ void addInputs(CLI::App* command, Typed* typed) {
 void addSearch(CLI::App* command, Typed* typed) {
   addValue(command, "--preset", &typed->preset);
   addValue(command, "--margin", &typed->margin);
+  addValue(command, "--turns", &typed->turns);
   CLI::Option* const min_face = addValue(command, "--min-face", &typed->min_face);
   // These say the same in other words.
   addValue(command, "--max-upscale", &typed->max_upscale)->excludes(min_face);
@@ -112,6 +114,7 @@ void addRun(CLI::App* command, Typed* typed) {
   CLI::Option* const biggest = command->add_flag("--biggest", typed->biggest);
   command->add_flag("--best", typed->best)->excludes(biggest);
   addValue(command, "--min-score", &typed->min_score);
+  command->add_flag("--details", typed->details);
   addSearch(command, typed);
   addModels(command, typed);
 }
@@ -299,6 +302,8 @@ oznakit::SearchOptions searchOf(const Typed& typed) {
   if (search.scan) checkScan(*search.scan);
   if (!typed.min_face.empty()) setMinFace(typed.min_face, &search);
   if (!typed.margin.empty()) search.margin = percent("--margin", typed.margin, 100) / 100;
+  if (!typed.turns.empty()) search.turns = std::stoi(word("--turns", typed.turns, {"1", "4"}));
+  search.details = typed.details;
   if (!typed.min_score.empty()) search.least_score = score("--min-score", typed.min_score);
   return search;
 }

@@ -78,7 +78,7 @@ class Run {
   ExitCode run() {
     if (!options_.quiet && !isPictureOut() && options_.format == Format::kCsv &&
         !former_.isContinued()) {
-      writeData(csvHeading(options_.points));
+      writeData(csvHeading(columnsFor(options_)));
     }
     std::vector<std::thread> threads;
     threads.reserve(static_cast<size_t>(jobsOf(options_)));

@@ -12,14 +12,18 @@ std::string nameIf(const Record& record, bool has_faces) {
 
 }  // namespace
 
+CsvColumns columnsFor(const Options& options) {
+  return {options.points, options.search.turns > 1, options.search.details};
+}
+
 std::string formatted(const Record& record, const Options& options) {
   switch (options.format) {
     case Format::kText:
       return table(record, options.lists_points);
     case Format::kJson:
-      return jsonLine(record);
+      return jsonLine(record, options.search.turns > 1);
     case Format::kCsv:
-      return csvRows(record, options.points, options.safe_cells);
+      return csvRows(record, columnsFor(options), options.safe_cells);
     case Format::kNothing:
     case Format::kCoco:
       return "";  // One document for all: see coco_export.h.

@@ -25,17 +25,26 @@ constexpr int kSchemaVersion = 1;
 /// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
 /// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
 /// a terminal would obey are escaped.
-std::string jsonLine(const Record& record);
+///
+/// tells_turn  Whether each face has the key "turn" behind its score.
+std::string jsonLine(const Record& record, bool tells_turn = false);
+
+/// The columns that CSV has behind the usual ones.
+struct CsvColumns {
+  int points = 0;        ///< Landmarks a face: each has two columns.
+  bool turn = false;     ///< One.
+  bool details = false;  ///< Those of kDetailNames.
+};
+CsvColumns columnsFor(const Options& options);
 
 /// One record as CSV rows: one a face, or a single one for a photograph without faces or one that
 /// could not be looked at. Numbers as in JSON.
 ///
-/// point_count  Landmarks a face: each has two columns.
-/// safe_cells   Whether names are written as safeCell (csv.h) gives them.
-std::string csvRows(const Record& record, int point_count, bool safe_cells);
+/// safe_cells  Whether names are written as safeCell (csv.h) gives them.
+std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_cells);
 
 /// The heading of the CSV columns, with its line break.
-std::string csvHeading(int point_count);
+std::string csvHeading(const CsvColumns& columns);
 
 /// One record as a heading and one row a face. Rounded for reading.
 ///

@@ -38,6 +38,13 @@ std::string table(const Record& record, bool lists_points) {
                     face.rect.right, face.rect.bottom);
     text += face.score ? printed(" %8.4f", *face.score) : printed(" %8s", "-");
     text += face.chip.empty() ? "\n" : "  " + printable(face.chip) + "\n";
+    if (face.details) {
+      const FaceDetails& details = *face.details;
+      text +=
+          printed("%16s %.2f  roll %.0f  yaw %.0f  pitch %.0f  eyes %.2f %.2f  sharpness %.2f\n",
+                  "quality", details.quality, details.roll, details.yaw, details.pitch,
+                  details.left_eye, details.right_eye, details.sharpness);
+    }
     for (size_t p = 0; lists_points && p + 1 < face.points.size(); p += 2) {
       text +=
           printed("%16s %2zu %9.2f %9.2f\n", "point", p / 2, face.points[p], face.points[p + 1]);

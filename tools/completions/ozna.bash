@@ -3,9 +3,9 @@
 _ozna() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
   local inputs='--recursive --null --input --memory'
-  local search='--preset --min-face --margin --max-upscale --max-image-side --min-face-fraction
+  local search='--preset --min-face --margin --turns --max-upscale --max-image-side --min-face-fraction
                 --pyramid-levels --pyramid-factor --window-size --models'
-  local run="$inputs $search --format --json --safe-cells --with-faces --without-faces --min-score --strict --overwrite --skip-existing --quiet --jobs --progress --resume --shard --xmp --xmp-name --embed
+  local run="$inputs $search --format --json --safe-cells --with-faces --without-faces --min-score --details --strict --overwrite --skip-existing --quiet --jobs --progress --resume --shard --xmp --xmp-name --embed
              --biggest --best"
   COMPREPLY=()
 
@@ -19,6 +19,7 @@ _ozna() {
     --format) case "$command" in models | info | bench) words='text json' ;; *) words='text json csv coco' ;; esac ;;
     -j | --jobs) words='auto 1 2 4 8' ;;
     --progress) words='auto always never' ;;
+    --turns) words='1 4' ;;
     --xmp-name) words='full stem' ;;
     --preset) words='fast balanced thorough' ;;
     --points) case "$command" in align) words='68 5' ;; *) words='68 5 0' ;; esac ;;
