@@ -42,10 +42,10 @@ void cutAround(const cv::Size& size, AlignmentCut& cut) {
   const Rectangle<float> rect = cut.face;
   const float columns = static_cast<float>(size.width);
   const float rows = static_cast<float>(size.height);
-  const float margin_x = (rect.right - rect.left) * 0.5f;
-  const float margin_y = (rect.bottom - rect.top) * 0.5f;
-  const float left = std::max(rect.left - margin_x, 0.0f);
-  const float top = std::max(rect.top - margin_y, 0.0f);
+  const float margin_x = (rect.right - rect.left) * 0.5F;
+  const float margin_y = (rect.bottom - rect.top) * 0.5F;
+  const float left = std::max(rect.left - margin_x, 0.0F);
+  const float top = std::max(rect.top - margin_y, 0.0F);
   float right = margin_x + rect.right;
   if (!(columns > right)) {
     right = static_cast<float>(size.width - 1);
@@ -93,12 +93,12 @@ cv::Rect centredBox(const cv::Mat& view) {
 // What the regression is trained on is wider than a detected face by a fifth, of which a quarter
 // lies to the left, and starts lower: all that it grows in height, and more, lies below.
 cv::Rect faceBox(const cv::Rect& box) {
-  const float margin_x = static_cast<float>(box.width) * 0.1f;
-  const float margin_y = static_cast<float>(box.height) * 0.15f;
+  const float margin_x = static_cast<float>(box.width) * 0.1F;
+  const float margin_y = static_cast<float>(box.height) * 0.15F;
   return cv::Rect(truncateToInt(static_cast<double>(box.x) - static_cast<double>(margin_x) * 0.5),
                   truncateToInt(static_cast<float>(box.y) + margin_y),
-                  truncateToInt(static_cast<float>(box.width) + 2.0f * margin_x),
-                  truncateToInt(static_cast<float>(box.height) + 2.0f * margin_y));
+                  truncateToInt(static_cast<float>(box.width) + 2.0F * margin_x),
+                  truncateToInt(static_cast<float>(box.height) + 2.0F * margin_y));
 }
 
 }  // namespace
@@ -179,7 +179,7 @@ Placement68 placeInWindow(const SDMModel& model, const AlignmentWindow& window) 
 
 Status placeLandmarks68(const Image& image, const Rectangle<float>& rect,
                         std::vector<float>& points) {
-  points.assign(kPointFloats, 0.0f);
+  points.assign(kPointFloats, 0.0F);
   const SDMModel* model = globalSDMModel();
   if (model == nullptr || !canPlace68(*model)) {
     return StatusOk;

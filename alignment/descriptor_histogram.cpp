@@ -94,7 +94,7 @@ template <class Bins>
 inline OZNA_WIDE_LOOP void addRow(const BinShares* shares, const AxisTaps& columns,
                                   float row_fraction, float* upper, float* lower) {
   const float* fractions = columns.fraction.data() + columns.first;
-  const float rest = 1.0f - row_fraction;
+  const float rest = 1.0F - row_fraction;
   Bins right_of_last{};
   std::size_t i = 0;
   for (std::size_t cell = 0; cell < kCellsThatReach; ++cell) {
@@ -178,10 +178,10 @@ void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float
     OZNA_VECTOR_LOOP
     for (std::size_t i = 0; i < entries; ++i) {
       const std::int32_t delta = first_delta + static_cast<std::int32_t>(i);
-      const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5f;
+      const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5F;
       // What lies beyond these limits, or is NaN, reaches no cell.
-      const float high = place > -8.0f ? place : -8.0f;
-      const float limited = high < 8.0f ? high : 8.0f;
+      const float high = place > -8.0F ? place : -8.0F;
+      const float limited = high < 8.0F ? high : 8.0F;
       const std::int32_t cut = static_cast<std::int32_t>(limited);
       const std::int32_t floor = cut - static_cast<std::int32_t>(static_cast<float>(cut) > limited);
       cells[i] = floor - kFirstCell;
@@ -216,7 +216,7 @@ void DescriptorWindow::place(float x, float y, const PixelArea& area, float cell
 
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,
                    MemoryAhead& ahead) {
-  window.histogram.fill(0.0f);
+  window.histogram.fill(0.0F);
   if (window.rows.count == 0 || window.columns.count == 0) {
     return;
   }

@@ -15,14 +15,14 @@ namespace {
 
 using oznalib::truncateToInt;
 
-constexpr float kFlatNorm = 0.5f;
+constexpr float kFlatNorm = 0.5F;
 
 // ----------------------------------------------------------------------------
 // Numbers: cell sizes, normalising, bytes.
 
 // Powers by repeated squaring: their rounding decides the last digit of the cell size.
 float integerPower(float base, std::int64_t exponent) {
-  float result = 1.0f;
+  float result = 1.0F;
   for (; exponent > 0; exponent >>= 1) {
     if ((exponent & 1) != 0) {
       result *= base;
@@ -53,9 +53,9 @@ void storeBytes(const DescriptorWindow& window, float length, std::uint8_t* out)
   caffe::RunWide([=]() OZNA_WIDE_LOOP {
     OZNA_VECTOR_LOOP
     for (int i = 0; i < DescriptorPyramid::kDescriptorSize; ++i) {
-      const float value = histogram[i] / length * 255.0f + 0.5f;
+      const float value = histogram[i] / length * 255.0F + 0.5F;
       out[i] =
-          static_cast<std::uint8_t>(static_cast<std::int32_t>(255.0f < value ? 255.0f : value));
+          static_cast<std::uint8_t>(static_cast<std::int32_t>(255.0F < value ? 255.0F : value));
     }
   });
 }
@@ -74,7 +74,7 @@ DescriptorPyramid::DescriptorPyramid(std::uint64_t columns, std::uint64_t rows,
       gradients(1),
       pointCapacity(std::clamp<std::uint64_t>(columns * rows / 512, 128, 8192)),
       descriptorCapacity(2 * pointCapacity),
-      step(std::pow(2.0f, 1.0f / static_cast<float>(level_count))),
+      step(std::pow(2.0F, 1.0F / static_cast<float>(level_count))),
       shares_(columns, rows, static_cast<std::size_t>(level_count) + 3) {
   planes[0].resize(level_count + 3);
   for (Plane& plane : planes[0]) {
@@ -93,7 +93,7 @@ void DescriptorPyramid::setImage(const std::uint8_t* pixels, std::uint64_t strid
     caffe::RunWide([=]() OZNA_WIDE_LOOP {
       OZNA_VECTOR_LOOP
       for (std::uint64_t x = 0; x < columns; ++x) {
-        out[x] = static_cast<float>(pixel[x]) / 255.0f;
+        out[x] = static_cast<float>(pixel[x]) / 255.0F;
       }
     });
   }
@@ -108,8 +108,8 @@ void DescriptorPyramid::setImage(const std::uint8_t* pixels, std::uint64_t strid
 void DescriptorPyramid::buildLevels() { buildLevels(levels + 2); }
 
 void DescriptorPyramid::buildLevels(std::uint64_t top) {
-  const float ratio = std::pow(2.0f, 1.0f / static_cast<float>(levels));
-  const float growth = std::sqrt(ratio * ratio - 1.0f);
+  const float ratio = std::pow(2.0F, 1.0F / static_cast<float>(levels));
+  const float growth = std::sqrt(ratio * ratio - 1.0F);
   float sigma = growth * baseSigma;
   for (std::uint64_t level = 0; level < std::min(top, levels + 2); ++level) {
     oznalib::separableBlur(planes[0][level], planes[0][level + 1], oznalib::gaussianKernel(sigma));
@@ -137,7 +137,7 @@ void DescriptorPyramid::prepareGradient(std::uint64_t level) {
     row.compute(here - width, here, here + width, columns);
     GradientCell* cells = reinterpret_cast<GradientCell*>(gradient.data + y * gradient.width) + 1;
     for (std::size_t x = 0; x < columns; ++x) {
-      cells[x] = {row.magnitude[x], row.fraction[x], 1.0f - row.fraction[x],
+      cells[x] = {row.magnitude[x], row.fraction[x], 1.0F - row.fraction[x],
                   static_cast<std::uint8_t>(row.bin[x]),
                   static_cast<std::uint8_t>(row.neighbour[x])};
     }
@@ -194,7 +194,7 @@ void DescriptorPyramid::forgetWindows(float level) {
 
 void DescriptorPyramid::computeDescriptors(const float* points, std::size_t count, float level,
                                            float* norms, std::uint8_t* out, MemoryAhead ahead) {
-  std::fill_n(norms, count, 0.0f);
+  std::fill_n(norms, count, 0.0F);
   const std::int64_t whole_level = existingLevel(level);
   if (whole_level < 0) {
     return;

@@ -118,13 +118,13 @@ class DescriptorPyramid {
 
   // Blurs are standard deviations in pixels. Those without a reader belong to the search for
   // points.
-  float imageSigma = 0.5f;           ///< Blur that the image is taken to have.
-  float baseSigma = 0.8f;            ///< Blur of plane 0.
-  float peakThreshold = 0.02f;       ///< No reader here.
-  float edgeThreshold = 12.1f;       ///< No reader here.
-  float windowFactor = 3.0f;         ///< No reader here.
-  float magnification = 4.0f;        ///< Side of a descriptor cell in units of the level's blur.
-  float clampLevel = 0.2f;           ///< Cap of a normalised histogram entry.
+  float imageSigma = 0.5F;           ///< Blur that the image is taken to have.
+  float baseSigma = 0.8F;            ///< Blur of plane 0.
+  float peakThreshold = 0.02F;       ///< No reader here.
+  float edgeThreshold = 12.1F;       ///< No reader here.
+  float windowFactor = 3.0F;         ///< No reader here.
+  float magnification = 4.0F;        ///< Side of a descriptor cell in units of the level's blur.
+  float clampLevel = 0.2F;           ///< Cap of a normalised histogram entry.
   std::uint64_t pointCapacity;       ///< No reader here.
   std::uint64_t descriptorCapacity;  ///< No reader here. Twice pointCapacity.
   float step;  ///< 2 to the power 1 / levels: the blur ratio of neighbouring levels.

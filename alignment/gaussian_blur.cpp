@@ -71,7 +71,7 @@ void sumLines(const float* const* lines, const float* kernel, std::size_t taps, 
     return;
   }
   for (std::size_t x = 0; x < width; ++x) {
-    float sum = 0.0f;
+    float sum = 0.0F;
     for (std::size_t j = 0; j < taps; ++j) {
       sum += kernel[j] * lines[j][x];
     }
@@ -132,7 +132,7 @@ class RowRing {
 }  // namespace
 
 std::vector<float> gaussianKernel(float sigma) {
-  const int half = truncateToInt(sigma * 3.5f + 0.5f);
+  const int half = truncateToInt(sigma * 3.5F + 0.5F);
   std::vector<float> kernel(static_cast<std::size_t>(2 * half + 1));
   const double c = 1.0 / (static_cast<double>(sigma) * std::sqrt(2.0));
   double sum = 0.0;

@@ -10,8 +10,8 @@ namespace oznalib {
 namespace {
 
 // One step of float precision below pi / 2 and pi.
-constexpr float kQuarterTurn = 1.5707962513f;
-constexpr float kHalfTurn = 3.1415925026f;
+constexpr float kQuarterTurn = 1.5707962513F;
+constexpr float kHalfTurn = 3.1415925026F;
 
 }  // namespace
 
@@ -19,15 +19,15 @@ constexpr float kHalfTurn = 3.1415925026f;
 // vectors.
 float fastAtan2(float y, float x) {
   const float t = y / x;
-  const float upward = kQuarterTurn - t / (t * t + 0.28f);
-  const float steep = y < 0.0f ? upward - kHalfTurn : upward;
-  const float right = t / (t * 0.28f * t + 1.0f);
-  const float left = y < 0.0f ? right - kHalfTurn : right + kHalfTurn;
-  const float flat = x < 0.0f ? left : right;
-  const float oblique = std::fabs(t) > 1.0f ? steep : flat;
-  const float side = y >= 0.0f ? kQuarterTurn : -kQuarterTurn;
-  const float vertical = y == 0.0f ? 0.0f : side;
-  return x == 0.0f ? vertical : oblique;
+  const float upward = kQuarterTurn - t / (t * t + 0.28F);
+  const float steep = y < 0.0F ? upward - kHalfTurn : upward;
+  const float right = t / (t * 0.28F * t + 1.0F);
+  const float left = y < 0.0F ? right - kHalfTurn : right + kHalfTurn;
+  const float flat = x < 0.0F ? left : right;
+  const float oblique = std::fabs(t) > 1.0F ? steep : flat;
+  const float side = y >= 0.0F ? kQuarterTurn : -kQuarterTurn;
+  const float vertical = y == 0.0F ? 0.0F : side;
+  return x == 0.0F ? vertical : oblique;
 }
 
 }  // namespace oznalib
@@ -35,7 +35,7 @@ float fastAtan2(float y, float x) {
 namespace SDMCore {
 namespace {
 
-constexpr float kTwoPi = 6.2831855f;
+constexpr float kTwoPi = 6.2831855F;
 constexpr int kBins = 8;
 
 // The two bins next to an angle wrap around: the nearest one may come out as 8, which is 0 again.
@@ -49,13 +49,13 @@ void computeRow(const float* above, const float* before, const float* after, con
       const float dy = below[x] - above[x];
       magnitude[x] = std::sqrt(dy * dy + dx * dx);
       float angle = oznalib::fastAtan2(dy, dx);
-      angle = angle < 0.0f ? angle + kTwoPi : angle;
-      angle = angle * 8.0f / kTwoPi;
-      const std::int32_t nearest = static_cast<std::int32_t>(angle + 0.5f);
+      angle = angle < 0.0F ? angle + kTwoPi : angle;
+      angle = angle * 8.0F / kTwoPi;
+      const std::int32_t nearest = static_cast<std::int32_t>(angle + 0.5F);
       const float rest = angle - static_cast<float>(nearest);
       fraction[x] = std::fabs(rest);
       bin[x] = nearest & (kBins - 1);
-      neighbour[x] = (nearest + (rest > 0.0f ? 1 : -1)) & (kBins - 1);
+      neighbour[x] = (nearest + (rest > 0.0F ? 1 : -1)) & (kBins - 1);
     }
   });
 }

@@ -27,9 +27,9 @@ void shareOut(GradientRow& row, std::size_t count, BinShares* bins) {
   caffe::RunWide([=]() OZNA_WIDE_LOOP {
     OZNA_VECTOR_LOOP
     for (std::size_t x = 0; x < count; ++x) {
-      const float weight = 1.0f - fraction[x];
+      const float weight = 1.0F - fraction[x];
       const float of_nearest = magnitude[x] * weight;
-      const float ratio = fraction[x] / (weight + 1e-6f);
+      const float ratio = fraction[x] / (weight + 1e-6F);
       magnitude[x] = of_nearest;
       fraction[x] = of_nearest * ratio;
     }

@@ -13,8 +13,8 @@ std::vector<float> groupCentres(const std::vector<float>& landmarks) {
   std::vector<float> centres;
   centres.reserve(2 * landmarkGroups.size());
   for (const std::vector<std::int32_t>& group : landmarkGroups) {
-    float x = 0.0f;
-    float y = 0.0f;
+    float x = 0.0F;
+    float y = 0.0F;
     for (const std::int32_t index : group) {
       x += landmarks[2 * static_cast<std::size_t>(index)];
       y += landmarks[2 * static_cast<std::size_t>(index) + 1];

@@ -8,7 +8,7 @@ namespace SDMCore {
 
 void Plane::resize(std::uint64_t columns, std::uint64_t rows) {
   if (columns * rows > storage.size()) {
-    storage = std::vector<float>(columns * rows, 0.0f);
+    storage = std::vector<float>(columns * rows, 0.0F);
     refresh();
   }
   width = columns;

@@ -23,7 +23,7 @@ constexpr std::size_t kLandmarksInSlice = mp::pca_map::kSliceInputs / kFeaturesP
 constexpr std::size_t kMostCoordinates = 65536;
 constexpr std::int32_t kMostLevels = 1024;
 constexpr int kLargestSide = 4096;    // Pixels. Alignment works at about 300.
-constexpr float kStartOffset = 0.1f;  // In units of the face box.
+constexpr float kStartOffset = 0.1F;  // In units of the face box.
 
 // ----------------------------------------------------------------------------
 // What a stage of the model allows.
@@ -57,10 +57,10 @@ int borderWidth(const cv::Mat& image, const Shape& shape) {
   for (std::size_t i = 0; i + 1 < shape.size(); i += 2) {
     const float x = shape[i];
     const float y = shape[i + 1];
-    if (x < 0.0f || y < 0.0f) {
+    if (x < 0.0F || y < 0.0F) {
       pad = std::max(pad, truncateToInt(std::max(-y, -x)));
     } else if (x >= columns || y >= rows) {
-      pad = std::max(pad, truncateToInt(std::max(y - rows + 1.0f, x - columns + 1.0f)));
+      pad = std::max(pad, truncateToInt(std::max(y - rows + 1.0F, x - columns + 1.0F)));
     }
   }
   return pad;
@@ -123,7 +123,7 @@ class Descent {
     mp::matrix moves(static_cast<std::int32_t>(shapes.size()),
                      static_cast<std::int32_t>(coordinates));
     for (std::size_t stage = 0; stage < model_.stageMaps.size(); ++stage) {
-      moves.fill(0.0f);  // A map of fewer outputs moves the rest by nothing.
+      moves.fill(0.0F);  // A map of fewer outputs moves the rest by nothing.
       if (!addStageMoves(shapes, stage, buffers, features.data, moves.data)) {
         return false;
       }
@@ -222,14 +222,14 @@ class Descent {
   bool writeFeatures(std::size_t index, std::size_t count, const LandmarkRange& range,
                      DescriptorBuffer& buffer, float* features) const {
     for (std::size_t i = index; i < count * range.count; i += count) {
-      if (norms_[i] > 0.0f) {
+      if (norms_[i] > 0.0F) {
         buffer = descriptors_[i];
       }
       for (const std::uint8_t byte : buffer) {
-        *features++ = static_cast<float>(byte) * 0.00390625f;
+        *features++ = static_cast<float>(byte) * 0.00390625F;
       }
     }
-    return norms_[index] > 0.0f;
+    return norms_[index] > 0.0F;
   }
 
   const SDMModel& model_;
@@ -371,8 +371,8 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
       Shape moved(mean_shape.size());
       for (std::size_t i = 0; i + 1 < moved.size(); i += 2) {
         // The way over the middle of the box is a rounding step that decides last digits.
-        moved[i] = ((mean_shape[i] - 0.5f) + 0.5f) + offset_x;
-        moved[i + 1] = ((mean_shape[i + 1] - 0.5f) + 0.5f) + offset_y;
+        moved[i] = ((mean_shape[i] - 0.5F) + 0.5F) + offset_x;
+        moved[i + 1] = ((mean_shape[i + 1] - 0.5F) + 0.5F) + offset_y;
       }
       starts.push_back(boxShape(moved, box));
     }

@@ -1,4 +1,4 @@
-/// CascadeDefaults: the built-in description of the default cascade.
+// CascadeDefaults: the built-in description of the default cascade.
 
 #include "detector/cascade_defaults.h"
 

@@ -1,4 +1,4 @@
-/// The driver: the order in which the networks of a cascade turn an image into face boxes.
+// The driver: the order in which the networks of a cascade turn an image into face boxes.
 
 #include "detector/cascade_driver.h"
 

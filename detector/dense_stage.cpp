@@ -1,4 +1,4 @@
-/// The first stage: one fully convolutional network over a small pyramid of the working image.
+// The first stage: one fully convolutional network over a small pyramid of the working image.
 
 #include "detector/dense_stage.h"
 

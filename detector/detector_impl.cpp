@@ -1,4 +1,4 @@
-/// DetectorImpl: the order in which a cascade is taken down.
+// DetectorImpl: the order in which a cascade is taken down.
 
 #include "detector/detector_impl.h"
 

@@ -1,4 +1,4 @@
-/// The model store: from a model directory, or the built-in tables, to a cascade that can run.
+// The model store: from a model directory, or the built-in tables, to a cascade that can run.
 
 #include "detector/model_store.h"
 

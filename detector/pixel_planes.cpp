@@ -1,4 +1,4 @@
-/// The way of pixels into a network: interleaved bytes to planes of floats.
+// The way of pixels into a network: interleaved bytes to planes of floats.
 
 #include "detector/pixel_planes.h"
 

@@ -1,4 +1,4 @@
-/// The driver's run with a trace of what each stage produced.
+// The driver's run with a trace of what each stage produced.
 
 #include "detector/stage_results.h"
 

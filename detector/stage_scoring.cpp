@@ -1,5 +1,5 @@
-/// The passes that look at each surviving box by itself: scoring, and calibration of its place and
-/// size.
+// The passes that look at each surviving box by itself: scoring, and calibration of its place and
+// size.
 
 #include "detector/stage_scoring.h"
 

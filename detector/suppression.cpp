@@ -1,4 +1,4 @@
-/// Ordering, thresholding and non-maximum suppression of candidate lists.
+// Ordering, thresholding and non-maximum suppression of candidate lists.
 
 #include "detector/suppression.h"
 

@@ -1,4 +1,4 @@
-/// The working image: one scale from the parameters, one resize, and the way back.
+// The working image: one scale from the parameters, one resize, and the way back.
 
 #include "detector/working_image.h"
 

@@ -21,8 +21,8 @@ constexpr double kPi = 3.14159265358979323846;
 
 // sin(pi * x) / (pi * x). The product is rounded to float before the sine sees it.
 float sinc(float x) {
-  if (x == 0.0f) {
-    return 1.0f;
+  if (x == 0.0F) {
+    return 1.0F;
   }
   const float angle = static_cast<float>(x * kPi);
   return std::sin(angle) / angle;
@@ -42,10 +42,10 @@ class FilterTable {
   FilterTable(int source_length, int length) {
     const float ratio = static_cast<float>(source_length) / static_cast<float>(length);
     // An enlargement takes the filter at its natural scale but looks half a pixel far only.
-    const float filter_scale = ratio < 1.0f ? 1.0f : ratio;
-    const float support = ratio < 1.0f ? 0.5f : 3.0f * ratio;
+    const float filter_scale = ratio < 1.0F ? 1.0F : ratio;
+    const float support = ratio < 1.0F ? 0.5F : 3.0F * ratio;
     const std::size_t row = static_cast<std::size_t>(support) * 2 + 10;
-    weights_.assign(row * static_cast<std::size_t>(length), 0.0f);
+    weights_.assign(row * static_cast<std::size_t>(length), 0.0F);
     footprints_.reserve(static_cast<std::size_t>(length));
     for (int i = 0; i < length; ++i) {
       float* weight = weights_.data() + row * static_cast<std::size_t>(i);
@@ -60,20 +60,20 @@ class FilterTable {
  private:
   static Footprint makeFootprint(int position, int source_length, float ratio, float filter_scale,
                                  float support, float* weight) {
-    const float centre = (static_cast<float>(position) + 0.5f) * ratio;
-    const int low = static_cast<int>(std::max(0.0f, std::floor(centre - support)));
+    const float centre = (static_cast<float>(position) + 0.5F) * ratio;
+    const int low = static_cast<int>(std::max(0.0F, std::floor(centre - support)));
     const int high =
         static_cast<int>(std::min(static_cast<float>(source_length), std::ceil(centre + support)));
-    const float inverse_scale = 1.0f / filter_scale;
-    float sum = 0.0f;
+    const float inverse_scale = 1.0F / filter_scale;
+    float sum = 0.0F;
     for (int j = low; j < high; ++j) {
       const float w =
-          lanczos3(((static_cast<float>(j) - centre) + 0.5f) * inverse_scale) * inverse_scale;
+          lanczos3(((static_cast<float>(j) - centre) + 0.5F) * inverse_scale) * inverse_scale;
       weight[j - low] = w;
       sum += w;
     }
     const int taps = std::max(0, high - low);
-    return {low, taps, taps > 0 && sum != 0.0f ? 1.0f / sum : 1.0f, weight};
+    return {low, taps, taps > 0 && sum != 0.0F ? 1.0F / sum : 1.0F, weight};
   }
 
   std::vector<float> weights_;
@@ -88,9 +88,9 @@ inline OZNA_WIDE_LOOP void roundToBytes(const float* sums, float inverse_sum, in
                                         std::uint8_t* bytes) {
   OZNA_VECTOR_LOOP
   for (int i = 0; i < count; ++i) {
-    const float value = sums[i] * inverse_sum + 0.5f;
-    const float above = value >= 0.5f ? value : 0.0f;
-    const float limited = above < 255.0f ? above : 255.0f;
+    const float value = sums[i] * inverse_sum + 0.5F;
+    const float above = value >= 0.5F ? value : 0.0F;
+    const float limited = above < 255.0F ? above : 255.0F;
     bytes[i] = static_cast<std::uint8_t>(static_cast<std::int32_t>(limited));
   }
 }
@@ -133,7 +133,7 @@ inline OZNA_WIDE_LOOP void sumColumns(const float* columns, const Footprint& foo
 }
 
 void resizeHorizontally(const cv::Mat& source, const FilterTable& table, cv::Mat& destination) {
-  std::vector<float> columns(static_cast<std::size_t>(source.cols) * kBlockLanes, 0.0f);
+  std::vector<float> columns(static_cast<std::size_t>(source.cols) * kBlockLanes, 0.0F);
   std::vector<std::uint8_t> bytes(static_cast<std::size_t>(destination.cols) * kBlockLanes);
   for (int first_row = 0; first_row < source.rows; first_row += kRowBlock) {
     const int row_count = std::min(kRowBlock, source.rows - first_row);
@@ -204,11 +204,11 @@ std::int32_t wrappingProduct(std::int32_t a, std::int32_t b) {
 }  // namespace
 
 float lanczos3(float x) {
-  if (x < -3.0f || !(x < 3.0f)) {
-    return 0.0f;
+  if (x < -3.0F || !(x < 3.0F)) {
+    return 0.0F;
   }
   const float a = sinc(x);
-  const float b = sinc(x / 3.0f);
+  const float b = sinc(x / 3.0F);
   return b * a;
 }
 

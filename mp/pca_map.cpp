@@ -40,7 +40,7 @@ void pca_map::project(const float* x, float* y) const {
 void pca_map::project_rows(const float* x, std::int64_t x_stride, std::int32_t count, float* y,
                            std::int32_t y_stride) const {
   for (std::int32_t row = 0; row < count; ++row) {
-    std::fill_n(y + std::int64_t{row} * y_stride, projection.cols, 0.0f);
+    std::fill_n(y + std::int64_t{row} * y_stride, projection.cols, 0.0F);
   }
   const std::int32_t slice_inputs = std::min(mean.cols, kSliceInputs);
   matrix slice(count, slice_inputs);
@@ -67,11 +67,11 @@ void pca_map::add_slice(float* x, std::int32_t x_stride, std::int32_t count, std
   }
   const float* weights = projection.data + std::int64_t{first} * outputs;
   if (count == 1) {
-    cblas_sgemv(CblasRowMajor, CblasTrans, present, outputs, 1.0f, weights, outputs, x, 1, 1.0f, y,
+    cblas_sgemv(CblasRowMajor, CblasTrans, present, outputs, 1.0F, weights, outputs, x, 1, 1.0F, y,
                 1);
   } else {
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, count, outputs, present, 1.0f, x,
-                x_stride, weights, outputs, 1.0f, y, y_stride);
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, count, outputs, present, 1.0F, x,
+                x_stride, weights, outputs, 1.0F, y, y_stride);
   }
 }
 

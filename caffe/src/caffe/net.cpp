@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -19,7 +20,7 @@ namespace caffe {
 namespace {
 
 // The input that FirstRun measures the first convolution with.
-const float kFirstRunInput = 100.0f;
+const float kFirstRunInput = 100.0F;
 
 // A use of a run operation in the wrong mode: there is no result to give and no caller that could
 // go on.
@@ -150,7 +151,7 @@ void Net<Dtype>::AppendTops(const LayerParameter& layer_param, int layer_index, 
 template <typename Dtype>
 bool Net<Dtype>::ParamsNeedBackward(int i) const {
   const LayerParameter& layer_param = layers_[i]->layer_param();
-  const size_t blobs_lr_size = layer_param.blobs_lr_size();
+  const std::size_t blobs_lr_size = layer_param.blobs_lr_size();
   CHECK(blobs_lr_size == layers_[i]->blobs().size() || blobs_lr_size == 0)
       << "Incorrect blobs lr size: should be either 0 or the same as "
          "the number of the layer's parameter blobs.";
@@ -213,10 +214,10 @@ void Net<Dtype>::Init(const NetParameter& in_param) {
     net_output_blobs_.push_back(blobs_[index].get());
     net_output_blob_indices_.push_back(index);
   }
-  for (size_t i = 0; i < blob_names_.size(); ++i) {
+  for (std::size_t i = 0; i < blob_names_.size(); ++i) {
     blob_names_index_[blob_names_[i]] = static_cast<int>(i);
   }
-  for (size_t i = 0; i < layer_names_.size(); ++i) {
+  for (std::size_t i = 0; i < layer_names_.size(); ++i) {
     layer_names_index_[layer_names_[i]] = static_cast<int>(i);
   }
   GetLearningRateAndWeightDecay();
@@ -224,7 +225,7 @@ void Net<Dtype>::Init(const NetParameter& in_param) {
 
 template <typename Dtype>
 void Net<Dtype>::GetLearningRateAndWeightDecay() {
-  for (size_t i = 0; i < layers_.size(); ++i) {
+  for (std::size_t i = 0; i < layers_.size(); ++i) {
     const vector<shared_ptr<Blob<Dtype>>>& layer_blobs = layers_[i]->blobs();
     params_.insert(params_.end(), layer_blobs.begin(), layer_blobs.end());
     if (layers_[i]->layer_param().blobs_lr_size() != 0) {
@@ -234,7 +235,7 @@ void Net<Dtype>::GetLearningRateAndWeightDecay() {
         params_lr_.push_back(local_lr);
       }
     } else {
-      params_lr_.insert(params_lr_.end(), layer_blobs.size(), 1.0f);
+      params_lr_.insert(params_lr_.end(), layer_blobs.size(), 1.0F);
     }
     if (layers_[i]->layer_param().weight_decay_size() != 0) {
       CHECK_EQ(layers_[i]->layer_param().weight_decay_size(), layer_blobs.size());
@@ -243,7 +244,7 @@ void Net<Dtype>::GetLearningRateAndWeightDecay() {
         params_weight_decay_.push_back(local_decay);
       }
     } else {
-      params_weight_decay_.insert(params_weight_decay_.end(), layer_blobs.size(), 1.0f);
+      params_weight_decay_.insert(params_weight_decay_.end(), layer_blobs.size(), 1.0F);
     }
   }
 }
@@ -269,7 +270,7 @@ void Net<Dtype>::CopyTrainedLayersFrom(const NetParameter& param) {
     vector<shared_ptr<Blob<Dtype>>>& target_blobs = target_layer.blobs();
     CHECK_EQ(target_blobs.size(), source_layer.blobs_size())
         << "Incompatible number of blobs for layer " << source_layer_name;
-    for (size_t j = 0; j < target_blobs.size(); ++j) {
+    for (std::size_t j = 0; j < target_blobs.size(); ++j) {
       CHECK_EQ(target_blobs[j]->num(), source_layer.blobs(j).num());
       CHECK_EQ(target_blobs[j]->channels(), source_layer.blobs(j).channels());
       CHECK_EQ(target_blobs[j]->height(), source_layer.blobs(j).height());
@@ -287,7 +288,7 @@ const vector<Blob<Dtype>*>& Net<Dtype>::ForwardAll() {
   if (!first_run_pending_) {
     ExitOnMisuse("Should not Invoke FirstRun() before FF ");
   }
-  for (size_t i = 0; i < layers_.size(); ++i) {
+  for (std::size_t i = 0; i < layers_.size(); ++i) {
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);
   }
   return net_output_blobs_;
@@ -302,7 +303,7 @@ void Net<Dtype>::FirstRun() {
   CHECK(!net_input_blobs_.empty()) << "Network " << name_ << " has no input.";
   std::fill_n(net_input_blobs_[0]->mutable_cpu_data(), net_input_blobs_[0]->count(),
               kFirstRunInput);
-  for (size_t i = 0; i < layers_.size(); ++i) {
+  for (std::size_t i = 0; i < layers_.size(); ++i) {
     const bool is_measured = static_cast<int>(i) == firstConvLayerIndex_;
     if (is_measured && top_vecs_[i][0]->count() > 0) top_vecs_[i][0]->data()->Provide();
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);
@@ -357,7 +358,7 @@ const vector<Blob<Dtype>*>& Net<Dtype>::FF() {
     Dtype* values = top->mutable_cpu_data();
     vsAdd(corrected, values, response, values);
   }
-  for (size_t i = 1; i < layers_.size(); ++i) {
+  for (std::size_t i = 1; i < layers_.size(); ++i) {
     layers_[i]->Forward(bottom_vecs_[i], &top_vecs_[i]);
   }
   return net_output_blobs_;
@@ -374,7 +375,7 @@ void Net<Dtype>::AlterInputShape(int new_width, int new_height) {
   CHECK_LE(new_width, ib_u8->width()) << "AlterInputShape, new size should be smaller.";
   CHECK_LE(new_height, ib_u8->height()) << "AlterInputShape, new size should be smaller.";
   SetSize(new_width, new_height, net_input_blobs_[0]);
-  for (size_t i = 0; i < layers_.size(); ++i) {
+  for (std::size_t i = 0; i < layers_.size(); ++i) {
     layers_[i]->AlterInputShape(new_width, new_height, bottom_vecs_[i], &top_vecs_[i]);
   }
 }

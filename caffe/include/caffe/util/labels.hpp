@@ -9,7 +9,7 @@
 namespace caffe {
 
 /// The least probability whose logarithm is taken, so that a loss stays finite.
-constexpr float kLogThreshold = 1e-20f;
+constexpr float kLogThreshold = 1e-20F;
 
 /// The label of an image, truncated towards zero. Fatal if the blob holds fewer labels or the label
 /// is not one of the dim values that it points into, which includes NaN.

@@ -56,7 +56,7 @@ void ConcatLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<D
   channels_ = bottom[0]->channels();
   height_ = bottom[0]->height();
   width_ = bottom[0]->width();
-  for (size_t i = 1; i < bottom.size(); ++i) {
+  for (std::size_t i = 1; i < bottom.size(); ++i) {
     CHECK_LE(bottom[i]->count(), std::numeric_limits<int>::max() - count_)
         << "The output has too many elements.";
     count_ += bottom[i]->count();

@@ -172,8 +172,8 @@ void ConvolutionLayer<Dtype>::ForwardWhole(const Dtype* columns, Dtype* output) 
   FillWithBias(/*first_place=*/0, out_spatial_, output);
   for (int g = 0; g < DistinctGroups(); ++g) {
     cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, group_rows_, out_spatial_, group_depth_,
-                1.0f, weights + g * weight_stride_, group_depth_, columns + g * col_stride_,
-                out_spatial_, 1.0f, output + g * top_stride_, out_spatial_);
+                1.0F, weights + g * weight_stride_, group_depth_, columns + g * col_stride_,
+                out_spatial_, 1.0F, output + g * top_stride_, out_spatial_);
   }
 }
 
@@ -216,8 +216,8 @@ void ConvolutionLayer<Dtype>::ForwardInPieces(const Dtype* image, Dtype* output)
       im2col_band(image + channel * plane, channels, height_, width_, kernel_size_, pad_, stride_,
                   first_row, rows, piece_.data());
       cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, group_rows_, places, channels * window,
-                  1.0f, weights + g * weight_stride_ + first_of_group * window, group_depth_,
-                  piece_.data(), places, 1.0f, output + g * top_stride_ + first_place,
+                  1.0F, weights + g * weight_stride_ + first_of_group * window, group_depth_,
+                  piece_.data(), places, 1.0F, output + g * top_stride_ + first_place,
                   out_spatial_);
       channel += channels;
     }
@@ -277,9 +277,9 @@ void ConvolutionLayer<Dtype>::BackwardBias(const Blob<Dtype>& top) {
   Dtype* bias_diff = bias.mutable_cpu_diff();
   std::fill_n(bias_diff, num_output_, Dtype(0));
   for (int n = 0; n < num_; ++n) {
-    cblas_sgemv(CblasRowMajor, CblasNoTrans, num_output_, out_spatial_, 1.0f,
+    cblas_sgemv(CblasRowMajor, CblasNoTrans, num_output_, out_spatial_, 1.0F,
                 top.cpu_diff() + top.offset(n), out_spatial_,
-                static_cast<const Dtype*>(bias_multiplier_->cpu_data()), 1, 1.0f, bias_diff, 1);
+                static_cast<const Dtype*>(bias_multiplier_->cpu_data()), 1, 1.0F, bias_diff, 1);
   }
 }
 
@@ -289,8 +289,8 @@ void ConvolutionLayer<Dtype>::BackwardWeights(const Dtype* columns, const Dtype*
   Dtype* weight_diff = this->blobs_[0]->mutable_cpu_diff();
   for (int g = 0; g < group_; ++g) {
     cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasTrans, group_rows_, group_depth_, out_spatial_,
-                1.0f, top_diff + g * top_stride_, out_spatial_, columns + g * col_stride_,
-                out_spatial_, 1.0f, weight_diff + g * weight_stride_, group_depth_);
+                1.0F, top_diff + g * top_stride_, out_spatial_, columns + g * col_stride_,
+                out_spatial_, 1.0F, weight_diff + g * weight_stride_, group_depth_);
   }
 }
 
@@ -301,8 +301,8 @@ void ConvolutionLayer<Dtype>::BackwardImage(const Dtype* top_diff, Dtype* image_
   Dtype* col_diff = col_buffer_.mutable_cpu_diff();
   for (int g = 0; g < group_; ++g) {
     cblas_sgemm(CblasRowMajor, CblasTrans, CblasNoTrans, group_depth_, out_spatial_, group_rows_,
-                1.0f, weights + g * weight_stride_, group_depth_, top_diff + g * top_stride_,
-                out_spatial_, 0.0f, col_diff + g * col_stride_, out_spatial_);
+                1.0F, weights + g * weight_stride_, group_depth_, top_diff + g * top_stride_,
+                out_spatial_, 0.0F, col_diff + g * col_stride_, out_spatial_);
   }
   col2im_cpu(col_diff, channels_, height_, width_, kernel_size_, pad_, stride_, image_diff);
 }

@@ -17,7 +17,7 @@ void EltwiseProductLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom,
   const int channels = bottom[0]->channels();
   const int height = bottom[0]->height();
   const int width = bottom[0]->width();
-  for (size_t i = 1; i < bottom.size(); ++i) {
+  for (std::size_t i = 1; i < bottom.size(); ++i) {
     CHECK_EQ(num, bottom[i]->num());
     CHECK_EQ(channels, bottom[i]->channels());
     CHECK_EQ(height, bottom[i]->height());
@@ -32,7 +32,7 @@ Dtype EltwiseProductLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom
   const int count = (*top)[0]->count();
   Dtype* output = (*top)[0]->mutable_cpu_data();
   vsMul(count, bottom[0]->cpu_data(), bottom[1]->cpu_data(), output);
-  for (size_t i = 2; i < bottom.size(); ++i) {
+  for (std::size_t i = 2; i < bottom.size(); ++i) {
     vsMul(count, output, bottom[i]->cpu_data(), output);
   }
   return Dtype(0);

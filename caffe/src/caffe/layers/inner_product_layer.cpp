@@ -68,11 +68,11 @@ Dtype InnerProductLayer<Dtype>::Forward_cpu(const vector<Blob<Dtype>*>& bottom,
   }
   if (rows_ == 1) {
     // A product of matrices copies the weights into another order first, which pays for many rows.
-    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs_, depth_, 1.0f, weights, depth_, input, 1,
-                1.0f, output, 1);
+    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs_, depth_, 1.0F, weights, depth_, input, 1,
+                1.0F, output, 1);
   } else {
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasTrans, rows_, outputs_, depth_, 1.0f, input,
-                depth_, weights, depth_, 1.0f, output, outputs_);
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasTrans, rows_, outputs_, depth_, 1.0F, input,
+                depth_, weights, depth_, 1.0F, output, outputs_);
   }
   return Dtype(0);
 }
@@ -81,17 +81,17 @@ template <typename Dtype>
 void InnerProductLayer<Dtype>::Backward_cpu(const vector<Blob<Dtype>*>& top, bool propagate_down,
                                             vector<Blob<Dtype>*>* bottom) {
   const Dtype* top_diff = top[0]->cpu_diff();
-  cblas_sgemm(CblasRowMajor, CblasTrans, CblasNoTrans, outputs_, depth_, rows_, 1.0f, top_diff,
-              outputs_, (*bottom)[0]->cpu_data(), depth_, 0.0f, this->blobs_[0]->mutable_cpu_diff(),
+  cblas_sgemm(CblasRowMajor, CblasTrans, CblasNoTrans, outputs_, depth_, rows_, 1.0F, top_diff,
+              outputs_, (*bottom)[0]->cpu_data(), depth_, 0.0F, this->blobs_[0]->mutable_cpu_diff(),
               depth_);
   if (bias_term_) {
-    cblas_sgemv(CblasRowMajor, CblasTrans, rows_, outputs_, 1.0f, top_diff, outputs_,
-                static_cast<const Dtype*>(bias_multiplier_->cpu_data()), 1, 0.0f,
+    cblas_sgemv(CblasRowMajor, CblasTrans, rows_, outputs_, 1.0F, top_diff, outputs_,
+                static_cast<const Dtype*>(bias_multiplier_->cpu_data()), 1, 0.0F,
                 this->blobs_[1]->mutable_cpu_diff(), 1);
   }
   if (propagate_down) {
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, rows_, depth_, outputs_, 1.0f, top_diff,
-                outputs_, this->blobs_[0]->cpu_data(), depth_, 0.0f,
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, rows_, depth_, outputs_, 1.0F, top_diff,
+                outputs_, this->blobs_[0]->cpu_data(), depth_, 0.0F,
                 (*bottom)[0]->mutable_cpu_diff(), depth_);
   }
 }

@@ -47,7 +47,7 @@ void RunOverChannels(const RunningWindow& window, const float* image, float* sca
       const int n = std::min(kBlock, window.plane - begin);
       const float* values = image + begin;
       float* sums = scale + begin;
-      std::fill_n(sums, n, 1.0f);
+      std::fill_n(sums, n, 1.0F);
       for (int c = 0; c < std::min(window.ahead, channels); ++c) {
         AddSquares(window.factor, values + c * plane, n, sums);
       }
@@ -111,7 +111,7 @@ void LRNLayer<Dtype>::SetUpWithinChannel(const vector<Blob<Dtype>*>& bottom,
   split_layer_->SetUp(bottom, &split_top_vec_);
 
   LayerParameter square_param;
-  square_param.mutable_power_param()->set_power(2.0f);
+  square_param.mutable_power_param()->set_power(2.0F);
   square_bottom_vec_ = {&square_input_};
   square_top_vec_ = {&square_output_};
   square_layer_.reset(new PowerLayer<Dtype>(square_param));
@@ -136,7 +136,7 @@ void LRNLayer<Dtype>::SetUpWithinChannel(const vector<Blob<Dtype>*>& bottom,
   LayerParameter power_param;
   power_param.mutable_power_param()->set_power(-beta_);
   power_param.mutable_power_param()->set_scale(alpha_);
-  power_param.mutable_power_param()->set_shift(1.0f);
+  power_param.mutable_power_param()->set_shift(1.0F);
   power_top_vec_ = {&power_output_};
   power_layer_.reset(new PowerLayer<Dtype>(power_param));
   power_layer_->SetUp(pool_top_vec_, &power_top_vec_);
@@ -256,15 +256,15 @@ void LRNLayer<Dtype>::CrossChannelBackward_cpu(const vector<Blob<Dtype>*>& top, 
     vsDiv(image, own_ratios, scale + begin, own_ratios);
     std::fill_n(sum, plane, Dtype(0));
     for (int c = 0; c < size_ - 1; ++c) {
-      cblas_saxpy(plane, 1.0f, ratios + padded_ratio.offset(0, c), 1, sum, 1);
+      cblas_saxpy(plane, 1.0F, ratios + padded_ratio.offset(0, c), 1, sum, 1);
     }
     for (int c = 0; c < channels_; ++c) {
-      cblas_saxpy(plane, 1.0f, ratios + padded_ratio.offset(0, c + size_ - 1), 1, sum, 1);
+      cblas_saxpy(plane, 1.0F, ratios + padded_ratio.offset(0, c + size_ - 1), 1, sum, 1);
       const int at = scale_.offset(n, c);
       for (int i = 0; i < plane; ++i) {
         input_diff[at + i] += factor * input[at + i] * sum[i];
       }
-      cblas_saxpy(plane, -1.0f, ratios + padded_ratio.offset(0, c), 1, sum, 1);
+      cblas_saxpy(plane, -1.0F, ratios + padded_ratio.offset(0, c), 1, sum, 1);
     }
   }
 }

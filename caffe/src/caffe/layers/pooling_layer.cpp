@@ -68,7 +68,7 @@ struct Max {
 };
 
 struct Sum {
-  static float Start() { return 0.0f; }
+  static float Start() { return 0.0F; }
   static float Take(float cell, float value) { return cell + value; }
 };
 

@@ -12,7 +12,7 @@ void Rectify(int count, const float* input, float* output) {
   RunWide([=]() OZNA_WIDE_LOOP {
     OZNA_VECTOR_LOOP
     for (int i = 0; i < count; ++i) {
-      output[i] = input[i] >= 0.0f ? input[i] : 0.0f;
+      output[i] = input[i] >= 0.0F ? input[i] : 0.0F;
     }
   });
 }

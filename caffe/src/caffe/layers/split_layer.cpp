@@ -14,7 +14,7 @@ void SplitLayer<Dtype>::SetUp(const vector<Blob<Dtype>*>& bottom, vector<Blob<Dt
   CHECK_EQ(bottom.size(), 1) << "Split Layer takes a single blob as input.";
   CHECK_GE(top->size(), 1) << "Split Layer takes at least one blob as output.";
   count_ = bottom[0]->count();
-  for (size_t i = 0; i < top->size(); ++i) {
+  for (std::size_t i = 0; i < top->size(); ++i) {
     if (i > 0) {
       CHECK((*top)[i] != bottom[0]) << "Only 0th top blob may be in place.";
     }
@@ -39,8 +39,8 @@ void SplitLayer<Dtype>::Backward_cpu(const vector<Blob<Dtype>*>& top, bool propa
   if (!propagate_down) return;
   (*bottom)[0]->ShareDiff(*top[0]);
   Dtype* sum = (*bottom)[0]->mutable_cpu_diff();
-  for (size_t i = 1; i < top.size(); ++i) {
-    cblas_saxpy(count_, 1.0f, top[i]->cpu_diff(), 1, sum, 1);
+  for (std::size_t i = 1; i < top.size(); ++i) {
+    cblas_saxpy(count_, 1.0F, top[i]->cpu_diff(), 1, sum, 1);
   }
 }
 

@@ -14,7 +14,7 @@ using std::size_t;
 // Planes of up to this many floats are copied from their neighbours, which are then still in the
 // nearest cache. Larger ones are read from the image again, since the image is smaller than the
 // planes in between.
-constexpr size_t kCachedPlaneFloats = 16 * 1024;
+constexpr std::size_t kCachedPlaneFloats = 16 * 1024;
 
 // One image plane and the places of a window on it. A band of rows of places is an unfolding of its
 // own, with less padding above: none, or less than that, where it begins further down.
@@ -23,7 +23,7 @@ struct Unfolding {
   int out_height, out_width;  // Number of places.
   int pad_top, pad_left, stride;
 
-  size_t plane() const { return static_cast<size_t>(out_height) * out_width; }
+  std::size_t plane() const { return static_cast<std::size_t>(out_height) * out_width; }
 };
 
 Unfolding MakeUnfolding(int height, int width, int ksize, int pad, int stride) {
@@ -68,7 +68,7 @@ void CopyStrided(const float* src, int stride, int n, float* dst) {
     case 3:
       return CopyEvery<3>(src, n, dst);
     default:
-      for (int i = 0; i < n; ++i) dst[i] = src[static_cast<size_t>(i) * stride];
+      for (int i = 0; i < n; ++i) dst[i] = src[static_cast<std::size_t>(i) * stride];
   }
 }
 
@@ -76,14 +76,14 @@ void CopyStrided(const float* src, int stride, int n, float* dst) {
 void GatherRow(const float* image, const Unfolding& u, int source_row, int offset_x,
                const Places& inside, float* dst) {
   if (source_row < 0 || source_row >= u.height || inside.begin >= inside.end) {
-    std::fill_n(dst, u.out_width, 0.0f);
+    std::fill_n(dst, u.out_width, 0.0F);
     return;
   }
-  const float* src = image + static_cast<size_t>(source_row) * u.width;
-  std::fill(dst, dst + inside.begin, 0.0f);
+  const float* src = image + static_cast<std::size_t>(source_row) * u.width;
+  std::fill(dst, dst + inside.begin, 0.0F);
   CopyStrided(src + inside.begin * u.stride + offset_x, u.stride, inside.end - inside.begin,
               dst + inside.begin);
-  std::fill(dst + inside.end, dst + u.out_width, 0.0f);
+  std::fill(dst + inside.end, dst + u.out_width, 0.0F);
 }
 
 void GatherPlane(const float* image, const Unfolding& u, int kernel_row, int kernel_col,
@@ -92,7 +92,7 @@ void GatherPlane(const float* image, const Unfolding& u, int kernel_row, int ker
   const Places inside = PlacesInside(u.width, offset_x, u.stride, u.out_width);
   for (int h = first_row; h < u.out_height; ++h) {
     GatherRow(image, u, h * u.stride - u.pad_top + kernel_row, offset_x, inside,
-              dst + static_cast<size_t>(h) * u.out_width);
+              dst + static_cast<std::size_t>(h) * u.out_width);
   }
 }
 
@@ -106,8 +106,8 @@ void ShiftPlaneLeft(const float* image, const Unfolding& u, int kernel_row, int 
   for (int h = 0; h < u.out_height; ++h) {
     const int source_row = h * u.stride - u.pad_top + kernel_row;
     const bool inside = column_inside && source_row >= 0 && source_row < u.height;
-    dst[static_cast<size_t>(h) * u.out_width + u.out_width - 1] =
-        inside ? image[static_cast<size_t>(source_row) * u.width + source_col] : 0.0f;
+    dst[static_cast<std::size_t>(h) * u.out_width + u.out_width - 1] =
+        inside ? image[static_cast<std::size_t>(source_row) * u.width + source_col] : 0.0F;
   }
 }
 
@@ -120,13 +120,14 @@ void ShiftPlaneUp(const float* image, const Unfolding& u, int kernel_row, int ke
 }
 
 void UnfoldChannel(const float* image, const Unfolding& u, int ksize, float* columns) {
-  const size_t plane = u.plane();
+  const std::size_t plane = u.plane();
   const bool cached = plane <= kCachedPlaneFloats;
   for (int row = 0; row < ksize; ++row) {
     for (int col = 0; col < ksize; ++col) {
-      float* dst = columns + (static_cast<size_t>(row) * ksize + col) * plane;
+      float* dst = columns + (static_cast<std::size_t>(row) * ksize + col) * plane;
       if (cached && row >= u.stride) {
-        ShiftPlaneUp(image, u, row, col, dst - static_cast<size_t>(u.stride) * ksize * plane, dst);
+        ShiftPlaneUp(image, u, row, col, dst - static_cast<std::size_t>(u.stride) * ksize * plane,
+                     dst);
       } else if (cached && col >= u.stride) {
         ShiftPlaneLeft(image, u, row, col, dst - u.stride * plane, dst);
       } else {
@@ -144,9 +145,9 @@ void ScatterPlane(const float* columns, const Unfolding& u, int kernel_row, int 
   for (int h = 0; h < u.out_height; ++h) {
     const int target_row = h * u.stride - u.pad_top + kernel_row;
     if (target_row < 0 || target_row >= u.height) continue;
-    const float* src = columns + static_cast<size_t>(h) * u.out_width;
+    const float* src = columns + static_cast<std::size_t>(h) * u.out_width;
     for (int w = inside.begin; w < inside.end; ++w) {
-      image[static_cast<size_t>(target_row) * u.width + w * u.stride + offset_x] += src[w];
+      image[static_cast<std::size_t>(target_row) * u.width + w * u.stride + offset_x] += src[w];
     }
   }
 }
@@ -166,23 +167,23 @@ void im2col_band(const float* data_im, int channels, int height, int width, int 
   u.out_height = rows;
   u.pad_top -= first_row * stride;
   if (u.out_height < 1 || u.out_width < 1) return;
-  const size_t image = static_cast<size_t>(height) * width;
+  const std::size_t image = static_cast<std::size_t>(height) * width;
   for (int c = 0; c < channels; ++c) {
     UnfoldChannel(data_im + c * image, u, ksize,
-                  data_col + static_cast<size_t>(c) * ksize * ksize * u.plane());
+                  data_col + static_cast<std::size_t>(c) * ksize * ksize * u.plane());
   }
 }
 
 void col2im_cpu(const float* data_col, int channels, int height, int width, int ksize, int pad,
                 int stride, float* data_im) {
-  const size_t image = static_cast<size_t>(height) * width;
+  const std::size_t image = static_cast<std::size_t>(height) * width;
   std::memset(data_im, 0, channels * image * sizeof(float));
   if (ksize < 1) return;
   const Unfolding u = MakeUnfolding(height, width, ksize, pad, stride);
   if (u.out_height < 1 || u.out_width < 1) return;
   for (int c = 0; c < channels; ++c) {
     for (int k = 0; k < ksize * ksize; ++k) {
-      ScatterPlane(data_col + (static_cast<size_t>(c) * ksize * ksize + k) * u.plane(), u,
+      ScatterPlane(data_col + (static_cast<std::size_t>(c) * ksize * ksize + k) * u.plane(), u,
                    k / ksize, k % ksize, data_im + c * image);
     }
   }

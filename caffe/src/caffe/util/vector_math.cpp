@@ -27,7 +27,7 @@ inline std::int32_t BitsOf(float value) {
 
 // 2 to the power of an exponent between -126 and 127.
 inline float PowerOfTwo(std::int32_t exponent) {
-  const std::uint32_t bits = (static_cast<std::uint32_t>(exponent) + 127u) << 23;
+  const std::uint32_t bits = (static_cast<std::uint32_t>(exponent) + 127U) << 23;
   float value;
   std::memcpy(&value, &bits, sizeof(value));
   return value;
@@ -37,22 +37,22 @@ inline float PowerOfTwo(std::int32_t exponent) {
 // k = round(x / ln 2) and |r| <= ln 2 / 2, exp(r) by its series in Horner form.
 inline float Exp(float x) {
   // Behind these bounds the result is 0 or infinity anyway; not-a-number passes both comparisons.
-  x = 89.0f < x ? 89.0f : x;
-  x = -104.0f > x ? -104.0f : x;
+  x = 89.0F < x ? 89.0F : x;
+  x = -104.0F > x ? -104.0F : x;
   // Adding 1.5 * 2^23 leaves the rounded integer in the low bits of the sum.
-  const float kRound = 12582912.0f;
-  const float shifted = x * 1.44269504088896341f + kRound;
+  const float kRound = 12582912.0F;
+  const float shifted = x * 1.44269504088896341F + kRound;
   const std::int32_t k = BitsOf(shifted) - BitsOf(kRound);
   const float k_float = shifted - kRound;
   // ln 2 in two parts; the first has so few bits that its product with k is exact.
-  const float r = (x - k_float * 0.693359375f) - k_float * -2.12194440e-4f;
-  float tail = 1.0f / 5040;
-  tail = tail * r + 1.0f / 720;
-  tail = tail * r + 1.0f / 120;
-  tail = tail * r + 1.0f / 24;
-  tail = tail * r + 1.0f / 6;
-  tail = tail * r + 0.5f;
-  const float exp_r = 1.0f + (r + r * r * tail);
+  const float r = (x - k_float * 0.693359375F) - k_float * -2.12194440e-4F;
+  float tail = 1.0F / 5040;
+  tail = tail * r + 1.0F / 720;
+  tail = tail * r + 1.0F / 120;
+  tail = tail * r + 1.0F / 24;
+  tail = tail * r + 1.0F / 6;
+  tail = tail * r + 0.5F;
+  const float exp_r = 1.0F + (r + r * r * tail);
   // Two factors, since 2^k alone is no normal float at either end of the range.
   const std::int32_t half = k >> 1;
   return exp_r * PowerOfTwo(half) * PowerOfTwo(k - half);
@@ -120,19 +120,19 @@ void vsSqr(int n, const float* a, float* y) {
 void vsExp(int n, const float* a, float* y) { Map(n, a, y, Exp); }
 
 void vsPowx(int n, const float* a, float b, float* y) {
-  if (b == 1.0f) {
+  if (b == 1.0F) {
     Map(n, a, y, [](float x) { return x; });
-  } else if (b == 2.0f) {
+  } else if (b == 2.0F) {
     vsSqr(n, a, y);
-  } else if (b == 0.5f) {
+  } else if (b == 0.5F) {
     PowByFormula(n, a, b, y, [](float x) { return std::sqrt(x); });
-  } else if (b == -0.5f) {
-    PowByFormula(n, a, b, y, [](float x) { return 1.0f / std::sqrt(x); });
-  } else if (b == -0.75f) {
+  } else if (b == -0.5F) {
+    PowByFormula(n, a, b, y, [](float x) { return 1.0F / std::sqrt(x); });
+  } else if (b == -0.75F) {
     // The exponent of local response normalisation as it is nearly always trained.
     PowByFormula(n, a, b, y, [](float x) {
       const float root = std::sqrt(x);
-      return 1.0f / (root * std::sqrt(root));
+      return 1.0F / (root * std::sqrt(root));
     });
   } else {
     PowEach(n, a, b, y);
