@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "alignment/sdm_model.h"
+#include "tests/temporary_folder.h"
 
 namespace synthetic {
 
@@ -52,24 +53,16 @@ inline std::string fileForm(const oznalib::SDMModel& model) {
 /// A file that is gone when the object is.
 class ModelFile {
  public:
-  explicit ModelFile(const std::string& bytes) {
-    // The test's own name keeps tests that run side by side apart.
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    static int serial = 0;
-    name_ = std::string("ozna_") + test->test_suite_name() + "_" + test->name() + "_" +
-            std::to_string(serial++) + ".sdm";
-    std::ofstream(path(), std::ios::binary) << bytes;
-  }
+  explicit ModelFile(const std::string& bytes) { std::ofstream(path(), std::ios::binary) << bytes; }
   explicit ModelFile(const oznalib::SDMModel& model) : ModelFile(fileForm(model)) {}
   ModelFile(const ModelFile&) = delete;
   ModelFile& operator=(const ModelFile&) = delete;
-  ~ModelFile() { std::remove(path().c_str()); }
 
-  std::string path() const { return testing::TempDir() + "/" + name_; }
-  oznalib::Status load() const { return oznalib::loadModelSlot(testing::TempDir(), name_); }
+  std::string path() const { return folder_.file("model.sdm"); }
+  oznalib::Status load() const { return oznalib::loadModelSlot(folder_.path(), "model.sdm"); }
 
  private:
-  std::string name_;
+  ozna_test::TemporaryFolder folder_;
 };
 
 inline void fillRandom(mp::matrix& matrix, float scale, std::mt19937& random) {

@@ -35,7 +35,7 @@ class DataLayerTest : public testing::Test {
 
   LayerBench& LayerOn(const std::vector<std::string>& values, const std::string& fields,
                       int top_count = 2) {
-    WriteDatabase(folder_.File("db"), values);
+    WriteDatabase(folder_.file("db"), values);
     bench_ = std::make_unique<LayerBench>(Text(fields), std::vector<std::vector<int>>(), top_count);
     return *bench_;
   }
@@ -47,11 +47,11 @@ class DataLayerTest : public testing::Test {
   }
 
   std::string Text(const std::string& fields) const {
-    return "name: 'data' type: DATA data_param { source: '" + folder_.File("db") + "' " + fields +
+    return "name: 'data' type: DATA data_param { source: '" + folder_.file("db") + "' " + fields +
            " }";
   }
 
-  TempFolder folder_;
+  TemporaryFolder folder_;
   ScopedRuntimeState test_phase_;
   std::unique_ptr<LayerBench> bench_;
 };
@@ -149,23 +149,23 @@ TEST_F(DataLayerTest, CentresCropOutsideTraining) {
 TEST_F(DataLayerTest, SubtractsMeanAtPlaceOfSource) {
   const Datum datum = ByteDatum(1, 4, 4, 0, 3);
   const std::vector<float> mean = SeededValues(16, 5, 0, 100);
-  WriteBlobFile(folder_.File("mean"), 1, 1, 4, 4, mean);
-  const std::string mean_file = "mean_file: '" + folder_.File("mean") + "' ";
+  WriteBlobFile(folder_.file("mean"), 1, 1, 4, 4, mean);
+  const std::string mean_file = "mean_file: '" + folder_.file("mean") + "' ";
   LayerBench& bench = Layer({datum}, "batch_size: 1 crop_size: 2 " + mean_file);
   bench.Forward();
   EXPECT_EQ(CropOf(ValuesOf(datum), 1, 4, 4, 2, 1, 1, false, 1, mean), DataOf(*bench.top(0)));
 }
 
 TEST_F(DataLayerTest, SubtractsMeanWithoutCrop) {
-  WriteBlobFile(folder_.File("mean"), 1, 1, 1, 3, {1, 2, 3});
-  const std::string mean_file = "mean_file: '" + folder_.File("mean") + "' ";
+  WriteBlobFile(folder_.file("mean"), 1, 1, 1, 3, {1, 2, 3});
+  const std::string mean_file = "mean_file: '" + folder_.file("mean") + "' ";
   LayerBench& bench = Layer({ByteDatum(1, 1, 3, 0, 10, 1)}, "batch_size: 1 scale: 2 " + mean_file);
   bench.Forward();
   EXPECT_EQ((std::vector<float>{18, 18, 18}), DataOf(*bench.top(0)));
 }
 
 TEST_F(DataLayerTest, KeepsMeanAtZeroWithoutMeanFile) {
-  WriteDatabase(folder_.File("db"), Serialized({ByteDatum(1, 2, 2, 0, 10)}));
+  WriteDatabase(folder_.file("db"), Serialized({ByteDatum(1, 2, 2, 0, 10)}));
   OpenDataLayer layer(ParseLayer(Text("batch_size: 1")));
   Blob<float> top;
   std::vector<Blob<float>*> tops = {&top};
@@ -180,8 +180,8 @@ TEST_F(DataLayerThreads, PlacesAndMirrorsCropsByDrawsInTraining) {
   const ScopedRuntimeState training(Caffe::TRAIN);
   const std::vector<Datum> records = {ByteDatum(2, 9, 12, 0, 3), ByteDatum(2, 9, 12, 0, 90)};
   const std::vector<float> mean = SeededValues(2 * 9 * 12, 6, 0, 100);
-  WriteBlobFile(folder_.File("mean"), 1, 2, 9, 12, mean);
-  const std::string mean_file = "mean_file: '" + folder_.File("mean") + "' ";
+  WriteBlobFile(folder_.file("mean"), 1, 2, 9, 12, mean);
+  const std::string mean_file = "mean_file: '" + folder_.file("mean") + "' ";
   Caffe::set_random_seed(4711);
   boost::mt19937 common(4711);
   LayerBench& bench =
@@ -322,7 +322,7 @@ TEST_F(DataLayerTest, LeavesGradientsAlone) {
 }
 
 TEST_F(DataLayerTest, FeedsNet) {
-  WriteDatabase(folder_.File("db"), Serialized(ThreeSmallRecords()));
+  WriteDatabase(folder_.file("db"), Serialized(ThreeSmallRecords()));
   const auto net = MakeNet("layers { " + Text("batch_size: 2") +
                            " top: 'values' top: 'labels' } "
                            "layers { name: 'drop' type: RELU bottom: 'values' top: 'values' }");
@@ -333,14 +333,14 @@ TEST_F(DataLayerTest, FeedsNet) {
 using DataLayerDeathTest = DataLayerTest;
 
 TEST_F(DataLayerDeathTest, RefusesBottom) {
-  WriteDatabase(folder_.File("db"), Serialized(ThreeSmallRecords()));
+  WriteDatabase(folder_.file("db"), Serialized(ThreeSmallRecords()));
   EXPECT_DEATH(LayerBench(Text("batch_size: 1"), {{1, 1, 1, 1}}, 2),
                HasSubstr("Check failed: bottom.size() == 0 (1 vs. 0) Data Layer takes no input "
                          "blobs."));
 }
 
 TEST_F(DataLayerDeathTest, RefusesNoTopAndThreeTops) {
-  WriteDatabase(folder_.File("db"), Serialized(ThreeSmallRecords()));
+  WriteDatabase(folder_.file("db"), Serialized(ThreeSmallRecords()));
   EXPECT_DEATH(LayerBench(Text("batch_size: 1"), {}, 0),
                HasSubstr("Check failed: top->size() >= 1 (0 vs. 1) Data Layer takes at least one "
                          "blob as output."));
@@ -453,26 +453,26 @@ TEST_F(DataLayerDeathTest, RefusesShapesBeyondThirtyTwoBits) {
 
 TEST_F(DataLayerDeathTest, RefusesMeanOfAnotherShape) {
   const std::vector<Datum> records = {ByteDatum(1, 2, 2, 0, 0)};
-  const std::string fields = "batch_size: 1 mean_file: '" + folder_.File("mean") + "'";
+  const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
   const std::vector<float> values(16, 0.f);
-  WriteBlobFile(folder_.File("mean"), 2, 1, 2, 2, values);
+  WriteBlobFile(folder_.file("mean"), 2, 1, 2, 2, values);
   EXPECT_DEATH(RunToDeath(records, fields), HasSubstr("data_mean_.num() == 1 (2 vs. 1)"));
-  WriteBlobFile(folder_.File("mean"), 1, 2, 2, 2, values);
+  WriteBlobFile(folder_.file("mean"), 1, 2, 2, 2, values);
   EXPECT_DEATH(RunToDeath(records, fields),
                HasSubstr("data_mean_.channels() == datum_channels_ (2 vs. 1)"));
-  WriteBlobFile(folder_.File("mean"), 1, 1, 3, 2, values);
+  WriteBlobFile(folder_.file("mean"), 1, 1, 3, 2, values);
   EXPECT_DEATH(RunToDeath(records, fields),
                HasSubstr("data_mean_.height() == datum_height_ (3 vs. 2)"));
-  WriteBlobFile(folder_.File("mean"), 1, 1, 2, 3, values);
+  WriteBlobFile(folder_.file("mean"), 1, 1, 2, 3, values);
   EXPECT_DEATH(RunToDeath(records, fields),
                HasSubstr("data_mean_.width() == datum_width_ (3 vs. 2)"));
 }
 
 TEST_F(DataLayerDeathTest, RefusesMeanFileThatDoesNotRead) {
   const std::vector<Datum> records = {ByteDatum(1, 2, 2, 0, 0)};
-  const std::string fields = "batch_size: 1 mean_file: '" + folder_.File("mean") + "'";
+  const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
   EXPECT_DEATH(RunToDeath(records, fields), testing::ContainsRegex("File not found: /.*/mean"));
-  std::ofstream(folder_.File("mean")) << "\xff\xff\xff";
+  std::ofstream(folder_.file("mean")) << "\xff\xff\xff";
   EXPECT_DEATH(RunToDeath(records, fields),
                HasSubstr("Check failed: ReadProtoFromBinaryFile(filename, proto) "));
 }
@@ -498,7 +498,7 @@ TEST_F(DataLayerDeathTest, RefusesThreadWithoutLayerBlobOrRecord) {
   EXPECT_DEATH(caffe::DataLayerPrefetch<float>(&fresh),
                HasSubstr("Check failed: layer->prefetch_data_ "));
 
-  WriteDatabase(folder_.File("db"), Serialized(ThreeSmallRecords()));
+  WriteDatabase(folder_.file("db"), Serialized(ThreeSmallRecords()));
   OpenDataLayer layer(ParseLayer(Text("batch_size: 1")));
   Blob<float> top;
   std::vector<Blob<float>*> tops = {&top};

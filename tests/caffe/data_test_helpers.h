@@ -1,4 +1,4 @@
-/// What the tests of the data layers share: temporary folders, databases and mean files, records,
+/// What the tests of the data layers share: databases and mean files, records,
 /// and a plain reference of what a layer makes of a record.
 
 #ifndef OZNA_TESTS_CAFFE_DATA_TEST_HELPERS_H_
@@ -8,46 +8,21 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <leveldb/db.h>
-#include <stdlib.h>
 
 #include <boost/random/mersenne_twister.hpp>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "caffe/proto/caffe.pb.h"
+#include "tests/temporary_folder.h"
 
 namespace caffe_test {
 
-/// A fresh folder that is gone again at the end of the scope. That of a death test's child, which
-/// gets no further than its death, lies inside the folder of its parent and goes with it.
-class TempFolder {
- public:
-  TempFolder() {
-    const char* parent = getenv(kParent);
-    std::string pattern =
-        (parent != nullptr ? std::string(parent) + "/" : testing::TempDir()) + "ozna_data_XXXXXX";
-    EXPECT_NE(nullptr, mkdtemp(pattern.data()));
-    path_ = pattern;
-    setenv(kParent, path_.c_str(), /*overwrite=*/1);
-  }
-  ~TempFolder() {
-    unsetenv(kParent);
-    std::filesystem::remove_all(path_);
-  }
-  TempFolder(const TempFolder&) = delete;
-  TempFolder& operator=(const TempFolder&) = delete;
-
-  std::string File(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  static constexpr const char* kParent = "OZNA_TEST_FOLDER";
-  std::string path_;
-};
+using ozna_test::TemporaryFolder;
 
 /// Writes the values as a database whose keys keep their order.
 inline void WriteDatabase(const std::string& path, const std::vector<std::string>& values) {

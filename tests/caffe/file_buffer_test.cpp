@@ -12,21 +12,19 @@
 #include <string>
 #include <thread>
 
+#include "tests/temporary_folder.h"
+
 namespace {
 
 using caffe::FileBuffer;
 
 class FileBufferTest : public testing::Test {
  protected:
-  FileBufferTest() : path_(testing::TempDir() + "/ozna_file_buffer_" + testName()) {
+  FileBufferTest() {
     for (int i = 0; i < 50000; ++i) content_ += static_cast<char>(i * 7 + i / 251);
     std::ofstream(path_, std::ios::binary) << content_;
   }
-  ~FileBufferTest() override { std::remove(path_.c_str()); }
 
-  static std::string testName() {
-    return testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
   std::string take(std::istream& in, std::size_t count) {
     std::string bytes(count, '\0');
     in.read(bytes.data(), static_cast<std::streamsize>(count));
@@ -34,7 +32,8 @@ class FileBufferTest : public testing::Test {
     return bytes;
   }
 
-  std::string path_;
+  const ozna_test::TemporaryFolder folder_;
+  const std::string path_ = folder_.file("content");
   std::string content_;
 };
 

@@ -139,7 +139,7 @@ class ImageDataLayerTest : public testing::Test {
     return DataOf(data_);
   }
 
-  TempFolder folder_;
+  TemporaryFolder folder_;
   ScopedRuntimeState test_phase_;
   Blob<float> data_;
   Blob<float> label_;
@@ -227,9 +227,9 @@ TEST_F(ImageDataLayerTest, ScalesImagesOfAllSizes) {
 }
 
 TEST_F(ImageDataLayerTest, SubtractsMeanAndScales) {
-  WriteBlobFile(folder_.File("mean"), 1, 3, 1, 2, {1, 2, 3, 4, 5, 6});
+  WriteBlobFile(folder_.file("mean"), 1, 3, 1, 2, {1, 2, 3, 4, 5, 6});
   Layer({CountingImage(1, 2, 10)},
-        "batch_size: 1 scale: 2 mean_file: '" + folder_.File("mean") + "'");
+        "batch_size: 1 scale: 2 mean_file: '" + folder_.file("mean") + "'");
   // Planes 10 13, 11 14, 12 15.
   EXPECT_EQ((std::vector<float>{18, 22, 16, 20, 14, 18}), NextBatch());
 }
@@ -445,24 +445,24 @@ TEST_F(ImageDataLayerDeathTest, RefusesImageOfAnotherSizeThanFirst) {
 
 TEST_F(ImageDataLayerDeathTest, RefusesMeanOfAnotherShape) {
   const std::vector<cv::Mat> images = {CountingImage(2, 2, 0)};
-  const std::string fields = "batch_size: 1 mean_file: '" + folder_.File("mean") + "'";
+  const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
   const std::vector<float> values(24, 0.f);
-  WriteBlobFile(folder_.File("mean"), 2, 3, 2, 2, values);
+  WriteBlobFile(folder_.file("mean"), 2, 3, 2, 2, values);
   EXPECT_DEATH(RunToDeath(images, fields), HasSubstr("data_mean_.num() == 1 (2 vs. 1)"));
-  WriteBlobFile(folder_.File("mean"), 1, 2, 2, 2, values);
+  WriteBlobFile(folder_.file("mean"), 1, 2, 2, 2, values);
   EXPECT_DEATH(RunToDeath(images, fields),
                HasSubstr("data_mean_.channels() == datum_channels_ (2 vs. 3)"));
-  WriteBlobFile(folder_.File("mean"), 1, 3, 3, 2, values);
+  WriteBlobFile(folder_.file("mean"), 1, 3, 3, 2, values);
   EXPECT_DEATH(RunToDeath(images, fields),
                HasSubstr("data_mean_.height() == datum_height_ (3 vs. 2)"));
-  WriteBlobFile(folder_.File("mean"), 1, 3, 2, 3, values);
+  WriteBlobFile(folder_.file("mean"), 1, 3, 2, 3, values);
   EXPECT_DEATH(RunToDeath(images, fields),
                HasSubstr("data_mean_.width() == datum_width_ (3 vs. 2)"));
 }
 
 TEST_F(ImageDataLayerDeathTest, RefusesMeanFileThatDoesNotRead) {
-  const std::string fields = "batch_size: 1 mean_file: '" + folder_.File("mean") + "'";
-  std::ofstream(folder_.File("mean")) << "\xff\xff\xff";
+  const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
+  std::ofstream(folder_.file("mean")) << "\xff\xff\xff";
   EXPECT_DEATH(RunToDeath({CountingImage(2, 2, 0)}, fields),
                HasSubstr("Check failed: ReadProtoFromBinaryFile(filename, proto) "));
 }

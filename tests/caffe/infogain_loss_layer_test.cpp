@@ -15,13 +15,13 @@ class InfogainLossLayer : public testing::Test {
     return LossBench("INFOGAIN_LOSS", shape, labels, 0, Fields());
   }
   std::string Fields() const {
-    return "infogain_loss_param { source: '" + folder_.File("matrix") + "' }";
+    return "infogain_loss_param { source: '" + folder_.file("matrix") + "' }";
   }
   void WriteMatrix(int num, int channels, int height, int width, const std::vector<float>& values) {
-    WriteBlobFile(folder_.File("matrix"), num, channels, height, width, values);
+    WriteBlobFile(folder_.file("matrix"), num, channels, height, width, values);
   }
 
-  TempFolder folder_;
+  TemporaryFolder folder_;
 };
 
 TEST_F(InfogainLossLayer, MatchesReferenceAndItsGradient) {
@@ -71,7 +71,7 @@ TEST_F(InfogainLossLayerDeathTest, RefusesMatrixForOtherNumberOfClasses) {
 
 TEST_F(InfogainLossLayerDeathTest, RefusesFileThatDoesNotRead) {
   EXPECT_DEATH(Bench({1, 2, 1, 1}, {0}), testing::ContainsRegex("File not found: /.*/matrix"));
-  std::ofstream(folder_.File("matrix")) << "\xff\xff\xff";
+  std::ofstream(folder_.file("matrix")) << "\xff\xff\xff";
   EXPECT_DEATH(Bench({1, 2, 1, 1}, {0}),
                HasSubstr("Check failed: ReadProtoFromBinaryFile(filename, proto) "));
 }

@@ -15,6 +15,7 @@
 
 #include "tests/caffe/test_helpers.h"
 #include "tests/german_locale.h"
+#include "tests/temporary_folder.h"
 
 namespace caffe {
 namespace {
@@ -22,19 +23,14 @@ namespace {
 // A file of its own for each test, removed at the end.
 class IoTest : public testing::Test {
  protected:
-  void SetUp() override {
-    path_ = testing::TempDir() + "ozna_io_test_" + std::to_string(getpid()) + "_" +
-            testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-  void TearDown() override { std::remove(path_.c_str()); }
-
   void Write(const std::string& bytes) {
     std::ofstream(path_, std::ios::binary).write(bytes.data(), bytes.size());
   }
   bool ReadText() { return ReadProtoFromTextFile(path_.c_str(), &param_); }
   bool ReadBinary() { return ReadProtoFromBinaryFile(path_.c_str(), &param_); }
 
-  std::string path_;
+  const ozna_test::TemporaryFolder folder_;
+  const std::string path_ = folder_.file("network");
   NetParameter param_;
 };
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/caffe/test_helpers.h"
+#include "tests/temporary_folder.h"
 
 namespace caffe {
 namespace {
@@ -297,15 +298,11 @@ TEST(NetInitDeathTest, EndsForTextThatDoesNotParse) {
 
 class NetFiles : public testing::Test {
  protected:
-  void SetUp() override {
-    path_ = testing::TempDir() + "ozna_net_test_" + std::to_string(getpid()) + "_" +
-            testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-  void TearDown() override { std::remove(path_.c_str()); }
   void Write(const std::string& bytes) {
     std::ofstream(path_, std::ios::binary).write(bytes.data(), bytes.size());
   }
-  std::string path_;
+  const ozna_test::TemporaryFolder folder_;
+  const std::string path_ = folder_.file("network");
 };
 
 const char kDenseNet[] =

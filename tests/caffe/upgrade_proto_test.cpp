@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/caffe/test_helpers.h"
+#include "tests/temporary_folder.h"
 
 namespace caffe {
 namespace {
@@ -396,16 +397,12 @@ TEST(UpgradeV0Net, CarriesOverTheRestWhenOneLayerFails) {
 
 class NetReader : public testing::Test {
  protected:
-  void SetUp() override {
-    path_ = testing::TempDir() + "ozna_upgrade_test_" + std::to_string(getpid()) + "_" +
-            testing::UnitTest::GetInstance()->current_test_info()->name();
-  }
-  void TearDown() override { std::remove(path_.c_str()); }
   void Write(const std::string& bytes) {
     std::ofstream(path_, std::ios::binary).write(bytes.data(), bytes.size());
   }
 
-  std::string path_;
+  const ozna_test::TemporaryFolder folder_;
+  const std::string path_ = folder_.file("network");
   NetParameter param_;
 };
 

@@ -193,7 +193,7 @@ std::vector<oznalib::Detection> loadAndDetect(const std::string& root, const cv:
 
 TEST(DefaultCascadeThreads, LoadAndDetectSideBySide) {
   // Low thresholds, so that boxes reach every network.
-  const detector_test::TemporaryDirectory directory;
+  const ozna_test::TemporaryFolder directory;
   std::filesystem::create_directory_symlink(OZNA_SOURCE_DIR "/public/cascades",
                                             directory.root() + "cascades");
   detector_test::writeFile(directory.root() + "list",
@@ -218,7 +218,7 @@ TEST(DefaultCascadeThreads, LoadAndDetectSideBySide) {
 }
 
 TEST(BuiltInCascadeDeathTest, FindsItsWeightsByTheCurrentDirectory) {
-  const detector_test::TemporaryDirectory elsewhere;
+  const ozna_test::TemporaryFolder elsewhere;
   const auto load_elsewhere = [&] {
     std::filesystem::current_path(elsewhere.root());
     DetectorImpl detector;

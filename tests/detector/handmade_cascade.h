@@ -22,26 +22,9 @@
 #include "detector/detector_impl.h"
 #include "detector/face_candidate.h"
 #include "ozna.h"
+#include "tests/temporary_folder.h"
 
 namespace detector_test {
-
-/// A directory of its own, removed with all its content at the end of the scope.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string name = testing::TempDir() + "/ozna_XXXXXX";
-    path_ = mkdtemp(name.data());
-  }
-  ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-  /// Ends in a separator, as a cascade root does.
-  std::string root() const { return path_ + "/"; }
-
- private:
-  std::string path_;
-};
 
 /// Writes a file and the directories above it.
 inline void writeFile(const std::string& path, const std::string& content) {

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "tests/detector/handmade_cascade.h"
+#include "tests/temporary_folder.h"
 
 namespace detector_test {
 
@@ -25,7 +25,7 @@ class HostDirectory {
   HostDirectory& operator=(const HostDirectory&) = delete;
 
  private:
-  TemporaryDirectory directory_;
+  ozna_test::TemporaryFolder directory_;
   std::filesystem::path before_;
 };
 

@@ -25,9 +25,9 @@ using detector_test::calibrationDirectory;
 using detector_test::constantNet;
 using detector_test::DenseNet;
 using detector_test::FlatNet;
-using detector_test::TemporaryDirectory;
 using detector_test::writeCalibration;
 using detector_test::writeFile;
+using ozna_test::TemporaryFolder;
 using oznalib::DetectorImpl;
 using oznalib::DetectorParams;
 using oznalib::loadFromFiles;
@@ -74,7 +74,7 @@ class LoadFromFiles : public testing::Test {
   void remove(const std::string& path) { std::filesystem::remove_all(root() + path); }
 
  private:
-  TemporaryDirectory directory_;
+  TemporaryFolder directory_;
 };
 using LoadFromFilesDeathTest = LoadFromFiles;
 

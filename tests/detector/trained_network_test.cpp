@@ -13,6 +13,7 @@
 
 #include "caffe/util/upgrade_proto.hpp"
 #include "detector/model_store.h"
+#include "tests/temporary_folder.h"
 
 namespace {
 
@@ -46,7 +47,8 @@ std::string weightFile(const std::string& layer, int rows, int columns) {
     blob.set_width(width);
     for (int i = 0; i < height * width; ++i) blob.add_data(value);
   }
-  std::string path = testing::TempDir() + "trained_network_" + layer;
+  static const ozna_test::TemporaryFolder folder;
+  std::string path = folder.file(layer);
   std::ofstream file(path, std::ios::binary);
   param.SerializeToOstream(&file);
   return path;

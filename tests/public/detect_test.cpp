@@ -20,8 +20,8 @@ namespace {
 using detector_test::borrow;
 using detector_test::constantNet;
 using detector_test::DenseNet;
-using detector_test::TemporaryDirectory;
 using detector_test::writeFile;
+using ozna_test::TemporaryFolder;
 using oznalib::CascadeParameter;
 using oznalib::Detection;
 using oznalib::Detector;
@@ -79,7 +79,7 @@ class BrightPixels : public testing::Test {
     return image;
   }
 
-  TemporaryDirectory directory_;
+  TemporaryFolder directory_;
   Detector detector_;
 };
 
@@ -276,7 +276,7 @@ TEST(AlignmentEntryPoints, GiveZerosWithoutAModel) {
 }
 
 TEST(AlignmentEntryPoints, FailToLoadAFileThatIsMissing) {
-  const TemporaryDirectory empty;
+  const TemporaryFolder empty;
   EXPECT_EQ(oznalib::loadSDMModel(empty.root(), "model"), oznalib::StatusLoadFailed);
   EXPECT_EQ(oznalib::unloadSDMModel(), oznalib::StatusOk);
 }

@@ -15,8 +15,8 @@ namespace {
 
 using detector_test::constantNet;
 using detector_test::DenseNet;
-using detector_test::TemporaryDirectory;
 using detector_test::writeFile;
+using ozna_test::TemporaryFolder;
 using oznalib::Detection;
 using oznalib::Detector;
 using oznalib::DetectorParams;
@@ -96,7 +96,7 @@ class DetectorHandle : public testing::Test {
   }
 
  private:
-  TemporaryDirectory directory_;
+  TemporaryFolder directory_;
   const std::string root_ = directory_.root();
 };
 
