@@ -3,7 +3,8 @@
 # install_packages.sh --names GROUP...: prints their names, a line each, and installs nothing.
 #
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
-# fuzz (clang's fuzzer), coverage (the measure of lines), arm64 (the cross compiler and the emulator), packages (the Debian packages).
+# comparison (the detectors that benchmarks/compare_detectors.py measures), fuzz (clang's fuzzer), coverage (the measure of lines),
+# arm64 (the cross compiler and the emulator), packages (the Debian packages).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
@@ -21,6 +22,7 @@ check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-
        python3-pil python3-distributed parallel abigail-tools doxygen
        rustc qt6-base-dev xvfb xauth)
 python=(python3-dev pybind11-dev python3-numpy python3-pip python3-setuptools python3-venv python3-wheel)
+comparison=(g++ libopencv-objdetect-dev opencv-data libopencv-imgcodecs-dev libdlib-dev)
 packages=(dpkg-dev file fakeroot debootstrap lintian)
 fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)
@@ -34,11 +36,12 @@ for group in "$@"; do
     build) wanted+=("${build[@]}") ;;
     python) wanted+=("${python[@]}") ;;
     packages) wanted+=("${packages[@]}") ;;
+    comparison) wanted+=("${comparison[@]}") ;;
     check) wanted+=("${check[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
     coverage) wanted+=("${coverage[@]}") ;;
     arm64) wanted+=("${arm64[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, comparison, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
   esac
 done
 
