@@ -12,8 +12,8 @@ namespace SDMCore {
 struct PixelArea {
   std::int64_t left = 0;
   std::int64_t top = 0;
-  std::int64_t right = 0;   ///< Behind the last column.
-  std::int64_t bottom = 0;  ///< Behind the last row.
+  std::int64_t right = 0;   ///< Past the last column.
+  std::int64_t bottom = 0;  ///< Past the last row.
 
   bool empty() const { return left >= right || top >= bottom; }
 

@@ -40,7 +40,7 @@ bool hasLevel(const SDMModel& model, std::size_t stage) {
   return level >= 0 && level < std::int64_t{model.levelsPerOctave} + 3;
 }
 
-// Whether a map reads nothing behind the features or its own cells, and writes nothing behind the
+// Whether a map reads nothing past the features or its own cells, and writes nothing past the
 // moves. One of fewer inputs or outputs leaves the last features alone, or the last coordinates.
 bool mapFits(const mp::pca_map& map, std::size_t coordinates) {
   const std::int64_t most_outputs = static_cast<std::int64_t>(coordinates);
@@ -245,7 +245,7 @@ class Descent {
 // ----------------------------------------------------------------------------
 // Boxes, shapes and their median.
 
-// Not-a-number goes last, so that the order is defined for every outcome.
+// NaN goes last, so that the order is defined for every outcome.
 bool comesBefore(float a, float b) { return a < b || (a == a && b != b); }
 
 std::vector<Shape> shifted(const std::vector<Shape>& shapes, float offset) {

@@ -109,7 +109,7 @@ class FieldReader {
     in_.seekg(start);
   }
 
-  // Looks at one matrix and moves behind it.
+  // Looks at one matrix and moves past it.
   void checkClaim() {
     const std::streampos start = in_.tellg();
     std::uint64_t rows = 0;

@@ -27,7 +27,7 @@ cv::Mat makeLevelImage(const cv::Mat& working, int level, const CascadeParameter
 ///            window in the level. Levels end early at one above 0 whose sides are not both above
 ///            windowSize + 1, or at any whose map has a side below 2.
 /// Errors     A level for which the network was not built, with more values than fit its input or a
-///            blob behind it, is logged as an error that names the blob, and the result is empty.
+///            later blob, is logged as an error that names the blob, and the result is empty.
 /// Threads    One per stage.
 /// Memory     One level image at a time; level 0 shares working.
 CandidateList scanDenseStage(CascadeStage& stage, const cv::Mat& working,

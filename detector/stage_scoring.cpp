@@ -111,7 +111,7 @@ class Calibrator {
   // Moves and resizes a box by the entry of the largest output.
   void apply(FaceCandidate& box) {
     judge_.run(box);
-    // Behind the run: a layer that shares its input's memory, such as FlattenLayer, frees what its
+    // After the run: a layer that shares its input's memory, such as FlattenLayer, frees what its
     // output had before.
     const float* const outputs = judge_.probs().cpu_data();
     // Some libraries return 32 bits where the header of another promises 64.
@@ -162,7 +162,7 @@ void calibrateCandidates(CascadeStage& calibration, const cv::Mat& image, Candid
 }
 
 // A suppression within a group goes from the best score down, so that a box which the threshold
-// drops comes behind all that it leaves and cannot suppress any of them. All that it can do is to
+// drops comes after all that it leaves and cannot suppress any of them. All that it can do is to
 // stand before them in the list and so decide when their group is met first, which is the place of
 // the group in the result. So it is calibrated only while at least two groups are still to be met,
 // and if one of its widths, as it is or by an entry, is that of such a group.

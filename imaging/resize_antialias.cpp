@@ -83,7 +83,7 @@ class FilterTable {
 // ----------------------------------------------------------------------------
 // Rounding.
 
-// Byte i is sum i times inverse_sum, rounded and cut to what a byte holds. Not-a-number gives 0.
+// Byte i is sum i times inverse_sum, rounded and cut to what a byte holds. NaN gives 0.
 inline OZNA_WIDE_LOOP void roundToBytes(const float* sums, float inverse_sum, int count,
                                         std::uint8_t* bytes) {
   OZNA_VECTOR_LOOP

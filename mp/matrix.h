@@ -48,7 +48,7 @@ class matrix : public io_able {
 
   bool is_valid() const override;  ///< Whether data is not null.
 
-  /// Moves the stream behind a matrix without keeping anything of it. Sides of which there can be no
+  /// Moves the stream past a matrix without keeping anything of it. Sides of which there can be no
   /// matrix set the stream's fail bit.
   virtual void skip(std::istream& in) const;
 

@@ -67,7 +67,7 @@ TEST_F(FileBufferTest, TellsAndTakesPositions) {
   in.seekg(20000);
   EXPECT_EQ(in.tellg(), std::streampos(20000));
   EXPECT_EQ(take(in, 5000), content_.substr(20000, 5000));
-  in.seekg(90000);  // Behind the end, where there is nothing to read.
+  in.seekg(90000);  // Past the end, where there is nothing to read.
   EXPECT_TRUE(in.good());
   EXPECT_EQ(take(in, 1), "");
   in.clear();

@@ -135,7 +135,7 @@ TEST(InsertSplitsDeathTest, EndsForABottomThatNothingProduces) {
   EXPECT_DEATH(
       InsertSplits(ParseNet("input: 'x' layers { name: 'a' bottom: 'x' bottom: 'no' }"), &split),
       "Unknown blob input no to layer 1");
-  // A producer behind its reader does not count.
+  // A producer after its reader does not count.
   EXPECT_DEATH(
       InsertSplits(ParseNet("layers { name: 'a' bottom: 'y' } layers { name: 'b' top: 'y' }"),
                    &split),

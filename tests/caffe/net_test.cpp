@@ -236,7 +236,7 @@ TEST(NetInitDeathTest, EndsForBlobsOfUnknownOrDoubleOrigin) {
   EXPECT_DEATH(MakeNet(Input("x", 1, 1, 1, 1) + Input("w", 1, 1, 1, 1) + Relu("r", "x", "y") +
                        Relu("s", "w", "y")),
                "Duplicate blobs produced by multiple sources.");
-  // Behind a split the top no longer has the name of the bottom, so the layer is not in place.
+  // After a split the top no longer has the name of the bottom, so the layer is not in place.
   EXPECT_DEATH(MakeNet(Input("x", 1, 1, 1, 1) + Relu("r", "x", "y") + Relu("s", "x", "x")),
                "Duplicate blobs produced by multiple sources.");
 }

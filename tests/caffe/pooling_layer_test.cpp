@@ -213,7 +213,7 @@ TEST(Pooling, WindowsOutsideTheImageFollowTheFormulas) {
 }
 
 TEST(AveragePooling, WindowsFarBehindTheImageHaveAPositiveArea) {
-  // The second cells start 100000000 behind the first: both lengths are about -1e8.
+  // The second cells start 100000000 after the first: both lengths are about -1e8.
   LayerBench bench(Pooling{"AVE", 1, 100000000, 0}.text(), {{1, 1, 5, 5}});
   FillConstant(bench.bottom(0), 3.0f);
   bench.Forward();

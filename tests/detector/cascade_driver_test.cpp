@@ -233,7 +233,7 @@ TEST_F(ThreeStages, ScoreThenCalibrateThenScoreTheMovedBox) {
   EXPECT_NEAR(trace_[1][0].candidates[0].score, pixelScoreOf(230), 1e-6);
   EXPECT_THAT(boxOf(trace_[1][0].candidates[0]), ElementsAre(5, 6, 4, 4));
   EXPECT_NEAR(faces.candidates[0].score, pixelScoreOf(230), 1e-6);
-  // No calibration behind the last stage.
+  // No calibration after the last stage.
   EXPECT_THAT(boxOf(trace_[2][0].candidates[0]), ElementsAre(5, 6, 4, 4));
 }
 

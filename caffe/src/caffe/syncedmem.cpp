@@ -13,7 +13,7 @@
 namespace caffe {
 namespace {
 
-// Some kernels of the mathematics library read a value behind the end of a product that they add
+// Some kernels of the mathematics library read a value past the end of a product that they add
 // to, and leave it out again, so a block ends with 64 bytes to spare.
 constexpr std::size_t kUnit = 64;
 

@@ -1,4 +1,4 @@
-/// Insertion of split layers behind blobs with several consumers.
+/// Insertion of split layers after blobs with several consumers.
 
 #ifndef CAFFE_UTIL_INSERT_SPLITS_HPP_
 #define CAFFE_UTIL_INSERT_SPLITS_HPP_
@@ -7,7 +7,7 @@
 
 namespace caffe {
 
-/// Copies param into param_split with a split layer right behind each producer of a blob that
+/// Copies param into param_split with a split layer right after each producer of a blob that
 /// several layers read, so that every consumer has a blob of its own. A bottom that nothing
 /// produces is fatal.
 void InsertSplits(const NetParameter& param, NetParameter* param_split);

@@ -9,7 +9,7 @@
 namespace caffe {
 namespace {
 
-// Behind this exponent the gradient e / (e + 1) is 1 in single precision, while e soon overflows.
+// Beyond this exponent the gradient e / (e + 1) is 1 in single precision, while e soon overflows.
 constexpr float kExponentLimit = 50.0F;
 
 }  // namespace

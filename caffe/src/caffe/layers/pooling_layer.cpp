@@ -39,7 +39,7 @@ Window WindowAt(int cell, int kernel_size, int stride, int pad, int size) {
   return {std::max(begin, 0), std::min(end, size), end - begin};
 }
 
-// The size of a window. A large stride leads far behind the image, where the lengths are negative
+// The size of a window. A large stride leads far past the image, where the lengths are negative
 // and their product takes more than 32 bits.
 float Area(int padded_height, int padded_width) {
   return static_cast<float>(std::int64_t{padded_height} * padded_width);
@@ -183,7 +183,7 @@ OZNA_WIDE_LOOP inline void MaxAlongRow(const float* __restrict row, int cells,
 
 // Pools the block of rows by cells windows of kKernel by kKernel, 2 or 3, at a stride of 2, all of
 // them inside the plane. The maximum of the rows' maxima is the maximum in row-major order, so
-// that a row that two windows share is gone through once.
+// that a row that two windows share is read once.
 template <int kKernel>
 void MaxStride2(const float* src, int width, int rows, int cells, float* dst, int pooled_width) {
   constexpr int kBlock = 64;
@@ -192,7 +192,7 @@ void MaxStride2(const float* src, int width, int rows, int cells, float* dst, in
     for (int begin = 0; begin < cells; begin += kBlock) {
       const int size = std::min(kBlock, cells - begin);
       const float* row = src + 2 * begin;
-      float shared[kBlock];  // Of the row above, which the windows before and behind share.
+      float shared[kBlock];  // Of the row above, which the windows before and after share.
       if (kKernel == 3) MaxAlongRow<kKernel>(row, size, shared);
       for (int r = 0; r < rows; ++r, row += 2 * step) {
         float first[kBlock], second[kBlock];

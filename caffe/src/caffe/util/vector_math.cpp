@@ -36,7 +36,7 @@ inline float PowerOfTwo(std::int32_t exponent) {
 // exp within 1 unit in the last place where the result is normal: exp(x) = 2^k * exp(r) with
 // k = round(x / ln 2) and |r| <= ln 2 / 2, exp(r) by its series in Horner form.
 inline float Exp(float x) {
-  // Behind these bounds the result is 0 or infinity anyway; not-a-number passes both comparisons.
+  // Beyond these bounds the result is 0 or infinity anyway; NaN passes both comparisons.
   x = 89.0F < x ? 89.0F : x;
   x = -104.0F > x ? -104.0F : x;
   // Adding 1.5 * 2^23 leaves the rounded integer in the low bits of the sum.
