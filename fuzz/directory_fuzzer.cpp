@@ -13,12 +13,10 @@
 #include <string>
 #include <vector>
 
-#include "fuzz/definition_mutator.h"
+#include "fuzz/directory_mutator.h"
 #include "fuzz/harness.h"
 #include "fuzz/small_models.h"
 #include "ozna.h"
-
-extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t max_size);
 
 namespace {
 
@@ -90,24 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   return 0;
 }
 
-// Changes one file of the directory.
 extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size,
                                                std::size_t max_size, unsigned int seed) {
-  ozna_fuzz::Directory directory = ozna_fuzz::UnpackDirectory(data, size);
-  const int chosen = static_cast<int>(seed / 8 % ozna_fuzz::kDirectoryFiles);
-  std::string& file = directory[chosen];
-  const std::size_t old_size = file.size();
-  const std::size_t most = std::min<std::size_t>(
-      65535, max_size > size ? old_size + (max_size - size) : std::max<std::size_t>(old_size, 1));
-  file.resize(std::max(most, old_size));
-  auto* const bytes = reinterpret_cast<std::uint8_t*>(file.data());
-  file.resize(ozna_fuzz::IsDefinition(chosen)
-                  ? ozna_fuzz::MutateDefinition(bytes, old_size, most, seed)
-                  : LLVMFuzzerMutate(bytes, old_size, most));
-  const std::string packed = ozna_fuzz::PackDirectory(directory);
-  if (packed.size() > max_size) {
-    return LLVMFuzzerMutate(data, size, max_size);
-  }
-  std::copy(packed.begin(), packed.end(), data);
-  return packed.size();
+  return ozna_fuzz::MutateDirectory(data, size, max_size, seed);
 }

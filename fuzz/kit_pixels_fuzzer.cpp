@@ -2,17 +2,14 @@
 // where a page does that nobody may read, and so does the room for a chip. A plain loop over the same pixels says what the
 // upright ones are.
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 
+#include "fuzz/guarded_pixels.h"
 #include "fuzz/harness.h"
 #include "kit/error.h"
 #include "kit/faces/describe.h"
@@ -22,66 +19,20 @@
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1 << 20;
+using ozna_fuzz::GuardedBlock;
+using ozna_fuzz::Input;
+
 constexpr int kMostChipSide = 40;
+
+// Near the picture, in 256ths of a pixel, or any number at all. Large faces take long.
+float takeCoordinate(Input& input, bool is_near) {
+  return is_near ? static_cast<float>(input.take<std::int16_t>()) / 256 : input.take<float>();
+}
 
 [[noreturn]] void find(const char* what) {
   std::fprintf(stderr, "%s: %s\n", what, oznakit_last_message());
   std::abort();
 }
-
-// Memory between two pages without access.
-class GuardedBlock {
- public:
-  GuardedBlock() : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
-    void* const block = mmap(nullptr, kMostBytes + 2 * page_, PROT_READ | PROT_WRITE,
-                             MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (block == MAP_FAILED) {
-      std::abort();
-    }
-    first_ = static_cast<std::uint8_t*>(block) + page_;
-    if (mprotect(block, page_, PROT_NONE) != 0 ||
-        mprotect(first_ + kMostBytes, page_, PROT_NONE) != 0) {
-      std::abort();
-    }
-  }
-  std::uint8_t* first() const { return first_; }
-  std::uint8_t* last(std::size_t bytes) const { return first_ + kMostBytes - bytes; }
-
- private:
-  std::size_t page_;
-  std::uint8_t* first_;
-};
-
-// Numbers off the front of an input; zeros behind its end.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
-
-  template <class T>
-  T take() {
-    T value{};
-    if (left_ >= sizeof(T)) {
-      std::memcpy(&value, data_, sizeof(T));
-      data_ += sizeof(T);
-      left_ -= sizeof(T);
-    }
-    return value;
-  }
-  // Near the picture, in 256ths of a pixel, or any number at all. Large faces take long.
-  float coordinate(bool is_near) {
-    return is_near ? static_cast<float>(take<std::int16_t>()) / 256 : take<float>();
-  }
-  void fill(std::uint8_t* bytes, std::size_t count) const {
-    for (std::size_t i = 0; i < count; ++i) {
-      bytes[i] = left_ == 0 ? static_cast<std::uint8_t>(i * 37) : data_[i % left_];
-    }
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t left_;
-};
 
 GuardedBlock* pixels;
 GuardedBlock* room;
@@ -147,10 +98,10 @@ oznakit_face takeFace(Input& input) {
   face.turn = (kind & 64) != 0 ? input.take<std::int32_t>() : kind >> 4 & 3;
   float* const edges[] = {&face.left, &face.top, &face.right, &face.bottom};
   for (float* const edge : edges) {
-    *edge = input.coordinate((kind & 128) == 0);
+    *edge = takeCoordinate(input, (kind & 128) == 0);
   }
   for (float& coordinate : face.points) {
-    coordinate = input.coordinate((kind & 128) == 0);
+    coordinate = takeCoordinate(input, (kind & 128) == 0);
   }
   return face;
 }
@@ -159,7 +110,7 @@ void cutChip(Input& input, const oznakit_image& image, const oznakit_face& face)
   oznakit_chip_options options = OZNAKIT_CHIP_OPTIONS_INIT;
   options.width = input.take<std::uint8_t>() % kMostChipSide + 1;
   options.height = input.take<std::uint8_t>() % kMostChipSide + 1;
-  options.padding = input.coordinate(true) / 16;
+  options.padding = takeCoordinate(input, true) / 16;
   options.border = input.take<std::uint8_t>() % 3;
   options.format = input.take<std::uint8_t>() % 7;
   const auto layout = input.take<std::uint8_t>();
@@ -245,7 +196,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   const oznakit_image image = takeImage(input);
-  const std::size_t bytes = kMostBytes / 16;
+  const std::size_t bytes = GuardedBlock::kBytes / 16;
   input.fill(pixels->first(), bytes);
   input.fill(pixels->last(bytes), bytes);
   const kit::Picture picture(image);

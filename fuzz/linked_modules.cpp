@@ -4,15 +4,19 @@
 
 #include "tools/codec_modules.h"
 
-extern "C" const oznatool::HeifModule* oznaHeifModule();
+extern "C" {
+const oznatool::FrameModule* oznaFrameModule();
+const oznatool::HeifModule* oznaHeifModule();
+const oznatool::RawModule* oznaRawModule();
+}
 
 namespace oznatool {
 
+const FrameModule& frameModule() { return *oznaFrameModule(); }
 const HeifModule& heifModule() { return *oznaHeifModule(); }
+const RawModule& rawModule() { return *oznaRawModule(); }
 
-// Nothing that reads a header of an unnamed file asks for them.
+// None of the targets asks for it.
 const PictureModule& pictureModule() { std::abort(); }
-const FrameModule& frameModule() { std::abort(); }
-const RawModule& rawModule() { std::abort(); }
 
 }  // namespace oznatool

@@ -1,7 +1,6 @@
 // Fuzz target: the pixel interface. Sizes, strides and search parameters of detect, sizes and rectangles of the
 // alignment, with pixels that end where a page does that nobody may read: the image library has no sanitizer in it.
 
-#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,12 +8,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
+#include "fuzz/guarded_pixels.h"
 #include "fuzz/harness.h"
 #include "fuzz/memory_file.h"
 #include "fuzz/small_models.h"
@@ -22,54 +21,8 @@
 
 namespace {
 
-constexpr std::size_t kMostBytes = 1 << 20;
-
-// Memory whose last byte lies before a page without access.
-class GuardedBlock {
- public:
-  GuardedBlock() : page_(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
-    void* const block = mmap(nullptr, kMostBytes + page_, PROT_READ | PROT_WRITE,
-                             MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (block == MAP_FAILED) {
-      std::abort();
-    }
-    end_ = static_cast<std::uint8_t*>(block) + kMostBytes;
-    if (mprotect(end_, page_, PROT_NONE) != 0) {
-      std::abort();
-    }
-  }
-  std::uint8_t* last(std::size_t bytes) const { return end_ - bytes; }
-
- private:
-  std::size_t page_;
-  std::uint8_t* end_;
-};
-
-// Numbers off the front of an input; zeros behind its end.
-class Input {
- public:
-  Input(const std::uint8_t* data, std::size_t size) : data_(data), left_(size) {}
-
-  template <class T>
-  T take() {
-    T value{};
-    if (left_ >= sizeof(T)) {
-      std::memcpy(&value, data_, sizeof(T));
-      data_ += sizeof(T);
-      left_ -= sizeof(T);
-    }
-    return value;
-  }
-  void fill(std::uint8_t* bytes, std::size_t count) const {
-    for (std::size_t i = 0; i < count; ++i) {
-      bytes[i] = left_ == 0 ? static_cast<std::uint8_t>(i * 37) : data_[i % left_];
-    }
-  }
-
- private:
-  const std::uint8_t* data_;
-  std::size_t left_;
-};
+using ozna_fuzz::GuardedBlock;
+using ozna_fuzz::Input;
 
 GuardedBlock* block;
 oznalib::Detector* detector;

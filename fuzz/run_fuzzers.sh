@@ -15,7 +15,7 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_folder=${2:-$root/build/fuzz}
 targets=("${@:3}")
 [ "${#targets[@]}" -gt 0 ] ||
-  targets=(text_reader binary_reader net record landmark directory pixels model_set kit_pixels resume sidecar header)
+  targets=(text_reader binary_reader net record landmark directory pixels model_set kit_pixels resume sidecar header raw frames packet)
 mkdir -p "$build_folder"
 
 options=()
