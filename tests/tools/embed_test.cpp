@@ -312,7 +312,8 @@ TEST_F(Embed, FilmBehindAPhotographAndMovedPicturesStayWhereTheyAre) {
       "xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
       "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"></rdf:RDF></x:xmpmeta>" +
       blanks + "<?xpacket end=\"w\"?>";
-  const std::string several = withSegment(jpeg, kMpf + segment('\xE1', kPacketKey + packet)) + jpeg;
+  const std::string several =
+      withSegment(jpeg, kMpf + "\xFF\xFF" + segment('\xE1', kPacketKey + packet)) + jpeg;
   writeFile(at("several.jpg"), several);
   ASSERT_EQ(embedBox("20,10,60,50", at("several.jpg")).exit_code, 0);
   const std::string written = readFile(at("several.jpg"));

@@ -77,10 +77,11 @@ std::vector<Segment> segmentsIn(std::string_view file, size_t* picture_end) {
   std::vector<Segment> segments;
   size_t place = 2;
   while (true) {
-    const size_t begin = place;
     if (place >= file.size() || at(file, place) != 0xFF) failCut();
     while (place < file.size() && at(file, place) == 0xFF) ++place;
     if (place >= file.size()) failCut();
+    const size_t begin =
+        place - 1;  // Further bytes of this value before a marker fill the file up.
     const unsigned marker = at(file, place);
     constexpr unsigned kFirstWithLength = 0xC0;
     if (marker < kFirstWithLength || (marker >= 0xD0 && marker <= 0xD9)) failCut();
