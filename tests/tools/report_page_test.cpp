@@ -68,6 +68,8 @@ TEST_F(ReportPage, HasThumbnailsChipsAndFailures) {
   EXPECT_EQ(page.find("http:"), std::string::npos);
   EXPECT_EQ(page.find("https:"), std::string::npos);
   EXPECT_NE(page.find("default-src 'none'"), std::string::npos);
+  // The panels are grids, which the attribute alone would not hide.
+  EXPECT_NE(page.find("[hidden] { display: none !important; }"), std::string::npos);
   // A second run replaces the page, and nothing else is left there.
   EXPECT_EQ(runOzna({"report", "-o", at("report.html"), none}).exit_code, 0);
   EXPECT_EQ(dataOf(readFile(at("report.html")))["photographs"].size(), 1u);
