@@ -105,14 +105,23 @@ void drawScore(cv::Mat& pixels, const cv::Rect& box, float score) {
               kTextColour, stroke, cv::LINE_AA);
 }
 
+float sideOf(const Face& face) {
+  return std::min(face.rect.right - face.rect.left, face.rect.bottom - face.rect.top);
+}
+
 // In pixels; a fixed share of the face, so that the landmarks of an eye can be told apart at every
 // size.
 float pointRadius(const Face& face) {
   constexpr float kShareOfFace = 0.012F;
-  constexpr float kSmallest = 1.0F;
+  constexpr float kSmallest = 0.6F;  // Seen as a pixel.
   constexpr float kLargest = 100.0F;
-  const float side = std::min(face.rect.right - face.rect.left, face.rect.bottom - face.rect.top);
-  return std::clamp(side * kShareOfFace, kSmallest, kLargest);
+  return std::clamp(sideOf(face) * kShareOfFace, kSmallest, kLargest);
+}
+
+// Whether there is room for more than bare points: lines and rims of 68 landmarks cover a small face whole.
+bool hasRoomForLines(const Face& face) {
+  constexpr float kLeastSide = 80;
+  return sideOf(face) >= kLeastSide;
 }
 
 bool isFinite(const std::vector<float>& points, size_t landmark) {
@@ -141,12 +150,13 @@ void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
   }
 }
 
-void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius) {
+void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius, bool has_rim) {
   for (size_t i = 0; i < points.size() / 2; ++i) {
     if (!isFinite(points, i)) continue;
     // A dark rim, so that they are seen on skin and on white alike.
     for (const auto& [size, colour] :
          {std::pair(1.4F * radius, kRimColour), std::pair(radius, kPointColour)}) {
+      if (!has_rim && size > radius) continue;
       cv::circle(pixels, landmarkPixel(pixels, points, i),
                  static_cast<int>(std::lround(size * kFraction)), colour, cv::FILLED, cv::LINE_AA,
                  kFractionBits);
@@ -162,10 +172,11 @@ void annotate(cv::Mat& pixels, const std::vector<Face>& faces) {
     const cv::Rect box = boxPixels(pixels, face.rect);
     if (!box.empty()) drawFrame(pixels, box, lineWidth(pixels, box));
     const float radius = pointRadius(face);
-    if (face.points.size() == 2 * kOutlinedLandmarks) {
+    const bool has_lines = hasRoomForLines(face);
+    if (has_lines && face.points.size() == 2 * kOutlinedLandmarks) {
       drawOutline(pixels, face.points, std::max(1, static_cast<int>(radius)));
     }
-    drawPoints(pixels, face.points, radius);
+    drawPoints(pixels, face.points, radius, has_lines);
   }
   // Labels last: the drawings of a neighbour would cross them.
   for (const Face& face : faces) {

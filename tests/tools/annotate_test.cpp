@@ -82,6 +82,24 @@ TEST_F(Annotate, DrawsLandmarksWhereTheDataSaysTheyAre) {
   EXPECT_GT(drawn, 34);
 }
 
+TEST_F(Annotate, LandmarksOfASmallFaceLeaveMostOfItToBeSeen) {
+  const std::string photograph = makePicture("a.png", 100, 100);
+  for (const auto& [box, side] : {std::pair("30,30,66,66", 36), std::pair("5,5,95,95", 90)}) {
+    ASSERT_EQ(runOzna({"align", "--models", makeLandmarkModels(), "--box", box, "--annotate",
+                       at("out.png"), photograph})
+                  .exit_code,
+              0);
+    const cv::Mat before = cv::imread(photograph);
+    const cv::Mat after = cv::imread(at("out.png"));
+    int drawn = 0;
+    for (int y = 0; y < 100; ++y) {
+      for (int x = 0; x < 100; ++x) drawn += differ(before, after, x, y) ? 1 : 0;
+    }
+    EXPECT_LT(drawn, side * side / 2) << box;
+    EXPECT_GT(drawn, 68) << box;
+  }
+}
+
 TEST_F(Annotate, WritesPhotographWithoutFacesUnchanged) {
   const std::string photograph = makePicture("a.png");
   ASSERT_EQ(runOzna({"detect", "--annotate", at("out.png"), photograph}).exit_code, 0);
