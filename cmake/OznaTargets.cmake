@@ -93,3 +93,8 @@ function(ozna_test name)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
                        TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 900 LABELS threads ${environment})
 endfunction()
+
+# ozna_compress(FILE): writes FILE.gz beside it, the same bytes at every time.
+function(ozna_compress file)
+  execute_process(COMMAND gzip -9nkf ${file} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()

@@ -2,8 +2,8 @@
 # test_packages.sh [PACKAGES]: proves the Debian packages in a clean root.
 #
 # Makes a minimal Debian 12 by debootstrap, installs the packages of the directory PACKAGES (built by
-# scripts/build_packages.sh where none is given), finds the faces of a sample, builds and runs the host project of
-# tests/consumer with what libozna-dev brings, imports the Python module, purges everything and looks for leftovers.
+# scripts/build_packages.sh where none is given, and looked through by lintian), finds the faces of a sample, builds and runs the host project of
+# tests/consumer and the example with what the -dev packages bring, imports the Python module, purges everything and looks for leftovers.
 # Needs root and Debian's mirror (MIRROR); takes some minutes. KEEP=1 keeps the root for a look.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
@@ -15,6 +15,9 @@ if [ -z "$packages" ]; then
   packages=$root/build/packages
   "$root/scripts/build_packages.sh" "$packages"
 fi
+
+echo "Debian's rules ..."
+lintian --allow-root --fail-on error --tag-display-limit 0 "$packages"/*.deb
 
 clean=$(mktemp -d "${TMPDIR:-/tmp}/ozna-clean-root.XXXXXX")
 chmod 755 "$clean"  # For those inside who are not root.
@@ -57,7 +60,13 @@ get g++ cmake ninja-build pkg-config python3-pil "$needed"
 inside python3 -c 'from PIL import Image; Image.open("/packages/astronaut.png").convert("RGB").save("/packages/astronaut.ppm")'
 inside env LAUNCHER= /project/cmake_project.sh /tmp/cmake /packages/astronaut.ppm
 pkgconfig=$(dirname "$(inside dpkg -L libozna-dev | grep '/ozna.pc$')")
-inside /project/pkg_config.sh /tmp/pkg_config /packages/astronaut.ppm "${pkgconfig%/*}"
+examples=/usr/share/doc/liboznakit-dev/examples
+inside sh -c "g++ -std=c++17 $examples/find_faces.cpp \$(pkg-config --cflags --libs oznakit) -o /tmp/find_faces"
+inside /tmp/find_faces /packages/astronaut.ppm | tee /dev/stderr | grep -q .
+inside sh -c 'zcat /usr/share/man/man1/ozna.1.gz | grep -q ENVIRONMENT'
+inside sh -c 'ldconfig -p | grep -q liboznakit.so.0'
+libdir=${pkgconfig%/*}
+inside /project/pkg_config.sh /tmp/pkg_config /packages/astronaut.ppm /usr "${libdir#/usr/}"
 
 echo "The Python module ..."
 get '/packages/python3-ozna_*.deb'
