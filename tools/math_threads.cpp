@@ -10,8 +10,9 @@
 namespace oznatool {
 
 void limitMathThreads() {
-  // For a library that is loaded later: it would start its threads then.
+  // For libraries that are loaded later, which would start their threads then: that of raw photographs does.
   setenv("OPENBLAS_NUM_THREADS", "1", /*overwrite=*/1);
+  setenv("OMP_NUM_THREADS", "1", /*overwrite=*/1);
   // Looked up by name, since the program must start with any BLAS that the library was linked with.
   using SetNumThreads = void (*)(int);
   const auto set_blas_threads =

@@ -197,6 +197,14 @@ TEST_F(MoreFormats, RawPhotographIsDevelopedAndSpeaksOfItsFullPicture) {
   EXPECT_GT(both / (areaOf(found) + areaOf(expected) - both), 0.5F);
 }
 
+TEST_F(MoreFormats, RawPhotographIsDevelopedInOneThreadWhateverTheEnvironmentSays) {
+  writeFile(at("a.dng"), dng(gradientPicture(64, 48), ""));
+  const Outcome run = runOznaUnder({"env", "OMP_DISPLAY_ENV=true", "OMP_NUM_THREADS=7"},
+                                   {"detect", "--json", at("a.dng")});
+  EXPECT_EQ(run.exit_code, 0) << run.err;
+  EXPECT_NE(run.err.find("OMP_NUM_THREADS = '1'"), std::string::npos) << run.err;
+}
+
 TEST_F(MoreFormats, RawPhotographIsTurnedUpright) {
   cv::Mat stored;
   cv::rotate(astronaut_, stored, cv::ROTATE_90_COUNTERCLOCKWISE);
