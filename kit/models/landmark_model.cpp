@@ -67,6 +67,7 @@ class Checker {
   void finiteNumbers(const char* what, std::int64_t count) {
     const std::size_t at = position_;
     const char* const cells = take(static_cast<std::size_t>(count) * sizeof(float));
+    if (!hasOddCell(cells, count)) return;
     for (std::int64_t i = 0; i < count; ++i) {
       float cell;
       std::memcpy(&cell, cells + i * static_cast<std::int64_t>(sizeof(float)), sizeof(cell));
@@ -103,6 +104,18 @@ class Checker {
   std::size_t position() const { return position_; }
 
  private:
+  // Without a way out of the loop, so that the compiler makes it one of vectors.
+  static bool hasOddCell(const char* cells, std::int64_t count) {
+    constexpr std::uint32_t kExponent = 0x7F800000;  // All ones in what is not finite.
+    bool is_odd = false;
+    for (std::int64_t i = 0; i < count; ++i) {
+      std::uint32_t bits;
+      std::memcpy(&bits, cells + i * static_cast<std::int64_t>(sizeof(bits)), sizeof(bits));
+      is_odd |= (bits & kExponent) == kExponent;
+    }
+    return is_odd;
+  }
+
   static std::string sizeText(std::int64_t rows, std::int64_t columns) {
     return std::to_string(rows) + " by " + std::to_string(columns);
   }

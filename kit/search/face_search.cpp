@@ -109,8 +109,10 @@ struct Search {
 
   void run(const FramedPicture& framed, const Scan& scan, std::vector<Face>* faces) const {
     if (!isWideEnough(scan)) return;
+    PixelBlock block;
     const oznalib::CandidateList found =
-        runCascade(*detector, framed.rgb(scan.region, progress), scan.parameter);
+        runCascade(*detector, framed.rgb(scan.region, progress, &block), scan.parameter);
+    block.release(progress);
     for (const oznalib::FaceCandidate& candidate : found.candidates) {
       Face face;
       face.rect = movedBy({static_cast<float>(candidate.x), static_cast<float>(candidate.y),

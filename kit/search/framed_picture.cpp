@@ -40,7 +40,8 @@ void repeatRow(int from, int first, int last, WorkProgress* progress, cv::Mat* i
 
 cv::Size FramedPicture::size() const { return framedSize(picture_.size(), border_px_); }
 
-cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const {
+cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress,
+                           PixelBlock* block) const {
   const Span columns = spanOf(region.x - border_px_, region.width, picture_.size().width);
   const Span rows = spanOf(region.y - border_px_, region.height, picture_.size().height);
   const cv::Rect inner(columns.begin, rows.begin, columns.end - columns.begin,
@@ -50,7 +51,7 @@ cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress) const
   const bool is_shared = picture_.rgb(cv::Rect(inner.x, inner.y, 1, 1)).u == nullptr;
   if (!has_border && is_shared) return picture_.rgb(inner);
 
-  cv::Mat copy(region.size(), CV_8UC3);
+  cv::Mat copy = block->make(region.size());
   const int band_rows = std::max(1, kBandPixels / inner.width);
   for (int row = 0; row < inner.height; row += band_rows) {
     const cv::Rect band(inner.x, inner.y + row, inner.width,

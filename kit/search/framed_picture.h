@@ -6,6 +6,7 @@
 #include <opencv2/core/mat.hpp>
 
 #include "kit/pixels/picture.h"
+#include "kit/search/pixel_block.h"
 #include "kit/search/work_progress.h"
 
 namespace kit {
@@ -23,7 +24,8 @@ class FramedPicture {
   /// host is asked between bands.
   ///
   /// region  Inside the framed picture.
-  cv::Mat rgb(const cv::Rect& region, WorkProgress* progress) const;
+  /// block   Holds what is copied, and outlives the result.
+  cv::Mat rgb(const cv::Rect& region, WorkProgress* progress, PixelBlock* block) const;
 
  private:
   const Picture& picture_;

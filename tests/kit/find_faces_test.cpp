@@ -275,6 +275,21 @@ TEST_F(FindFaces, CancellingLeavesTheFinderUsable) {
   }
 }
 
+// Its copy with the border has 160 megapixels, which are freed at the end.
+TEST_F(FindFaces, ASearchOf100MegapixelsWithAMarginAsksEvery50Milliseconds) {
+  const cv::Mat large(8200, 12200, CV_8UC3, cv::Scalar(30, 60, 90));
+  Stopper stopper;
+  stopper.stop_at = 1 << 30;
+  oznakit_search_options options = defaultSearch();
+  options.progress = onProgress;
+  options.context = &stopper;
+  options.margin = 0.1;
+  stopper.before = threadSeconds();
+  EXPECT_EQ(find(finder_, viewOf(large), options).status, OZNAKIT_OK);
+  EXPECT_LT(stopper.longest_gap, 0.05);
+  RecordProperty("longest_gap_ms", static_cast<int>(1000 * stopper.longest_gap));
+}
+
 // 100 megapixels of photographs side by side, in an order that must be converted.
 TEST_F(FindFaces, AThoroughSearchOf100MegapixelsMayBeCancelledEvery50Milliseconds) {
   const cv::Mat photo = kit_test::readSample("group");

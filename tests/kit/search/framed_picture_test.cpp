@@ -50,7 +50,8 @@ TEST(FramedPicture, RepeatsTheEdgeInEveryRegion) {
       for (int top = 0; top < 13; ++top) {
         for (const int side : {1, 2, 5, 13}) {
           const cv::Rect region = cv::Rect(left, top, side, side) & cv::Rect({0, 0}, framed.size());
-          const cv::Mat rgb = framed.rgb(region, &progress);
+          PixelBlock block;
+          const cv::Mat rgb = framed.rgb(region, &progress, &block);
           ASSERT_EQ(rgb.size(), region.size());
           for (int y = 0; y < region.height; ++y) {
             for (int x = 0; x < region.width; ++x) {
@@ -70,8 +71,22 @@ TEST(FramedPicture, BorrowsRgbPixelsWithoutBorder) {
   const Pixels pixels(7, 5, OZNAKIT_RGB);
   const Picture picture(pixels.image(OZNAKIT_RGB));
   WorkProgress progress(nullptr, nullptr);
-  const cv::Mat rgb = FramedPicture(picture, 0).rgb({1, 2, 3, 2}, &progress);
+  PixelBlock block;
+  const cv::Mat rgb = FramedPicture(picture, 0).rgb({1, 2, 3, 2}, &progress, &block);
   EXPECT_EQ(rgb.data, pixels.bytes.data() + 3 * (2 * 7 + 1));
+}
+
+// Of 40 and 12 megabytes, by pieces of 32: the second begins anew in a block that is empty again.
+TEST(PixelBlock, HoldsWholePicturesUntilItGivesThemBack) {
+  WorkProgress progress(nullptr, nullptr);
+  for (const cv::Size& size : {cv::Size(4001, 3333), cv::Size(2000, 2000), cv::Size(1, 1)}) {
+    PixelBlock block;
+    cv::Mat picture = block.make(size);
+    picture.setTo(cv::Scalar(1, 2, 3));
+    EXPECT_EQ(picture.at<cv::Vec3b>(size.height - 1, size.width - 1), cv::Vec3b(1, 2, 3));
+    block.release(&progress);
+    block.release(&progress);
+  }
 }
 
 TEST(BorderPixels, AreAShareOfTheLongerSide) {
