@@ -23,8 +23,8 @@ fs::path besideProgram() {
 
 bool holdsModels(const fs::path& directory) {
   std::error_code error;
-  return !directory.empty() && (fs::exists(directory / "stages.txt", error) ||
-                                fs::exists(directory / "models/face68.sdm", error));
+  return fs::exists(directory / "stages.txt", error) ||
+         fs::exists(directory / "models/face68.sdm", error);
 }
 
 }  // namespace
@@ -48,8 +48,12 @@ ModelPlace modelPlace(const std::string& given) {
        {fs::path(OZNA_INSTALL_DATA_DIR), "prefix that the program was configured for"}}};
   std::string searched;
   for (const Place& place : places) {
-    if (holdsModels(place.directory)) return {place.directory.string() + "/", place.source};
     if (place.directory.empty()) continue;
+    // The compact cascade finds more faces in half the time; the other one, which the core has built
+    // in, is for who names its directory.
+    for (const fs::path& directory : {place.directory / "compact", place.directory}) {
+      if (holdsModels(directory)) return {directory.string() + "/", place.source};
+    }
     searched += (searched.empty() ? "" : ", ") + place.directory.string();
   }
   throw Failure(kExitModel,

@@ -66,16 +66,25 @@ Model checkedModel(const std::string& name, const std::string& purpose, Models m
   return model;
 }
 
+bool exists(const std::string& path) {
+  std::error_code error;
+  return fs::exists(path, error);
+}
+
 std::vector<Model> modelsIn(const std::string& directory) {
   std::vector<Model> models;
-  std::error_code error;
-  if (fs::exists(directory + kStageList, error)) {
+  if (exists(directory + kStageList)) {
+    const std::string description =
+        exists(directory + "MODEL.md") ? "MODEL.md" : "cascades/MODEL.md";
     models.push_back(
-        checkedModel("cascade", "finds faces", Models::kCascade, directory, "cascades/MODEL.md"));
+        checkedModel("cascade", "finds faces", Models::kCascade, directory, description));
   }
-  if (fs::exists(directory + kLandmarks, error)) {
+  // A cascade in a folder of the models' place goes with the landmark model of that place.
+  for (const std::string place : {"", "../"}) {
+    if (!exists(directory + place + kLandmarks)) continue;
     models.push_back(checkedModel("landmarks", "places 68 or 5 points", Models::kLandmarks,
-                                  directory, "models/MODEL.md"));
+                                  directory, place + "models/MODEL.md"));
+    break;
   }
   if (models.empty()) {
     throw Failure(kExitModel,

