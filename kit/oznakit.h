@@ -24,7 +24,10 @@
  * Errors. A function that can fail returns a status; what went wrong stands as a sentence in
  * oznakit_last_message. No function throws, writes to a stream or ends the process, whatever the
  * model files, pixels and numbers given to it are, as long as pointers point to what they promise.
- * Memory that runs out comes back as OZNAKIT_NO_MEMORY.
+ * Memory that runs out comes back as OZNAKIT_NO_MEMORY, with one exception: where the mathematics
+ * library inside this one gets no memory for its workspace, the process ends with status 255 after
+ * "Unable to allocate memory" on standard error. It takes the workspace when products first run, at
+ * the same time in so many threads, and keeps it for later ones.
  *
  * Structures begin with their size, which the _INIT macros fill in. A later version adds fields at
  * the end; the library reads and writes as many as the caller's version has. A size that is that of

@@ -2,7 +2,8 @@
 //
 //   kit_sweep OPERATION FAILURE STEP MODELS PHOTOGRAPH.ppm
 //
-// OPERATION  open, find (the first search of a finder, which makes its detector) or again (one with a detector).
+// OPERATION  open, find (a search that makes its detector, as a second one at the same time does) or again (one with a
+//            detector).
 // FAILURE    one (allocation fails) or on (and all after it, as where memory has run out).
 // STEP       1 fails every allocation, 7 every seventh.
 // MODELS     Folder with stages.txt and cascades/.
@@ -106,7 +107,9 @@ oznakit_status runOnce(const Sweep& sweep, long index, Failure failure,
   oznakit_faces* faces = nullptr;
   const bool opens = sweep.operation == "open";
   if (!opens && sweep.open(&finder) != OZNAKIT_OK) fail("an open without a failure");
-  if (sweep.operation == "again") search(sweep, finder);
+  // The first detector is that of the opening, which the trim frees.
+  if (!opens) search(sweep, finder);
+  if (sweep.operation == "find" && oznakit_finder_trim(finder) != OZNAKIT_OK) fail("a trim");
   failing_allocator::arm(index, failure);
   const oznakit_status status = opens ? sweep.open(&finder) : sweep.find(finder, &faces);
   failing_allocator::disarm();
