@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "tests/tools/address_space.h"
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -57,6 +58,7 @@ TEST_F(FewOf, BytesOfAFileAreNamed) {
 }
 
 TEST_F(FewOf, MemoryIsToldInTwoWords) {
+  if (!kAddressSpaceCanBeLimited) GTEST_SKIP() << "a sanitizer needs more addresses";
   // From where the program starts at all to where it has enough, both found by trying.
   const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
   int told = 0;
