@@ -183,7 +183,11 @@ TEST(Views, SquaresFollowTheirPixels) {
     const View view = makeView(picture, {face}, variant, /*seed=*/7);
     cv::Mat grey;
     cv::cvtColor(view.rgb, grey, cv::COLOR_RGB2GRAY);
-    const cv::Moments moments = cv::moments(grey > 100, /*binaryImage=*/true);
+    double darkest = 0;
+    double lightest = 0;
+    cv::minMaxLoc(grey, &darkest, &lightest);
+    const cv::Moments moments =
+        cv::moments(grey > 0.5 * (darkest + lightest), /*binaryImage=*/true);
     ASSERT_GT(moments.m00, 0) << "variant " << variant;
     const double side = std::sqrt(moments.m00 / (0.25 * CV_PI));
     EXPECT_NEAR(moments.m10 / moments.m00 + 0.5, view.faces[0].cx, 1.5) << "variant " << variant;
@@ -192,6 +196,24 @@ TEST(Views, SquaresFollowTheirPixels) {
     widths.insert(view.rgb.cols);
   }
   EXPECT_GT(widths.size(), 5U) << "views are cut and rescaled";
+}
+
+TEST(Views, AQuarterLiesInDeepShadeAndStaysInRange) {
+  const cv::Mat picture(200, 200, CV_8UC3, cv::Scalar(200, 200, 200));
+  int shaded = 0;
+  std::set<int> lights;
+  for (int variant = 1; variant <= 200; ++variant) {
+    const View view = makeView(picture, {}, variant, /*seed=*/11);
+    const cv::Scalar mean = cv::mean(view.rgb);
+    const double light = (mean[0] + mean[1] + mean[2]) / 3;
+    EXPECT_GT(light, 0.15 * 200 * 0.8) << "variant " << variant;
+    if (light > 150) continue;  // Gamma alone leaves more of 200.
+    ++shaded;
+    lights.insert(static_cast<int>(light));
+  }
+  EXPECT_GT(shaded, 25);
+  EXPECT_LT(shaded, 75);
+  EXPECT_GT(lights.size(), 15U) << "shade differs in depth";
 }
 
 TEST(Views, RepeatWithTheirSeed) {

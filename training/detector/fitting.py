@@ -35,6 +35,9 @@ NEAR_SHARE = {"last": 0.15}
 BEST_MARGIN = 0.06
 OTHERS_WEIGHT = {"scan": 0.2, "middle": 0.25}
 
+# Mean grey level below which a window is dark: a fifth of the annotated faces, of which the cascades lose most.
+DARK = 80
+
 # The power of the number of windows on a face by which their weight is divided: faces are counted in the end, not windows, and
 # small ones are seen through few cells, hard ones reach the last network in few windows.
 CROWD_POWER = {"scan": 0.5, "last": 0.5}
@@ -120,9 +123,10 @@ class Moves:
 
 
 class FaceTask(Task):
-    """Face or no face. Both classes weigh the same in sum. `role` is that of the network (`shapes.Network`)."""
+    """Face or no face. Both classes weigh the same in sum. `role` is that of the network (`shapes.Network`); `dark` is how many
+    times what it would otherwise a window of a dark place weighs, of either class."""
 
-    def __init__(self, data, role, occlude=0.0):
+    def __init__(self, data, role, occlude=0.0, dark=1.0):
         overlap = data.labels[:, w.OVERLAP]
         self.overlap = torch.from_numpy(overlap.copy()).to(device())
         self.targets = torch.from_numpy(np.interp(overlap, *ANSWERS[role]).astype(np.float32)).to(device())
@@ -133,6 +137,8 @@ class FaceTask(Task):
         if role in CROWD_POWER:
             index, counts = w.faces_of(data.labels[positive])
             weights[positive] /= counts[index] ** CROWD_POWER[role]
+        if dark != 1:
+            weights[data.brightness() < DARK] *= dark
         near = (overlap >= 0.15) & ~positive if role in NEAR_SHARE else np.zeros(len(overlap), bool)
         give_share(weights, positive, 0.5)
         give_share(weights, near, NEAR_SHARE.get(role, 0.0))
@@ -189,8 +195,8 @@ class DistilledTask(FaceTask):
     RANKING_WEIGHT = 0.7
     OVERLAP_SLOPE = 15  # Makes a logit of a difference of overlaps.
 
-    def __init__(self, data, role, taught):
-        super().__init__(data, role, occlude=0.1)
+    def __init__(self, data, role, taught, dark=1.0):
+        super().__init__(data, role, occlude=0.1, dark=dark)
         if len(taught) != len(data):
             raise ValueError(f"a teacher's answers for {len(data)} windows are needed, there are {len(taught)}")
         self.taught = torch.from_numpy(taught).to(device())

@@ -106,13 +106,13 @@ def data_section(data):
 
 
 def training_section(arguments, record):
-    options = [f"--shape {arguments.shape}", f"--seed {arguments.seed}", f"--threads {arguments.threads}"]
+    options = [f"--shape {arguments.shape}", f"--plan {arguments.plan}", f"--seed {arguments.seed}", f"--threads {arguments.threads}"]
     options += ["--bf16"] if arguments.bf16 else []
     options += [f"--scale {arguments.scale:g}"] if arguments.scale != 1 else []
     options += ["--start START"] if arguments.start else []
     rows = "\n".join(f"| {step['key']} | {step['told']} | {step['minutes']:.0f} |" for step in record)
     return (f"## Training\n\n    training/detector/train.py DATA --work WORK {' '.join(options)}\n\n"
-            f"{len(record)} steps, {sum(step['minutes'] for step in record) / 60:.1f} hours in all:\n\n"
+            f"{len(record)} steps, {sum(step['minutes'] for step in record) / 60:.1f} hours of processor time in all:\n\n"
             f"| step | what | minutes |\n| --- | --- | --- |\n{rows}\n")
 
 
@@ -124,7 +124,7 @@ def write(folder, shape, arguments, record, table):
     record     of the steps: key, told, minutes; empty where the remarks tell of the training
     table      what evaluate_detector printed
     """
-    models = "public" if shape.fixed_thresholds else f"public/{shape.name} public"
+    models = "public" if shape.fixed_thresholds else f"{shape.home} public"
     sections = [head(shape), data_section(arguments.data), FIGURES.format(table=table, curve=CURVE, models=models)]
     if not shape.fixed_thresholds:
         sections.append(SCORES.format(picture=RELIABILITY))

@@ -73,7 +73,7 @@ class Twin(nn.Module):
             shapes[top] = shapes[bottoms[0]]
         elif kind == "CONCAT":
             shapes[top] = (sum(shapes[b][0] for b in bottoms),)
-        elif kind == "RELU":
+        elif kind in ("RELU", "POWER"):
             shapes[top] = shapes[bottoms[0]]
         else:
             raise ValueError(f"no twin for a layer of type {kind}")
@@ -81,6 +81,7 @@ class Twin(nn.Module):
 
     def forward(self, x):
         blobs = {self.definition.input[0]: x}
+        pixels = {self.definition.input[0]}
         for kind, key, bottoms, top, layer in self.steps:
             value = blobs[bottoms[0]]
             if kind == "POOLING":
@@ -89,6 +90,13 @@ class Twin(nn.Module):
                 blobs[top] = pool(value, p.kernel_size, p.stride, p.pad, ceil_mode=True)
             elif kind == "RELU":
                 blobs[top] = F.relu(value)
+            elif kind == "POWER":
+                # Of the pixels, which stand divided here, as all that comes of them by such layers does.
+                p, size = layer.power_param, 1.0
+                if bottoms[0] in pixels:
+                    size = INPUT_SCALE
+                    pixels.add(top)
+                blobs[top] = (p.shift + p.scale * size * value) ** p.power / size
             elif kind == "CONCAT":
                 blobs[top] = torch.cat([blobs[b].flatten(1) for b in bottoms], 1)
             elif kind == "INNER_PRODUCT":
@@ -98,11 +106,11 @@ class Twin(nn.Module):
         return blobs[self.output]
 
     def input_layers(self):
-        """Names of the layers with weights that read the input, directly or through poolings."""
+        """Names of the layers with weights that read the input, directly or through poolings and powers."""
         raw = {self.definition.input[0]}
         names = []
         for kind, key, bottoms, top, _ in self.steps:
-            if bottoms[0] in raw and kind == "POOLING":
+            if bottoms[0] in raw and kind in ("POOLING", "POWER"):
                 raw.add(top)
             elif bottoms[0] in raw and kind in ("CONVOLUTION", "INNER_PRODUCT"):
                 names.append(key)
@@ -121,6 +129,17 @@ class Twin(nn.Module):
                 with torch.no_grad():
                     module.weight.copy_(torch.randn(module.weight.shape, generator=generator) * gain / math.sqrt(fan_in))
                     module.bias.zero_()
+
+    def fits(self, message):
+        """Whether a NetParameter message has weights for all layers, of their names and sizes."""
+        sizes = {layer.name.replace(".", "_"): [len(blob.data) for blob in layer.blobs] for layer in message.layers}
+        return all(sizes.get(key) == [module.weight.numel(), module.bias.numel()]
+                   for key, module in self.modules_by_name.items() if hasattr(module, "weight"))
+
+    def become_mean_with(self, other):
+        """Takes the mean of the weights of two twins, which is worth having where one was fitted from the other."""
+        weights = other.state_dict()
+        self.load_state_dict({key: (value + weights[key]) / 2 for key, value in self.state_dict().items()})
 
     def from_message(self, message):
         """Takes the weights of a NetParameter message with blobs."""

@@ -1,8 +1,8 @@
-"""The two cascades that can be trained: their networks, and the steps that make them."""
+"""The cascades that can be trained: their networks, and the steps that make them."""
 
 import os
 import shutil
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 
 import definitions
 
@@ -29,10 +29,16 @@ class Shape:
     name: str
     networks: dict
     thresholds: tuple
-    plan: list = field(repr=False)
+    plan: list = field(repr=False)  # From nothing.
+    further: list = field(default_factory=list, repr=False)  # From the weights of a cascade of the shape, where there is such a plan.
     fixed_thresholds: bool = False  # Then a constant on the logits sets an operating point, otherwise the threshold itself.
     declared: int = 384  # Side of the first network's declared input.
     notes: str = "cascades"  # Where the notes go, below the model directory.
+    home: str = "public"  # The folder of the repository that it is for.
+
+    @property
+    def plans(self):
+        return {"whole": self.plan, **({"further": self.further} if self.further else {})}
 
     def stages(self):
         """Names of the stages in their order."""
@@ -48,9 +54,19 @@ class Shape:
             for stage, threshold in zip(self.stages(), thresholds, strict=True):
                 file.write(f"{self.networks[stage].folder} {threshold:.6g}\n")
 
-    def read_thresholds(self, cascade):
+    @staticmethod
+    def read_stages(cascade):
+        """Folders and thresholds of a cascade's stages, as they are written."""
         with open(os.path.join(cascade, "stages.txt"), encoding="ascii") as file:
-            return [float(line.split()[1]) for line in file if line.strip() and line[0] != "#"]
+            return [line.split() for line in file if line.strip() and line[0] != "#"]
+
+    def read_thresholds(self, cascade):
+        return [float(threshold) for _, threshold in self.read_stages(cascade)]
+
+    def has_stages_of(self, cascade):
+        """Whether a cascade has the stages of this shape, whose thresholds are then a start."""
+        folders = [self.networks[stage].folder for stage in self.stages()]
+        return os.path.exists(os.path.join(cascade, "stages.txt")) and [folder for folder, _ in self.read_stages(cascade)] == folders
 
 
 class BuiltIn(Shape):
@@ -79,7 +95,9 @@ class Compact(Shape):
             scan = network.role == "scan"
             side = self.declared if scan else network.side
             self._write(folder, network.definition, definitions.definition(f"{self.name} {name}", network.layers, side))
-            if not scan:
+            if definitions.has_tone(network.layers):
+                self._write(folder, "mean", "0\n" * (3 * side * side))
+            elif not scan:
                 shutil.copy(os.path.join(ROOT, MEANS[side]), os.path.join(folder, "mean"))
         calibration = self.networks["calibration"]
         self._write(os.path.join(cascade, calibration.folder), "offsets-scales",
@@ -194,6 +212,35 @@ COMPACT_PLAN = [
                        "taught": True}),
     ("scores", "fourth", {"wrong": 0.1}),
 ]
+# What a cascade of the shape can still learn, with all windows cut by the cascade that it starts from but the last.
+COMPACT_FURTHER = [
+    ("mine", "first-random", ["--target", "first", "--variants", "2", "--negatives", "60"]),
+    ("mine", "first-hard", ["--target", "first", "--first-variant", "2", "--variants", "2", "--negatives", "80", "--score",
+                            "--keep-above", "0.1"]),
+    ("mine", "second", ["--target", "second", "--variants", "3", "--negatives", "50", "--jittered", "2", "--floors", "0.3"]),
+    ("mine", "third", ["--target", "third", "--variants", "2", "--negatives", "30", "--jittered", "2", "--floors", "0.4,0.25"]),
+    ("mine", "fourth", ["--target", "fourth", "--variants", "3", "--negatives", "30", "--jittered", "2",
+                        "--floors", "0.4,0.25,0.12"]),
+    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 6_000_000, "batch": 512, "rate": 3e-3, "muon": True}),
+    ("fit", "second", {"windows": ["second"], "samples": 1_500_000, "batch": 512, "rate": 0.012, "normalised": True,
+                       "recoloured": 0.5}),
+    ("fit", "calibration", {"windows": ["second", "third"], "samples": 800_000, "batch": 512, "rate": 0.015,
+                            "normalised": True, "recoloured": 0.5}),
+    ("fit", "calibration", {"windows": ["second", "third"], "samples": 1_000_000, "batch": 512, "rate": 0.01,
+                            "normalised": True, "recoloured": 0.5, "placed": True}),
+    ("fit", "third", {"windows": ["third"], "samples": 1_200_000, "batch": 512, "rate": 0.012, "normalised": True, "recoloured": 0.5}),
+    ("fit", "fourth", {"windows": ["fourth"], "samples": 4_000_000, "batch": 256, "rate": 0.012,
+                       "normalised": True, "recoloured": 0.6, "dark": 1.5}),
+    ("point", "first", {"boxes": 190}),
+    ("point", "second", {"boxes": 36}),
+    ("point", "third", {"boxes": 17}),
+    ("mine", "fourth-late", ["--target", "fourth", "--first-variant", "3", "--variants", "1", "--negatives", "20", "--jittered", "1",
+                             "--floors", "0.4,0.25,0.12"]),
+    ("teach", "fourth", {"windows": ["fourth", "fourth-late"], "itself": True}),
+    ("fit", "fourth", {"windows": ["fourth", "fourth-late"], "samples": 600_000, "batch": 256, "rate": 0.008, "taught": True,
+                       "mean": True}),
+    ("scores", "fourth", {"wrong": 0.1}),
+]
 COMPACT = Compact(
     "compact",
     {
@@ -205,7 +252,21 @@ COMPACT = Compact(
     },
     (0.4, 0.5, 0.5, 0.5),
     COMPACT_PLAN,
+    COMPACT_FURTHER,
     notes="",
+    home="public/compact",
 )
 
-SHAPES = {shape.name: shape for shape in (BUILT_IN, COMPACT)}
+# The shape that the compact cascade is to take next: networks that see the roots of their pixels, and a calibration of half the
+# work. public/compact/MODEL.md tells how far it has come; it goes on from that cascade, whose weights are a start for roots too.
+COMPACT_ROOTS = replace(
+    COMPACT,
+    name="compact-roots",
+    networks={
+        **COMPACT.networks,
+        **{name: replace(COMPACT.networks[name], layers="t " + COMPACT.networks[name].layers) for name in ("second", "third", "fourth")},
+        "calibration": replace(COMPACT.networks["calibration"], layers=f"t c16/2 c32 p c48 f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),
+    },
+)
+
+SHAPES = {shape.name: shape for shape in (BUILT_IN, COMPACT, COMPACT_ROOTS)}

@@ -5,10 +5,8 @@ operating points, measures, and writes a model directory with its notes. See REA
 import argparse
 import json
 import os
-import shutil
 import subprocess
 import sys
-import time
 
 import numpy as np
 import torch
@@ -25,6 +23,11 @@ from teacher import Teacher
 
 
 
+def processor_minutes():
+    """Of this process and the tools that it ran: what a step takes, whatever else the machine does."""
+    return sum(os.times()[:4]) / 60
+
+
 class Trainer:
     """One run in a working folder, which also remembers the steps that are done."""
 
@@ -37,7 +40,7 @@ class Trainer:
         self.taught_path = os.path.join(self.work, "taught.npy")
         os.makedirs(self.work, exist_ok=True)
         self.schema = self._load_schema()
-        self.record = []  # Of each step that is done: its key, what came of it, and the minutes that it took.
+        self.record = []  # Of each step that is done: its key, what came of it, and the minutes of processor time that it took.
         if os.path.exists(self.record_path):
             with open(self.record_path, encoding="ascii") as file:
                 self.record = json.load(file)
@@ -55,19 +58,29 @@ class Trainer:
         return caffe_pb2
 
     def _begin(self):
-        """A cascade of the shape, with the weights of --start where that has them, and random ones otherwise."""
+        """A cascade of the shape, with the weights of --start where that has them for layers of these sizes, and random ones
+        otherwise."""
         self.shape.prepare(self.cascade)
         generator = torch.Generator().manual_seed(self.arguments.seed)
+        if self.arguments.start and self.shape.has_stages_of(self.arguments.start):
+            self.shape.write_stages(self.cascade, self.shape.read_thresholds(self.arguments.start))
         for name, network in self.shape.networks.items():
+            twin = self._twin(name, empty=True)
             weights = os.path.join(self.arguments.start or "", network.folder, network.weights)
-            if self.arguments.start and os.path.exists(weights):
-                shutil.copy(weights, self._path(name, network.weights))
+            message = self._read_message(weights) if self.arguments.start and os.path.exists(weights) else None
+            if message and twin.fits(message):
+                twin.from_message(message)
             else:
-                twin = self._twin(name, empty=True)
                 twin.initialise(generator)
                 if network.role == "scan":
                     fitting.first_network_bias(twin)
-                self._save(name, twin)
+            self._save(name, twin)
+
+    def _read_message(self, path):
+        message = self.schema.NetParameter()
+        with open(path, "rb") as file:
+            message.ParseFromString(file.read())
+        return message
 
     def _path(self, network, file):
         return os.path.join(self.cascade, self.shape.networks[network].folder, file)
@@ -77,10 +90,7 @@ class Trainer:
         definition = networks.read_definition(self.schema, self._path(network, about.definition))
         twin = networks.Twin(definition, (3, about.side, about.side))
         if not empty:
-            message = self.schema.NetParameter()
-            with open(self._path(network, about.weights), "rb") as file:
-                message.ParseFromString(file.read())
-            twin.from_message(message)
+            twin.from_message(self._read_message(self._path(network, about.weights)))
         return twin
 
     def _save(self, network, twin):
@@ -103,16 +113,17 @@ class Trainer:
         subprocess.run(command, check=True)
 
     def run(self):
-        for number, (kind, name, what) in enumerate(self.shape.plan, 1):
+        plan = self.shape.plans[self.arguments.plan]
+        for number, (kind, name, what) in enumerate(plan, 1):
             key = f"{number}-{kind}-{name}"
             if any(step["key"] == key for step in self.record):
                 continue
             if self.arguments.only and name.split("-")[0] not in self.arguments.only:
                 continue
-            print(f"Step {number} of {len(self.shape.plan)}: {kind} {name}", file=sys.stderr, flush=True)
-            start = time.time()
+            print(f"Step {number} of {len(plan)}: {kind} {name}", file=sys.stderr, flush=True)
+            start = processor_minutes()
             told = getattr(self, kind)(name, what, key)
-            self.record.append({"key": key, "told": told, "minutes": (time.time() - start) / 60})
+            self.record.append({"key": key, "told": told, "minutes": processor_minutes() - start})
             with open(self.record_path, "w", encoding="ascii") as file:
                 json.dump(self.record, file, indent=1)
         self.describe()
@@ -190,9 +201,10 @@ class Trainer:
         if role == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
             return (fitting.PlacementTask if what.get("placed") else fitting.CalibrationTask)(data, self._patterns())
+        dark = what.get("dark", 1.0)
         if what.get("taught"):
-            return fitting.DistilledTask(data, role, np.load(self.taught_path))
-        return fitting.FaceTask(data, role, occlude=0.1 if role == "last" else 0.0)
+            return fitting.DistilledTask(data, role, np.load(self.taught_path), dark)
+        return fitting.FaceTask(data, role, 0.1 if role == "last" else 0.0, dark)
 
     def fit(self, network, what, key):
         data = self._windows(what)
@@ -207,8 +219,11 @@ class Trainer:
             normalisation.normalise(twin, task.batch(data, some, self._mean(network), rng).x.cpu())
         told = self._fitted(twin, data, task, network, options, key)
         normalisation.fold(twin)
+        if what.get("mean"):
+            twin.become_mean_with(self._twin(network))
         self._save(network, twin)
-        return told + (", taught" if what.get("taught") else "") + (", for the least lost overlap" if what.get("placed") else "")
+        words = {"taught": ", taught", "placed": ", for the least lost overlap", "mean": "; the mean of the weights before and after"}
+        return told + "".join(words[word] for word in words if what.get(word))
 
     def point(self, network, what, _key):
         """Chooses the stage's operating point: so many boxes a held-back photograph pass, of the last stage so many wrong ones. The
@@ -275,6 +290,8 @@ def main():
     parser.add_argument("--tools", default=os.path.join(ROOT, "build/release/training/detector"),
                         help="folder of the built mine_windows and evaluate_detector")
     parser.add_argument("--shape", choices=list(shapes.SHAPES), default="built-in", help="the cascade to train")
+    parser.add_argument("--plan", choices=["whole", "further"], default="whole",
+                        help="whole: from nothing; further: from the weights of --start, with windows that they find hard")
     parser.add_argument("--start", help="model directory whose weights to start from; random ones where it has none")
     parser.add_argument("--remarks", help="text to end MODEL.md with, such as what people saw on its contact sheets")
     parser.add_argument("--only", type=lambda text: text.split(","), help="networks to train, such as first,second")
@@ -284,7 +301,12 @@ def main():
     parser.add_argument("--limit", type=int, default=0, help="about so many photographs only")
     parser.add_argument("--bf16", action="store_true", help="fit the third network in bfloat16, twice as fast where the "
                         "processor has it")
-    Trainer(parser.parse_args()).run()
+    arguments = parser.parse_args()
+    if arguments.plan not in shapes.SHAPES[arguments.shape].plans:
+        parser.error(f"there is no plan {arguments.plan} of the shape {arguments.shape}")
+    if arguments.plan == "further" and not arguments.start:
+        parser.error("the plan further goes on from a cascade, which --start names")
+    Trainer(arguments).run()
 
 
 if __name__ == "__main__":

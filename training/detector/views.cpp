@@ -12,6 +12,7 @@ namespace detector_training {
 namespace {
 
 constexpr double kMostDegrees = 30;
+constexpr double kShadedShare = 0.25;
 constexpr int kLeastSide = 120;  // Pixels of a cut; less would leave the scan little to do.
 
 double uniform(cv::RNG& rng, double from, double to) { return rng.uniform(from, to); }
@@ -104,6 +105,20 @@ void changeGamma(cv::Mat& rgb, double gamma) {
   cv::LUT(rgb, table, rgb);
 }
 
+// Deep shade or bad light: down to a seventh of the light, of a colour of its own, with the noise of a
+// camera that has little of it.
+void shade(cv::Mat& rgb, cv::RNG& rng) {
+  const double light = std::exp(uniform(rng, std::log(0.15), std::log(0.6)));
+  cv::Scalar gain;
+  for (int plane = 0; plane < 3; ++plane) gain[plane] = light * std::exp(uniform(rng, -0.2, 0.2));
+  cv::multiply(rgb, gain, rgb);
+  cv::Mat noise(rgb.size(), CV_16SC3);
+  rng.fill(noise, cv::RNG::NORMAL, cv::Scalar::all(0), cv::Scalar::all(uniform(rng, 0.3, 3)));
+  cv::Mat noisy;
+  cv::add(rgb, noise, noisy, cv::noArray(), CV_8U);
+  rgb = noisy;
+}
+
 }  // namespace
 
 View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int variant,
@@ -117,6 +132,7 @@ View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int vari
   if (chance(rng, 0.5)) rescale(view, std::exp(uniform(rng, -0.5, 0.26)));
   if (chance(rng, 0.15)) cv::GaussianBlur(view.rgb, view.rgb, cv::Size(), uniform(rng, 0.5, 1.3));
   if (chance(rng, 0.25)) changeGamma(view.rgb, std::exp(uniform(rng, -0.5, 0.7)));
+  if (chance(rng, kShadedShare)) shade(view.rgb, rng);
   if (chance(rng, 0.25)) compress(view.rgb, rng.uniform(30, 80));
   return view;
 }

@@ -20,8 +20,8 @@ struct View {
 ///
 /// variant  0: the photograph as it is. Others: mirrored (half of them), turned by up to 30 degrees
 ///          (a squared upright face turns into a squared tilted one), cut to a part around one of
-///          its faces, rescaled by 0.6 to 1.3, and now and then blurred, darkened or compressed; all
-///          at random.
+///          its faces, rescaled by 0.6 to 1.3, a quarter of them in deep shade, and now and then
+///          blurred, darkened or compressed; all at random.
 /// seed     The same seed, photograph and variant give the same view.
 View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int variant,
               std::uint64_t seed);

@@ -248,6 +248,18 @@ def test_faces_of_many_windows_weigh_less_a_window_in_the_first_and_last_network
     assert fitting.FaceTask(LabelledWindows(rows), "middle").weights == pytest.approx([0.1] * 5 + [0.5])
 
 
+def test_dark_windows_weigh_more_within_their_class(tmp_path):
+    prefix = str(tmp_path / "windows")
+    write_windows(prefix, [0, 1, 2, 3], 24, np.random.default_rng(3))
+    light = np.array([70, 200, 30, 90], np.uint8)
+    np.broadcast_to(light[:, None, None, None], (4, 3, 24, 24)).tofile(prefix + ".u8")
+    mined = w.Windows([prefix])
+    mined.labels[:2, w.OVERLAP] = 0.9
+    assert mined.brightness(step=3) == pytest.approx(light)
+    assert fitting.FaceTask(mined, "middle").weights == pytest.approx([0.25] * 4)
+    assert fitting.FaceTask(mined, "middle", dark=3.0).weights == pytest.approx([3 / 8, 1 / 8, 3 / 8, 1 / 8])
+
+
 def batch_of(rows, mirrored=None):
     """The batch of all windows, as it reaches a task's losses, which do not look at the pixels."""
     no = torch.zeros(rows, dtype=torch.bool)
@@ -631,3 +643,32 @@ def test_a_tiny_training_from_nothing_lowers_every_loss_and_resumes(data, tmp_pa
     assert "Step" not in again.stderr
     assert weights.read_bytes() == before
     assert (tmp_path / "model" / shape.notes / "MODEL.md").exists()
+
+
+def test_a_tiny_training_goes_on_from_a_cascade(data, tmp_path):
+    shape, start = shapes.COMPACT_ROOTS, os.path.join(ROOT, "public/compact")
+    command = [sys.executable, os.path.join(TRAINING, "train.py"), str(data), "--work", str(tmp_path), "--tools", TOOLS, "--shape",
+               shape.name, "--plan", "further", "--start", start, "--threads", "1", "--scale", "0.001", "--seed", "4", "--bf16"]
+    subprocess.run(command, check=True)
+    with open(tmp_path / "record.json", encoding="ascii") as file:
+        record = json.load(file)
+    assert [step["key"] for step in record] == [f"{n}-{kind}-{name}" for n, (kind, name, _) in enumerate(shape.further, 1)]
+    assert any("the mean of the weights before and after" in step["told"] for step in record)
+    for number, (kind, name, what) in enumerate(shape.further, 1):
+        if kind == "fit" and not (what.get("taught") or name == "calibration"):
+            with open(tmp_path / f"{number}-{kind}-{name}.curve.json", encoding="ascii") as file:
+                assert json.load(file)[0][1] < 0.65, f"{name} knows faces from the start; random weights would begin at 0.69"
+    for network in shape.networks.values():
+        trained = (tmp_path / "model" / network.folder / network.weights).read_bytes()
+        with open(os.path.join(start, network.folder, network.weights), "rb") as file:
+            assert trained != file.read()
+    assert "--plan further" in (tmp_path / "model" / "MODEL.md").read_text()
+
+
+@pytest.mark.parametrize("options, words", [(["--shape", "compact", "--plan", "further"], "--start"),
+                                            (["--plan", "further", "--start", "public"], "no plan further of the shape built-in")])
+def test_a_plan_that_cannot_begin_is_refused(tmp_path, options, words):
+    command = [sys.executable, os.path.join(TRAINING, "train.py"), str(tmp_path), "--work", str(tmp_path / "work"), *options]
+    run = subprocess.run(command, capture_output=True, text=True, check=False)
+    assert run.returncode == 2 and words in run.stderr
+    assert not (tmp_path / "work").exists()

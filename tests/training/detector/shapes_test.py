@@ -1,5 +1,6 @@
 """The shapes of cascades, their definitions and tables, and scores that are probabilities."""
 
+import dataclasses
 import os
 import subprocess
 import sys
@@ -47,6 +48,47 @@ def test_a_line_becomes_a_chain_of_layers(schema, tmp_path):
     assert twin.definition.layers[-1].top[0] == "probs" and twin.definition.input_dim[2:] == [24, 24]
 
 
+def test_roots_of_the_pixels_come_before_all_layers(schema, tmp_path):
+    twin = twin_of(schema, tmp_path, "t c6 p f10 f2", 24)
+    assert [kind for kind, *_ in twin.steps][:3] == ["POWER", "POWER", "CONVOLUTION"]
+    assert set(twin.modules_by_name) == {"conv1", "fc3", "fc4"}, "names do not depend on the roots"
+    assert twin.input_layers() == ["conv1"]
+    seen = []
+    twin.modules_by_name["conv1"].register_forward_pre_hook(lambda _layer, inputs: seen.append(inputs[0] * networks.INPUT_SCALE))
+    pixels = torch.arange(256.0)
+    twin((pixels / networks.INPUT_SCALE).view(256, 1, 1, 1).expand(256, 3, 24, 24))
+    values = seen[0][:, 0, 0, 0]
+    torch.testing.assert_close(values, 2 * 111**0.5 * (pixels + 1).sqrt() - 222, rtol=1e-4, atol=1e-2)
+    # Around 110 grey levels lie as far apart as before, in the dark further.
+    assert values[110] == pytest.approx(0, abs=0.01)
+    assert (values[115] - values[105]) / 10 == pytest.approx(1, abs=0.01)
+    assert (values[25] - values[15]) / 10 > 2
+
+
+def test_a_network_with_roots_has_a_mean_image_of_zeros(tmp_path):
+    networks_of = {**shapes.COMPACT.networks, "second": dataclasses.replace(shapes.COMPACT.networks["second"], layers="t c16 p f2")}
+    dataclasses.replace(shapes.COMPACT, networks=networks_of).prepare(str(tmp_path))
+    mean = w.read_mean(str(tmp_path / shapes.COMPACT.networks["second"].folder / "mean"))
+    assert mean.shape == (3, 24, 24) and (mean == 0).all()
+
+
+def test_weights_fit_layers_of_their_names_and_sizes(schema, tmp_path):
+    twin = twin_of(schema, tmp_path, "c6/2 p f10 f2", 24)
+    message = twin.to_message()
+    assert twin.fits(message)
+    assert twin_of(schema, tmp_path, "t c6/2 p f10 f2", 24).fits(message), "roots have no weights"
+    assert not twin_of(schema, tmp_path, "c6 p f10 f2", 24).fits(message), "the fully connected layer sees more places"
+    assert not twin_of(schema, tmp_path, "c6/2 p f10 f10 f2", 24).fits(message)
+
+
+def test_the_mean_of_two_twins_lies_half_way(schema, tmp_path):
+    one, other = (twin_of(schema, tmp_path, "c6/2 p f2", 24) for _ in range(2))
+    before = one.modules_by_name["conv1"].weight.detach().clone()
+    one.become_mean_with(other)
+    expected = (before + other.modules_by_name["conv1"].weight) / 2
+    torch.testing.assert_close(one.modules_by_name["conv1"].weight, expected)
+
+
 def test_a_network_of_convolutions_alone_scans(schema, tmp_path):
     twin = twin_of(schema, tmp_path, "c4 p3 c4k5/3 c2k1", 13)
     assert twin(torch.zeros(1, 3, 13, 13)).shape == (1, 2, 1, 1)
@@ -80,10 +122,13 @@ def test_a_shape_is_prepared_with_all_but_its_weights(schema, tmp_path, shape):
             assert list(definition.input_dim) == [1, 3, network.side, network.side]
 
 
-@pytest.mark.parametrize("shape", list(shapes.SHAPES.values()), ids=list(shapes.SHAPES))
-def test_a_plan_names_windows_that_were_mined_before_and_fits_every_network(shape):
+PLANS = [(shape, name) for shape in shapes.SHAPES.values() for name in shape.plans]
+
+
+@pytest.mark.parametrize("shape, plan", PLANS, ids=[f"{shape.name} {plan}" for shape, plan in PLANS])
+def test_a_plan_names_windows_that_were_mined_before_and_fits_every_network(shape, plan):
     mined, answers = set(), None
-    for kind, name, what in shape.plan:
+    for kind, name, what in shape.plans[plan]:
         if kind == "mine":
             mined.add(name)
             assert what[what.index("--target") + 1] == name.split("-")[0]
@@ -94,7 +139,7 @@ def test_a_plan_names_windows_that_were_mined_before_and_fits_every_network(shap
             answers = what["windows"]
         if what.get("taught"):
             assert what["windows"] == answers  # One answer a window.
-    assert {name for kind, name, _ in shape.plan if kind == "fit"} == set(shape.networks)
+    assert {name for kind, name, _ in shape.plans[plan] if kind == "fit"} == set(shape.networks)
 
 
 def test_thresholds_are_written_and_read(tmp_path):
