@@ -633,8 +633,9 @@ def test_a_tiny_training_from_nothing_lowers_every_loss_and_resumes(data, tmp_pa
                 losses.setdefault(learner, []).extend(loss for _, loss in json.load(file))
     assert {name.split(",")[0] for name in losses} == set(only)
     for network, values in losses.items():
-        # The cross entropy of hundreds of patterns begins high.
-        assert values[-1] < (0.95 if network == "calibration, fit" else 0.9) * values[0], f"{network}: {values}"
+        # The cross entropy of hundreds of patterns begins high, and a teacher, which takes 15 steps, learns their overlaps along.
+        slow = network in ("calibration, fit", "fourth, teach")
+        assert values[-1] < (0.95 if slow else 0.9) * values[0], f"{network}: {values}"
     # All is done: a second run has nothing to do and leaves the model as it is.
     last = shape.networks[only[-2]]
     weights = tmp_path / "model" / last.folder / last.weights
