@@ -3,6 +3,7 @@
 #include "tools/model_directory.h"
 
 #include <array>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -27,16 +28,20 @@ bool holdsModels(const fs::path& directory) {
          fs::exists(directory / "models/face68.sdm", error);
 }
 
+ModelPlace namedPlace(const std::string& directory, const std::string& source) {
+  std::error_code error;
+  if (!fs::is_directory(directory, error)) {
+    throw Failure(kExitModel, printable(directory) + ": no such directory of models, " + source);
+  }
+  return {directory.back() == '/' ? directory : directory + "/", source};
+}
+
 }  // namespace
 
 ModelPlace modelPlace(const std::string& given) {
-  if (!given.empty()) {
-    std::error_code error;
-    if (!fs::is_directory(given, error)) {
-      throw Failure(kExitModel, printable(given) + ": no such directory of models");
-    }
-    return {given.back() == '/' ? given : given + "/", "given by --models"};
-  }
+  if (!given.empty()) return namedPlace(given, "given by --models");
+  const char* const variable = std::getenv("OZNA_MODELS");
+  if (variable != nullptr && *variable != '\0') return namedPlace(variable, "given by OZNA_MODELS");
 
   struct Place {
     fs::path directory;

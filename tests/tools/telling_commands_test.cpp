@@ -1,5 +1,7 @@
 // The commands that tell: models, info, bench.
 
+#include <stdlib.h>
+
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -62,6 +64,24 @@ TEST_F(Telling, InfoTellsEveryDefaultWithItsSource) {
   const Outcome text = runOzna({"info", "--models", copyModels()});
   EXPECT_NE(text.out.find("given by --models"), std::string::npos);
   EXPECT_NE(text.out.find("ozna " OZNA_VERSION), std::string::npos);
+}
+
+TEST_F(Telling, ModelsOfTheEnvironmentCountWhereNoOptionNamesOthers) {
+  const std::string models = copyModels();
+  setenv("OZNA_MODELS", models.c_str(), 1);
+  const Outcome of_variable = runOzna({"info"});
+  setenv("OZNA_MODELS", at("nowhere").c_str(), 1);
+  const Outcome of_nothing = runOzna({"detect", makePicture("a.png")});
+  const Outcome of_option = runOzna({"info", "--models", models});
+  setenv("OZNA_MODELS", "", 1);
+  const Outcome of_empty = runOzna({"info"});
+  unsetenv("OZNA_MODELS");
+  EXPECT_NE(of_variable.out.find("given by OZNA_MODELS"), std::string::npos) << of_variable.out;
+  EXPECT_NE(of_variable.out.find(models), std::string::npos) << of_variable.out;
+  expectFailure(of_nothing, 3,
+                at("nowhere") + ": no such directory of models, given by OZNA_MODELS");
+  EXPECT_NE(of_option.out.find("given by --models"), std::string::npos) << of_option.out;
+  EXPECT_EQ(of_empty.out, runOzna({"info"}).out);
 }
 
 TEST_F(Telling, BenchTellsTheShareOfEachStage) {
