@@ -6,11 +6,11 @@ installed=$1 bindir=$2 modelsdir=$3 photograph=$4
 cd /
 "$installed/$bindir/ozna" detect "$photograph" | grep -q '1 face$'
 
-# A tree without its stage list: the program names that place, and reads no other.
+# A tree without its stage lists: the program names that place, and reads no other.
 broken=$installed-broken
 rm -rf "$broken"
 cp -al "$installed" "$broken"
-rm "$broken/$modelsdir/stages.txt"
+rm "$broken/$modelsdir/stages.txt" "$broken/$modelsdir/compact/stages.txt"
 if message=$("$broken/$bindir/ozna" detect "$photograph" 2>&1); then
   echo "The program found models elsewhere." >&2
   exit 1
