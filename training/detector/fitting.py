@@ -145,7 +145,7 @@ class FaceTask(Task):
         give_share(weights, ~positive & ~near, 0.5 - NEAR_SHARE.get(role, 0.0))
         self.weights = weights
         self.occlude = occlude
-        # The first network is too small for it: at 190 boxes a photograph it lost a hundredth of the faces.
+        # The first network is too small for it: at 190 boxes per photograph it lost a hundredth of the faces.
         self.coloured = 0.0 if role == "scan" else 0.2
 
     def losses(self, logits, batch):
