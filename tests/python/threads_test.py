@@ -106,14 +106,16 @@ def test_two_threads_take_less_time_than_one(group):
     search, more than one processor works, where there are two."""
     finder = ozna.Finder(landmarks=False)
     finder.detect(group)
-    clock, processors = time.perf_counter(), time.process_time()
-    in_threads(2, lambda _: [finder.detect(group) for _ in range(4)])
-    ratio = (time.process_time() - processors) / (time.perf_counter() - clock)
-    clock, processors = time.perf_counter(), time.process_time()
-    for _ in range(2):
-        in_threads(1, lambda _: [finder.detect(group) for _ in range(2)])
-    alone = (time.process_time() - processors) / (time.perf_counter() - clock)
+
+    def processors_in_use(threads, searches):
+        clock, processors = time.perf_counter(), time.process_time()
+        in_threads(threads, lambda _: [finder.detect(group) for _ in range(searches)])
+        return (time.process_time() - processors) / (time.perf_counter() - clock)
+
+    # The best of three: what other processes take meanwhile is not the finder's.
+    alone = max(processors_in_use(1, 4) for _ in range(3))
     if len(os.sched_getaffinity(0)) < 2 or alone < 0.9:
         pytest.skip(f"one thread gets {alone:.2f} of a processor here")
+    ratio = max(processors_in_use(2, 10) for _ in range(3))
     assert ratio > 1.2 * alone, (ratio, alone)
     assert finder.info["detectors"] == 2
