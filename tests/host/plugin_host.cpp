@@ -4,7 +4,10 @@
 //
 // Run it with GLIBC_TUNABLES=glibc.malloc.tcache_count=0: what the threads' caches keep counts as allocated.
 // The library's code stays mapped after the first time (see public/CMakeLists.txt); so do the libraries that it calls, and
-// what those allocate once. Everything else is given back: from the warm-up on, not one byte more may stay allocated.
+// what those allocate once. Everything else is given back. The heap counts whole blocks, and hands out one that is up to
+// 16 bytes larger than asked for where the rest would be too small to keep: the few blocks that those libraries hold sum
+// up to -100 to 150 bytes from load to load, by the lengths of the paths. The smallest block is 32 bytes, so that one
+// block lost per load is 3,000 bytes in a hundred loads.
 
 #include <malloc.h>
 #include <unistd.h>
@@ -19,6 +22,7 @@
 namespace {
 
 constexpr int kWarmUp = 3;
+constexpr long kBlockRounding = 512;
 
 // Bytes that the heap's users hold, those in mappings of their own included.
 std::size_t allocatedBytes() {
@@ -69,7 +73,7 @@ int main(int argc, char** argv) {
   const long grown_bytes = static_cast<long>(allocatedBytes() - bytes_after_warm_up);
   const long grown_resident = residentKilobytes() - resident_after_warm_up;
   const long grown_mappings = mappings() - mappings_after_warm_up;
-  const bool clean = grown_bytes <= 0 && grown_resident < 4096 && grown_mappings <= 4;
+  const bool clean = grown_bytes <= kBlockRounding && grown_resident < 4096 && grown_mappings <= 4;
   std::printf(
       "%s: after %d times %ld bytes more are allocated, %ld KB more resident, %ld more mappings\n",
       clean ? "clean" : "LEAK", times, grown_bytes, grown_resident, grown_mappings);
