@@ -31,10 +31,16 @@ class NotingSource : public kit::ModelSource {
  public:
   NotingSource(const kit::ModelSource& source, std::vector<std::string>* names)
       : source_(source), names_(*names) {}
-  std::string read(const std::string& name, std::size_t largest) const override {
-    std::string bytes = source_.read(name, largest);
+  std::unique_ptr<kit::ModelFile> open(const std::string& name,
+                                       std::size_t largest) const override {
+    std::unique_ptr<kit::ModelFile> file = source_.open(name, largest);
     names_.push_back(name);
-    return bytes;
+    return file;
+  }
+  kit::FileContent read(const std::string& name, std::size_t largest) const override {
+    kit::FileContent content = source_.read(name, largest);
+    names_.push_back(name);
+    return content;
   }
   std::string labelOf(const std::string& name) const override { return source_.labelOf(name); }
   bool has(const std::string& name) const override { return source_.has(name); }
@@ -65,8 +71,8 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
   }
   if ((parts & OZNAKIT_LANDMARKS) != 0) {
     const std::string landmarks = landmarksOf(source);
-    finder->landmarks =
-        kit::readLandmarkModel(source.labelOf(landmarks), source.read(landmarks, kMostOfLandmarks));
+    finder->landmarks = kit::readLandmarkModel(source.labelOf(landmarks),
+                                               source.open(landmarks, kMostOfLandmarks).get());
   }
   return finder;
 }

@@ -2,6 +2,8 @@
 
 #include "kit/models/built_in_models.h"
 
+#include <string_view>
+
 #include "kit/error.h"
 #include "kit/models/model_source.h"
 
@@ -10,14 +12,18 @@ namespace {
 
 class BuiltInSource : public ModelSource {
  public:
-  std::string read(const std::string& name, std::size_t /*largest*/) const override {
+  std::unique_ptr<ModelFile> open(const std::string& name, std::size_t largest) const override {
+    return std::make_unique<BytesInMemory>(read(name, largest).view());
+  }
+
+  FileContent read(const std::string& name, std::size_t /*largest*/) const override {
     const BuiltInFile* const file = find(name);
     if (file == nullptr) {
       throw Error(OZNAKIT_NO_MODEL,
                   labelOf(name) + ": expected this file inside the library, found none.");
     }
-    return std::string(reinterpret_cast<const char*>(file->begin),
-                       static_cast<std::size_t>(file->end - file->begin));
+    return FileContent(std::string_view(reinterpret_cast<const char*>(file->begin),
+                                        static_cast<std::size_t>(file->end - file->begin)));
   }
 
   std::string labelOf(const std::string& name) const override { return "built in " + name; }

@@ -37,10 +37,10 @@ CheckedNetwork readNetwork(const ModelSource& source, const std::string& directo
   const std::string weights_label = source.labelOf(weights_name);
   Arena arena;
   auto* const definition = Arena::CreateMessage<NetParameter>(&arena);
-  parseDefinition(definition_label, source.read(definition_name, kMostOfText), definition);
+  parseDefinition(definition_label, source.read(definition_name, kMostOfText).view(), definition);
   auto weights_arena = std::make_unique<Arena>(oznalib::mappedBlocks());
   auto* const weights = Arena::CreateMessage<NetParameter>(weights_arena.get());
-  parseWeights(weights_label, source.read(weights_name, kMostOfWeights), weights);
+  parseWeights(weights_label, source.read(weights_name, kMostOfWeights).view(), weights);
   return CheckedNetwork(role, definition_label, *definition, weights_label,
                         std::move(weights_arena), weights);
 }
@@ -48,7 +48,7 @@ CheckedNetwork readNetwork(const ModelSource& source, const std::string& directo
 std::vector<float> readMean(const ModelSource& source, const std::string& directory,
                             const CheckedNetwork& network) {
   const std::string name = directory + "/mean";
-  return parseMean(source.labelOf(name), source.read(name, kMostOfNumbers),
+  return parseMean(source.labelOf(name), source.read(name, kMostOfNumbers).view(),
                    static_cast<std::size_t>(network.input().count()));
 }
 
@@ -77,7 +77,7 @@ void fill(const std::vector<CheckedNetwork>& networks,
 
 Cascade::Cascade(const ModelSource& source) {
   const std::vector<ListedStage> stages =
-      parseStageList(source.labelOf(kStageList), source.read(kStageList, kMostOfList));
+      parseStageList(source.labelOf(kStageList), source.read(kStageList, kMostOfList).view());
   for (const ListedStage& stage : stages) {
     const Role role = networks_.empty() ? Role::kDense : Role::kJudge;
     networks_.push_back(readNetwork(source, stage.directory, role));
@@ -90,7 +90,7 @@ Cascade::Cascade(const ModelSource& source) {
   oznalib::CascadeStage rest;
   rest.mean = readMean(source, kCalibration, networks_.back());
   const std::string table = std::string(kCalibration) + "/offsets-scales";
-  rest.offsets = parseOffsets(source.labelOf(table), source.read(table, kMostOfNumbers),
+  rest.offsets = parseOffsets(source.labelOf(table), source.read(table, kMostOfNumbers).view(),
                               static_cast<std::size_t>(networks_.back().outputs()));
   rest_.push_back(std::move(rest));
 

@@ -5,8 +5,10 @@
 
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "alignment/sdm_model.h"
+#include "kit/models/model_file.h"
 
 namespace kit {
 
@@ -19,14 +21,18 @@ namespace kit {
 /// its 32-bit floats.
 ///
 /// name     Of the file, for messages.
-/// bytes    Its whole content.
+/// file     At its beginning.
 /// Returns  A model with which an alignment stays within its buffers and within some hundred
 ///          megabytes.
 /// Errors   Error with OZNAKIT_BAD_MODEL that says what was expected and what was found, and at which
-///          byte; std::bad_alloc.
-/// Cost     Looks at each number once; twice the file's size in memory.
+///          byte; what ModelFile::read throws; std::bad_alloc.
+/// Cost     Reads each number once, into the model, and looks at it there.
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
-                                                           const std::string& bytes);
+                                                           ModelFile* file);
+
+/// As above, from the whole content.
+std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
+                                                           std::string_view bytes);
 
 }  // namespace kit
 

@@ -6,10 +6,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <map>
 #include <new>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -29,61 +31,88 @@ namespace {
                                     std::system_category().message(error) + ".");
 }
 
-// A descriptor, closed at the end of its scope.
-class OpenFile {
- public:
-  // Without waiting for the other end of a pipe; what a device would do when it is opened is left
-  // alone as well, since its kind is asked for before.
-  OpenFile(const std::string& path, const std::string& label) {
-    struct stat status = {};
-    if (stat(path.c_str(), &status) == -1) failToRead(label, errno);
-    requireRegular(status, label);
-    descriptor_ = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (descriptor_ == -1) failToRead(label, errno);
-  }
-  ~OpenFile() { close(descriptor_); }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
+// Room without the zeros that std::make_unique writes.
+std::unique_ptr<char[]> unfilled(std::size_t bytes) {
+  return std::unique_ptr<char[]>(new char[bytes]);
+}
 
-  std::string readAll(const std::string& label, std::size_t largest) const {
-    struct stat status = {};
-    if (fstat(descriptor_, &status) == -1) failToRead(label, errno);
-    requireRegular(status, label);
-    const auto size = static_cast<std::size_t>(status.st_size);
-    if (size > largest) refuseSize(label, size, largest);
-    std::string bytes(size + 1, '\0');  // One more, so that the end shows.
+// Closed at the end of its life; -1 for none.
+struct Descriptor {
+  explicit Descriptor(int given) : number(given) {}
+  Descriptor(Descriptor&& other) noexcept : number(std::exchange(other.number, -1)) {}
+  ~Descriptor() {
+    if (number != -1) close(number);
+  }
+
+  int number;
+};
+
+class FileOnDisk : public ModelFile {
+ public:
+  FileOnDisk(Descriptor descriptor, std::size_t size, const std::string& label)
+      : ModelFile(size), descriptor_(std::move(descriptor)), label_(label) {}
+
+  std::size_t read(void* to, std::size_t count) override {
     std::size_t filled = 0;
-    while (true) {
-      if (filled == bytes.size()) bytes.resize(2 * bytes.size());
-      const ssize_t count = ::read(descriptor_, &bytes[filled], bytes.size() - filled);
-      if (count == 0) break;
-      if (count == -1 && errno == EINTR) continue;
-      if (count == -1) failToRead(label, errno);
-      filled += static_cast<std::size_t>(count);
-      if (filled > largest) refuseSize(label, filled, largest);
+    while (filled < count) {
+      const ssize_t got =
+          ::read(descriptor_.number, static_cast<char*>(to) + filled, count - filled);
+      if (got == 0) break;
+      if (got == -1 && errno == EINTR) continue;
+      if (got == -1) failToRead(label_, errno);
+      filled += static_cast<std::size_t>(got);
     }
-    bytes.resize(filled);
-    return bytes;
+    return filled;
   }
 
  private:
-  static void requireRegular(const struct stat& status, const std::string& label) {
-    if (S_ISREG(status.st_mode)) return;
-    throw Error(OZNAKIT_NO_MODEL,
-                label + ": expected a regular file, found " +
-                    (S_ISDIR(status.st_mode) ? "a directory." : "a pipe, socket or device."));
-  }
-
-  int descriptor_;
+  Descriptor descriptor_;
+  std::string label_;
 };
+
+void requireRegular(const struct stat& status, const std::string& label) {
+  if (S_ISREG(status.st_mode)) return;
+  throw Error(OZNAKIT_NO_MODEL,
+              label + ": expected a regular file, found " +
+                  (S_ISDIR(status.st_mode) ? "a directory." : "a pipe, socket or device."));
+}
 
 class DirectorySource : public ModelSource {
  public:
   explicit DirectorySource(const std::string& directory) : directory_(directory) {}
 
-  std::string read(const std::string& name, std::size_t largest) const override {
+  // Without waiting for the other end of a pipe; what a device would do when it is opened is left
+  // alone as well, since its kind is asked for before.
+  std::unique_ptr<ModelFile> open(const std::string& name, std::size_t largest) const override {
     const std::string label = labelOf(name);
-    return OpenFile(label, label).readAll(label, largest);
+    struct stat status = {};
+    if (stat(label.c_str(), &status) == -1) failToRead(label, errno);
+    requireRegular(status, label);
+    Descriptor descriptor(::open(label.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (descriptor.number == -1 || fstat(descriptor.number, &status) == -1) {
+      failToRead(label, errno);
+    }
+    requireRegular(status, label);
+    const auto size = static_cast<std::size_t>(status.st_size);
+    if (size > largest) refuseSize(label, size, largest);
+    return std::make_unique<FileOnDisk>(std::move(descriptor), size, label);
+  }
+
+  FileContent read(const std::string& name, std::size_t largest) const override {
+    const std::unique_ptr<ModelFile> file = open(name, largest);
+    // With room for a byte more, so that the end shows.
+    std::size_t room = file->size() + 1;
+    std::unique_ptr<char[]> bytes = unfilled(room);
+    std::size_t filled = file->read(bytes.get(), room);
+    while (filled == room) {
+      if (filled > largest) refuseSize(labelOf(name), filled, largest);
+      room = std::min(2 * room, largest + 1);
+      std::unique_ptr<char[]> more = unfilled(room);
+      std::memcpy(more.get(), bytes.get(), filled);
+      bytes = std::move(more);
+      filled += file->read(bytes.get() + filled, room - filled);
+    }
+    return FileContent(std::move(bytes), filled);
   }
 
   std::string labelOf(const std::string& name) const override {
@@ -119,7 +148,11 @@ class MemorySource : public ModelSource {
     }
   }
 
-  std::string read(const std::string& name, std::size_t largest) const override {
+  std::unique_ptr<ModelFile> open(const std::string& name, std::size_t largest) const override {
+    return std::make_unique<BytesInMemory>(read(name, largest).view());
+  }
+
+  FileContent read(const std::string& name, std::size_t largest) const override {
     const auto found = files_.find(name);
     if (found == files_.end()) {
       throw Error(OZNAKIT_NO_MODEL, labelOf(name) +
@@ -128,8 +161,7 @@ class MemorySource : public ModelSource {
     }
     const oznakit_file& file = *found->second;
     if (file.byte_count > largest) refuseSize(labelOf(name), file.byte_count, largest);
-    if (file.byte_count == 0) return "";
-    return std::string(static_cast<const char*>(file.bytes), file.byte_count);
+    return FileContent(std::string_view(static_cast<const char*>(file.bytes), file.byte_count));
   }
 
   std::string labelOf(const std::string& name) const override { return name; }
@@ -141,6 +173,13 @@ class MemorySource : public ModelSource {
 };
 
 }  // namespace
+
+std::size_t BytesInMemory::read(void* to, std::size_t count) {
+  const std::size_t copied = std::min(count, left_.size());
+  if (copied > 0) std::memcpy(to, left_.data(), copied);
+  left_.remove_prefix(copied);
+  return copied;
+}
 
 std::unique_ptr<ModelSource> directorySource(const std::string& directory) {
   return std::make_unique<DirectorySource>(directory);

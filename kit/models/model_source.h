@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "kit/models/model_file.h"
 #include "kit/oznakit.h"
 
 namespace kit {
@@ -16,12 +17,17 @@ class ModelSource {
  public:
   virtual ~ModelSource() = default;
 
-  /// The whole content of a file.
+  /// A file, to be read from its beginning.
   ///
   /// largest  In bytes; a larger file is refused before it is read.
+  /// Returns  Bytes in memory, given ones and those inside the library, are not copied: they must
+  ///          outlive it.
   /// Errors   Error with OZNAKIT_NO_MODEL where there is no such file or it cannot be read, with
   ///          OZNAKIT_BAD_MODEL where it is too large.
-  virtual std::string read(const std::string& name, std::size_t largest) const = 0;
+  virtual std::unique_ptr<ModelFile> open(const std::string& name, std::size_t largest) const = 0;
+
+  /// The whole content of a file. What open says holds here too.
+  virtual FileContent read(const std::string& name, std::size_t largest) const = 0;
 
   /// The file's name for messages.
   virtual std::string labelOf(const std::string& name) const = 0;

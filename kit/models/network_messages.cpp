@@ -4,6 +4,7 @@
 
 #include <google/protobuf/io/coded_stream.h>
 #include <google/protobuf/io/tokenizer.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 #include <google/protobuf/text_format.h>
 
 #include <cstdint>
@@ -117,17 +118,18 @@ void upgradeIfOld(NetParameter* param) {
 
 }  // namespace
 
-void parseDefinition(const std::string& label, const std::string& text, NetParameter* definition) {
+void parseDefinition(const std::string& label, std::string_view text, NetParameter* definition) {
   FirstError errors;
   google::protobuf::TextFormat::Parser parser;
   parser.RecordErrorsTo(&errors);
-  if (!parser.ParseFromString(text, definition)) {
+  google::protobuf::io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
+  if (!parser.Parse(&stream, definition)) {
     throw Error(OZNAKIT_BAD_MODEL, label + ": " + errors.sentence());
   }
   upgradeIfOld(definition);
 }
 
-void parseWeights(const std::string& label, const std::string& bytes, NetParameter* weights) {
+void parseWeights(const std::string& label, std::string_view bytes, NetParameter* weights) {
   google::protobuf::io::CodedInputStream input(reinterpret_cast<const std::uint8_t*>(bytes.data()),
                                                static_cast<int>(bytes.size()));
   if (!weights->ParseFromCodedStream(&input) || !input.ConsumedEntireMessage()) {

@@ -4,6 +4,7 @@
 #define OZNA_KIT_MODELS_NETWORK_MESSAGES_H_
 
 #include <string>
+#include <string_view>
 
 #include "caffe/proto/caffe.pb.h"
 
@@ -15,11 +16,11 @@ namespace kit {
 // label  Of the file, for messages.
 
 /// From the text of a definition. A message names line and column of what is wrong.
-void parseDefinition(const std::string& label, const std::string& text,
+void parseDefinition(const std::string& label, std::string_view text,
                      caffe::NetParameter* definition);
 
 /// From the bytes of a weight file.
-void parseWeights(const std::string& label, const std::string& bytes, caffe::NetParameter* weights);
+void parseWeights(const std::string& label, std::string_view bytes, caffe::NetParameter* weights);
 
 }  // namespace kit
 

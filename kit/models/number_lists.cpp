@@ -82,7 +82,7 @@ bool staysInside(std::string_view name) {
 
 }  // namespace
 
-std::vector<ListedStage> parseStageList(const std::string& label, const std::string& text) {
+std::vector<ListedStage> parseStageList(const std::string& label, std::string_view text) {
   const std::string kLine = "a stage directory and a threshold";
   std::vector<ListedStage> stages;
   int line_number = 0;
@@ -108,7 +108,7 @@ std::vector<ListedStage> parseStageList(const std::string& label, const std::str
   return stages;
 }
 
-std::vector<float> parseMean(const std::string& label, const std::string& text, std::size_t count) {
+std::vector<float> parseMean(const std::string& label, std::string_view text, std::size_t count) {
   Words words(label, text);
   std::vector<float> mean;
   mean.reserve(count);
@@ -127,7 +127,7 @@ std::vector<float> parseMean(const std::string& label, const std::string& text, 
   return mean;
 }
 
-std::vector<oznalib::OffsetScale> parseOffsets(const std::string& label, const std::string& text,
+std::vector<oznalib::OffsetScale> parseOffsets(const std::string& label, std::string_view text,
                                                std::size_t patterns) {
   Words words(label, text);
   std::vector<oznalib::OffsetScale> offsets;

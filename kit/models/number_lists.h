@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "detector/detector_impl.h"
@@ -25,14 +26,14 @@ struct ListedStage {
 // text   Its content.
 
 /// At least one stage and at most 16. Lines that begin with '#' are skipped.
-std::vector<ListedStage> parseStageList(const std::string& label, const std::string& text);
+std::vector<ListedStage> parseStageList(const std::string& label, std::string_view text);
 
 /// Numbers between white space. count  How many there must be.
-std::vector<float> parseMean(const std::string& label, const std::string& text, std::size_t count);
+std::vector<float> parseMean(const std::string& label, std::string_view text, std::size_t count);
 
 /// Three numbers for each pattern: whole shifts to the right and down, and a scale of 0.1 to 10.
 /// patterns  How many there must be at least.
-std::vector<oznalib::OffsetScale> parseOffsets(const std::string& label, const std::string& text,
+std::vector<oznalib::OffsetScale> parseOffsets(const std::string& label, std::string_view text,
                                                std::size_t patterns);
 
 }  // namespace kit

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -88,6 +90,64 @@ TEST(LandmarkModel, IsRefusedWhereverItIsCut) {
   for (const std::size_t cut : {std::size_t{1}, std::size_t{30}, staged.size() / 2}) {
     EXPECT_NE(refusal(staged.substr(0, staged.size() - cut)), "") << cut;
   }
+}
+
+// A file that had another length when it was opened, and that is read once.
+class ChangedFile : public kit::ModelFile {
+ public:
+  ChangedFile(std::size_t size_before, const std::string& bytes)
+      : ModelFile(size_before), bytes_(bytes) {}
+  std::size_t read(void* to, std::size_t count) override {
+    const std::size_t copied = std::min(count, bytes_.size() - read_);
+    std::memcpy(to, bytes_.data() + read_, copied);
+    read_ += copied;
+    return copied;
+  }
+  std::size_t bytesRead() const { return read_; }
+
+ private:
+  const std::string& bytes_;
+  std::size_t read_ = 0;
+};
+
+std::string refusal(ChangedFile* file) {
+  try {
+    readLandmarkModel("face68.sdm", file);
+    return {};
+  } catch (const kit::Error& error) {
+    EXPECT_EQ(error.status(), OZNAKIT_BAD_MODEL);
+    return error.what();
+  }
+}
+
+TEST(LandmarkModel, IsRefusedWhereItsFileBecomesShorterOrLonger) {
+  const std::string bytes = synthetic::fileForm(synthetic::randomModel(68, {1}, 0, 1));
+  ChangedFile same(bytes.size(), bytes);
+  EXPECT_EQ(refusal(&same), "");
+  EXPECT_EQ(same.bytesRead(), bytes.size());
+
+  const std::string shorter = bytes.substr(0, bytes.size() - 1);
+  ChangedFile cut(bytes.size(), shorter);
+  EXPECT_NE(refusal(&cut).find("expected 4 more bytes at byte"), std::string::npos);
+  const std::string half = bytes.substr(0, bytes.size() / 2);
+  ChangedFile halved(bytes.size(), half);
+  EXPECT_NE(refusal(&halved).find("found the end after"), std::string::npos);
+
+  const std::string longer = bytes + "abc";
+  ChangedFile grown(bytes.size(), longer);
+  EXPECT_EQ(refusal(&grown), "face68.sdm: expected the end at byte " +
+                                 std::to_string(bytes.size()) + ", found 1 more bytes.");
+}
+
+// Memory is asked for as far as the file can fill it.
+TEST(LandmarkModel, GetsNoMemoryForCellsThatItsFileDoesNotHold) {
+  std::string bytes = with(synthetic::fileForm(plainModel()), 0, std::int32_t{1});
+  bytes = with(bytes, 4, std::int64_t{1000000});
+  bytes = with(bytes, 12, std::int64_t{1000000});
+  EXPECT_EQ(refusal(bytes),
+            "face68.sdm: expected 4000000000000 more bytes at byte 20, found the "
+            "end after " +
+                std::to_string(kSize - 20) + ".");
 }
 
 TEST(LandmarkModel, IsRefusedWithNumbersOutOfRange) {

@@ -48,7 +48,7 @@ TEST_F(DirectorySourceTest, ReadsWholeFiles) {
   std::ofstream(root_ + "/file", std::ios::binary) << content;
   for (const std::string& directory : {root_, root_ + "/"}) {
     const auto source = directorySource(directory);
-    EXPECT_EQ(source->read("file", 4), content);
+    EXPECT_EQ(source->read("file", 4).view(), content);
     EXPECT_EQ(source->labelOf("file"), root_ + "/file");
     EXPECT_TRUE(source->has("file"));
     EXPECT_FALSE(source->has("other"));
@@ -80,11 +80,47 @@ TEST_F(DirectorySourceTest, DoesNotWaitForAFileThatBecomesAPipe) {
   const auto source = directorySource(root_);
   ozna_test::lookWhileItChanges(root_ + "/file", [&] {
     try {
-      return source->read("file", 100) == "weights";
+      return source->read("file", 100).view() == "weights";
     } catch (const Error&) {
       return false;
     }
   });
+}
+
+std::string rest(ModelFile* file) {
+  std::string bytes(100, '\0');
+  bytes.resize(file->read(bytes.data(), bytes.size()));
+  return bytes;
+}
+
+TEST_F(DirectorySourceTest, ReadsWhatAFileHasAndTellsWhatItHadWhenItWasOpened) {
+  std::ofstream(root_ + "/file") << "weights";
+  const auto source = directorySource(root_);
+  EXPECT_THROW(source->open("file", 6), Error);
+  for (const std::string& later : {"weights and more", "we"}) {
+    std::ofstream(root_ + "/file") << "weights";
+    const auto file = source->open("file", 7);
+    char first[1];
+    ASSERT_EQ(file->read(first, 1), 1U);
+    EXPECT_EQ(first[0], 'w');
+    std::ofstream(root_ + "/file") << later;
+    EXPECT_EQ(file->size(), 7U);
+    EXPECT_EQ(rest(file.get()), later.substr(1));
+    EXPECT_EQ(file->read(first, 1), 0U);
+  }
+}
+
+TEST(MemorySource, GivesTheBytesThemselves) {
+  const std::string bytes = "weights";
+  const oznakit_file files[] = {{"a", bytes.data(), bytes.size()}, {"none", nullptr, 0}};
+  const auto source = memorySource(files, 2);
+  EXPECT_EQ(source->read("a", 7).view().data(), bytes.data());
+  EXPECT_EQ(source->read("a", 7).view(), "weights");
+  EXPECT_EQ(rest(source->open("a", 7).get()), "weights");
+  EXPECT_EQ(source->read("none", 7).view(), "");
+  EXPECT_EQ(rest(source->open("none", 7).get()), "");
+  expectWords(refusalOf(OZNAKIT_BAD_MODEL, [&] { source->open("a", 6); }),
+              "expected a file of at most 6 bytes, found 7.");
 }
 
 TEST(MemorySource, RefusesNullsAndDoubles) {
