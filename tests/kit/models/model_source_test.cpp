@@ -97,7 +97,7 @@ TEST_F(DirectorySourceTest, ReadsWhatAFileHasAndTellsWhatItHadWhenItWasOpened) {
   std::ofstream(root_ + "/file") << "weights";
   const auto source = directorySource(root_);
   EXPECT_THROW(source->open("file", 6), Error);
-  for (const std::string& later : {"weights and more", "we"}) {
+  for (const std::string later : {"weights and more", "we"}) {
     std::ofstream(root_ + "/file") << "weights";
     const auto file = source->open("file", 7);
     char first[1];
