@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # sanitize_program.sh [FILTER]: builds the program and its tests with AddressSanitizer and UndefinedBehaviorSanitizer and
 # runs the tests, or those that a regular expression names. What a sanitizer finds ends the program with the status 99,
-# which no test expects (CMakePresets.json).
+# which no test expects (CMakePresets.json). The sanitizer opens libraries in the place of the program, whose run path then
+# does not count: the modules' folder stands in LD_LIBRARY_PATH.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 cd "$root"

@@ -142,7 +142,11 @@ std::optional<JpegHead> jpegHead(const unsigned char* bytes, size_t size) {
 }
 
 cv::Size reducedSize(const cv::Size& stored, int reduction) {
-  return {(stored.width + reduction - 1) / reduction, (stored.height + reduction - 1) / reduction};
+  // A header may promise the largest side that there is: nothing is added before the division.
+  const auto reduced = [reduction](int side) {
+    return side / reduction + (side % reduction == 0 ? 0 : 1);
+  };
+  return {reduced(stored.width), reduced(stored.height)};
 }
 
 DecodedJpeg decodeJpeg(const unsigned char* bytes, size_t size, const cv::Size& promised,

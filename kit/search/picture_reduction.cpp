@@ -32,8 +32,11 @@ int leastFaceSide(bool with_landmarks, int last_input_px) {
 }
 
 cv::Size reducedSize(const cv::Size& picture, int reduction) {
-  return {(picture.width + reduction - 1) / reduction,
-          (picture.height + reduction - 1) / reduction};
+  // A plan may be asked for the largest sides that there are: nothing is added before the division.
+  const auto reduced = [reduction](int side) {
+    return side / reduction + (side % reduction == 0 ? 0 : 1);
+  };
+  return {reduced(picture.width), reduced(picture.height)};
 }
 
 ReducedSearch reducedSearch(const cv::Size& upright, const SearchRequest& request,

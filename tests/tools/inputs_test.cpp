@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "tests/tools/address_space.h"
 #include "tests/tools/pictures.h"
 #include "tests/tools/program.h"
+#include "tests/tools/under_sanitizer.h"
 
 namespace ozna_test {
 namespace {
@@ -95,7 +95,7 @@ TEST_F(InputsOfProgram, ListWithoutEndsOfNamesIsGivenUp) {
   expectFailure(run, 2, "list on standard input: a name of more than 64 KiB; --null is for");
   EXPECT_EQ(pathsOf(run), Paths{a});
   // One without any end takes neither memory nor time.
-  const std::string limit = kAddressSpaceCanBeLimited ? "ulimit -v 4000000; " : "";
+  const std::string limit = kUnderSanitizer ? "" : "ulimit -v 4000000; ";
   const Outcome endless =
       runOznaUnder({"timeout", "20", "sh", "-c", limit + "exec \"$@\" </dev/zero", "sh"},
                    {"detect", "--json", "-"});

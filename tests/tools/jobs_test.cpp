@@ -9,6 +9,7 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/program.h"
+#include "tests/tools/under_sanitizer.h"
 
 namespace ozna_test {
 namespace {
@@ -75,6 +76,7 @@ TEST_F(Jobs, FilesAreThoseOfOne) {
 }
 
 TEST_F(Jobs, ThreadsThatTheSystemRefusesAreDoneWithout) {
+  if (kUnderSanitizer) GTEST_SKIP() << "a sanitizer needs more addresses";
   // Stacks of almost 1 GiB in a space of 4 GiB: there is room for three at most.
   const std::string command = "ulimit -s 1000000 -v 4000000 && '" OZNA_PROGRAM
                               "' detect --json -j 16 '" +

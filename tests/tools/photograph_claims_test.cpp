@@ -3,9 +3,9 @@
 
 #include <opencv2/core.hpp>
 
-#include "tests/tools/address_space.h"
 #include "tests/tools/pictures.h"
 #include "tests/tools/program.h"
+#include "tests/tools/under_sanitizer.h"
 
 namespace ozna_test {
 namespace {
@@ -84,7 +84,7 @@ TEST_F(PhotographClaims, DecoderThatReadsAnotherSizeGetsNoMemoryForIt) {
             "P7\nWIDTH 12000\nHEIGHT 12000\nDEPTH 3\nMAXVAL 255\nTUPLTYPE RGB\nENDHDR \n"
             "WIDTH 10\nHEIGHT 10\n" +
                 pixels);
-  const std::string limit = kAddressSpaceCanBeLimited ? "ulimit -v 500000; " : "";
+  const std::string limit = kUnderSanitizer ? "" : "ulimit -v 500000; ";
   for (const char* const name : {"comment.ppm", "end.pam"}) {
     const Outcome run =
         runOznaUnder({"env", "OPENBLAS_NUM_THREADS=1", "sh", "-c", limit + "exec \"$@\"", "sh"},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -25,6 +26,14 @@ cv::Mat wholeOf(const std::string& jpeg) {
   cv::Mat pixels = cv::imdecode(bytes, cv::IMREAD_COLOR | cv::IMREAD_IGNORE_ORIENTATION);
   cv::cvtColor(pixels, pixels, cv::COLOR_BGR2RGB);
   return pixels;
+}
+
+TEST(ReducedSize, IsRoundedUpHoweverLargeTheSides) {
+  EXPECT_EQ(oznatool::reducedSize({7360, 4913}, 8), cv::Size(920, 615));
+  EXPECT_EQ(oznatool::reducedSize({1, 8}, 8), cv::Size(1, 1));
+  constexpr int kLargest = std::numeric_limits<int>::max();
+  EXPECT_EQ(oznatool::reducedSize({kLargest, kLargest - 7}, 8), cv::Size(268435456, 268435455));
+  EXPECT_EQ(oznatool::reducedSize({kLargest, 1}, 1), cv::Size(kLargest, 1));
 }
 
 TEST(DecodeJpeg, GivesTheVeryPixelsOfTheImageLibrary) {

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <limits>
 #include <opencv2/imgproc.hpp>
 #include <random>
 
@@ -33,6 +34,14 @@ TEST(LeastFaceSide, IsThatOfTwoPercentOrOfTheLandmarksOrTwiceTheLastInput) {
   EXPECT_EQ(kit::leastFaceSide(/*with_landmarks=*/false, 48), 100);
   EXPECT_EQ(kit::leastFaceSide(/*with_landmarks=*/true, 48), 125);
   EXPECT_EQ(kit::leastFaceSide(/*with_landmarks=*/true, 64), 128);
+}
+
+TEST(ReducedSize, IsRoundedUpHoweverLargeTheSides) {
+  EXPECT_EQ(kit::reducedSize({7360, 4913}, 8), cv::Size(920, 615));
+  EXPECT_EQ(kit::reducedSize({1, 8}, 8), cv::Size(1, 1));
+  constexpr int kLargest = std::numeric_limits<int>::max();
+  EXPECT_EQ(kit::reducedSize({kLargest, kLargest - 7}, 8), cv::Size(268435456, 268435455));
+  EXPECT_EQ(kit::reducedSize({kLargest, 1}, 1), cv::Size(kLargest, 1));
 }
 
 TEST(PictureReduction, KeepsTheSmallestFaceLargeEnough) {
