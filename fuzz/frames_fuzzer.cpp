@@ -5,9 +5,9 @@
 #include <cstdlib>
 
 #include "fuzz/harness.h"
-#include "tools/codec_modules.h"
 #include "tools/photograph/animation.h"
-#include "tools/photograph_header.h"
+#include "tools/photograph/codec_modules.h"
+#include "tools/photograph/photograph_header.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();

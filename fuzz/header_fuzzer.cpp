@@ -5,7 +5,7 @@
 #include <cstdlib>
 
 #include "fuzz/harness.h"
-#include "tools/photograph_header.h"
+#include "tools/photograph/photograph_header.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();

@@ -2,7 +2,7 @@
 
 #include <cstdlib>
 
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 
 extern "C" {
 const oznatool::FrameModule* oznaFrameModule();

@@ -195,7 +195,7 @@ std::vector<std::string> Records() {
 }
 
 // What --resume reads.
-std::vector<std::string> FormerOutputs() {
+std::vector<std::string> PreviousOutputs() {
   return {
       "{\"schema\":1,\"path\":\"a.jpg\",\"faces\":[]}\n{\"schema\":1,\"path\":\"b\\u00e9.jpg\"}\n{"
       "\"pa",
@@ -269,6 +269,6 @@ int main(int argc, char** argv) {
   whole[ozna_fuzz::kDirectoryFiles - 1] = "0 0 1\n1 0 0.91\n0 -1 1.1\n";  // Whole shifts.
   Write(folder + "/model_set", {ozna_fuzz::PackDirectory(whole)}, "models");
   Write(folder + "/pixels", Calls(), "call");
-  Write(folder + "/resume", FormerOutputs(), "output");
+  Write(folder + "/resume", PreviousOutputs(), "output");
   return 0;
 }

@@ -5,9 +5,9 @@
 #include <cstdlib>
 
 #include "fuzz/harness.h"
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 #include "tools/photograph/raw_photograph.h"
-#include "tools/streams.h"
+#include "tools/process/streams.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();

@@ -1,4 +1,4 @@
-// Fuzz target: the former output that --resume reads, as JSON lines and as rows, and cuts behind its last whole record.
+// Fuzz target: the previous output that --resume reads, as JSON lines and as rows, and cuts behind its last whole record.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,8 +9,8 @@
 
 #include "fuzz/harness.h"
 #include "fuzz/memory_file.h"
-#include "tools/exit_code.h"
-#include "tools/former_output.h"
+#include "tools/process/exit_code.h"
+#include "tools/run/previous_output.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   file->write(data, size);
   ozna_fuzz::RunOrRefuse([] {
     try {
-      const oznatool::FormerOutput former(file->path());
+      const oznatool::PreviousOutput former(file->path());
       if (former.has("photo.jpg") && former.size() == 0) {
         std::abort();
       }

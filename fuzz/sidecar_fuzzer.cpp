@@ -6,8 +6,8 @@
 #include <string>
 
 #include "fuzz/harness.h"
-#include "tools/record.h"
-#include "tools/xmp_regions.h"
+#include "tools/output/record.h"
+#include "tools/output/xmp_regions.h"
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();

@@ -6,12 +6,12 @@
 #include <new>
 #include <optional>
 
-#include "tools/commands.h"
-#include "tools/exit_code.h"
-#include "tools/math_threads.h"
-#include "tools/options.h"
-#include "tools/streams.h"
-#include "tools/system_reason.h"
+#include "tools/arguments/options.h"
+#include "tools/commands/commands.h"
+#include "tools/process/exit_code.h"
+#include "tools/process/math_threads.h"
+#include "tools/process/streams.h"
+#include "tools/process/system_reason.h"
 
 namespace {
 

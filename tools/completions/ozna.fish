@@ -48,7 +48,7 @@ complete -c ozna -n "__fish_seen_subcommand_from $photographs" -s q -l quiet -d 
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -s j -l jobs -x -a 'auto 1 2 4 8' -d 'photographs at once'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l shard -x -d 'only share I of N'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l progress -x -a 'auto always never' -d 'when to show progress'
-complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l resume -r -d 'leaves out what a former output has'
+complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l resume -r -d 'leaves out what a previous output has'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l xmp -x -a '(__fish_complete_directories)' -d 'writes sidecar files'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l xmp-name -x -a 'full stem' -d 'how sidecars are named'
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l embed -d 'writes face regions into the photographs'

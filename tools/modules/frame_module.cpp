@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 
 namespace oznatool {
 namespace {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <memory>
 
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 
 namespace oznatool {
 namespace {

@@ -5,7 +5,7 @@
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 
 namespace oznatool {
 namespace {

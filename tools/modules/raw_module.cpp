@@ -7,7 +7,7 @@
 #include <memory>
 #include <new>
 
-#include "tools/codec_modules.h"
+#include "tools/photograph/codec_modules.h"
 
 namespace oznatool {
 namespace {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
-#include "tools/terminal_text.h"
+#include "tools/process/terminal_text.h"
 
 namespace oznatool {
 namespace {

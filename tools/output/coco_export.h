@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-#include "tools/record.h"
+#include "tools/output/record.h"
 
 namespace oznatool {
 

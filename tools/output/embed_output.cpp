@@ -12,14 +12,14 @@
 #include <string>
 #include <utility>
 
-#include "tools/exit_code.h"
-#include "tools/face_region.h"
-#include "tools/input_file.h"
-#include "tools/metadata_library.h"
 #include "tools/output/embedded_packet.h"
-#include "tools/output_file.h"
-#include "tools/streams.h"
-#include "tools/xmp_regions.h"
+#include "tools/output/face_region.h"
+#include "tools/output/output_file.h"
+#include "tools/output/xmp_regions.h"
+#include "tools/photograph/metadata_library.h"
+#include "tools/process/exit_code.h"
+#include "tools/process/input_file.h"
+#include "tools/process/streams.h"
 
 namespace oznatool {
 namespace {

@@ -5,7 +5,7 @@
 
 #include <memory>
 
-#include "tools/side_output.h"
+#include "tools/output/side_output.h"
 
 namespace oznatool {
 

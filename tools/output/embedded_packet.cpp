@@ -10,7 +10,7 @@
 #include <string_view>
 #include <vector>
 
-#include "tools/face_region.h"
+#include "tools/output/face_region.h"
 
 namespace oznatool {
 namespace {

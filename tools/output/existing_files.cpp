@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <system_error>
 
-#include "tools/exit_code.h"
-#include "tools/streams.h"
+#include "tools/process/exit_code.h"
+#include "tools/process/streams.h"
 
 namespace oznatool {
 namespace {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/options.h"
-#include "tools/output_file.h"
+#include "tools/arguments/options.h"
+#include "tools/output/output_file.h"
 
 namespace oznatool {
 

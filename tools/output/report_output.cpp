@@ -10,11 +10,11 @@
 #include <system_error>
 #include <vector>
 
-#include "tools/exit_code.h"
-#include "tools/image_encoder.h"
-#include "tools/output_file.h"
-#include "tools/streams.h"
-#include "tools/terminal_text.h"
+#include "tools/output/image_encoder.h"
+#include "tools/output/output_file.h"
+#include "tools/process/exit_code.h"
+#include "tools/process/streams.h"
+#include "tools/process/terminal_text.h"
 
 namespace oznatool {
 namespace {

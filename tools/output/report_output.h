@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "tools/side_output.h"
+#include "tools/output/side_output.h"
 
 namespace oznatool {
 

@@ -8,9 +8,9 @@
 #include <filesystem>
 #include <opencv2/imgproc.hpp>
 
-#include "tools/codec_modules.h"
-#include "tools/jpeg_photograph.h"
-#include "tools/streams.h"
+#include "tools/photograph/codec_modules.h"
+#include "tools/photograph/jpeg_photograph.h"
+#include "tools/process/streams.h"
 
 namespace oznatool {
 namespace {

@@ -21,7 +21,7 @@ struct RunSummary {
   size_t photographs = 0;   ///< Worked on, failed ones included.
   size_t faces = 0;         ///< In all of them.
   size_t failed = 0;        ///< Of the photographs.
-  size_t done_before = 0;   ///< Left out since a former output has them.
+  size_t done_before = 0;   ///< Left out since a previous output has them.
   size_t named_before = 0;  ///< Left out since the same path was named before.
   PassedOver passed_over;
 };

@@ -1,0 +1,115 @@
+// Comma-separated values, by themselves and as the program writes them.
+
+#include "tools/output/csv.h"
+
+#include "tests/tools/program.h"
+
+namespace ozna_test {
+namespace {
+
+using oznatool::csvField;
+using oznatool::CsvRow;
+using oznatool::csvRowsOf;
+
+TEST(CsvField, IsQuotedWhereItMust) {
+  EXPECT_EQ(csvField("a b"), "a b");
+  EXPECT_EQ(csvField("a,b"), "\"a,b\"");
+  EXPECT_EQ(csvField("a\"b"), "\"a\"\"b\"");
+  EXPECT_EQ(csvField("a\nb"), "\"a\nb\"");
+  EXPECT_EQ(csvField(""), "");
+}
+
+TEST(CsvRowsOf, GivesBackWhatWasWritten) {
+  const std::vector<std::string> fields = {"a", "a,b", "\"", "a\"\"b", "a\nb", "\"a,\n\"", ""};
+  std::string text;
+  for (const std::string& field : fields) text += csvField(field) + ",2,\"x,\ny\"\n";
+  for (const std::string& half : {std::string(), std::string("half,"), std::string("\"half\n")}) {
+    const std::vector<CsvRow> rows = csvRowsOf(text + half, 2);
+    ASSERT_EQ(rows.size(), fields.size());
+    for (size_t i = 0; i < fields.size(); ++i) {
+      EXPECT_EQ(rows[i].fields, (std::vector<std::string>{fields[i], "2"}));
+      EXPECT_EQ(text[rows[i].end - 1], '\n');
+    }
+    EXPECT_EQ(rows.back().end, text.size());
+  }
+  EXPECT_EQ(csvRowsOf("a\n\nb,c\n", 5)[2].fields, (std::vector<std::string>{"b", "c"}));
+  EXPECT_EQ(csvRowsOf("a\n\nb,c\n", 5)[1].fields, std::vector<std::string>{""});
+}
+
+TEST(SafeCell, BeginsAsNoFormulaDoesAndNamesTheSameFile) {
+  for (const char* name : {"=a", "+a", "-a", "@a", "\ta", "\ra", "\na",
+                           "\xEF\xBC\x9D"
+                           "a",
+                           "\xEF\xBC\x8B"
+                           "a",
+                           "\xEF\xBC\x8D"
+                           "a",
+                           "\xEF\xBC\xA0"
+                           "a"}) {
+    EXPECT_EQ(oznatool::safeCell(name), std::string("./") + name);
+  }
+  for (const char* name : {"", "a=b", "/=a", "./=a", " =a",
+                           "\xEF\xBC\x8C"
+                           "a"}) {
+    EXPECT_EQ(oznatool::safeCell(name), name);
+  }
+}
+
+class CsvOfProgram : public ProgramTest {};
+
+TEST_F(CsvOfProgram, HasNoFormulaWhereAsked) {
+  const std::string shell =
+      "cd '" + directory_.string() + "' && '" OZNA_PROGRAM "' detect --format csv --safe-cells -- ";
+  makePicture("=1+2.png");
+  makePicture("-b.png");
+  makePicture("c.png");
+  const std::string names = "'=1+2.png' -b.png c.png";
+  const std::string out = outputOf(shell + names);
+  const std::vector<std::string> lines = linesOf(out);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[1].rfind("./=1+2.png,", 0), 0u) << lines[1];
+  EXPECT_EQ(lines[2].rfind("./-b.png,", 0), 0u) << lines[2];
+  EXPECT_EQ(lines[3].rfind("c.png,", 0), 0u) << lines[3];
+  // Such a record counts as that of the photograph.
+  writeFile(at("former.csv"), out);
+  EXPECT_EQ(
+      linesOf(outputOf("cd '" + directory_.string() +
+                       "' && '" OZNA_PROGRAM "' detect --json --resume former.csv -- " + names))
+          .size(),
+      0u);
+  expectFailure(runOzna({"detect", "--json", "--safe-cells", at("c.png")}), 2, "--safe-cells");
+}
+
+TEST_F(CsvOfProgram, HasARowAFaceAndOneForEachOther) {
+  const std::string none = makePicture("no,face.png");
+  const Outcome run = runOzna(
+      {"detect", "--format", "csv", OZNA_SOURCE_DIR "/samples/group.jpg", none, at("missing.png")});
+  EXPECT_EQ(run.exit_code, 1);
+  const std::vector<std::string> lines = linesOf(run.out);
+  ASSERT_EQ(lines.size(), 1u + 9u + 2u);
+  EXPECT_EQ(
+      lines[0],
+      "path,width,height,orientation,faces,face,left,top,right,bottom,score,chip,error,message,"
+      "bytes,modified");
+  EXPECT_EQ(lines[1].rfind(OZNA_SOURCE_DIR "/samples/group.jpg,1280,700,1,9,1,", 0), 0u)
+      << lines[1];
+  const std::string size = std::to_string(std::filesystem::file_size(none));
+  EXPECT_EQ(lines[10].rfind("\"" + none + "\",40,30,1,0,,,,,,,,,," + size + ",20", 0), 0u)
+      << lines[10];
+  EXPECT_EQ(lines[11], at("missing.png") + ",,,,,,,,,,,,read,No such file or directory,,");
+}
+
+TEST_F(CsvOfProgram, HasTwoColumnsALandmark) {
+  const Outcome run =
+      runOzna({"align", "--points", "5", "--format", "csv", "--models", makeLandmarkModels(),
+               "--box", "2,2,18,18", makePicture("a.png"), at("missing.png")});
+  const std::vector<std::string> lines = linesOf(run.out);
+  ASSERT_EQ(lines.size(), 3u);
+  for (const std::string& line : lines) {
+    EXPECT_EQ(std::count(line.begin(), line.end(), ','), 15 + 10) << line;
+  }
+  EXPECT_NE(lines[0].find(",x0,y0,x1,y1,x2,y2,x3,y3,x4,y4"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace ozna_test

@@ -1,0 +1,59 @@
+/// Shows how far a run has come: a bar on a terminal, lines elsewhere.
+
+#ifndef OZNA_TOOLS_RUN_PROGRESS_H_
+#define OZNA_TOOLS_RUN_PROGRESS_H_
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "tools/arguments/options.h"
+
+namespace oznatool {
+
+/// How far a run has come.
+struct ProgressState {
+  size_t done = 0;
+  size_t failed = 0;            ///< Of those done.
+  std::optional<size_t> total;  ///< Once it is known.
+  double seconds = 0;           ///< Since the beginning.
+};
+
+/// The state in one line of at most this many characters: bar, numbers, photographs a second,
+/// remaining time and failures. Bar and remaining time need the total.
+std::string progressLine(const ProgressState& state, size_t columns);
+
+/// Threads  One at a time.
+class Progress {
+ public:
+  /// several  Whether there may be more than one photograph: kAuto shows nothing for one, nor
+  /// anywhere but on a terminal.
+  Progress(ProgressMode mode, bool several);
+  /// Takes the bar away.
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  /// Shows a new state. A terminal sees ten a second at most, and the first with a total at once,
+  /// so that the shortest run has a bar; other targets see one every five seconds.
+  void update(size_t done, size_t failed, std::optional<size_t> total);
+
+  /// Takes the bar away. Returns what the closing line is to tell of time, as "in 0:05, 2.0/s"; an
+  /// empty text where no progress was shown.
+  std::string finish();
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  void show();
+
+  bool shown_;
+  std::optional<int> columns_;  // Of the terminal.
+  Clock::time_point begin_;
+  std::optional<Clock::time_point> last_shown_;
+  ProgressState state_;
+};
+
+}  // namespace oznatool
+
+#endif  // OZNA_TOOLS_RUN_PROGRESS_H_
