@@ -178,14 +178,15 @@ void AxisTaps::place(float position, std::int64_t begin, std::int64_t end, float
     OZNA_VECTOR_LOOP
     for (std::size_t i = 0; i < entries; ++i) {
       const std::int32_t delta = first_delta + static_cast<std::int32_t>(i);
-      const float place = (static_cast<float>(delta) + shift) / cell_size - 0.5F;
+      const float position_in_cells = (static_cast<float>(delta) + shift) / cell_size - 0.5F;
       // What lies beyond these limits, or is NaN, reaches no cell.
-      const float high = place > -8.0F ? place : -8.0F;
+      const float high = position_in_cells > -8.0F ? position_in_cells : -8.0F;
       const float limited = high < 8.0F ? high : 8.0F;
-      const std::int32_t cut = static_cast<std::int32_t>(limited);
-      const std::int32_t floor = cut - static_cast<std::int32_t>(static_cast<float>(cut) > limited);
-      cells[i] = floor - kFirstCell;
-      fractions[i] = place - static_cast<float>(floor);
+      const std::int32_t towards_zero = static_cast<std::int32_t>(limited);
+      const std::int32_t rounded_down =
+          towards_zero - static_cast<std::int32_t>(static_cast<float>(towards_zero) > limited);
+      cells[i] = rounded_down - kFirstCell;
+      fractions[i] = position_in_cells - static_cast<float>(rounded_down);
     }
     for (std::int32_t ends = 0; ends <= static_cast<std::int32_t>(kCellsThatReach); ++ends) {
       std::int32_t sum = 0;
