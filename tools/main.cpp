@@ -9,6 +9,7 @@
 #include "tools/arguments/options.h"
 #include "tools/commands/commands.h"
 #include "tools/process/exit_code.h"
+#include "tools/process/machine_limits.h"
 #include "tools/process/math_threads.h"
 #include "tools/process/streams.h"
 #include "tools/process/system_reason.h"
@@ -30,9 +31,10 @@ __attribute__((constructor(101))) void prepareConstants() {
 ExitCode run(const oznatool::Options& options) {
   // Of the work itself: a model file and a photograph a thread, and what is open for a moment.
   constexpr int kBesideThreads = 16;
-  const int threads = options.command == oznatool::Command::kInfo    ? 0
-                      : options.command == oznatool::Command::kBench ? 1
-                                                                     : oznatool::jobsOf(options);
+  const int threads = options.command == oznatool::Command::kInfo ? 0
+                      : options.command == oznatool::Command::kBench
+                          ? 1
+                          : oznatool::threadCount(options.run.jobs);
   oznatool::requireDescriptors(kBesideThreads + 2 * threads);
   switch (options.command) {
     case oznatool::Command::kDetect:
@@ -72,7 +74,7 @@ int runArguments(int argc, char** argv) {
     oznatool::say("a library failed without a reason");
     status = oznatool::kExitPhotographs;
   }
-  const bool is_quiet_error = options && options->quiet && status != oznatool::kExitOk;
+  const bool is_quiet_error = options && options->run.quiet && status != oznatool::kExitOk;
   return is_quiet_error ? oznatool::kExitQuietError : status;
 }
 

@@ -7,7 +7,8 @@ fail=0
 # allow FOLDER PATTERN: an include in quotes in FOLDER must match PATTERN, an extended regular expression.
 allow() {
   local folder=$1 pattern=$2 hits
-  hits=$(grep -rnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' "$root/$folder" \
+  [ -e "$root/$folder" ] || { echo "$folder does not exist"; fail=1; }
+  hits=$(grep -rHnE '^[[:space:]]*#[[:space:]]*include[[:space:]]*"' "$root/$folder" \
            --include='*.h' --include='*.hpp' --include='*.cpp' | grep -vE "include[[:space:]]*\"($pattern)" || true)
   if [ -n "$hits" ]; then
     echo "$folder/ may include only: $pattern. Found:"
@@ -23,7 +24,21 @@ allow alignment 'alignment/|mp/|imaging/|ozna\.h|caffe/util/(file_buffer|wide_lo
 allow detector 'detector/|caffe/|ozna\.h|[a-z0-9_]+\.inc'
 allow public 'ozna\.h|detector/|alignment/|caffe/common\.hpp'
 allow kit 'kit/|oznakit\.h|ozna\.h|caffe/|detector/|alignment/|mp/|imaging/'
-allow tools 'tools/|oznakit\.hpp'
+# The rooms of the program, lowest first: each may include those before it, and a loaded module the interface of modules.
+room_below='tools/process/'
+allow tools/process "$room_below"
+for room in photograph output run arguments commands; do
+  room_below+="|tools/$room/"
+  allow "tools/$room" "$room_below|oznakit\.hpp"
+done
+allow tools/modules 'tools/photograph/codec_modules\.h'
+allow tools/main.cpp 'tools/(commands|arguments|process)/'
+outside=$(find "$root/tools" -maxdepth 1 \( -name '*.h' -o -name '*.cpp' \) ! -name main.cpp)
+if [ -n "$outside" ]; then
+  echo "Sources of tools/ stand in its rooms; found outside:"
+  echo "$outside"
+  fail=1
+fi
 allow python 'oznakit\.hpp?'
 
 # The one header of a host includes standard headers alone.

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "oznakit.hpp"
-#include "tools/arguments/options.h"
+#include "tools/run/inputs.h"
 
 namespace oznatool {
 

@@ -11,8 +11,8 @@
 #include "tools/arguments/help.h"
 #include "tools/arguments/nearest_word.h"
 #include "tools/arguments/option_values.h"
+#include "tools/arguments/search_options.h"
 #include "tools/process/exit_code.h"
-#include "tools/process/machine_limits.h"
 #include "tools/process/streams.h"
 #include "tools/run/inputs.h"
 
@@ -339,16 +339,73 @@ ProgressMode progressOf(const Typed& typed) {
                               : ProgressMode::kNever;
 }
 
-}  // namespace
-
-int jobsOf(const Options& options) { return options.jobs > 0 ? options.jobs : usableCpus(); }
-
-std::int64_t memoryOf(const Options& options) {
-  constexpr std::int64_t kUsual = 2048;
-  const std::int64_t mib =
-      options.memory_mib > 0 ? options.memory_mib : std::min(kUsual, usableMemory() / 2 >> 20);
-  return mib << 20;
+FindOptions findOf(const Typed& typed, Command command) {
+  FindOptions find;
+  find.models = typed.models;
+  find.search = searchOf(typed);
+  find.points = pointsOf(typed, command);
+  find.choice = typed.biggest ? Choice::kBiggest : typed.best ? Choice::kBest : Choice::kAll;
+  if (!typed.box.empty()) find.box = box("--box", typed.box);
+  return find;
 }
+
+ReportOptions reportOf(const Typed& typed, const Options& options) {
+  ReportOptions report = options.run.report;
+  const FindOptions& find = options.find;
+  report.columns = {find.points, find.search.turns > 1, find.search.details};
+  report.lists_points = !typed.points.empty();
+  report.safe_cells = typed.safe_cells;
+  if (report.safe_cells && report.format != Format::kCsv) {
+    throw Failure(kExitUsage, "--safe-cells is about --format csv");
+  }
+  if (options.command == Command::kReport && report.format == Format::kText) {
+    report.format = Format::kNothing;
+  }
+  return report;
+}
+
+int jobsOf(const Typed& typed) {
+  constexpr int kMostJobs = 1024;
+  if (typed.jobs.empty() || typed.jobs == "auto") return 0;
+  return wholeNumber("--jobs (or auto)", typed.jobs, 1, kMostJobs);
+}
+
+std::string resumeOf(const Typed& typed, Format format) {
+  const bool has_records = format == Format::kJson || format == Format::kCsv;
+  if (!typed.resume.empty() && !has_records && !typed.quiet) {
+    throw Failure(kExitUsage, "--resume needs --format json or csv: the others are for reading");
+  }
+  return typed.resume;
+}
+
+FileOptions filesOf(const Typed& typed, const Options& options) {
+  FileOptions files;
+  const std::vector<std::string>& photographs = options.run.inputs.names;
+  files.embed = typed.embed;
+  if (files.embed &&
+      std::find(photographs.begin(), photographs.end(), "/dev/stdin") != photographs.end()) {
+    throw Failure(kExitUsage, "--embed writes into files, and standard input is none");
+  }
+  files.xmp = typed.xmp;
+  if (!typed.xmp_name.empty()) {
+    files.xmp_by_stem = word("--xmp-name", typed.xmp_name, {"full", "stem"}) == "stem";
+  }
+  files.annotate = options.command == Command::kAnnotate ? typed.output : typed.annotate;
+  if (options.command == Command::kCrop) files.chips = typed.output;
+  if (options.command == Command::kReport) files.report = typed.output;
+  if (!typed.size.empty()) files.chip_side = wholeNumber("--size", typed.size, 16, 4096);
+  return files;
+}
+
+Existing existingOf(const Typed& typed, const FileOptions& files) {
+  if (!typed.overwrite && !typed.skip_existing) return Existing::kAnotherName;
+  if (files.annotate.empty() && files.chips.empty() && files.xmp.empty() && !files.embed) {
+    throw Failure(kExitUsage, "--overwrite and --skip-existing are about files that are written");
+  }
+  return typed.overwrite ? Existing::kOverwrite : Existing::kSkip;
+}
+
+}  // namespace
 
 const std::vector<std::string>& commandNames() {
   // In the order of Command.
@@ -372,64 +429,29 @@ std::optional<Options> parseOptions(int argc, char** argv) {
   Options options;
   options.command =
       static_cast<Command>(std::find(names.begin(), names.end(), *command) - names.begin());
-  options.models = typed.models;
+  RunOptions& run = options.run;
   const bool is_bench = options.command == Command::kBench;
-  const bool tells = options.command == Command::kModels || options.command == Command::kInfo;
-  options.format = formatOf(typed, /*has_csv=*/!is_bench && !tells);
-  if (tells) return options;
+  const bool describes = options.command == Command::kModels || options.command == Command::kInfo;
+  options.find.models = typed.models;
+  run.report.format = formatOf(typed, /*has_csv=*/!is_bench && !describes);
+  if (describes) return options;
 
-  options.inputs = inputsOf(typed);
-  options.search = searchOf(typed);
-  options.points = pointsOf(typed, options.command);
-  options.lists_points = !typed.points.empty();
-  if (!typed.memory.empty())
-    options.memory_mib = wholeNumber("--memory", typed.memory, 64, 1 << 20);
+  run.inputs = inputsOf(typed);
+  options.find = findOf(typed, options.command);
+  if (!typed.memory.empty()) {
+    run.memory_mib = wholeNumber("--memory", typed.memory, 64, 1 << 20);
+  }
   if (!typed.rounds.empty()) options.rounds = wholeNumber("--rounds", typed.rounds, 1, 1000);
   if (is_bench) return options;
 
-  options.quiet = typed.quiet;
-  options.strict = typed.strict;
-  options.safe_cells = typed.safe_cells;
-  if (options.safe_cells && options.format != Format::kCsv) {
-    throw Failure(kExitUsage, "--safe-cells is about --format csv");
-  }
-  options.progress = progressOf(typed);
-  if (!typed.jobs.empty() && typed.jobs != "auto") {
-    constexpr int kMostJobs = 1024;
-    options.jobs = wholeNumber("--jobs (or auto)", typed.jobs, 1, kMostJobs);
-  }
-  options.resume = typed.resume;
-  const bool has_records = options.format == Format::kJson || options.format == Format::kCsv;
-  if (!options.resume.empty() && !has_records && !options.quiet) {
-    throw Failure(kExitUsage, "--resume needs --format json or csv: the others are for reading");
-  }
-  options.xmp = typed.xmp;
-  options.embed = typed.embed;
-  const std::vector<std::string>& photographs = options.inputs.names;
-  if (options.embed &&
-      std::find(photographs.begin(), photographs.end(), "/dev/stdin") != photographs.end()) {
-    throw Failure(kExitUsage, "--embed writes into files, and standard input is none");
-  }
-  if (!typed.xmp_name.empty()) {
-    options.xmp_by_stem = word("--xmp-name", typed.xmp_name, {"full", "stem"}) == "stem";
-  }
-  options.annotate = options.command == Command::kAnnotate ? typed.output : typed.annotate;
-  if (options.command == Command::kCrop) options.chips = typed.output;
-  if (options.command == Command::kReport) {
-    options.report = typed.output;
-    if (options.format == Format::kText) options.format = Format::kNothing;
-  }
-  if (!typed.size.empty()) options.chip_side = wholeNumber("--size", typed.size, 16, 4096);
-  options.existing = typed.overwrite       ? Existing::kOverwrite
-                     : typed.skip_existing ? Existing::kSkip
-                                           : Existing::kAnotherName;
-  const bool writes_files =
-      !options.annotate.empty() || !options.chips.empty() || !options.xmp.empty() || options.embed;
-  if (options.existing != Existing::kAnotherName && !writes_files) {
-    throw Failure(kExitUsage, "--overwrite and --skip-existing are about files that are written");
-  }
-  options.choice = typed.biggest ? Choice::kBiggest : typed.best ? Choice::kBest : Choice::kAll;
-  if (!typed.box.empty()) options.box = box("--box", typed.box);
+  run.quiet = typed.quiet;
+  run.strict = typed.strict;
+  run.report = reportOf(typed, options);
+  run.progress = progressOf(typed);
+  run.jobs = jobsOf(typed);
+  run.resume = resumeOf(typed, run.report.format);
+  options.files = filesOf(typed, options);
+  run.existing = existingOf(typed, options.files);
   return options;
 }
 

@@ -42,12 +42,6 @@ oznakit_scan scanOf(oznakit::Preset preset) {
   return scan;
 }
 
-bool hasSmallestFace(const oznakit::SearchOptions& options) {
-  if (options.scan) return false;
-  return options.preset == oznakit::Preset::Thorough || options.min_face_px > 0 ||
-         options.min_face_share > 0;
-}
-
 void setMinFace(const std::string& text, oznakit::SearchOptions* options) {
   const bool is_percent = !text.empty() && text.back() == '%';
   double value = 0;

@@ -20,9 +20,6 @@ oznakit::SearchOptions preset(const std::string& name);
 /// The numbers of a preset that searches the photograph at once.
 oznakit_scan scanOf(oznakit::Preset preset);
 
-/// Whether the smallest face counts pixels of the photograph, so that large ones are searched in tiles.
-bool hasSmallestFace(const oznakit::SearchOptions& options);
-
 /// Sets the smallest face to "40" (pixels) or "5%" of the longer side. Throws Failure with kExitUsage
 /// where the text is neither, or out of range, and tells what would be accepted.
 void setMinFace(const std::string& text, oznakit::SearchOptions* options);

@@ -12,6 +12,7 @@
 #include "tools/photograph/photograph_failure.h"
 #include "tools/photograph/photograph_reader.h"
 #include "tools/process/interrupt.h"
+#include "tools/process/machine_limits.h"
 #include "tools/process/streams.h"
 #include "tools/run/face_finder.h"
 #include "tools/run/inputs.h"
@@ -45,8 +46,8 @@ struct Timed {
 // costs is the difference to the run without it.
 class Bench {
  public:
-  explicit Bench(const Options& options) : finder_(options), prefixes_(finder_.directory()) {
-    Options shorter = options;
+  explicit Bench(const FindOptions& options) : finder_(options), prefixes_(finder_.directory()) {
+    FindOptions shorter = options;
     shorter.points = 0;
     for (const std::string& directory : prefixes_.directories()) {
       shorter.models = directory;
@@ -58,10 +59,10 @@ class Bench {
   }
 
   // Errors  PhotographFailure.
-  void time(const Options& options, MemoryBudget* budget, const std::string& path) {
+  void time(int round_count, MemoryBudget* budget, const std::string& path) {
     std::vector<std::vector<double>> rounds(timed_.stages.size());
-    for (int round = 0; round < options.rounds && !interrupted(); ++round) {
-      const std::vector<double> times = timeOnce(options, budget, path, /*is_first=*/round == 0);
+    for (int round = 0; round < round_count && !interrupted(); ++round) {
+      const std::vector<double> times = timeOnce(budget, path, /*is_first=*/round == 0);
       for (size_t i = 0; i < times.size(); ++i) rounds[i].push_back(times[i]);
     }
     std::vector<double> medians;
@@ -79,8 +80,7 @@ class Bench {
     return stage == 1 ? name : name + " and calibration";
   }
 
-  std::vector<double> timeOnce(const Options& options, MemoryBudget* budget,
-                               const std::string& path, bool is_first) {
+  std::vector<double> timeOnce(MemoryBudget* budget, const std::string& path, bool is_first) {
     std::vector<double> times;
     Clock::time_point begin = Clock::now();
     const auto lap = [&] {
@@ -90,8 +90,8 @@ class Bench {
     const auto reduction_of = [this](const cv::Size& upright) {
       return finder_.reductionFor(upright);
     };
-    ReadFile file = readWithin(budget, {path, path}, options.search, reduction_of, Purpose::kSearch,
-                               interrupted);
+    ReadFile file = readWithin(budget, {path, path}, finder_.options().search, reduction_of,
+                               Purpose::kSearch, interrupted);
     lap();
     const Photograph photograph = decodeFile(path, &file);
     lap();
@@ -108,7 +108,7 @@ class Bench {
     times.push_back(std::max(0.0, millisecondsSince(begin) - before));
     begin = Clock::now();
     finder_.align(photograph, &faces);
-    if (options.points > 0) lap();
+    if (finder_.options().points > 0) lap();
     if (is_first) {
       timed_.faces += faces.size();
       timed_.megapixels += static_cast<double>(photograph.size.area()) / 1e6;
@@ -146,7 +146,7 @@ std::string fixed(const char* format, double value) {
   return text;
 }
 
-std::string asText(const Timed& timed, const Options& options) {
+std::string asText(const Timed& timed, int rounds) {
   const Sums sums = sumsOf(timed);
   const auto count = static_cast<double>(timed.milliseconds.size());
   std::vector<std::vector<std::string>> rows = {{"stage", "ms a photograph", "share"}};
@@ -160,15 +160,15 @@ std::string asText(const Timed& timed, const Options& options) {
          (is_one ? " photograph of " : " photographs of ") +
          fixed("%.1f", timed.megapixels / count) + " megapixels and " +
          fixed("%.1f", static_cast<double>(timed.faces) / count) +
-         " faces on average, one thread, median of " + std::to_string(options.rounds) +
-         (options.rounds == 1 ? " round\n" : " rounds\n") + columnsOf(rows) + "  " +
+         " faces on average, one thread, median of " + std::to_string(rounds) +
+         (rounds == 1 ? " round\n" : " rounds\n") + columnsOf(rows) + "  " +
          fixed("%.2f", 1000 * count / sums.whole) + " photographs a second; median photograph " +
          fixed("%.2f", medianOf(sums.photographs)) + " ms, slowest " +
          fixed("%.2f", *std::max_element(sums.photographs.begin(), sums.photographs.end())) +
          " ms\n";
 }
 
-nlohmann::ordered_json asJson(const Timed& timed, const Options& options) {
+nlohmann::ordered_json asJson(const Timed& timed, int rounds) {
   const Sums sums = sumsOf(timed);
   const auto count = static_cast<double>(timed.milliseconds.size());
   nlohmann::ordered_json stages = nlohmann::ordered_json::array();
@@ -178,7 +178,7 @@ nlohmann::ordered_json asJson(const Timed& timed, const Options& options) {
                       {"share", sums.stages[i] / sums.whole}});
   }
   return {{"photographs", timed.milliseconds.size()},
-          {"rounds", options.rounds},
+          {"rounds", rounds},
           {"megapixels", timed.megapixels},
           {"faces", timed.faces},
           {"milliseconds", sums.whole / count},
@@ -189,14 +189,14 @@ nlohmann::ordered_json asJson(const Timed& timed, const Options& options) {
 }  // namespace
 
 ExitCode benchCommand(const Options& options) {
-  Bench bench(options);
-  MemoryBudget budget(memoryOf(options));
+  Bench bench(options.find);
+  MemoryBudget budget(workingMemory(options.run.memory_mib));
   watchInterrupts();
   ExitCode status = kExitOk;
-  Inputs inputs(options.inputs, nullptr);
+  Inputs inputs(options.run.inputs, nullptr);
   while (const std::optional<Input> input = inputs.next(interrupted)) {
     try {
-      bench.time(options, &budget, input->path);
+      bench.time(options.rounds, &budget, input->path);
     } catch (const Failure& failure) {
       say(failure.what());
       status = std::max(status, failure.code());
@@ -212,8 +212,9 @@ ExitCode benchCommand(const Options& options) {
     say("no photograph could be timed");
     return std::max(status, kExitPhotographs);
   }
-  writeData(options.format == Format::kJson ? lineOf(asJson(bench.timed(), options))
-                                            : asText(bench.timed(), options));
+  writeData(options.run.report.format == Format::kJson
+                ? lineOf(asJson(bench.timed(), options.rounds))
+                : asText(bench.timed(), options.rounds));
   return status;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "tools/arguments/search_options.h"
 #include "tools/process/machine_limits.h"
 #include "tools/run/model_directory.h"
 
@@ -34,17 +35,18 @@ std::vector<Default> defaultsOf(const Options& options) {
   const std::string built_in = "built in";
   const std::string balanced = "preset balanced";
   const oznakit_scan scan = scanOf(oznakit::Preset::Balanced);
-  const ModelPlace place = modelPlace(options.models);
+  const ModelPlace place = modelPlace(options.find.models);
   return {
       {"--models", place.directory, place.source},
-      {"--jobs", std::to_string(jobsOf(options)), jobsSource()},
-      {"--memory", std::to_string(memoryOf(options) >> 20) + " MiB", memorySource()},
+      {"--jobs", std::to_string(threadCount(options.run.jobs)), jobsSource()},
+      {"--memory", std::to_string(workingMemory(options.run.memory_mib) >> 20) + " MiB",
+       memorySource()},
       {"--format", "text", built_in},
       {"--progress", "auto", "built in: a terminal and more than one photograph"},
       {"--preset", "balanced", built_in},
       {"--margin", "0%", built_in},
       {"--points", "68", "built in; crop takes 5"},
-      {"--size", std::to_string(options.chip_side), built_in},
+      {"--size", std::to_string(options.files.chip_side), built_in},
       {"--rounds", std::to_string(options.rounds), built_in},
       {"--max-upscale", shown(scan.max_upscale), balanced},
       {"--max-image-side", std::to_string(scan.max_image_side), balanced},

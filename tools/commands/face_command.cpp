@@ -17,40 +17,43 @@
 namespace oznatool {
 
 ExitCode faceCommand(const Options& options) {
+  const FileOptions& files = options.files;
+  RunOptions run = options.run;
+  const Taken taken = takenOf(run.existing, !run.resume.empty());
   // Outputs before models: a directory that cannot be made is told at once.
   std::vector<std::unique_ptr<SideOutput>> owned;
-  if (!options.chips.empty()) {
+  if (!files.chips.empty()) {
     // A picture a face: one name for all of them is a mistake.
-    const bool is_there = std::filesystem::is_directory(options.chips);
-    if (options.chips == "-" || (!is_there && namesImageFormat(options.chips))) {
-      throw Failure(kExitUsage,
-                    printable(options.chips) +
-                        " is one picture, and crop writes one a face: name a directory");
+    const bool is_there = std::filesystem::is_directory(files.chips);
+    if (files.chips == "-" || (!is_there && namesImageFormat(files.chips))) {
+      throw Failure(
+          kExitUsage,
+          printable(files.chips) + " is one picture, and crop writes one a face: name a directory");
     }
-    if (options.existing == Existing::kOverwrite) {
-      refuseToOverwritePhotographs(options.chips, options.inputs.names);
+    if (run.existing == Existing::kOverwrite) {
+      refuseToOverwritePhotographs(files.chips, run.inputs.names);
     }
-    owned.push_back(
-        std::make_unique<ChipOutput>(options.chips, options.chip_side, takenOf(options)));
+    owned.push_back(std::make_unique<ChipOutput>(files.chips, files.chip_side, taken));
   }
-  if (!options.report.empty()) owned.push_back(std::make_unique<ReportOutput>(options.report));
-  if (!options.xmp.empty())
-    owned.push_back(std::make_unique<SidecarOutput>(options.xmp, options.xmp_by_stem));
-  if (options.embed) owned.push_back(std::make_unique<EmbedOutput>());
+  if (!files.report.empty()) owned.push_back(std::make_unique<ReportOutput>(files.report));
+  if (!files.xmp.empty())
+    owned.push_back(std::make_unique<SidecarOutput>(files.xmp, files.xmp_by_stem));
+  if (files.embed) owned.push_back(std::make_unique<EmbedOutput>());
   // The last one, since it draws into the photograph.
-  if (!options.annotate.empty()) {
-    owned.push_back(std::make_unique<AnnotationOutput>(options.annotate, options));
+  if (!files.annotate.empty()) {
+    owned.push_back(std::make_unique<AnnotationOutput>(files.annotate, run.inputs.names,
+                                                       Inputs::maySeveral(run.inputs), taken));
   }
   std::vector<const SideOutput*> outputs;
   for (const auto& output : owned) outputs.push_back(output.get());
 
   // A second run would find what the first one drew and cut out, and take it for photographs.
-  Options run = options;
-  for (const std::string& folder : {options.annotate, options.chips}) {
+  for (const std::string& folder : {files.annotate, files.chips}) {
     if (!folder.empty()) run.inputs.left_out.push_back(folder);
   }
-  const FaceFinder finder(run);
-  const ExitCode status = runPhotographs(finder, outputs);
+  run.picture_out = files.annotate == "-";
+  const FaceFinder finder(options.find);
+  const ExitCode status = runPhotographs(run, finder, outputs);
   for (const SideOutput* output : outputs) output->finish();
   return status;
 }

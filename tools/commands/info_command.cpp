@@ -44,7 +44,8 @@ nlohmann::ordered_json asJson(const std::vector<Default>& defaults) {
 
 ExitCode infoCommand(const Options& options) {
   const std::vector<Default> defaults = defaultsOf(options);
-  writeData(options.format == Format::kJson ? lineOf(asJson(defaults)) : asText(defaults));
+  writeData(options.run.report.format == Format::kJson ? lineOf(asJson(defaults))
+                                                       : asText(defaults));
   return kExitOk;
 }
 

@@ -130,10 +130,10 @@ nlohmann::ordered_json asJson(const std::string& directory, const std::vector<Mo
 }  // namespace
 
 ExitCode modelsCommand(const Options& options) {
-  const std::string directory = modelDirectory(options.models);
+  const std::string directory = modelDirectory(options.find.models);
   const std::vector<Model> models = modelsIn(directory);
-  writeData(options.format == Format::kJson ? lineOf(asJson(directory, models))
-                                            : asText(directory, models));
+  writeData(options.run.report.format == Format::kJson ? lineOf(asJson(directory, models))
+                                                       : asText(directory, models));
   return kExitOk;
 }
 

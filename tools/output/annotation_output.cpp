@@ -25,12 +25,12 @@ namespace fs = std::filesystem;
 
 bool isStandardOutput(const std::string& target) { return target == "-"; }
 
-bool isDirectoryTarget(const std::string& target, const InputOptions& inputs) {
+bool isDirectoryTarget(const std::string& target, bool may_be_several) {
   std::error_code error;
   const bool is_there = fs::is_directory(target, error);
   const bool is_named = !target.empty() && target.back() == '/';
   if (is_there || is_named || isStandardOutput(target)) return !isStandardOutput(target);
-  if (!Inputs::maySeveral(inputs)) return false;
+  if (!may_be_several) return false;
   if (namesImageFormat(target)) {
     throw Failure(kExitUsage, printable(target) +
                                   " is one picture, and there may be several photographs: name a "
@@ -41,24 +41,25 @@ bool isDirectoryTarget(const std::string& target, const InputOptions& inputs) {
 
 }  // namespace
 
-AnnotationOutput::AnnotationOutput(const std::string& target, const Options& options)
+AnnotationOutput::AnnotationOutput(const std::string& target, const std::vector<std::string>& names,
+                                   bool may_be_several, Taken taken)
     : target_(target),
-      is_directory_(isDirectoryTarget(target, options.inputs)),
-      taken_(takenOf(options)),
+      is_directory_(isDirectoryTarget(target, may_be_several)),
+      taken_(taken),
       written_(std::make_shared<std::unordered_set<std::string>>()) {
   if (isStandardOutput(target)) {
-    if (Inputs::maySeveral(options.inputs)) {
+    if (may_be_several) {
       throw Failure(kExitUsage, "-o - takes one photograph: standard output holds one picture");
     }
     return;
   }
   if (is_directory_) {
     makeDirectory(target);
-    if (taken_ == Taken::kReplaced) refuseToOverwritePhotographs(target, options.inputs.names);
+    if (taken_ == Taken::kReplaced) refuseToOverwritePhotographs(target, names);
     return;
   }
   std::error_code error;
-  if (fs::equivalent(target, options.inputs.names.front(), error)) {
+  if (fs::equivalent(target, names.front(), error)) {
     throw Failure(kExitUsage, printable(target) + " would overwrite the photograph");
   }
   if (!namesImageFormat(target))

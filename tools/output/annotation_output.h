@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 #include <unordered_set>
+#include <vector>
 
-#include "tools/arguments/options.h"
 #include "tools/output/output_file.h"
 #include "tools/output/side_output.h"
 
@@ -30,7 +30,12 @@ class AnnotationOutput : public SideOutput {
   /// Errors  Failure with kExitOutput where nothing can be written there; with kExitUsage where the
   ///         target is the photograph itself, names one file for several photographs, or where
   ///         photographs could be overwritten.
-  AnnotationOutput(const std::string& target, const Options& options);
+  ///
+  /// names           Of the photographs and their folders, as the user gave them.
+  /// may_be_several  Whether they may stand for more than one photograph.
+  /// taken           What to do in a directory with a name that is taken: see output_file.h.
+  AnnotationOutput(const std::string& target, const std::vector<std::string>& names,
+                   bool may_be_several, Taken taken);
 
   bool copies() const override { return true; }
   bool isThere(const Input& input) const override;

@@ -29,9 +29,9 @@ bool isWithin(const fs::path& folder, const fs::path& above) {
 
 }  // namespace
 
-Taken takenOf(const Options& options) {
-  if (options.existing == Existing::kOverwrite) return Taken::kReplaced;
-  return options.resume.empty() ? Taken::kAnotherName : Taken::kEqualServes;
+Taken takenOf(Existing existing, bool goes_on) {
+  if (existing == Existing::kOverwrite) return Taken::kReplaced;
+  return goes_on ? Taken::kEqualServes : Taken::kAnotherName;
 }
 
 void refuseToOverwritePhotographs(const std::string& directory,

@@ -6,13 +6,21 @@
 #include <string>
 #include <vector>
 
-#include "tools/arguments/options.h"
 #include "tools/output/output_file.h"
 
 namespace oznatool {
 
-/// What new files do with a name that is taken, as the options say.
-Taken takenOf(const Options& options);
+/// What to do where the file of a result is there already.
+enum class Existing {
+  kAnotherName,  ///< The new one gets "-2", "-3", ... before its ending.
+  kOverwrite,
+  kSkip,  ///< The photograph is not worked on.
+};
+
+/// What new files do with a name that is taken.
+///
+/// goes_on  Whether the run goes on where a previous one ended: a file that is as it would be written is then its own.
+Taken takenOf(Existing existing, bool goes_on);
 
 /// Refuses a directory whose files are to be overwritten where it is, or lies above, the folder of a
 /// photograph: a photograph could have the name of a result. names  Of files and folders.

@@ -6,7 +6,7 @@
 #include <opencv2/core/mat.hpp>
 #include <string>
 
-#include "tools/output/output_file.h"
+#include "tools/process/bytes.h"
 
 namespace oznatool {
 

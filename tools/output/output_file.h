@@ -11,11 +11,10 @@
 
 #include <optional>
 #include <string>
-#include <vector>
+
+#include "tools/process/bytes.h"
 
 namespace oznatool {
-
-using Bytes = std::vector<unsigned char>;
 
 /// What to do where a new file's name is taken.
 enum class Taken {

@@ -12,18 +12,14 @@ std::string nameIf(const Record& record, bool has_faces) {
 
 }  // namespace
 
-CsvColumns columnsFor(const Options& options) {
-  return {options.points, options.search.turns > 1, options.search.details};
-}
-
-std::string formatted(const Record& record, const Options& options) {
+std::string formatted(const Record& record, const ReportOptions& options) {
   switch (options.format) {
     case Format::kText:
       return table(record, options.lists_points);
     case Format::kJson:
-      return jsonLine(record, options.search.turns > 1);
+      return jsonLine(record, options.columns.turn);
     case Format::kCsv:
-      return csvRows(record, columnsFor(options), options.safe_cells);
+      return csvRows(record, options.columns, options.safe_cells);
     case Format::kNothing:
     case Format::kCoco:
       return "";  // One document for all: see coco_export.h.

@@ -5,7 +5,6 @@
 
 #include <string>
 
-#include "tools/arguments/options.h"
 #include "tools/output/record.h"
 
 namespace oznatool {
@@ -35,7 +34,6 @@ struct CsvColumns {
   bool turn = false;     ///< One.
   bool details = false;  ///< Those of kDetailNames.
 };
-CsvColumns columnsFor(const Options& options);
 
 /// One record as CSV rows: one a face, or a single one for a photograph without faces or one that
 /// could not be looked at. Numbers as in JSON.
@@ -51,9 +49,20 @@ std::string csvHeading(const CsvColumns& columns);
 /// lists_points  Whether the landmarks of a face stand below it, one a row.
 std::string table(const Record& record, bool lists_points);
 
+/// Of kWithFaces and kWithoutFaces, a record is the name of a photograph with, or without, faces.
+enum class Format { kText, kJson, kCsv, kCoco, kWithFaces, kWithoutFaces, kNothing };
+
+/// How a run writes its records.
+struct ReportOptions {
+  Format format = Format::kText;
+  CsvColumns columns;         ///< What the user asked to know of a face beside box and score.
+  bool safe_cells = false;    ///< CSV: no name begins as a formula does.
+  bool lists_points = false;  ///< Text: the landmarks stand below their face.
+};
+
 /// One record in the form that the user chose. Where that is names alone, those of photographs that
 /// failed are in neither list.
-std::string formatted(const Record& record, const Options& options);
+std::string formatted(const Record& record, const ReportOptions& options);
 
 }  // namespace oznatool
 

@@ -26,7 +26,7 @@ constexpr int kThumbnailSide = 480;                  // In pixels.
 constexpr int kChipSide = 96;
 
 const char* const kPage =
-#include "tools/report_page.inc"
+#include "tools/output/report_page.inc"
     ;
 
 std::string base64(const Bytes& bytes) {

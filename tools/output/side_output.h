@@ -7,8 +7,8 @@
 #include <functional>
 
 #include "tools/output/record.h"
+#include "tools/photograph/input.h"
 #include "tools/photograph/photograph.h"
-#include "tools/run/inputs.h"
 
 namespace oznatool {
 

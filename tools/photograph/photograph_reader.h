@@ -9,9 +9,9 @@
 
 #include "oznakit.hpp"
 #include "tools/photograph/file_stamp.h"
+#include "tools/photograph/input.h"
 #include "tools/photograph/photograph.h"
 #include "tools/process/memory_budget.h"
-#include "tools/run/inputs.h"
 
 namespace oznatool {
 

@@ -7,7 +7,7 @@
 #include <opencv2/core/types.hpp>
 #include <string>
 
-#include "tools/output/output_file.h"
+#include "tools/process/bytes.h"
 
 namespace oznatool {
 

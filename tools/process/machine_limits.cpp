@@ -105,4 +105,11 @@ std::int64_t usableMemory() {
   return std::min(machine, groupLimits().memory_bytes.value_or(machine));
 }
 
+int threadCount(int asked) { return asked > 0 ? asked : usableCpus(); }
+
+std::int64_t workingMemory(int asked_mib) {
+  constexpr std::int64_t kUsual = 2048;
+  return (asked_mib > 0 ? asked_mib : std::min(kUsual, usableMemory() / 2 >> 20)) << 20;
+}
+
 }  // namespace oznatool

@@ -13,12 +13,12 @@
 namespace oznatool {
 namespace {
 
-Models modelsFor(const Options& options) {
+Models modelsFor(const FindOptions& options) {
   if (options.box) return Models::kLandmarks;
   return options.points > 0 || options.search.details ? Models::kBoth : Models::kCascade;
 }
 
-oznakit::Landmarks landmarksOf(const Options& options) {
+oznakit::Landmarks landmarksOf(const FindOptions& options) {
   return options.points == 68  ? oznakit::Landmarks::All68
          : options.points == 5 ? oznakit::Landmarks::Five
                                : oznakit::Landmarks::None;
@@ -52,7 +52,15 @@ float scoreOf(const Face& face) { return face.score.value_or(1.0F); }
 
 }  // namespace
 
-FaceFinder::FaceFinder(const Options& options)
+bool countsPixels(const FindOptions& options) {
+  if (options.box) return true;
+  const oznakit::SearchOptions& search = options.search;
+  if (search.scan) return false;
+  return search.preset == oznakit::Preset::Thorough || search.min_face_px > 0 ||
+         search.min_face_share > 0;
+}
+
+FaceFinder::FaceFinder(const FindOptions& options)
     : options_(options),
       directory_(modelDirectory(options.models)),
       finder_(openModels(directory_, modelsFor(options))) {}

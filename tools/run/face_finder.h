@@ -4,15 +4,30 @@
 #define OZNA_TOOLS_RUN_FACE_FINDER_H_
 
 #include <opencv2/core/types.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "oznakit.hpp"
-#include "tools/arguments/options.h"
 #include "tools/photograph/face.h"
 #include "tools/photograph/photograph.h"
 
 namespace oznatool {
+
+enum class Choice { kAll, kBiggest, kBest };
+
+/// What is to be found in a photograph, and with which models.
+struct FindOptions {
+  std::string models;  ///< Their directory; empty for the default places.
+  oznakit::SearchOptions search;
+  Choice choice = Choice::kAll;
+  int points = 0;                   ///< Landmarks per face: 0, 5 or 68.
+  std::optional<oznakit::Box> box;  ///< The rectangle to align instead of detected faces.
+};
+
+/// Whether the options count pixels of the whole photograph: a box does, and a smallest face, for which large
+/// photographs are searched in tiles.
+bool countsPixels(const FindOptions& options);
 
 /// Finds the faces of photographs as the options ask for.
 ///
@@ -20,9 +35,9 @@ namespace oznatool {
 class FaceFinder {
  public:
   /// Opens the models that the options need. Errors  Failure with kExitModel; std::bad_alloc.
-  explicit FaceFinder(const Options& options);
+  explicit FaceFinder(const FindOptions& options);
 
-  const Options& options() const { return options_; }
+  const FindOptions& options() const { return options_; }
   const std::string& directory() const { return directory_; }
 
   /// By how much the sides of a photograph of this upright size may be divided when it is decoded.
@@ -53,7 +68,7 @@ class FaceFinder {
   std::string reasonAgainst(const Photograph& photograph, const std::string& sentence) const;
   void tellNarrow(const Photograph& photograph) const;
 
-  Options options_;
+  FindOptions options_;
   std::string directory_;  // With a separator at its end.
   oznakit::Finder finder_;
 };

@@ -17,19 +17,25 @@
 #include <unordered_set>
 #include <vector>
 
-#include "tools/arguments/options.h"
+#include "tools/photograph/input.h"
 #include "tools/process/exit_code.h"
 #include "tools/run/run_summary.h"
 
 namespace oznatool {
 
-/// One photograph to work on.
-struct Input {
-  std::string path;   ///< As the user gave it, or below the folder that the user gave.
-  std::string place;  ///< Where its files go below an output directory: its name, behind that of
-                      ///< the subfolders of a folder that the user gave.
-  /// The bytes of a picture that stood where a list was expected; null for a file.
-  std::shared_ptr<const std::vector<unsigned char>> content = nullptr;
+/// One of so many shares of the photographs, for runs beside each other.
+struct Shard {
+  int number = 1;  ///< From 1 to count.
+  int count = 1;
+};
+
+/// Where the photographs are named.
+struct InputOptions {
+  std::vector<std::string> names;          ///< Files, folders, or "-" for a list on standard input.
+  bool recursive = false;                  ///< Folders stand for the photographs in and below them.
+  char list_end = '\n';                    ///< Ends a name of the list: a line break or NUL.
+  Shard shard;                             ///< Photographs of other shards are left out.
+  std::vector<std::string> left_out = {};  ///< Folders below the named ones that are passed over.
 };
 
 /// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is

@@ -15,15 +15,13 @@
 #include <thread>
 
 #include "tools/output/coco_export.h"
-#include "tools/output/report.h"
 #include "tools/photograph/photograph_reader.h"
 #include "tools/process/interrupt.h"
+#include "tools/process/machine_limits.h"
 #include "tools/process/memory_budget.h"
 #include "tools/process/streams.h"
 #include "tools/process/system_reason.h"
-#include "tools/run/inputs.h"
 #include "tools/run/previous_output.h"
-#include "tools/run/progress.h"
 #include "tools/run/read_ahead.h"
 #include "tools/run/run_summary.h"
 
@@ -49,12 +47,14 @@ struct Result {
 
 class Run {
  public:
-  Run(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs)
-      : finder_(finder),
-        options_(finder.options()),
+  Run(const RunOptions& options, const FaceFinder& finder,
+      const std::vector<const SideOutput*>& outputs)
+      : options_(options),
+        finder_(finder),
         outputs_(outputs),
+        jobs_(threadCount(options_.jobs)),
         previous_(options_.resume.empty() ? PreviousOutput() : PreviousOutput(options_.resume)),
-        budget_(memoryOf(options_)),
+        budget_(workingMemory(options_.memory_mib)),
         inputs_(
             options_.inputs, [this](const Input& input) { return isDone(input); }, guard()),
         progress_(options_.progress, Inputs::maySeveral(options_.inputs)) {
@@ -62,33 +62,32 @@ class Run {
     if (std::none_of(outputs.begin(), outputs.end(), reads_pixels)) {
       reduction_of_ = [this](const cv::Size& upright) { return finder_.reductionFor(upright); };
     }
-    // A box, and a smallest face in pixels, count those of the whole photograph.
-    if (options_.box || hasSmallestFace(options_.search) ||
+    if (countsPixels(finder_.options()) ||
         std::any_of(outputs.begin(), outputs.end(), reads_pixels)) {
       purpose_ = Purpose::kPixels;
     }
     const auto copies = [](const SideOutput* output) { return output->copies(); };
     if (std::any_of(outputs.begin(), outputs.end(), copies)) purpose_ = Purpose::kCopy;
     // Several threads read and search side by side anyway.
-    reads_ahead_ = jobsOf(options_) == 1 && Inputs::maySeveral(options_.inputs);
+    reads_ahead_ = jobs_ == 1 && Inputs::maySeveral(options_.inputs);
     // How far the threads may run ahead of a slow photograph.
-    window_ = 4 * static_cast<size_t>(jobsOf(options_)) + 16;
+    window_ = 4 * static_cast<size_t>(jobs_) + 16;
   }
 
   ExitCode run() {
-    if (!options_.quiet && !isPictureOut() && options_.format == Format::kCsv &&
+    if (!options_.quiet && !options_.picture_out && options_.report.format == Format::kCsv &&
         !previous_.isContinued()) {
-      writeData(csvHeading(columnsFor(options_)));
+      writeData(csvHeading(options_.report.columns));
     }
     std::vector<std::thread> threads;
-    threads.reserve(static_cast<size_t>(jobsOf(options_)));
+    threads.reserve(static_cast<size_t>(jobs_));
     try {
-      for (int i = 1; i < jobsOf(options_); ++i) threads.emplace_back([this] { work(); });
+      for (int i = 1; i < jobs_; ++i) threads.emplace_back([this] { work(); });
     } catch (const std::exception&) {
       // Those that began do the whole work.
       const bool has_room = hasRoomForAThread();
       say((has_room ? "the system allows " : "there is memory for ") +
-          std::to_string(threads.size() + 1) + " threads, not " + std::to_string(jobsOf(options_)) +
+          std::to_string(threads.size() + 1) + " threads, not " + std::to_string(jobs_) +
           (has_room ? " (ulimit -u, or the limit of the control group)" : ""));
     }
     work();
@@ -167,7 +166,8 @@ class Run {
     job.index = begun_;
     job.input = std::move(*input);
     try {
-      job.file = readWithin(&budget_, job.input, options_.search, reduction_of_, purpose_, stop);
+      job.file =
+          readWithin(&budget_, job.input, finder_.options().search, reduction_of_, purpose_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
     } catch (const std::bad_alloc& error) {
@@ -283,18 +283,15 @@ class Run {
       for (const std::string& warning : record.warnings) {
         say(printable(record.path) + ": " + warning);
       }
-      if (options_.format == Format::kCoco) {
+      if (options_.report.format == Format::kCoco) {
         coco_.add(record);
-      } else if (!isPictureOut()) {
-        writeData(formatted(record, options_));
+      } else if (!options_.picture_out) {
+        writeData(formatted(record, options_.report));
       }
     } else if (faces_ > 0 && outputs_.empty()) {
       stopped_ = true;  // Nothing that could come would change the answer.
     }
   }
-
-  // Whether standard output takes a picture, and no records then.
-  bool isPictureOut() const { return options_.annotate == "-"; }
 
   void tell(const Failure& failure) {
     say(failure.what());
@@ -302,7 +299,7 @@ class Run {
   }
 
   void writeExport() {
-    if (options_.format == Format::kCoco && !options_.quiet && !isPictureOut()) {
+    if (options_.report.format == Format::kCoco && !options_.quiet && !options_.picture_out) {
       writeData(coco_.text());
     }
   }
@@ -322,7 +319,8 @@ class Run {
     const std::optional<size_t> total = inputs_.total();
     std::string line = "interrupted after " + std::to_string(written_);
     if (total) line += " of " + std::to_string(*total);
-    if (!options_.quiet && (options_.format == Format::kJson || options_.format == Format::kCsv)) {
+    if (!options_.quiet &&
+        (options_.report.format == Format::kJson || options_.report.format == Format::kCsv)) {
       const std::string output = standardOutputFile();
       line += "; go on with --resume " + (output.empty() ? "FILE" : printable(output));
     }
@@ -337,9 +335,10 @@ class Run {
     return highest_ == kExitOk ? kExitQuietNone : kExitQuietError;
   }
 
+  const RunOptions& options_;
   const FaceFinder& finder_;
-  const Options& options_;
   const std::vector<const SideOutput*>& outputs_;
+  const int jobs_;  // Threads.
   const PreviousOutput previous_;
   ReductionOf reduction_of_;  // Null where an output needs whole photographs.
   bool reads_ahead_ = false;
@@ -366,9 +365,10 @@ class Run {
 
 }  // namespace
 
-ExitCode runPhotographs(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs) {
+ExitCode runPhotographs(const RunOptions& options, const FaceFinder& finder,
+                        const std::vector<const SideOutput*>& outputs) {
   watchInterrupts();
-  return Run(finder, outputs).run();
+  return Run(options, finder, outputs).run();
 }
 
 }  // namespace oznatool

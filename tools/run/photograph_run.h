@@ -3,13 +3,32 @@
 #ifndef OZNA_TOOLS_RUN_PHOTOGRAPH_RUN_H_
 #define OZNA_TOOLS_RUN_PHOTOGRAPH_RUN_H_
 
+#include <string>
 #include <vector>
 
+#include "tools/output/existing_files.h"
+#include "tools/output/report.h"
 #include "tools/output/side_output.h"
 #include "tools/process/exit_code.h"
 #include "tools/run/face_finder.h"
+#include "tools/run/inputs.h"
+#include "tools/run/progress.h"
 
 namespace oznatool {
+
+/// How a run goes through its photographs.
+struct RunOptions {
+  InputOptions inputs;
+  ReportOptions report;
+  bool quiet = false;        ///< No data; the exit status says whether a face was found.
+  bool picture_out = false;  ///< Standard output takes a picture, and no data.
+  bool strict = false;       ///< A photograph that is cut short fails.
+  Existing existing = Existing::kAnotherName;
+  ProgressMode progress = ProgressMode::kAuto;
+  std::string resume;  ///< A previous output whose photographs are left out; empty for none.
+  int jobs = 0;        ///< Photographs at once; 0 for as many as the machine allows.
+  int memory_mib = 0;  ///< For photographs in memory; 0 for the default: see workingMemory.
+};
 
 /// Finds the faces of each input, in as many threads as the options ask for, and writes one record
 /// an input to standard output, in the order of the inputs, each as soon as those before it are
@@ -21,9 +40,10 @@ namespace oznatool {
 /// Returns  The highest status that any photograph asked for, kExitInterrupted, or that of --quiet.
 /// Errors   Failure with kExitOutput where standard output cannot be written, with kExitUsage or
 /// kExitOutput where the previous output cannot be gone on with.
-/// Memory   Photographs and their files: what memoryOf gives, and one file. Each thread has a
+/// Memory   Photographs and their files: what the options allow, and one file. Each thread has a
 /// detector besides, which the finder keeps.
-ExitCode runPhotographs(const FaceFinder& finder, const std::vector<const SideOutput*>& outputs);
+ExitCode runPhotographs(const RunOptions& options, const FaceFinder& finder,
+                        const std::vector<const SideOutput*>& outputs);
 
 }  // namespace oznatool
 

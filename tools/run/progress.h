@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "tools/arguments/options.h"
-
 namespace oznatool {
+
+enum class ProgressMode { kAuto, kAlways, kNever };
 
 /// How far a run has come.
 struct ProgressState {

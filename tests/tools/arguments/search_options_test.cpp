@@ -32,12 +32,10 @@ TEST(MinFace, RefusesWhatIsNeitherOrOutOfRange) {
 TEST(Preset, BalancedIsTheDefaultAndTheOthersDiffer) {
   EXPECT_EQ(preset("balanced").preset, oznakit::Preset::Balanced);
   EXPECT_EQ(preset("balanced").margin, 0);
-  EXPECT_FALSE(hasSmallestFace(preset("balanced")));
   EXPECT_EQ(preset("fast").preset, oznakit::Preset::Fast);
   EXPECT_EQ(scanOf(oznakit::Preset::Balanced).min_face_fraction, 0.05F);
   EXPECT_EQ(scanOf(oznakit::Preset::Fast).min_face_fraction, 0.1F);
   EXPECT_EQ(preset("thorough").preset, oznakit::Preset::Thorough);
-  EXPECT_TRUE(hasSmallestFace(preset("thorough")));
 }
 
 TEST(CheckScan, TakesThePresetsAndRefusesWhatNoPhotographCanHave) {

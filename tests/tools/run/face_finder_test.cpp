@@ -28,5 +28,23 @@ TEST(ChooseFaces, LeavesTheBiggestTheBestOrAll) {
   EXPECT_TRUE(faces.empty());
 }
 
+TEST(CountsPixels, HoldsForABoxAndForASmallestFace) {
+  FindOptions options;
+  EXPECT_FALSE(countsPixels(options));
+  options.search.min_face_px = 40;
+  EXPECT_TRUE(countsPixels(options));
+  options.search.min_face_px = 0;
+  options.search.min_face_share = 0.05;
+  EXPECT_TRUE(countsPixels(options));
+  options.search.min_face_share = 0;
+  options.search.preset = oznakit::Preset::Thorough;
+  EXPECT_TRUE(countsPixels(options));
+  // The numbers of a scan take its place, and they are parts of the photograph.
+  options.search.scan = oznakit_scan(OZNAKIT_SCAN_INIT);
+  EXPECT_FALSE(countsPixels(options));
+  options.box = oznakit::Box{1, 2, 3, 4};
+  EXPECT_TRUE(countsPixels(options));
+}
+
 }  // namespace
 }  // namespace oznatool
