@@ -9,7 +9,7 @@
     compare_results.py programs FIRST SECOND FOLDER     compares two builds; words in SECOND after the first are its
                                                         launcher's, as in 'qemu-aarch64 -L ROOT ozna'
 
-A table has a line a face, best score first: photograph, box, score and, for the first face of a photograph, its 68
+A table has one line per face, best score first: photograph, box, score and, for the first face of a photograph, its 68
 landmarks; a photograph without a face has a line with '-'. Boxes may differ by a pixel, scores by 1e-4 and landmarks by
 a quarter of a pixel, far less than anybody sees and more than the order of float sums makes. The number of photographs
 in which something differs at all, and the largest differences, are printed. Exit status 1 where one is beyond these.

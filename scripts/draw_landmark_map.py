@@ -45,7 +45,7 @@ def mean_shape(path):
             rows, columns = take("qq")
             position += 4 * rows * columns
     numbers = take(f"{take('i')[0]}f")
-    assert len(numbers) == 136, f"{path} has not 68 landmarks"
+    assert len(numbers) == 136, f"{path} does not have 68 landmarks"
     return list(zip(numbers[0::2], numbers[1::2]))
 
 

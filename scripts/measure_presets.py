@@ -90,7 +90,7 @@ def measure(truth, records):
 def table(truth, program):
     """The lines of the table."""
     head = [f"{100 * low:g}% to {100 * high:g}%" for low, high in SIZES]
-    yield f"| options | {' | '.join(head)} | wrong boxes a photograph | ms a photograph |"
+    yield f"| options | {' | '.join(head)} | wrong boxes per photograph | ms per photograph |"
     yield "| --- |" + " --- |" * (len(SIZES) + 2)
     counts = []
     for setting in SETTINGS:

@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# faces_parallel.sh LIST OUTPUT.jsonl [LOGIN...]: the faces of the photographs that a file lists, one a line, found on
+# faces_parallel.sh LIST OUTPUT.jsonl [LOGIN...]: the faces of the photographs that a file lists, one per line, found on
 # several hosts. A login is as GNU parallel takes it: 8/ann@big-host for eight jobs there, 2/: for two here.
 set -euo pipefail
 list=$1 output=$2

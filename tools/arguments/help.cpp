@@ -14,11 +14,11 @@ Finds faces in photographs and places landmarks on them.
   annotate  draws faces and landmarks into copies of the photographs
   crop      writes an upright picture of each face
   report    writes a page with all photographs and faces, to look at
-  models    tells which models are used, with sizes, checksums and licences
-  info      tells version, instruction set, libraries and defaults
+  models    shows which models are used, with sizes, checksums and licences
+  info      shows version, instruction set, libraries and defaults
   bench     times your own photographs
 
-ozna help COMMAND tells the options of a command, man ozna everything.
+ozna help COMMAND lists the options of a command; man ozna has it all.
 ozna PHOTO is ozna detect PHOTO; ozna --version (-V) prints the version.
 
 Photographs are JPEG, PNG, TIFF, WebP, HEIC, AVIF, GIF, BMP, JPEG 2000, PNM or
@@ -108,19 +108,19 @@ std::string usage(const std::string& command, const std::string& purpose) {
 
 std::string helpText(const std::string& command) {
   if (command == "detect") {
-    return usage(command, "Prints the faces of photographs, a record a photograph.") + kList +
+    return usage(command, "Prints the faces of photographs, one record per photograph.") + kList +
            kMemory + kRun + kAnnotateOption + kXmp + kSearch + kChoice + kModels + kExpert;
   }
   if (command == "align") {
     return usage(command, "Prints the faces of photographs with their landmarks.") +
-           "\n      --points N         68 or 5 landmarks a face (68); text shows them if given\n"
+           "\n      --points N         68 or 5 landmarks per face (68); in text if given\n"
            "      --box L,T,R,B      align this rectangle alone: its edges in pixels\n" +
            kList + kMemory + kRun + kAnnotateOption + kXmp + kSearch + kChoice + kModels + kExpert;
   }
   if (command == "annotate") {
     return usage(command, "Draws faces and landmarks into copies of the photographs.") +
            "\n  -o, --output OUT       file, directory for several, - for standard output\n"
-           "      --points N         landmarks a face, 68, 5 or 0 (68)\n" +
+           "      --points N         landmarks per face, 68, 5 or 0 (68)\n" +
            kList + kMemory + kRun + kXmp + kSearch + kChoice + kModels + kExpert;
   }
   if (command == "crop") {
@@ -137,18 +137,18 @@ std::string helpText(const std::string& command) {
   }
   if (command == "models") {
     return std::string("Usage: ozna models [OPTION]...\n") +
-           "Tells which model files are used, with sizes, checksums and licences.\n\n" + kFormat +
+           "Shows which model files are used, with sizes, checksums and licences.\n\n" + kFormat +
            kModels;
   }
   if (command == "info") {
     return std::string("Usage: ozna info [OPTION]...\n") +
-           "Tells version, instruction set, libraries, and every default with its source.\n\n" +
+           "Shows version, instruction set, libraries, and every default with its source.\n\n" +
            kFormat + kModels;
   }
   if (command == "bench") {
     return usage(command, "Times the work on photographs, with the share of each stage.") +
            "\n      --rounds N         times each photograph is worked on, 1 to 1000 (3)\n"
-           "      --points N         landmarks a face, 68, 5 or 0 (68)\n" +
+           "      --points N         landmarks per face, 68, 5 or 0 (68)\n" +
            kList + kMemory + "\nOutput\n" + kFormat + kSearch + kModels + kExpert;
   }
   return kProgram;

@@ -57,7 +57,7 @@ double percent(const std::string& option, const std::string& text, double most) 
   std::string digits = text;
   if (!digits.empty() && digits.back() == '%') digits.pop_back();
   double value = 0;
-  // The comparison also turns not-a-number away.
+  // The comparison also turns NaN away.
   if (!parse(digits, &value) || !(value >= 0 && value <= most)) {
     refuse(option, "0 to " + std::to_string(static_cast<int>(most)) + " percent", text);
   }
@@ -66,7 +66,7 @@ double percent(const std::string& option, const std::string& text, double most) 
 
 float score(const std::string& option, const std::string& text) {
   float value = 0;
-  // The comparison also turns not-a-number away.
+  // The comparison also turns NaN away.
   if (!parse(text, &value) || !(value >= 0 && value <= 1)) refuse(option, "0 to 1", text);
   return value;
 }
@@ -101,7 +101,7 @@ oznakit::Box box(const std::string& option, const std::string& text) {
   for (size_t i = 0; i < edges.size(); ++i) {
     if (i > 0 && (at == end || *at++ != ',')) refuseBox();
     const std::from_chars_result result = std::from_chars(at, end, edges[i]);
-    // The comparison also turns not-a-number away.
+    // The comparison also turns NaN away.
     if (result.ec != std::errc() || !(std::abs(edges[i]) <= kFarthest)) refuseBox();
     at = result.ptr;
   }

@@ -1,4 +1,4 @@
-/// Reads the values of options, and tells what would be accepted where one is wrong.
+/// Reads the values of options, and says what would be accepted where one is wrong.
 
 #ifndef OZNA_TOOLS_ARGUMENTS_OPTION_VALUES_H_
 #define OZNA_TOOLS_ARGUMENTS_OPTION_VALUES_H_

@@ -384,7 +384,7 @@ FileOptions filesOf(const Typed& typed, const Options& options) {
   files.embed = typed.embed;
   if (files.embed &&
       std::find(photographs.begin(), photographs.end(), "/dev/stdin") != photographs.end()) {
-    throw Failure(kExitUsage, "--embed writes into files, and standard input is none");
+    throw Failure(kExitUsage, "--embed writes into files, and standard input is not a file");
   }
   files.xmp = typed.xmp;
   if (!typed.xmp_name.empty()) {

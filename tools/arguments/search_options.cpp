@@ -11,7 +11,7 @@
 namespace oznatool {
 namespace {
 
-// The ranges of the library, told before it is asked.
+// The ranges of the library, checked before it is called.
 constexpr double kLeastPixels = 8;
 constexpr double kMostPixels = 100000;
 constexpr double kLeastPercent = 0.1;
@@ -48,7 +48,7 @@ void setMinFace(const std::string& text, oznakit::SearchOptions* options) {
   const char* const end = text.data() + text.size() - (is_percent ? 1 : 0);
   const std::from_chars_result result = std::from_chars(text.data(), end, value);
   const bool is_number = result.ec == std::errc() && result.ptr == end;
-  // The comparisons also turn not-a-number away.
+  // The comparisons also turn NaN away.
   const bool in_range = is_percent ? value >= kLeastPercent && value <= 100
                                    : value >= kLeastPixels && value <= kMostPixels;
   require(is_number && in_range,

@@ -149,7 +149,7 @@ std::string fixed(const char* format, double value) {
 std::string asText(const Timed& timed, int rounds) {
   const Sums sums = sumsOf(timed);
   const auto count = static_cast<double>(timed.milliseconds.size());
-  std::vector<std::vector<std::string>> rows = {{"stage", "ms a photograph", "share"}};
+  std::vector<std::vector<std::string>> rows = {{"stage", "ms per photograph", "share"}};
   for (size_t i = 0; i < timed.stages.size(); ++i) {
     rows.push_back({timed.stages[i], fixed("%15.2f", sums.stages[i] / count),
                     fixed("%5.1f%%", 100 * sums.stages[i] / sums.whole)});
@@ -162,7 +162,7 @@ std::string asText(const Timed& timed, int rounds) {
          fixed("%.1f", static_cast<double>(timed.faces) / count) +
          " faces on average, one thread, median of " + std::to_string(rounds) +
          (rounds == 1 ? " round\n" : " rounds\n") + columnsOf(rows) + "  " +
-         fixed("%.2f", 1000 * count / sums.whole) + " photographs a second; median photograph " +
+         fixed("%.2f", 1000 * count / sums.whole) + " photographs per second; median photograph " +
          fixed("%.2f", medianOf(sums.photographs)) + " ms, slowest " +
          fixed("%.2f", *std::max_element(sums.photographs.begin(), sums.photographs.end())) +
          " ms\n";

@@ -12,10 +12,10 @@ namespace oznatool {
 /// for. All commands throw Failure where they cannot begin or cannot write their data.
 ExitCode faceCommand(const Options& options);
 
-/// Tells which models are loaded, from where, their sizes, checksums and licences.
+/// Shows which models are loaded, from where, their sizes, checksums and licences.
 ExitCode modelsCommand(const Options& options);
 
-/// Tells version, instruction set, libraries, and every default with its source.
+/// Shows version, instruction set, libraries, and every default with its source.
 ExitCode infoCommand(const Options& options);
 
 /// Times the work on the photographs, with the share of each stage.

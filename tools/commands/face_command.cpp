@@ -20,15 +20,15 @@ ExitCode faceCommand(const Options& options) {
   const FileOptions& files = options.files;
   RunOptions run = options.run;
   const Taken taken = takenOf(run.existing, !run.resume.empty());
-  // Outputs before models: a directory that cannot be made is told at once.
+  // Outputs before models: a directory that cannot be made is reported at once.
   std::vector<std::unique_ptr<SideOutput>> owned;
   if (!files.chips.empty()) {
-    // A picture a face: one name for all of them is a mistake.
+    // One picture per face: one name for all of them is a mistake.
     const bool is_there = std::filesystem::is_directory(files.chips);
     if (files.chips == "-" || (!is_there && namesImageFormat(files.chips))) {
-      throw Failure(
-          kExitUsage,
-          printable(files.chips) + " is one picture, and crop writes one a face: name a directory");
+      throw Failure(kExitUsage,
+                    printable(files.chips) +
+                        " is one picture, and crop writes one per face: name a directory");
     }
     if (run.existing == Existing::kOverwrite) {
       refuseToOverwritePhotographs(files.chips, run.inputs.names);

@@ -44,7 +44,7 @@ std::string offered() {
   add(__builtin_cpu_supports("avx512f"), "AVX-512F");
   return names;
 #else
-  return "not told";
+  return "not known";
 #endif
 }
 

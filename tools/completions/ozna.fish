@@ -56,8 +56,8 @@ complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l biggest -d 'th
 complete -c ozna -n "__fish_seen_subcommand_from $photographs" -l best -d 'the face of the best score alone'
 
 complete -c ozna -n "__fish_seen_subcommand_from detect align" -l annotate -r -d 'draws into this file or directory'
-complete -c ozna -n "__fish_seen_subcommand_from align" -l points -x -a '68 5' -d 'landmarks a face'
-complete -c ozna -n "__fish_seen_subcommand_from annotate bench" -l points -x -a '68 5 0' -d 'landmarks a face'
+complete -c ozna -n "__fish_seen_subcommand_from align" -l points -x -a '68 5' -d 'landmarks per face'
+complete -c ozna -n "__fish_seen_subcommand_from annotate bench" -l points -x -a '68 5 0' -d 'landmarks per face'
 complete -c ozna -n "__fish_seen_subcommand_from align" -l box -x -d 'left,top,right,bottom to align'
 complete -c ozna -n "__fish_seen_subcommand_from annotate crop report" -s o -l output -r -d 'file or directory'
 complete -c ozna -n "__fish_seen_subcommand_from crop" -l size -x -d 'side of a chip in pixels'

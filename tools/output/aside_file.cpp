@@ -146,7 +146,7 @@ struct stat AsideFile::status() const {
 void AsideFile::flush() {
   if (is_flushed_) return;
   is_flushed_ = true;
-  // A network file system may tell only now that there was no room.
+  // A network file system may report only now that there was no room.
   if (const int error = flushed(file_)) fail(error);
 }
 

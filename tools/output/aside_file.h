@@ -15,7 +15,7 @@ namespace oznatool {
 /// see aside_name.h for what a killed process leaves.
 ///
 /// Errors   All: Failure with kExitOutput, naming the target; the target is as it was.
-/// Threads  One instance a thread.
+/// Threads  One instance per thread.
 class AsideFile {
  public:
   /// target  No link. Its folder must exist. mode  Less the process's mask.

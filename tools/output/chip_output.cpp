@@ -61,7 +61,7 @@ void ChipOutput::protect(const Input& input) const {
 
 PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
                                   Photograph* photograph) const {
-  // One file a face; no bytes for a face without a chip.
+  // One file per face; no bytes for a face without a chip.
   const auto files = std::make_shared<std::vector<Bytes>>();
   PreparedFiles prepared;
   for (const Face& face : record.faces) {

@@ -12,14 +12,14 @@ namespace oznatool {
 
 /// Gathers records; the document can be written when all are known.
 ///
-/// Memory  About 150 bytes a photograph and a face, and 30 a landmark.
+/// Memory  About 150 bytes per photograph and per face, and 30 per landmark.
 class CocoExport {
  public:
   /// Adds a photograph with its faces; one that failed has no place in the form. Boxes are cut to the
   /// photograph; one outside of it is left out.
   void add(const Record& record);
 
-  /// {"info":..,"images":[..],"annotations":[..],"categories":[{"id":1,"name":"face",..}]}, a line an
+  /// {"info":..,"images":[..],"annotations":[..],"categories":[{"id":1,"name":"face",..}]}, one line per
   /// entry. Images and annotations are numbered from 1 in the order of the inputs.
   ///
   /// Source  T. Lin et al., Microsoft COCO: Common Objects in Context, 2014; its format of data.
@@ -30,7 +30,7 @@ class CocoExport {
   std::string annotations_;
   size_t image_count_ = 0;
   size_t annotation_count_ = 0;
-  size_t point_count_ = 0;  // Landmarks of a face.
+  size_t point_count_ = 0;  // Landmarks per face.
 };
 
 }  // namespace oznatool

@@ -13,7 +13,7 @@ namespace oznatool {
 /// they are, and the file is replaced whole or not at all: see output_file.h. A photograph in which nothing
 /// changes is not written, as is one without faces and without regions.
 ///
-/// The record of a photograph that was written tells the size and time of the new file, so that a run that goes on
+/// The record of a photograph that was written has the size and time of the new file, so that a run that goes on
 /// takes it for done.
 class EmbedOutput : public SideOutput {
  public:

@@ -22,7 +22,7 @@ struct PacketPlace {
 /// Finds the packet of a file.
 ///
 /// file    All its bytes.
-/// Errors  std::runtime_error with a reason where the file is no JPEG or PNG, is damaged or cut short,
+/// Errors  std::runtime_error with a reason where the file is neither JPEG nor PNG, is damaged or cut short,
 ///         has two packets, has a compressed one, or has face regions in an extension of its packet.
 PacketPlace packetPlaceIn(const std::string& file);
 

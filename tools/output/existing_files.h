@@ -1,4 +1,4 @@
-/// What happens to results of former runs, and that photographs are none.
+/// What happens to results of previous runs, and that no photograph is taken for one.
 
 #ifndef OZNA_TOOLS_OUTPUT_EXISTING_FILES_H_
 #define OZNA_TOOLS_OUTPUT_EXISTING_FILES_H_

@@ -36,7 +36,7 @@ std::optional<double> numberOf(const std::vector<XmpField>& fields, const XmlNam
   return field == nullptr ? std::nullopt : numberIn(field->text);
 }
 
-// The fields of a structure that is a field itself; none where it is no structure.
+// The fields of a structure that is a field itself; none where it is not a structure.
 std::vector<XmpField> partsOf(const XmpField* field) {
   if (field == nullptr || field->element == nullptr) return {};
   return fieldsOf(*field->element).value_or(std::vector<XmpField>());

@@ -25,7 +25,7 @@ std::string regionItem(const RegionArea& area);
 /// The property with the sides of the photograph, in pixels as stored. Declares its namespaces.
 std::string dimensionsProperty(const cv::Size& stored);
 
-/// What is told about an item of a list of regions.
+/// What is known of an item of a list of regions.
 struct RegionFacts {
   bool is_ours = false;            ///< As regionItem writes it, in whatever form of RDF.
   bool is_face = false;            ///< Of type Face.

@@ -15,7 +15,7 @@ namespace {
 using Json = nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool,
                                   std::int64_t, std::uint64_t, float>;
 
-// Two digits a byte.
+// Two digits per byte.
 std::string hexOf(const std::string& bytes) {
   constexpr const char* kDigits = "0123456789abcdef";
   std::string hex;

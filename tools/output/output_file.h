@@ -35,7 +35,7 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
 /// Writes a file in place of what was there. Makes missing folders.
 ///
 /// A link stays, and the file that it leads to is replaced; one that leads nowhere is refused, as is
-/// what is no regular file, and a file that this user may not write. The new file has the mode and,
+/// what is not a regular file, and a file that this user may not write. The new file has the mode and,
 /// where this user may give it, the owner and group of the old one, and its extended attributes; other hard links keep
 /// the old file.
 void replaceFile(const std::string& path, const void* bytes, size_t size);

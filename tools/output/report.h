@@ -20,7 +20,7 @@ constexpr int kSchemaVersion = 1;
 ///   {"schema":1,"path":..,"bytes":..,"modified":..,"error":{"kind":..,"message":..}}
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
-/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where the input is no regular file. Numbers carry the digits that give back the same 32-bit
+/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where the input is not a regular file. Numbers carry the digits that give back the same 32-bit
 /// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
 /// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
 /// a terminal would obey are escaped.
@@ -30,12 +30,12 @@ std::string jsonLine(const Record& record, bool tells_turn = false);
 
 /// The columns that CSV has behind the usual ones.
 struct CsvColumns {
-  int points = 0;        ///< Landmarks a face: each has two columns.
+  int points = 0;        ///< Landmarks per face: each has two columns.
   bool turn = false;     ///< One.
   bool details = false;  ///< Those of kDetailNames.
 };
 
-/// One record as CSV rows: one a face, or a single one for a photograph without faces or one that
+/// One record as CSV rows: one per face, or a single one for a photograph without faces or one that
 /// could not be looked at. Numbers as in JSON.
 ///
 /// safe_cells  Whether names are written as safeCell (csv.h) gives them.
@@ -44,9 +44,9 @@ std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_c
 /// The heading of the CSV columns, with its line break.
 std::string csvHeading(const CsvColumns& columns);
 
-/// One record as a heading and one row a face. Rounded for reading.
+/// One record as a heading and one row per face. Rounded for reading.
 ///
-/// lists_points  Whether the landmarks of a face stand below it, one a row.
+/// lists_points  Whether the landmarks of a face stand below it, one per row.
 std::string table(const Record& record, bool lists_points);
 
 /// Of kWithFaces and kWithoutFaces, a record is the name of a photograph with, or without, faces.

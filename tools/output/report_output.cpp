@@ -180,15 +180,15 @@ PreparedFiles ReportOutput::prepare(const Input& /*input*/, const Record& record
             entry["faces"] = nlohmann::ordered_json::array();
             for (size_t i = 0; i < written->faces.size(); ++i) {
               const Face& face = written->faces[i];
-              nlohmann::ordered_json told;
-              told["left"] = std::lround(face.rect.left);
-              told["top"] = std::lround(face.rect.top);
-              told["right"] = std::lround(face.rect.right);
-              told["bottom"] = std::lround(face.rect.bottom);
-              told["score"] = face.score.value_or(1.0F);
-              told["sharpness"] = std::lround((*chips)[i].sharpness);
-              told["chip"] = page_->add((*chips)[i].bytes);
-              entry["faces"].push_back(told);
+              nlohmann::ordered_json shown;
+              shown["left"] = std::lround(face.rect.left);
+              shown["top"] = std::lround(face.rect.top);
+              shown["right"] = std::lround(face.rect.right);
+              shown["bottom"] = std::lround(face.rect.bottom);
+              shown["score"] = face.score.value_or(1.0F);
+              shown["sharpness"] = std::lround((*chips)[i].sharpness);
+              shown["chip"] = page_->add((*chips)[i].bytes);
+              entry["faces"].push_back(shown);
             }
             if (!page_->photographs.empty()) page_->photographs += ",\n";
             page_->photographs += inScript(entry);

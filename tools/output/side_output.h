@@ -15,7 +15,7 @@ namespace oznatool {
 /// The files of one photograph, ready to be written.
 struct PreparedFiles {
   std::int64_t bytes = 0;  ///< Held in memory until write has run.
-  /// Writes them and tells the record about them. Called once, before the record is written, one
+  /// Writes them and notes them in the record. Called once, before the record is written, one
   /// photograph after the other in their order, in any thread. Throws Failure with kExitOutput.
   std::function<void(Record*)> write;
 };
@@ -31,7 +31,7 @@ class SideOutput {
   /// Whether prepare makes a copy of the photograph, for which alpha channel and metadata are kept.
   virtual bool copies() const { return false; }
 
-  /// Whether the files of a photograph are there already, where that can be told before it is looked at.
+  /// Whether the files of a photograph are there already, where that is known before it is looked at.
   virtual bool isThere(const Input& /*input*/) const { return false; }
 
   /// Refuses a run whose files could replace this photograph, which is one of its own. Called for all of them before

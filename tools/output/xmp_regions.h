@@ -25,7 +25,7 @@ namespace oznatool {
 ///          our regions, which are exchanged. A face that a face region of others shows already
 ///          gets none of ours: the centre of each lies in the other.
 /// Returns  The text of the file.
-/// Errors   std::runtime_error with a reason where former is no XMP, has regions in a form that is
+/// Errors   std::runtime_error with a reason where former is not XMP, has regions in a form that is
 ///          not understood, or has regions of others for a photograph of another size, which have
 ///          another frame.
 /// Source   Metadata Working Group, Guidelines for handling image metadata, version 2.0, 2010.

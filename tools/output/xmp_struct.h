@@ -26,7 +26,7 @@ struct XmpField {
 ///
 /// A structure is written as elements in the property (rdf:parseType="Resource"), as attributes of
 /// it, or as elements and attributes of one rdf:Description in it.
-/// Returns  Nothing where the value is no structure or something else stands beside its fields.
+/// Returns  Nothing where the value is not a structure or something else stands beside its fields.
 std::optional<std::vector<XmpField>> fieldsOf(const XmlElement& property);
 
 /// The element whose children are the fields of a structure: the property or the rdf:Description in

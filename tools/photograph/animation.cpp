@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t kMostFrames = 65536;
 
-// The bytes of a table of colours, as the flags before it tell.
+// The bytes of a table of colours, as the flags before it say.
 size_t tableSize(unsigned flags) { return (flags & 0x80) == 0 ? 0 : size_t{6} << (flags & 7); }
 
 // Behind a chain of blocks that each begin with their length, up to an empty one.

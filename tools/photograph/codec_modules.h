@@ -19,7 +19,7 @@ namespace oznatool {
 struct HeifModule {
   /// Whether the bytes begin as a file of this family does.
   bool (*isHeif)(const unsigned char* bytes, size_t size);
-  /// The size of the upright main image in pixels; nothing where it cannot be told.
+  /// The size of the upright main image in pixels; nothing where it is not known.
   std::optional<cv::Size> (*sizeOf)(const unsigned char* bytes, size_t size);
   /// Decodes the main image, turned and cropped as the file says, into packed 8-bit red, green, blue,
   /// in the calling thread. Empty where it cannot be decoded or is not of the promised size, which
@@ -53,7 +53,7 @@ struct FrameModule {
   cv::Mat (*webp)(const unsigned char* bytes, size_t size, const cv::Size& promised);
 };
 
-/// What a raw photograph tells of its full picture.
+/// What a raw photograph says of its full picture.
 struct RawHead {
   cv::Size stored;      ///< In pixels, at least 1 by 1.
   int orientation = 1;  ///< See orientation.h.

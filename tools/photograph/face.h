@@ -12,7 +12,7 @@
 
 namespace oznatool {
 
-/// What follows from the landmarks of a face: as oznakit_face tells them, NaN where one is not known.
+/// What follows from the landmarks of a face: as oznakit_face has them, NaN where one is not known.
 struct FaceDetails {
   float quality, roll, yaw, pitch, left_eye, right_eye, sharpness;
 };

@@ -12,7 +12,7 @@
 
 namespace oznatool {
 
-/// The bytes of a photograph's file, at least one. What may be read is told in input_file.h.
+/// The bytes of a photograph's file, at least one. input_file.h says what may be read.
 ///
 /// largest  A larger file is refused; a regular one before it is read. At most 1 GiB, since the
 /// decoders count bytes in an int.

@@ -20,7 +20,7 @@ inline bool operator==(const FileStamp& a, const FileStamp& b) {
   return a.bytes == b.bytes && a.modified == b.modified;
 }
 
-/// Nothing for what is no regular file.
+/// Nothing for what is not a regular file.
 std::optional<FileStamp> stampOf(const struct stat& status);
 
 /// That of the file under a name as it is now; nothing where there is none.

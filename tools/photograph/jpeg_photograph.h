@@ -37,7 +37,7 @@ struct DecodedJpeg {
 
 /// Decodes a file. Damage between whole segments is painted over, as decoders of this format do.
 ///
-/// promised   The size that jpegHead told: a decoder that finds another one decodes nothing.
+/// promised   The size that jpegHead returned: a decoder that finds another one decodes nothing.
 /// reduction  1, 2, 4 or 8. A pixel of the result stands for the square of reduction by reduction
 ///            stored pixels that begins at reduction times its place; of the last column and row a
 ///            part may lie outside the picture.

@@ -9,7 +9,7 @@
 
 namespace oznatool {
 
-/// Orientations are numbered 1 to 8 as in the Exif tag 0x0112: the number tells where the stored
+/// Orientations are numbered 1 to 8 as in the Exif tag 0x0112: the number says where the stored
 /// first row and first column belong. 1 is upright.
 constexpr int kUpright = 1;
 

@@ -39,7 +39,7 @@ struct Photograph {
   cv::Size2f scale = {1, 1};
   bool is_cut_short = false;  ///< The file ends early; what is missing is grey.
 
-  /// For a copy of the photograph: its alpha channel, upright, and what its file tells beside the
+  /// For a copy of the photograph: its alpha channel, upright, and what its file says beside the
   /// pixels. Empty unless decodePhotograph was asked for them.
   cv::Mat alpha = {};
   PictureMetadata metadata = {};

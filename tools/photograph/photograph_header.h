@@ -1,4 +1,4 @@
-/// What can be told about a photograph from its file without decoding the pixels.
+/// What is known about a photograph from its file without decoding the pixels.
 
 #ifndef OZNA_TOOLS_PHOTOGRAPH_PHOTOGRAPH_HEADER_H_
 #define OZNA_TOOLS_PHOTOGRAPH_PHOTOGRAPH_HEADER_H_
@@ -33,7 +33,7 @@ struct PhotographHeader {
 
 /// Reads the header of an image file.
 ///
-/// Of JPEG, PNG and the HEIF family the decoder itself tells the size. Of other formats the metadata
+/// Of JPEG, PNG and the HEIF family the decoder itself returns the size. Of other formats the metadata
 /// library does, and the decoder is held to it: see PictureModule.
 ///
 /// A file of the HEIF family always counts as upright: its decoder turns it, and by its format the

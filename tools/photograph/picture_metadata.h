@@ -1,4 +1,4 @@
-/// What a picture file tells beside its pixels, and what of it a drawn copy keeps.
+/// What a picture file says beside its pixels, and what of it a drawn copy keeps.
 
 #ifndef OZNA_TOOLS_PHOTOGRAPH_PICTURE_METADATA_H_
 #define OZNA_TOOLS_PHOTOGRAPH_PICTURE_METADATA_H_

@@ -88,11 +88,11 @@ bool isPng(const unsigned char* bytes, size_t size) {
 std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size) {
   Reader reader(bytes, size);
   if (reader.readHead()) return reader.size();
-  // Where the decoder refuses, by its own limits for instance, the first chunk still tells of what.
+  // Where the decoder refuses, by its own limits for instance, the first chunk still has the size.
   if (!isPng(bytes, size) || size < kSizeAt + 8) return std::nullopt;
-  const cv::Size told(static_cast<int>(png_get_uint_32(bytes + kSizeAt)),
-                      static_cast<int>(png_get_uint_32(bytes + kSizeAt + 4)));
-  return told.width > 0 && told.height > 0 ? std::optional<cv::Size>(told) : std::nullopt;
+  const cv::Size stored(static_cast<int>(png_get_uint_32(bytes + kSizeAt)),
+                        static_cast<int>(png_get_uint_32(bytes + kSizeAt + 4)));
+  return stored.width > 0 && stored.height > 0 ? std::optional<cv::Size>(stored) : std::nullopt;
 }
 
 cv::Mat decodePng(const unsigned char* bytes, size_t size, const cv::Size& promised) {

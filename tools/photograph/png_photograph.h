@@ -19,7 +19,7 @@ std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size);
 /// Decodes a file into 8-bit red, green, blue, as stored. Grey becomes three equal channels, 16 bits
 /// become 8, and an alpha channel is dropped without blending.
 ///
-/// promised  The size that pngSize told: a decoder that finds another one decodes nothing.
+/// promised  The size that pngSize returned: a decoder that finds another one decodes nothing.
 /// Returns   Empty where the file cannot be decoded to its end.
 /// Errors    Failed allocations pass through.
 cv::Mat decodePng(const unsigned char* bytes, size_t size, const cv::Size& promised);

@@ -39,7 +39,7 @@ struct Form {
   std::uint64_t entry;       // Bytes of an entry.
   std::uint64_t value;       // Where the value stands in an entry.
   int next;                  // Bytes of the place of the next directory.
-  std::uint64_t first_page;  // Where the file tells the place of the first one.
+  std::uint64_t first_page;  // Where the file has the place of the first one.
 };
 constexpr Form kClassic = {2, 12, 8, 4, 4};
 constexpr Form kBig = {8, 20, 12, 8, 8};

@@ -11,7 +11,7 @@ namespace oznatool {
 
 /// The limits that the control groups of this process set, of version 1 or 2.
 struct GroupLimits {
-  std::optional<double> cpus;                ///< Processor time a second of time.
+  std::optional<double> cpus;                ///< Processor time per second.
   std::optional<std::int64_t> memory_bytes;  ///< Memory.
 };
 

@@ -30,7 +30,7 @@ std::string status;       // What stands in the status line. Guarded by screen_m
 
 const char* const kEraseLine = "\r\x1b[K";
 
-// Writes to the messages what it can: there is nowhere left to tell where it cannot.
+// Writes to the messages what it can: where it cannot, nowhere is left to say so.
 void writeMessage(std::string_view text) {
   size_t written = 0;
   while (written < text.size()) {
@@ -50,13 +50,13 @@ void prepareStreams() {
   for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
     if (fcntl(descriptor, F_GETFD) != -1 || errno != EBADF) continue;
     // The lowest free number is the one that is missing. Opened for reading only: a write to a
-    // closed standard output then fails and is told, instead of vanishing.
+    // closed standard output then fails and is reported, instead of vanishing.
     if (open("/dev/null", O_RDONLY) != descriptor) _exit(kExitOutput);
   }
   const int copy = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   if (copy != -1) message_descriptor = copy;
   std::signal(SIGPIPE, SIG_DFL);
-  // A write beyond the limit of file sizes then fails and is told.
+  // A write beyond the limit of file sizes then fails and is reported.
   std::signal(SIGXFSZ, SIG_IGN);
 }
 

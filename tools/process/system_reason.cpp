@@ -15,7 +15,7 @@
 namespace oznatool {
 namespace {
 
-// " 1024" or nothing where there is no limit or it cannot be told.
+// " 1024" or nothing where there is no limit or it is not known.
 std::string valueOf(decltype(RLIMIT_NOFILE) resource) {
   rlimit limit = {};
   if (getrlimit(resource, &limit) == -1 || limit.rlim_cur == RLIM_INFINITY) return "";

@@ -15,11 +15,11 @@ namespace oznatool {
 /// the shell's command for it stand behind: "Too many open files: ... (ulimit -n)".
 std::string reasonOf(int error);
 
-/// kExitLimit for an error number that tells of a limit (open files, memory, processes), else
+/// kExitLimit for an error number that stands for a limit (open files, memory, processes), else
 /// otherwise: a model file that cannot be opened for want of descriptors is not damaged.
 ExitCode exitCodeOf(int error, ExitCode otherwise);
 
-/// Whether the address space has room for the stack of one more thread. Where it has not, starting one
+/// Whether the address space has room for the stack of one more thread. Where it does not, starting one
 /// fails with the error of a limit of threads.
 bool hasRoomForAThread();
 

@@ -76,7 +76,7 @@ int FaceFinder::reductionFor(const cv::Size& upright) const {
   try {
     return finder_.plan(upright.width, upright.height, wholeSearch()).reduction;
   } catch (const oznakit::Error&) {
-    return 1;  // The search tells what is wrong.
+    return 1;  // The search reports what is wrong.
   }
 }
 
@@ -126,7 +126,7 @@ std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
   try {
     for (const oznakit::Face& face : run(photograph))
       faces.push_back({face.box, face.score, {}, face.turn});
-    if (faces.empty()) tellNarrow(photograph);
+    if (faces.empty()) reportNarrow(photograph);
   } catch (const oznakit::Error& error) {
     if (error.status() != OZNAKIT_BAD_ARGUMENT) throw;
     throw PhotographFailure(photograph.path, FailureKind::kParameter,
@@ -136,7 +136,7 @@ std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
   return faces;
 }
 
-void FaceFinder::tellNarrow(const Photograph& photograph) const {
+void FaceFinder::reportNarrow(const Photograph& photograph) const {
   const oznakit::Plan plan = planFor(photograph);
   if (plan.working_width > 0 && plan.working_height > 0) return;
   say(printable(photograph.path) + ": too narrow to be searched: the working image would be " +

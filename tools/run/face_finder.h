@@ -47,7 +47,7 @@ class FaceFinder {
   /// pixels.
   ///
   /// A photograph so narrow that no pixel of its shorter side is left in the working image has none;
-  /// this is told on standard error.
+  /// standard error says so.
   ///
   /// Errors  PhotographFailure, of kind kParameter where the parameters ask for a working image that
   ///         the first network cannot hold; std::bad_alloc.
@@ -66,7 +66,7 @@ class FaceFinder {
   std::vector<oznakit::Face> run(const Photograph& photograph) const;
   // What to say of a photograph that the library refuses to search, with its sentence.
   std::string reasonAgainst(const Photograph& photograph, const std::string& sentence) const;
-  void tellNarrow(const Photograph& photograph) const;
+  void reportNarrow(const Photograph& photograph) const;
 
   FindOptions options_;
   std::string directory_;  // With a separator at its end.

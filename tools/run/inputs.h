@@ -9,7 +9,6 @@
 #include <deque>
 #include <exception>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -59,8 +58,8 @@ class Inputs {
   /// The number of all inputs, once it is known.
   std::optional<size_t> total() const;
 
-  /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for a
-  /// list that is none, kExitPhotographs for one that cannot be read to its end.
+  /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for what is
+  /// not a list, kExitPhotographs for one that cannot be read to its end.
   ExitCode status() const;
 
   /// What was left out, once all inputs were given out; the other counts are 0.

@@ -94,7 +94,7 @@ class Run {
     for (std::thread& thread : threads) thread.join();
     if (error_) std::rethrow_exception(error_);
     writeExport();
-    tellEnd();
+    reportEnd();
     return status();
   }
 
@@ -266,7 +266,7 @@ class Run {
   void write(Result* result) {
     Record& record = result->record;
     if (record.failure) {
-      tell(*record.failure);
+      report(*record.failure);
       ++failed_;
       for (const SideOutput* output : outputs_) output->noteFailure(record);
     }
@@ -277,7 +277,7 @@ class Run {
         result->problems.push_back(failure);
       }
     }
-    for (const Failure& problem : result->problems) tell(problem);
+    for (const Failure& problem : result->problems) report(problem);
     faces_ += record.faces.size();
     if (!options_.quiet) {
       for (const std::string& warning : record.warnings) {
@@ -293,7 +293,7 @@ class Run {
     }
   }
 
-  void tell(const Failure& failure) {
+  void report(const Failure& failure) {
     say(failure.what());
     highest_ = std::max(highest_, failure.code());
   }
@@ -305,10 +305,11 @@ class Run {
   }
 
   // The closing line, and where an interrupted run can be gone on with.
-  void tellEnd() {
+  void reportEnd() {
     const std::string pace = progress_.finish();
-    const bool is_told = !options_.quiet && (Inputs::maySeveral(options_.inputs) || !pace.empty());
-    if (is_told) {
+    const bool has_summary =
+        !options_.quiet && (Inputs::maySeveral(options_.inputs) || !pace.empty());
+    if (has_summary) {
       RunSummary summary = inputs_.leftOut();
       summary.photographs = written_;
       summary.faces = faces_;

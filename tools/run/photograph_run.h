@@ -31,10 +31,10 @@ struct RunOptions {
 };
 
 /// Finds the faces of each input, in as many threads as the options ask for, and writes one record
-/// an input to standard output, in the order of the inputs, each as soon as those before it are
+/// per input to standard output, in the order of the inputs, each as soon as those before it are
 /// written. The files of the outputs are written before the record, in the order of outputs.
 ///
-/// A photograph that fails is told on standard error too, and the others go on. An interrupt ends
+/// A photograph that fails is reported on standard error too, and the others go on. An interrupt ends
 /// the run when the photographs at work are done and written.
 ///
 /// Returns  The highest status that any photograph asked for, kExitInterrupted, or that of --quiet.

@@ -82,7 +82,7 @@ std::vector<Done> recordsOfJson(const std::string& path, const std::string& text
         text.begin() + static_cast<std::ptrdiff_t>(next), nullptr, /*allow_exceptions=*/false);
     const std::optional<std::string> photograph = pathIn(line);
     if (!photograph) {
-      fail(path, "line " + std::to_string(paths.size() + 1) + " is no record of ozna --json");
+      fail(path, "line " + std::to_string(paths.size() + 1) + " is not a record of ozna --json");
     }
     paths.push_back({*photograph, stampIn(line)});
   }
@@ -144,7 +144,7 @@ PreviousOutput::PreviousOutput(const std::string& path) {
   } else if (text.rfind("path,", 0) == 0) {
     records = recordsOfCsv(text, &end);
   } else if (!text.empty()) {
-    fail(path, "is no output of ozna --json or --format csv");
+    fail(path, "is not an output of ozna --json or --format csv");
   }
   // The last record of a photograph counts.
   for (Done& photograph : records) {

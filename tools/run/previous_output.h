@@ -23,13 +23,13 @@ class PreviousOutput {
   /// file, they are cut off, and standard output goes on at the end of the file, however it was
   /// opened, so that what is written begins where a record ends.
   ///
-  /// Errors  Failure with kExitUsage where the file cannot be read or is no such output; with
+  /// Errors  Failure with kExitUsage where the file cannot be read or is not such an output; with
   /// kExitOutput where it cannot be cut.
   explicit PreviousOutput(const std::string& path);
 
   bool has(const std::string& photograph) const;
   /// Whether its file has another size or time now than it had then. False where the output does not
-  /// tell, as those of older versions, and where there is no file now.
+  /// say, as those of older versions, and where there is no file now.
   bool isReplaced(const std::string& photograph) const;
   size_t size() const { return photographs_.size(); }
 

@@ -20,7 +20,7 @@ struct ProgressState {
   double seconds = 0;           ///< Since the beginning.
 };
 
-/// The state in one line of at most this many characters: bar, numbers, photographs a second,
+/// The state in one line of at most this many characters: bar, numbers, photographs per second,
 /// remaining time and failures. Bar and remaining time need the total.
 std::string progressLine(const ProgressState& state, size_t columns);
 
@@ -35,11 +35,11 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  /// Shows a new state. A terminal sees ten a second at most, and the first with a total at once,
+  /// Shows a new state. A terminal sees at most ten per second, and the first with a total at once,
   /// so that the shortest run has a bar; other targets see one every five seconds.
   void update(size_t done, size_t failed, std::optional<size_t> total);
 
-  /// Takes the bar away. Returns what the closing line is to tell of time, as "in 0:05, 2.0/s"; an
+  /// Takes the bar away. Returns what the closing line says of time, as "in 0:05, 2.0/s"; an
   /// empty text where no progress was shown.
   std::string finish();
 

@@ -13,7 +13,7 @@ namespace oznatool {
 using PassedOver = std::map<std::string, size_t>;
 
 /// The kind under which a file of a folder is counted that the program does not read: its ending in
-/// small letters without the dot, as "mov"; "without ending"; "others" for an ending that is no word.
+/// small letters without the dot, as "mov"; "without ending"; "others" for an ending that is not a word.
 std::string kindOfFile(const std::string& name);
 
 /// What became of the inputs of a run.

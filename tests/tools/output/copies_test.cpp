@@ -115,7 +115,7 @@ TEST_F(Copies, OnePictureForSeveralPhotographsIsAnErrorAndNoDirectory) {
   expectFailure(runOzna({"annotate", "-o", at("two.jpg"), a, b}), 2, "two.jpg is one picture");
   expectFailure(runOzna({"annotate", "-o", at("two.jpg"), "-r", directory_.string()}), 2,
                 "is one picture");
-  expectFailure(runOzna({"crop", "-o", at("two.jpg"), a}), 2, "crop writes one a face");
+  expectFailure(runOzna({"crop", "-o", at("two.jpg"), a}), 2, "crop writes one per face");
   EXPECT_FALSE(fs::exists(at("two.jpg")));
 }
 
