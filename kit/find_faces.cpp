@@ -18,6 +18,7 @@
 #include "kit/search/search_request.h"
 #include "kit/search/work_progress.h"
 #include "kit/sized.h"
+#include "kit/workspace.h"
 
 namespace {
 
@@ -47,6 +48,7 @@ std::vector<kit::Face> find(oznakit_finder* finder, const oznakit_image* image,
   }
   requireLandmarks(*finder, request.with);
 
+  const kit::WorkspaceInUse workspace;
   kit::WorkProgress progress(options.progress, options.context);
   std::vector<kit::Face> faces;
   {
@@ -102,6 +104,7 @@ std::vector<kit::Face> align(const oznakit_finder& finder, const oznakit_image* 
   }
   if (count > 0) kit::requireGiven(boxes, "boxes");
   requireLandmarks(finder, with);
+  const kit::WorkspaceInUse workspace;
   std::vector<kit::Face> faces;
   for (std::int32_t i = 0; i < count; ++i) {
     faces.push_back(givenFace(boxes + std::ptrdiff_t{4} * i, turns == nullptr ? 0 : turns[i],

@@ -13,6 +13,7 @@
 #include "kit/models/landmark_model.h"
 #include "kit/models/model_source.h"
 #include "kit/sized.h"
+#include "kit/workspace.h"
 
 namespace {
 
@@ -64,6 +65,7 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
   auto finder = std::make_unique<oznakit_finder>();
   finder->models = found.source->place();
   finder->source = found.reason;
+  const kit::WorkspaceInUse workspace;
   const NotingSource source(*found.source, &finder->files);
   if ((parts & OZNAKIT_DETECTION) != 0) {
     finder->cascade = std::make_unique<kit::Cascade>(source);

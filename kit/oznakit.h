@@ -24,10 +24,13 @@
  * Errors. A function that can fail returns a status; what went wrong stands as a sentence in
  * oznakit_last_message. No function throws, writes to a stream or ends the process, whatever the
  * model files, pixels and numbers given to it are, as long as pointers point to what they promise.
- * Memory that runs out comes back as OZNAKIT_NO_MEMORY, with one exception: where the mathematics
- * library inside this one gets no memory for its workspace, the process ends with status 255 after
- * "Unable to allocate memory" on standard error. It takes the workspace when products first run, at
- * the same time in so many threads, and keeps it for later ones.
+ * Memory that runs out comes back as OZNAKIT_NO_MEMORY. This goes for the mathematics library inside
+ * this one too, which could only end the process if it got no memory for a workspace in the middle of
+ * a product: oznakit_finder_open has the first one ready, and each search and alignment that runs
+ * beside others has one of its own ready before its work begins, or reports that there is no memory. A
+ * workspace is 17 MB of address space, of which some 100 KB are touched; as many as were in use at the
+ * same time are kept for the life of the process. A liboznakit that was built around another
+ * mathematics library, and liboznakit.a, which encloses none, promise nothing for that library.
  *
  * Structures begin with their size, which the _INIT macros fill in. A later version adds fields at
  * the end; the library reads and writes as many as the caller's version has. A size that is that of

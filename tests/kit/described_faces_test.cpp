@@ -2,14 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kit/oznakit.h"
 #include "tests/kit/open_finder.h"
+#include "tests/kit/pixels/stored_picture.h"
 
 namespace {
 
@@ -72,6 +76,42 @@ TEST_F(DescribedFaces, FindAndAlignGiveTheSamePointsAndDetails) {
   for (int i = 0; i < 136; ++i) EXPECT_EQ(aligned.faces[0].points[i], face.points[i]);
   EXPECT_EQ(aligned.faces[0].roll, face.roll);
   EXPECT_EQ(aligned.faces[0].quality, face.quality);
+}
+
+// Each format, with rows that go down and up and begin at odd addresses, stands for the pixels that
+// packed RGB gives.
+TEST_F(DescribedFaces, HasTheSameBoxesAndPointsInEveryFormatAndRowStep) {
+  const cv::Mat photo = kit_test::readSample("astronaut");
+  oznakit_search_options options = kit_test::defaultSearch();
+  options.with = OZNAKIT_WITH_POINTS_68;
+  for (int format = 0; format < kit_test::kFormats; ++format) {
+    cv::Mat rgb = photo.clone();
+    for (int i = 0; i < rgb.rows * rgb.cols; ++i) {
+      std::uint8_t* const pixel = &rgb.data[3 * i];
+      std::swap(pixel[0], pixel[2]);
+      if (format == OZNAKIT_GREY) pixel[0] = pixel[2] = pixel[1];
+    }
+    const kit_test::StoredPicture packed(rgb, OZNAKIT_RGB, 1, 0, /*upwards=*/false);
+    const Found expected = kit_test::find(finder_, packed.image(), options);
+    ASSERT_EQ(expected.status, OZNAKIT_OK);
+    ASSERT_GE(expected.faces.size(), 1U);
+    ASSERT_EQ(expected.faces[0].point_count, 68);
+    for (const bool upwards : {false, true}) {
+      const kit_test::StoredPicture stored(rgb, format, 1, 13, upwards);
+      const Found found = kit_test::find(finder_, stored.image(), options);
+      ASSERT_EQ(found.status, OZNAKIT_OK) << oznakit_last_message();
+      ASSERT_EQ(found.faces.size(), expected.faces.size()) << format << " " << upwards;
+      for (std::size_t i = 0; i < found.faces.size(); ++i) {
+        const oznakit_face &a = found.faces[i], &b = expected.faces[i];
+        EXPECT_EQ(a.left, b.left);
+        EXPECT_EQ(a.top, b.top);
+        EXPECT_EQ(a.right, b.right);
+        EXPECT_EQ(a.bottom, b.bottom);
+        EXPECT_EQ(a.score, b.score);
+        EXPECT_TRUE(std::equal(a.points, a.points + 136, b.points)) << format << " " << upwards;
+      }
+    }
+  }
 }
 
 TEST_F(DescribedFaces, KeepsTheOrderOfTheBoxes) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <thread>
@@ -47,6 +48,49 @@ TEST(FinderThreads, EightFindWhatOneFinds) {
   oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
   oznakit_finder_get_info(finder.get(), &info);
   EXPECT_LE(info.detectors, kThreads);
+}
+
+// The points and details of a search's faces and a chip of the first.
+struct Portrait {
+  Found found;
+  std::vector<std::uint8_t> chip;
+};
+
+Portrait portray(oznakit_finder* finder, const cv::Mat& photo) {
+  oznakit_search_options options = kit_test::defaultSearch();
+  options.with = OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS;
+  const oznakit_image image = kit_test::viewOf(photo);
+  Portrait portrait = {kit_test::find(finder, image, options), {}};
+  if (portrait.found.faces.empty()) return portrait;
+  oznakit_chip_options chip = OZNAKIT_CHIP_OPTIONS_INIT;
+  chip.width = chip.height = 40;
+  portrait.chip.resize(std::size_t{3} * 40 * 40);
+  EXPECT_EQ(oznakit_chip(&image, &portrait.found.faces[0], &chip, portrait.chip.data(), 0),
+            OZNAKIT_OK);
+  return portrait;
+}
+
+TEST(FinderThreads, EightPlaceThePointsAndCutTheChipsThatOneDoes) {
+  const kit_test::FinderPtr finder =
+      kit_test::openDirectory(OZNA_SOURCE_DIR "/public/compact", /*parts=*/0);
+  const cv::Mat photo = kit_test::readSample("astronaut");
+  const Portrait expected = portray(finder.get(), photo);
+  ASSERT_GE(expected.found.faces.size(), 1U);
+  std::vector<Portrait> portraits(8);
+  std::vector<std::thread> threads;
+  for (Portrait& portrait : portraits) {
+    threads.emplace_back([&] { portrait = portray(finder.get(), photo); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const Portrait& portrait : portraits) {
+    ASSERT_EQ(portrait.found.faces.size(), expected.found.faces.size());
+    const oznakit_face &a = portrait.found.faces[0], &b = expected.found.faces[0];
+    EXPECT_TRUE(std::equal(a.points, a.points + 136, b.points));
+    EXPECT_EQ(a.quality, b.quality);
+    EXPECT_EQ(a.yaw, b.yaw);
+    EXPECT_EQ(a.sharpness, b.sharpness);
+    EXPECT_EQ(portrait.chip, expected.chip);
+  }
 }
 
 std::int32_t stopAtOnce(float /*done*/, void* /*context*/) { return 0; }
