@@ -15,6 +15,18 @@ if(NOT CMAKE_CXX_FLAGS_SANITIZE)
   set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1")  # Lines in stack traces; whole debug information takes a third longer.
 endif()
 
+# Half of the time of a test's source goes to headers, which the sources of a batch read once. What reads a source alone, and so
+# finds a missing include, are the presets without this option; the library's own sources share batches in instrumented
+# builds only.
+option(OZNA_BATCHES "Compile the sources of tests, and of an instrumented library, several at a time" OFF)
+option(OZNA_THREAD_TESTS_ONLY "Leave out the tests' sources that start no threads" OFF)
+
+# ozna_batches(TARGET): the sources of the target share batches. A source whose names are those of another one gets the property
+# SKIP_UNITY_BUILD_INCLUSION.
+function(ozna_batches target)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 8)
+endfunction()
+
 add_library(ozna_flags INTERFACE)
 # Contraction of a * b + c changes the rounding from one processor to the next; results must not depend on it.
 target_compile_options(ozna_flags INTERFACE -ffp-contract=off -Wall -Wextra)
@@ -69,11 +81,36 @@ function(ozna_object_library name)
   endif()
   add_library(${name} OBJECT ${folder_SOURCES})
   target_link_libraries(${name} PUBLIC ozna_flags ${folder_LINKS})
+  if(OZNA_BATCHES AND OZNA_SANITIZE)
+    ozna_batches(${name})
+  endif()
   set_property(GLOBAL APPEND PROPERTY OZNA_OBJECT_LIBRARIES ${name})
   set_property(GLOBAL PROPERTY OZNA_LINKS_OF_${name} ${folder_LINKS})
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT OZNA_SANITIZE AND NOT OZNA_COVERAGE)
     target_compile_options(${name} PRIVATE $<$<CONFIG:Release,RelWithDebInfo>:-Werror=frame-larger-than=16384>)
   endif()
+endfunction()
+
+# ozna_sources_with_threads(VARIABLE SOURCE...): those of the sources with a suite whose name ends in Threads, and those without any
+# test, which others call; all of them where no suite does.
+function(ozna_sources_with_threads variable)
+  set(chosen)
+  set(found OFF)
+  foreach(source ${ARGN})
+    get_filename_component(path ${source} ABSOLUTE)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${path})
+    file(STRINGS ${path} tests REGEX "^(TYPED_)?TEST(_F|_P)?[(]")
+    if(tests MATCHES "[(][A-Za-z0-9]*Threads,")
+      set(found ON)
+    elseif(tests)
+      continue()
+    endif()
+    list(APPEND chosen ${source})
+  endforeach()
+  if(NOT found)
+    set(chosen ${ARGN})
+  endif()
+  set(${variable} ${chosen} PARENT_SCOPE)
 endfunction()
 
 # ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case per test. Suites whose
@@ -82,8 +119,15 @@ endfunction()
 # A test's own code is translated with little optimisation, and without the checks for undefined behaviour, which stay in the
 # library that it calls: both cost more to build than they save or find in code that runs once.
 function(ozna_test name)
-  add_executable(${name} ${ARGN})
+  set(sources ${ARGN})
+  if(OZNA_THREAD_TESTS_ONLY)
+    ozna_sources_with_threads(sources ${ARGN})
+  endif()
+  add_executable(${name} ${sources})
   set_target_properties(${name} PROPERTIES OZNA_IS_TEST ON)
+  if(OZNA_BATCHES)
+    ozna_batches(${name})
+  endif()
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
   target_link_libraries(${name} PRIVATE ozna_static ozna_mathematics GTest::gmock GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")

@@ -60,7 +60,7 @@ Values MixedValues(int count, unsigned seed, bool special) {
   return values;
 }
 
-void ExpectSameBits(const Values& narrow, const Values& wide) {
+void ExpectNoBitDiffers(const Values& narrow, const Values& wide) {
   ASSERT_EQ(narrow.size(), wide.size());
   for (size_t i = 0; i < narrow.size(); ++i) {
     ASSERT_EQ(std::memcmp(&narrow[i], &wide[i], sizeof(float)), 0)
@@ -79,7 +79,7 @@ void ExpectVersionsAgree(const std::function<void(int, const float*, const float
         run(n, a.data(), b.data(), results[wide].data());
       }
       SCOPED_TRACE("length " + std::to_string(n));
-      ExpectSameBits(results[0], results[1]);
+      ExpectNoBitDiffers(results[0], results[1]);
     }
   }
 }
@@ -137,7 +137,7 @@ TEST_F(WideLoops, LayersGiveTheSameBits) {
         bench.Forward();
         results[wide] = DataOf(*bench.top(0));
       }
-      ExpectSameBits(results[0], results[1]);
+      ExpectNoBitDiffers(results[0], results[1]);
     }
   }
 }

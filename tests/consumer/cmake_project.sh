@@ -6,5 +6,5 @@ build=$1 photograph=$2
 shift 2
 rm -f "$build/CMakeCache.txt"  # Nothing that an earlier run found.
 cmake -S "$here/project" -B "$build" -G Ninja -DPHOTOGRAPH="$photograph" -DCMAKE_CXX_COMPILER_LAUNCHER="$LAUNCHER" "$@"
-cmake --build "$build" --parallel 2
+cmake --build "$build" --parallel 1
 ctest --test-dir "$build" --output-on-failure --no-tests=error

@@ -16,6 +16,7 @@
 namespace {
 
 using detector_test::boxOf;
+using detector_test::calibrationOf;
 using detector_test::constantNet;
 using detector_test::FlatNet;
 using detector_test::noiseImage;
@@ -23,12 +24,6 @@ using oznalib::CandidateList;
 using oznalib::CascadeStage;
 using oznalib::OffsetScale;
 using testing::ElementsAre;
-
-CascadeStage calibrationOf(const FlatNet& net, const std::vector<OffsetScale>& offsets) {
-  CascadeStage stage = net.stage();
-  stage.offsets = offsets;
-  return stage;
-}
 
 // The answer of a network of random weights hangs on the pixels of the box.
 CascadeStage variedCalibration(const std::vector<OffsetScale>& offsets) {

@@ -177,6 +177,14 @@ inline FlatNet constantNet(int side, const std::vector<double>& probabilities) {
   return net;
 }
 
+/// A calibration by this network; an output for each of the offsets.
+inline oznalib::CascadeStage calibrationOf(const FlatNet& net,
+                                           const std::vector<oznalib::OffsetScale>& offsets) {
+  oznalib::CascadeStage stage = net.stage();
+  stage.offsets = offsets;
+  return stage;
+}
+
 inline const char* calibrationDirectory() { return "cascades/x32Net-x32-3Scales-200"; }
 
 inline void writeCalibration(const std::string& root, const FlatNet& net,

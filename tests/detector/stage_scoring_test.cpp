@@ -15,6 +15,7 @@
 namespace {
 
 using detector_test::boxOf;
+using detector_test::calibrationOf;
 using detector_test::constantNet;
 using detector_test::FlatNet;
 using detector_test::logistic;
@@ -157,12 +158,6 @@ TEST(ScoreCandidatesDeathTest, RefusesAnInputWithoutElements) {
 }
 
 // Calibration. Unless a test says otherwise the network is 24 by 24 and always answers the same.
-
-CascadeStage calibrationOf(const FlatNet& net, const std::vector<OffsetScale>& offsets) {
-  CascadeStage stage = net.stage();
-  stage.offsets = offsets;
-  return stage;
-}
 
 std::vector<int> calibrated(const OffsetScale& chosen, int x, int y, int width, int height,
                             int columns = 100, int rows = 100) {
