@@ -21,13 +21,13 @@
 #include "detector/pixel_planes.h"
 #include "detector/stage_results.h"
 #include "training/common/photograph.h"
-#include "training/detector/charts.h"
-#include "training/detector/evaluation.h"
-#include "training/detector/miner.h"
-#include "training/detector/overlap.h"
-#include "training/detector/photographs.h"
-#include "training/detector/views.h"
-#include "training/detector/window_file.h"
+#include "training/detector/mine/charts.h"
+#include "training/detector/mine/evaluation.h"
+#include "training/detector/mine/miner.h"
+#include "training/detector/mine/overlap.h"
+#include "training/detector/mine/photographs.h"
+#include "training/detector/mine/views.h"
+#include "training/detector/mine/window_file.h"
 
 namespace {
 

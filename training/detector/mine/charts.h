@@ -1,12 +1,12 @@
 // Pictures of an evaluation: curves of recall, and contact sheets of misses and of wrong boxes.
 
-#ifndef OZNA_TRAINING_DETECTOR_CHARTS_H_
-#define OZNA_TRAINING_DETECTOR_CHARTS_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_CHARTS_H_
+#define OZNA_TRAINING_DETECTOR_MINE_CHARTS_H_
 
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "training/detector/evaluation.h"
+#include "training/detector/mine/evaluation.h"
 
 namespace detector_training {
 
@@ -31,4 +31,4 @@ cv::Mat drawWrong(const Measurement& measurement, const std::vector<Photograph>&
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_CHARTS_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_CHARTS_H_

@@ -1,6 +1,6 @@
 // Detections against annotations, greedily by score.
 
-#include "training/detector/evaluation.h"
+#include "training/detector/mine/evaluation.h"
 
 #include <algorithm>
 #include <ctime>
@@ -14,8 +14,8 @@
 #include "detector/stage_results.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
-#include "training/detector/miner.h"
-#include "training/detector/overlap.h"
+#include "training/detector/mine/miner.h"
+#include "training/detector/mine/overlap.h"
 
 namespace detector_training {
 namespace {

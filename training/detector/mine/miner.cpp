@@ -1,6 +1,6 @@
 // Windows by the scan, the scoring, the calibration and the suppression of the library.
 
-#include "training/detector/miner.h"
+#include "training/detector/mine/miner.h"
 
 #include <algorithm>
 #include <cmath>
@@ -12,7 +12,7 @@
 #include "detector/cascade_driver.h"
 #include "detector/dense_stage.h"
 #include "detector/stage_scoring.h"
-#include "training/detector/overlap.h"
+#include "training/detector/mine/overlap.h"
 
 namespace detector_training {
 namespace {

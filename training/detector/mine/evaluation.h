@@ -1,14 +1,14 @@
 // Measures a cascade on annotated photographs.
 
-#ifndef OZNA_TRAINING_DETECTOR_EVALUATION_H_
-#define OZNA_TRAINING_DETECTOR_EVALUATION_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_EVALUATION_H_
+#define OZNA_TRAINING_DETECTOR_MINE_EVALUATION_H_
 
 #include <opencv2/core.hpp>
 #include <string>
 #include <vector>
 
 #include "detector/face_candidate.h"
-#include "training/detector/photographs.h"
+#include "training/detector/mine/photographs.h"
 
 namespace detector_training {
 
@@ -84,4 +84,4 @@ OperatingPoint atWrongEach(const Measurement& measurement, double wrongEach);
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_EVALUATION_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_EVALUATION_H_

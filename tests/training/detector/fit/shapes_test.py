@@ -10,8 +10,8 @@ import pytest
 
 torch = pytest.importorskip("torch")
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
-sys.path.insert(0, os.path.join(ROOT, "training/detector"))
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "../../../.."))
+sys.path.insert(0, os.path.join(ROOT, "training/detector/fit"))
 
 import definitions  # noqa: E402
 import networks  # noqa: E402

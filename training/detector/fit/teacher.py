@@ -1,5 +1,5 @@
 """The last network's teacher: a residual network that judges the same windows better than the network of the cascade has learnt
-to from labels. That one then learns from the teacher's answers (`fitting.DistilledTask`)."""
+to from labels. That one then learns from the teacher's answers (`tasks.DistilledTask`)."""
 
 import torch
 import torch.nn.functional as F

@@ -6,7 +6,7 @@ from dataclasses import dataclass, field, replace
 
 import definitions
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "../../.."))
 CALIBRATION = "cascades/x32Net-x32-3Scales-200"  # The library looks for the calibration there in every cascade.
 
 

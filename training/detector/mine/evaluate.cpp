@@ -10,9 +10,9 @@
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
-#include "training/detector/charts.h"
-#include "training/detector/evaluation.h"
-#include "training/detector/photographs.h"
+#include "training/detector/mine/charts.h"
+#include "training/detector/mine/evaluation.h"
+#include "training/detector/mine/photographs.h"
 
 namespace dt = detector_training;
 

@@ -12,8 +12,8 @@ import pytest
 
 torch = pytest.importorskip("torch")
 
-ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)))))
-TRAINING = os.path.join(ROOT, "training/detector")
+ROOT = os.path.abspath(os.path.join(os.path.dirname(__file__), "../../../.."))
+TRAINING = os.path.join(ROOT, "training/detector/fit")
 TOOLS = os.environ.get("OZNA_TRAINING_TOOLS", os.path.join(ROOT, "build/release/training/detector"))
 sys.path.insert(0, TRAINING)
 
@@ -22,6 +22,7 @@ import muon  # noqa: E402
 import networks  # noqa: E402
 import normalisation  # noqa: E402
 import shapes  # noqa: E402
+import tasks  # noqa: E402
 import train  # noqa: E402
 import windows as w  # noqa: E402
 from pairs import FacePairs  # noqa: E402
@@ -225,27 +226,27 @@ def test_coloured_light_changes_the_balance_of_the_planes():
 
 def test_windows_below_the_best_of_their_face_are_known():
     data = LabelledWindows([(0, 0, 0, 0.7), (0, 0, 0, 0.65), (0, 0, 0, 0.6), (0, 0, 1, 0.5), (0, 1, 0, 0.4), (1, 0, 0, 0.45)])
-    below = fitting.below_best(data.labels, data.labels[:, w.OVERLAP])
+    below = tasks.below_best(data.labels, data.labels[:, w.OVERLAP])
     assert below.tolist() == [False, False, True, False, False, False]
 
 
 def test_classes_and_near_misses_have_their_shares_of_the_weight():
     rows = [(0, 0, 0, 0.7)] * 3 + [(0, 0, 0, 0.2)] * 2 + [(0, 0, -1, 0.0)] * 5
-    assert fitting.FaceTask(LabelledWindows(rows), "middle").weights == pytest.approx([1 / 6] * 3 + [0.5 / 7] * 7)
-    assert fitting.FaceTask(LabelledWindows(rows), "last").weights == pytest.approx([1 / 6] * 3 + [0.075] * 2 + [0.07] * 5)
+    assert tasks.FaceTask(LabelledWindows(rows), "middle").weights == pytest.approx([1 / 6] * 3 + [0.5 / 7] * 7)
+    assert tasks.FaceTask(LabelledWindows(rows), "last").weights == pytest.approx([1 / 6] * 3 + [0.075] * 2 + [0.07] * 5)
 
 
 def test_the_first_network_weighs_other_windows_of_a_face_less():
-    weights = fitting.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "scan").weights
+    weights = tasks.FaceTask(LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, -1, 0.0)]), "scan").weights
     assert weights == pytest.approx([0.5 / 1.2, 0.1 / 1.2, 0.5])
 
 
 def test_faces_of_many_windows_weigh_less_a_window_in_the_first_and_last_network():
     rows = [(0, 0, 0, 0.7)] + [(0, 0, 1, 0.7)] * 4 + [(0, 0, -1, 0.0)]
     # The five weigh 1 and 4 times 1 / 2 before they are given their half.
-    assert fitting.FaceTask(LabelledWindows(rows), "last").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.35])
-    assert fitting.FaceTask(LabelledWindows(rows), "scan").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.5])
-    assert fitting.FaceTask(LabelledWindows(rows), "middle").weights == pytest.approx([0.1] * 5 + [0.5])
+    assert tasks.FaceTask(LabelledWindows(rows), "last").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.35])
+    assert tasks.FaceTask(LabelledWindows(rows), "scan").weights == pytest.approx([0.5 / 3] + [0.25 / 3] * 4 + [0.5])
+    assert tasks.FaceTask(LabelledWindows(rows), "middle").weights == pytest.approx([0.1] * 5 + [0.5])
 
 
 def test_dark_windows_weigh_more_within_their_class(tmp_path):
@@ -256,14 +257,14 @@ def test_dark_windows_weigh_more_within_their_class(tmp_path):
     mined = w.Windows([prefix])
     mined.labels[:2, w.OVERLAP] = 0.9
     assert mined.brightness(step=3) == pytest.approx(light)
-    assert fitting.FaceTask(mined, "middle").weights == pytest.approx([0.25] * 4)
-    assert fitting.FaceTask(mined, "middle", dark=3.0).weights == pytest.approx([3 / 8, 1 / 8, 3 / 8, 1 / 8])
+    assert tasks.FaceTask(mined, "middle").weights == pytest.approx([0.25] * 4)
+    assert tasks.FaceTask(mined, "middle", dark=3.0).weights == pytest.approx([3 / 8, 1 / 8, 3 / 8, 1 / 8])
 
 
 def batch_of(rows, mirrored=None):
     """The batch of all windows, as it reaches a task's losses, which do not look at the pixels."""
     no = torch.zeros(rows, dtype=torch.bool)
-    return fitting.Batch(torch.arange(rows), torch.zeros(rows, 3, 48, 48), no if mirrored is None else torch.tensor(mirrored))
+    return tasks.Batch(torch.arange(rows), torch.zeros(rows, 3, 48, 48), no if mirrored is None else torch.tensor(mirrored))
 
 
 def test_moves_of_the_calibration_leave_the_overlaps_that_the_library_would():
@@ -283,7 +284,7 @@ TABLE = torch.tensor([[0, 0, 1], [-12, 0, 1], [0, 0, 0.5]])
 
 def test_a_teacher_learns_overlaps_where_a_face_is_and_the_window_is_not_mirrored():
     data = LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.9), (0, 0, -1, 0.0)], squares=(0, 0, 24))
-    task = fitting.TeacherTask(data, "last", TABLE)
+    task = tasks.TeacherTask(data, "last", TABLE)
     losses, errors = task.losses(torch.zeros(3, 4), batch_of(3, mirrored=[False, True, False]))
     # Logits of 0 cost ln 2 whatever the answer is, and the overlaps half of that.
     assert losses.tolist() == pytest.approx([1.5 * np.log(2), np.log(2), np.log(2)])
@@ -296,7 +297,7 @@ def test_a_teacher_learns_overlaps_where_a_face_is_and_the_window_is_not_mirrore
 def test_placement_loses_what_the_likely_moves_leave_short_of_the_best():
     # Overlaps of the three moves: 1, 1/3, 1/4; 1/3, 1, 1/4; 1/4, 0, 1/16.
     squares = [(0, 0, 24), (12, 0, 24), (0, 0, 12)]
-    task = fitting.PlacementTask(LabelledWindows([(0, 0, 0, 0.5)] * 3, squares), TABLE)
+    task = tasks.PlacementTask(LabelledWindows([(0, 0, 0, 0.5)] * 3, squares), TABLE)
     assert task.weights == pytest.approx(np.array([1, 1, 1 / 16]) / (2 + 1 / 16))
     losses, _ = task.losses(torch.zeros(3, 3), batch_of(3))  # All patterns alike.
     assert losses.tolist() == pytest.approx([20 * (2 / 3 + 3 / 4) / 3, 20 * (2 / 3 + 3 / 4) / 3, 20 * (1 / 4 + 3 / 16) / 3])
@@ -309,7 +310,7 @@ def test_placement_loses_what_the_likely_moves_leave_short_of_the_best():
 
 def test_a_taught_network_is_asked_for_the_teachers_answers_and_a_share_of_the_labels():
     data = LabelledWindows([(0, 0, -1, 0.0), (0, 0, 0, 0.9)])
-    task = fitting.DistilledTask(data, "last", np.array([2.0, 0.0], np.float32))
+    task = tasks.DistilledTask(data, "last", np.array([2.0, 0.0], np.float32))
     taught = 1 / (1 + np.exp(-2))
     answers = torch.tensor([0.8 * taught, 0.2 + 0.8 * 0.5])
     logits = torch.stack([torch.zeros(2), torch.logit(answers)], 1)
@@ -343,7 +344,7 @@ def test_a_teachers_answers_are_the_mean_over_a_window_and_its_mirror_image(tmp_
 
 def test_answers_of_a_teacher_for_other_windows_are_refused():
     with pytest.raises(ValueError, match="answers for 2 windows are needed, there are 3"):
-        fitting.DistilledTask(LabelledWindows([(0, 0, -1, 0.0)] * 2), "last", np.zeros(3, np.float32))
+        tasks.DistilledTask(LabelledWindows([(0, 0, -1, 0.0)] * 2), "last", np.zeros(3, np.float32))
 
 
 def test_windows_of_a_batch_come_together_with_others_of_their_faces():
@@ -375,7 +376,7 @@ def test_pairs_of_a_batch_are_those_on_one_face():
 
 def test_a_taught_network_learns_which_window_lies_better():
     data = LabelledWindows([(0, 0, 0, 0.9), (0, 0, 0, 0.7), (0, 0, 1, 0.8), (0, 0, -1, 0.0)])
-    task = fitting.DistilledTask(data, "last", np.array([3.0, 1.0, -5.0, 5.0], np.float32))
+    task = tasks.DistilledTask(data, "last", np.array([3.0, 1.0, -5.0, 5.0], np.float32))
     score = torch.tensor([0.4, 1.0, 9.0, -9.0])
     loss = task.ranking(torch.stack([torch.zeros(4), score], 1), batch_of(4))
     # Only the first two lie on one face. Their overlaps differ by 0.2, the teacher's logits by 2, the network's by -0.6.
@@ -383,11 +384,11 @@ def test_a_taught_network_learns_which_window_lies_better():
     wanted = (sigmoid(15 * 0.2) + sigmoid(2)) / 2
     expected = -wanted * np.log(sigmoid(-0.6)) - (1 - wanted) * np.log(sigmoid(0.6))
     assert float(loss) == pytest.approx(0.7 * expected / 4, rel=1e-5)
-    assert float(task.ranking(torch.zeros(2, 2), fitting.Batch(torch.tensor([2, 3]), None, None))) == 0
+    assert float(task.ranking(torch.zeros(2, 2), tasks.Batch(torch.tensor([2, 3]), None, None))) == 0
 
 
 def test_a_task_changes_the_colours_of_its_share_of_the_windows(tmp_path):
-    class Half(fitting.Task):
+    class Half(tasks.Task):
         mirror = False
         recoloured = 0.5
 
@@ -400,18 +401,18 @@ def test_a_task_changes_the_colours_of_its_share_of_the_windows(tmp_path):
 
 def tasks_of_the_plan(monkeypatch, network):
     """What the plan's fits of a network that no teacher has fit it to."""
-    tasks = []
+    fitted = []
     monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)], (0, 0, 24)))
     monkeypatch.setattr(train.Trainer, "_options", lambda *_, **__: {})
     monkeypatch.setattr(train.Trainer, "_twin", lambda *_: argparse.Namespace(modules_by_name={}))
-    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, *_: tasks.append(task) or "told")
+    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, *_: fitted.append(task) or "told")
     monkeypatch.setattr(train.Trainer, "_save", lambda *_: None)
     monkeypatch.setattr(train.Trainer, "_patterns", lambda *_: TABLE)
     trainer = object.__new__(train.Trainer)
     trainer.shape = shapes.BUILT_IN
     told = [trainer.fit(network, what, "") for kind, name, what in shapes.BUILT_IN.plan if (kind, name) == ("fit", network)]
-    assert all(words.startswith("told") for words in told) and len(told) == len(tasks)
-    return tasks
+    assert all(words.startswith("told") for words in told) and len(told) == len(fitted)
+    return fitted
 
 
 @pytest.mark.parametrize("network, share", [("first", 1.0), ("second", 0.5)])
@@ -421,18 +422,18 @@ def test_a_step_of_the_plan_says_which_share_of_its_windows_is_recoloured(monkey
 
 
 def test_the_calibration_learns_the_best_moves_and_then_to_lose_little(monkeypatch):
-    tasks = tasks_of_the_plan(monkeypatch, "calibration")
-    assert [type(task) for task in tasks] == [fitting.CalibrationTask, fitting.PlacementTask]
-    assert all(len(task.weights) == 1 for task in tasks)  # The window that is on no face is left out.
+    planned = tasks_of_the_plan(monkeypatch, "calibration")
+    assert [type(task) for task in planned] == [tasks.CalibrationTask, tasks.PlacementTask]
+    assert all(len(task.weights) == 1 for task in planned)  # The window that is on no face is left out.
 
 
 @pytest.mark.parametrize("share, words", [(1.0, ""), (0.5, ", 50% of the windows recoloured")])
 def test_the_record_tells_which_share_of_the_windows_was_recoloured(schema, tmp_path, monkeypatch, share, words):
-    monkeypatch.setattr(fitting, "fit", lambda *_: [(1, 0.5), (2, 0.25)])
+    monkeypatch.setattr(fitting, "Fit", lambda *_: argparse.Namespace(run=lambda: [(1, 0.5), (2, 0.25)]))
     trainer = object.__new__(train.Trainer)
     trainer.work = str(tmp_path)
     monkeypatch.setattr(train.Trainer, "_mean", lambda *_: 0.0)
-    task = fitting.Task()
+    task = tasks.Task()
     task.recoloured = share
     options = {"samples": 3000, "batch": 10, "rate": 1e-3, "muon": True, "normalised": False, "bf16": False}
     told = trainer._fitted(trained_twin(schema, "second")[0], [0] * 2000, task, "second", options, "key")
@@ -559,7 +560,7 @@ def test_a_resumed_fit_goes_on_where_it_stood(schema, tmp_path):
 
     def fit():
         twin, _ = trained_twin(schema, "second")
-        return twin, fitting.fit(twin, mined, fitting.FaceTask(mined, "middle"), 0.0, options, checkpoint, "second")
+        return twin, fitting.Fit(twin, mined, tasks.FaceTask(mined, "middle"), 0.0, options, checkpoint, "second").run()
 
     first, curve = fit()
     saved = torch.load(checkpoint)
@@ -579,7 +580,7 @@ def test_a_resumed_fit_goes_on_where_it_stood(schema, tmp_path):
 
 
 def test_a_fit_takes_the_windows_that_are_gathered_and_lowers_the_ranking_loss(schema, tmp_path, monkeypatch):
-    class Ranked(fitting.FaceTask):
+    class Ranked(tasks.FaceTask):
         mirror = False
         recoloured = 0.0
         fitted = []
@@ -602,7 +603,7 @@ def test_a_fit_takes_the_windows_that_are_gathered_and_lowers_the_ranking_loss(s
     before = fitting.answers(twin, mined, 0.0)[:, 1].mean()
     options = {"samples": 320, "batch": 16, "rate": 1e-3, "seed": 1, "bf16": False, "muon": False, "normalised": False, "scan": False,
                "threads": 1}
-    fitting.fit(twin, mined, Ranked(mined, "middle"), 0.0, options, str(tmp_path / "checkpoint"), "second")
+    fitting.Fit(twin, mined, Ranked(mined, "middle"), 0.0, options, str(tmp_path / "checkpoint"), "second").run()
     assert fitting.answers(twin, mined, 0.0)[:, 1].mean() < before - 0.1
     assert [index.tolist() for index in corrected] == [[i - 16 for i in index] for index in Ranked.fitted]
     assert all(index == sorted(index) and index[0] >= 16 for index in Ranked.fitted)

@@ -1,12 +1,12 @@
 // How boxes of the detector lie on annotated faces.
 
-#ifndef OZNA_TRAINING_DETECTOR_OVERLAP_H_
-#define OZNA_TRAINING_DETECTOR_OVERLAP_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_OVERLAP_H_
+#define OZNA_TRAINING_DETECTOR_MINE_OVERLAP_H_
 
 #include <vector>
 
 #include "detector/face_candidate.h"
-#include "training/detector/photographs.h"
+#include "training/detector/mine/photographs.h"
 
 namespace detector_training {
 
@@ -25,4 +25,4 @@ BestFace bestFace(const oznalib::FaceCandidate& box, const std::vector<FaceSquar
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_OVERLAP_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_OVERLAP_H_

@@ -1,7 +1,7 @@
 // Reads the annotated photographs of a detection data folder.
 
-#ifndef OZNA_TRAINING_DETECTOR_PHOTOGRAPHS_H_
-#define OZNA_TRAINING_DETECTOR_PHOTOGRAPHS_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_PHOTOGRAPHS_H_
+#define OZNA_TRAINING_DETECTOR_MINE_PHOTOGRAPHS_H_
 
 #include <string>
 #include <vector>
@@ -48,4 +48,4 @@ std::vector<Photograph> takePart(const std::vector<Photograph>& photographs, Par
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_PHOTOGRAPHS_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_PHOTOGRAPHS_H_

@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Trains the detector's cascade: mines windows with the library, fits the networks one after the other, sets their
-operating points, measures, and writes a model directory with its notes. See README.md beside this file."""
+operating points, measures, and writes a model directory with its notes. See ../README.md."""
 
 import argparse
 import json
@@ -17,6 +17,7 @@ import networks
 import normalisation
 import scores
 import shapes
+import tasks
 import windows as w
 from shapes import ROOT
 from teacher import Teacher
@@ -169,7 +170,7 @@ class Trainer:
         """Fits, keeps the curve, and tells what was done."""
         checkpoint = os.path.join(self.work, key + ".checkpoint")
         name = network if isinstance(twin, networks.Twin) else network + " (teacher)"
-        curve = fitting.fit(twin, data, task, self._mean(network), options, checkpoint, name)
+        curve = fitting.Fit(twin, data, task, self._mean(network), options, checkpoint, name).run()
         with open(os.path.join(self.work, key + ".curve.json"), "w", encoding="ascii") as file:
             json.dump(curve, file)
         return (f"{options['samples']:,} samples of {len(data):,} windows, in batches of {options['batch']}, rate "
@@ -189,8 +190,8 @@ class Trainer:
             patterns = self._patterns()
             teacher = Teacher(len(patterns))
             options = self._options(network, what, normalised=True)
-            told = self._fitted(teacher, data, fitting.TeacherTask(data, role, patterns), network, options, key)
-        taught = [fitting.face_logits(fitting.answers(
+            told = self._fitted(teacher, data, tasks.TeacherTask(data, role, patterns), network, options, key)
+        taught = [tasks.face_logits(fitting.answers(
             teacher, data, self._mean(network), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
             name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")) for mirrored in (False, True)]
         np.save(self.taught_path, np.mean(taught, 0))
@@ -200,11 +201,11 @@ class Trainer:
         """What a fit asks of its network."""
         if role == "calibration":
             data.keep(data.labels[:, w.OVERLAP] >= 0.35)
-            return (fitting.PlacementTask if what.get("placed") else fitting.CalibrationTask)(data, self._patterns())
+            return (tasks.PlacementTask if what.get("placed") else tasks.CalibrationTask)(data, self._patterns())
         dark = what.get("dark", 1.0)
         if what.get("taught"):
-            return fitting.DistilledTask(data, role, np.load(self.taught_path), dark)
-        return fitting.FaceTask(data, role, 0.1 if role == "last" else 0.0, dark)
+            return tasks.DistilledTask(data, role, np.load(self.taught_path), dark)
+        return tasks.FaceTask(data, role, 0.1 if role == "last" else 0.0, dark)
 
     def fit(self, network, what, key):
         data = self._windows(what)

@@ -178,3 +178,14 @@ def read_definition(schema, path):
     """Reads a text definition with the generated schema module."""
     with open(path, encoding="ascii") as file:
         return text_format.Parse(file.read(), schema.NetParameter())
+
+
+def device():
+    """Where to compute: a GPU if there is one."""
+    return torch.device("cuda" if torch.cuda.is_available() else "cpu")
+
+
+def network_input(x, mean):
+    """Pixels to the twin's input; `mean` is an image, or the number 100 for the first network."""
+    mean = mean.to(x.device) if torch.is_tensor(mean) else mean
+    return ((x - mean) / INPUT_SCALE).contiguous(memory_format=torch.channels_last)

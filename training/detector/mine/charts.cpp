@@ -1,6 +1,6 @@
 // Plain drawing of curves and contact sheets.
 
-#include "training/detector/charts.h"
+#include "training/detector/mine/charts.h"
 
 #include <algorithm>
 #include <cmath>

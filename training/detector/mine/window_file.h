@@ -1,7 +1,7 @@
 // The file of training windows that the miner writes and the fitting reads.
 
-#ifndef OZNA_TRAINING_DETECTOR_WINDOW_FILE_H_
-#define OZNA_TRAINING_DETECTOR_WINDOW_FILE_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_WINDOW_FILE_H_
+#define OZNA_TRAINING_DETECTOR_MINE_WINDOW_FILE_H_
 
 #include <cstdint>
 #include <fstream>
@@ -55,4 +55,4 @@ class WindowFile {
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_WINDOW_FILE_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_WINDOW_FILE_H_

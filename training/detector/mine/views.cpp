@@ -1,6 +1,6 @@
 // Random changes of a whole photograph and of its annotations.
 
-#include "training/detector/views.h"
+#include "training/detector/mine/views.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 // Intersection over union, and the best of several.
 
-#include "training/detector/overlap.h"
+#include "training/detector/mine/overlap.h"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
 // Windows and labels as flat binary files with a description beside them.
 
-#include "training/detector/window_file.h"
+#include "training/detector/mine/window_file.h"
 
 #include <cstdio>
 #include <nlohmann/json.hpp>

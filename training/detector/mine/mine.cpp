@@ -11,10 +11,10 @@
 #include "detector/model_store.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
-#include "training/detector/miner.h"
-#include "training/detector/photographs.h"
-#include "training/detector/views.h"
-#include "training/detector/window_file.h"
+#include "training/detector/mine/miner.h"
+#include "training/detector/mine/photographs.h"
+#include "training/detector/mine/views.h"
+#include "training/detector/mine/window_file.h"
 
 namespace dt = detector_training;
 

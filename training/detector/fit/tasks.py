@@ -1,18 +1,13 @@
-"""Fits one network to its windows: loss, sampling, schedule, averaged weights, checkpoints."""
+"""What is asked of a network under training: the answers and the loss of its windows, and how often each is drawn."""
 
-import math
-import os
-import sys
-import time
 from dataclasses import dataclass
 
 import numpy as np
 import torch
 import torch.nn.functional as F
 
-import networks
 import windows as w
-from muon import Muon
+from networks import device, network_input
 from pairs import FacePairs
 
 
@@ -61,9 +56,9 @@ def give_share(weights, chosen, share):
     weights[chosen] *= share / max(weights[chosen].sum(), 1e-9)
 
 
-def device():
-    """Where to compute: a GPU if there is one."""
-    return torch.device("cuda" if torch.cuda.is_available() else "cpu")
+def face_logits(logits):
+    """The logit of a face (N,) from the answers of a face network, which are two a window, or of a teacher."""
+    return logits[:, 1] - logits[:, 0] if logits.shape[1] == 2 else logits[:, 0]
 
 
 @dataclass
@@ -261,174 +256,3 @@ class PlacementTask(CalibrationTask):
 
     def costs(self, logits, lost):
         return self.LOSS_SCALE * (lost * F.softmax(logits, 1)).sum(1)
-
-
-class Sampler:
-    """Draws windows by weight, hard ones more often.
-
-    A window's difficulty is its last error, at least `least`; the draw is in proportion to weight times difficulty, and the
-    loss is divided by the root of the difficulty: half way between plain sampling and training on the hard ones alone.
-    """
-
-    def __init__(self, weights, least=0.08):
-        self.weights, self.least = weights.astype(np.float64), least
-        self.difficulty = np.ones(len(weights))
-
-    def epoch(self, count, rng):
-        share = self.weights * self.difficulty
-        return rng.choice(len(share), count, p=share / share.sum())
-
-    def correction(self, index):
-        return 1.0 / np.sqrt(self.difficulty[index])
-
-    def saw(self, index, errors):
-        self.difficulty[index] = np.clip(errors, self.least, 1)
-
-
-def first_network_bias(twin):
-    """Keeps the first network's condition: its bias is that of weights that saw pixels less 100."""
-    conv = twin.modules_by_name["conv1"]
-    with torch.no_grad():
-        conv.bias.copy_((-100.0 / networks.INPUT_SCALE * conv.weight.double().sum((1, 2, 3))).float())
-
-
-def network_input(x, mean):
-    """Pixels to the twin's input; `mean` is an image, or the number 100 for the first network."""
-    mean = mean.to(x.device) if torch.is_tensor(mean) else mean
-    return ((x - mean) / networks.INPUT_SCALE).contiguous(memory_format=torch.channels_last)
-
-
-def optimisers(twin, parameters, options):
-    """Adam for all parameters, or with the option `muon` for the biases and the last layer, and Muon for the others.
-
-    With the option `normalised` the rate is the share of its norm by which a normalised layer moves; Adam's is a fifteenth of it.
-    """
-    last = {id(p) for p in twin.last_layer().parameters()}
-    matrices = [p for p in parameters if options["muon"] and p.dim() > 1 and id(p) not in last]
-    chosen = {id(p) for p in matrices}
-    normalised = options["normalised"]
-    rate = options["rate"] / 15 if normalised else options["rate"]
-    made = [torch.optim.Adam([p for p in parameters if id(p) not in chosen], lr=rate, betas=(0.9, 0.99))]
-    if matrices:
-        made.append(Muon(matrices, lr=options["rate"], momentum=0.9 if normalised else 0.95,
-                         dtype=torch.bfloat16 if options["bf16"] else torch.float32, keep_norm=normalised))
-    return made
-
-
-def tell_progress(name, done, total, speed, note=""):
-    """Rewrites the line on the standard error that says how far a fit or the like is; `speed` in windows a second."""
-    print(f"\r{name}: {done / total:6.1%}  {note}{speed:.0f} windows/s  {(total - done) / max(speed, 1e-9) / 60:.1f} min left   ",
-          end="" if sys.stderr.isatty() else "\n", file=sys.stderr, flush=True)
-
-
-def fit(twin, data, task, mean, options, checkpoint, name):
-    """Fits `twin` in place and returns the list of (samples seen, loss).
-
-    options     dict of samples, batch, rate, seed, bf16, muon, normalised, scan, threads; `normalised` is for a network whose
-                layers are, as a teacher's or those of a normalised twin (`normalisation`)
-    checkpoint  file that is written now and then and continued from
-    """
-    torch.set_num_threads(options["threads"])
-    rng = np.random.default_rng(options["seed"])
-    twin.to(device(), memory_format=torch.channels_last)
-    if options["scan"]:
-        with torch.no_grad():
-            twin.modules_by_name["conv1"].bias.zero_()
-        twin.modules_by_name["conv1"].bias.requires_grad_(False)
-    twin.train()
-    parameters = [p for p in twin.parameters() if p.requires_grad]
-    steppers = optimisers(twin, parameters, options)
-    rates = [stepper.defaults["lr"] for stepper in steppers]
-    average = {k: v.clone() for k, v in twin.state_dict().items()}
-    sampler, curve, seen = Sampler(task.weights), [], 0
-    batch, total = options["batch"], options["samples"]
-    if os.path.exists(checkpoint):
-        saved = torch.load(checkpoint, map_location=device())
-        twin.load_state_dict(saved["twin"])
-        for stepper, state in zip(steppers, saved["optimisers"], strict=True):
-            stepper.load_state_dict(state)
-        average, curve, seen = saved["average"], saved["curve"], saved["seen"]
-        if len(saved["difficulty"]) == len(sampler.difficulty):
-            sampler.difficulty = saved["difficulty"]
-        rng = np.random.default_rng([options["seed"], seen])
-    start, start_seen, shown, running, steps = time.time(), seen, 0.0, 0.0, 0
-    saved_at, noted = time.time(), seen
-    while seen < total:
-        index = sampler.epoch(batch * 64, rng)
-        for i in range(0, len(index), batch):
-            if seen >= total:
-                break
-            chosen, cause = task.gather(index[i : i + batch], rng)
-            order = np.argsort(chosen, kind="stable")
-            chosen, cause = chosen[order], cause[order]
-            progress = seen / total
-            pace = max(min(1.0, (seen + batch) / (0.02 * total)) * 0.5 * (1 + math.cos(math.pi * progress)), 1e-3)
-            for stepper, rate in zip(steppers, rates, strict=True):
-                for group in stepper.param_groups:
-                    group["lr"] = rate * pace
-            drawn = task.batch(data, chosen, mean, rng)
-            with torch.autocast(device().type, dtype=torch.bfloat16, enabled=options["bf16"]):
-                logits = twin(drawn.x)
-            losses, errors = task.losses(logits.float(), drawn)
-            correction = torch.from_numpy(sampler.correction(cause).astype(np.float32)).to(device())
-            loss = (losses * correction).mean() + task.ranking(logits.float(), drawn)
-            for stepper in steppers:
-                stepper.zero_grad(set_to_none=True)
-            loss.backward()
-            torch.nn.utils.clip_grad_norm_(parameters, 5.0)
-            for stepper in steppers:
-                stepper.step()
-            sampler.saw(chosen, errors.detach().cpu().numpy())
-            seen += len(chosen)
-            keep = min(0.999, 1 - batch / max(batch, 0.02 * seen))
-            with torch.no_grad():
-                for key, value in twin.state_dict().items():
-                    if value.is_floating_point():
-                        average[key].mul_(keep).add_(value, alpha=1 - keep)
-            # Undone, the hard draw gives the loss that plain draws would have.
-            undo = correction.square()
-            plain = float((losses.detach() * undo).sum() / undo.sum())
-            steps += 1
-            running += (plain - running) * max(0.02, 1 / steps)
-            if seen - noted >= total / 100 or seen >= total or not curve:
-                noted = seen
-                curve.append((seen, running))
-            if time.time() - shown > 5 or seen >= total:
-                shown = time.time()
-                speed = (seen - start_seen) / max(shown - start, 1e-9)
-                tell_progress(name, seen, total, speed, f"loss {running:.4f}  ")
-        if time.time() - saved_at > 60 or seen >= total:
-            saved_at = time.time()
-            state = {"twin": twin.state_dict(), "optimisers": [o.state_dict() for o in steppers], "average": average}
-            state.update(curve=curve, seen=seen, difficulty=sampler.difficulty)
-            torch.save(state, checkpoint + ".new")
-            os.replace(checkpoint + ".new", checkpoint)
-    print(file=sys.stderr)
-    twin.load_state_dict(average)
-    twin.to("cpu").eval()
-    if options["scan"]:
-        first_network_bias(twin)
-    return curve
-
-
-def answers(twin, data, mean, threads=1, batch=1024, bf16=False, mirrored=False, name=""):
-    """Logits (N, classes) of a fitted network for all windows, as they are or mirrored. With a name it tells how far it is."""
-    torch.set_num_threads(threads)
-    twin = twin.to(device(), memory_format=torch.channels_last).eval()
-    rows, start, shown = [], time.time(), 0.0
-    with torch.no_grad(), torch.autocast(device().type, dtype=torch.bfloat16, enabled=bf16):
-        for i in range(0, len(data), batch):
-            x = torch.from_numpy(data.take(np.arange(i, min(i + batch, len(data))))).to(device()).float()
-            x = network_input(x.flip(3) if mirrored else x, mean)
-            rows.append(twin(x).flatten(1).float().cpu())
-            if name and time.time() - shown > 5:
-                shown = time.time()
-                tell_progress(name, i + len(x), len(data), (i + len(x)) / (shown - start))
-    if name:
-        print(file=sys.stderr)
-    return torch.cat(rows).numpy()
-
-
-def face_logits(logits):
-    """The logit of a face (N,) from the answers of a face network, which are two a window, or of a teacher."""
-    return logits[:, 1] - logits[:, 0] if logits.shape[1] == 2 else logits[:, 0]

@@ -111,7 +111,7 @@ def training_section(arguments, record):
     options += [f"--scale {arguments.scale:g}"] if arguments.scale != 1 else []
     options += ["--start START"] if arguments.start else []
     rows = "\n".join(f"| {step['key']} | {step['told']} | {step['minutes']:.0f} |" for step in record)
-    return (f"## Training\n\n    training/detector/train.py DATA --work WORK {' '.join(options)}\n\n"
+    return (f"## Training\n\n    training/detector/fit/train.py DATA --work WORK {' '.join(options)}\n\n"
             f"{len(record)} steps, {sum(step['minutes'] for step in record) / 60:.1f} hours of processor time in all:\n\n"
             f"| step | what | minutes |\n| --- | --- | --- |\n{rows}\n")
 

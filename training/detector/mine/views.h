@@ -1,13 +1,13 @@
 // Views of a training photograph: as it is, or mirrored, turned, cut, rescaled, compressed.
 
-#ifndef OZNA_TRAINING_DETECTOR_VIEWS_H_
-#define OZNA_TRAINING_DETECTOR_VIEWS_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_VIEWS_H_
+#define OZNA_TRAINING_DETECTOR_MINE_VIEWS_H_
 
 #include <cstdint>
 #include <opencv2/core.hpp>
 #include <vector>
 
-#include "training/detector/photographs.h"
+#include "training/detector/mine/photographs.h"
 
 namespace detector_training {
 
@@ -33,4 +33,4 @@ void stepBack(View& view, std::uint64_t seed);
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_VIEWS_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_VIEWS_H_

@@ -1,6 +1,6 @@
 // JSON lines and folders to lists of photographs.
 
-#include "training/detector/photographs.h"
+#include "training/detector/mine/photographs.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -1,15 +1,15 @@
 // Cuts training windows out of views, where the library itself would look.
 
-#ifndef OZNA_TRAINING_DETECTOR_MINER_H_
-#define OZNA_TRAINING_DETECTOR_MINER_H_
+#ifndef OZNA_TRAINING_DETECTOR_MINE_MINER_H_
+#define OZNA_TRAINING_DETECTOR_MINE_MINER_H_
 
 #include <cstdint>
 #include <vector>
 
 #include "detector/detector_impl.h"
 #include "ozna.h"
-#include "training/detector/views.h"
-#include "training/detector/window_file.h"
+#include "training/detector/mine/views.h"
+#include "training/detector/mine/window_file.h"
 
 namespace detector_training {
 
@@ -51,4 +51,4 @@ std::vector<Window> mineView(oznalib::DetectorImpl& detector, const View& view,
 
 }  // namespace detector_training
 
-#endif  // OZNA_TRAINING_DETECTOR_MINER_H_
+#endif  // OZNA_TRAINING_DETECTOR_MINE_MINER_H_
