@@ -21,6 +21,7 @@
 #include "detector/pixel_planes.h"
 #include "detector/stage_results.h"
 #include "training/common/photograph.h"
+#include "training/common/search.h"
 #include "training/detector/mine/charts.h"
 #include "training/detector/mine/evaluation.h"
 #include "training/detector/mine/miner.h"
@@ -396,7 +397,7 @@ TEST(Miner, CutsTheBoxesThatTheDriverHandsToAStage) {
   ASSERT_FALSE(windows.empty());
   EXPECT_EQ(windows[0].pixels.rows, 48);
   oznalib::StageResults stages(4);
-  oznalib::runCascade(detector, view.rgb, stages, kSearch);
+  oznalib::runCascade(detector, view.rgb, stages, training::kSearch);
   std::vector<std::array<float, 3>> expected;
   for (const FaceCandidate& box : stages[2][0].candidates) {
     if (!(box.score > 0.8F)) continue;

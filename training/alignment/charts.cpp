@@ -7,28 +7,21 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
+#include "training/common/drawing.h"
 #include "training/common/photograph.h"
 
 namespace alignment_training {
 namespace {
 
-constexpr int kPlotWidth = 600;
-constexpr int kPlotHeight = 400;
-constexpr int kMargin = 50;
+using training::kBlack;
+using training::kGrey;
+using training::writeText;
+
 constexpr double kLastLimit = 0.15;
 constexpr int kCellSide = 240;
-const cv::Scalar kBlack(0, 0, 0);
-const cv::Scalar kGrey(210, 210, 210);
-const cv::Scalar kInks[] = {{180, 80, 20}, {40, 40, 200}, {60, 150, 40}};
+constexpr training::PlotArea kErrorArea{};
 
-cv::Point plotPoint(double limit, double share) {
-  return {kMargin + static_cast<int>(std::lround(limit / kLastLimit * kPlotWidth)),
-          kMargin + static_cast<int>(std::lround((1 - share) * kPlotHeight))};
-}
-
-void writeText(cv::Mat& picture, const std::string& text, cv::Point at, const cv::Scalar& ink) {
-  cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, 0.45, ink, 1, cv::LINE_AA);
-}
+cv::Point plotPoint(double limit, double share) { return kErrorArea.at(limit / kLastLimit, share); }
 
 void drawGrid(cv::Mat& picture) {
   for (int percent = 0; percent <= 15; percent += 1) {
@@ -81,20 +74,18 @@ cv::Mat drawFace(const cv::Mat& rgb, const LandmarkFace& face, const MeasuredFac
 }  // namespace
 
 cv::Mat drawErrorCurves(const std::vector<CurveLine>& lines) {
-  cv::Mat picture(kPlotHeight + 2 * kMargin, kPlotWidth + 2 * kMargin, CV_8UC3,
-                  cv::Scalar(255, 255, 255));
+  cv::Mat picture = kErrorArea.picture();
   drawGrid(picture);
-  int legendY = kMargin + kPlotHeight - 30 * static_cast<int>(lines.size());
+  int legendY = kErrorArea.margin + kErrorArea.height - 30 * static_cast<int>(lines.size());
   for (size_t i = 0; i < lines.size(); ++i) {
-    const cv::Scalar& ink = kInks[i % 3];
-    cv::Point last = plotPoint(0, 0);
+    const cv::Scalar& ink = training::inkOf(i);
+    std::vector<cv::Point> curve = {plotPoint(0, 0)};
     for (int step = 1; step <= 300; ++step) {
       const double limit = kLastLimit * step / 300;
-      const cv::Point next = plotPoint(limit, shareUnder(lines[i].faces, limit));
-      cv::line(picture, last, next, ink, 2, cv::LINE_AA);
-      last = next;
+      curve.push_back(plotPoint(limit, shareUnder(lines[i].faces, limit)));
     }
-    writeText(picture, lines[i].name, {kMargin + kPlotWidth - 200, legendY}, ink);
+    training::drawCurve(picture, curve, ink);
+    writeText(picture, lines[i].name, {kErrorArea.margin + kErrorArea.width - 200, legendY}, ink);
     legendY += 24;
   }
   return picture;
@@ -102,22 +93,17 @@ cv::Mat drawErrorCurves(const std::vector<CurveLine>& lines) {
 
 cv::Mat drawWorstFaces(const std::string& folder, const std::vector<LandmarkFace>& faces,
                        std::vector<MeasuredFace> measured, int count) {
+  constexpr int kColumns = 5;
   std::stable_sort(
       measured.begin(), measured.end(),
       [](const MeasuredFace& a, const MeasuredFace& b) { return a.error68 > b.error68; });
   if (measured.size() > static_cast<size_t>(count)) measured.resize(count);
-  constexpr int kColumns = 5;
-  const int rows = (static_cast<int>(measured.size()) + kColumns - 1) / kColumns;
-  cv::Mat sheet(std::max(rows, 1) * kCellSide, kColumns * kCellSide, CV_8UC3, cv::Scalar(0, 0, 0));
-  for (size_t i = 0; i < measured.size(); ++i) {
-    const LandmarkFace& face = faces[measured[i].face];
-    const cv::Mat cell =
-        drawFace(training::readPhotoRgb(folder + "/" + face.image), face, measured[i]);
-    const int column = static_cast<int>(i) % kColumns;
-    const int row = static_cast<int>(i) / kColumns;
-    cell.copyTo(sheet(cv::Rect(column * kCellSide, row * kCellSide, kCellSide, kCellSide)));
+  std::vector<cv::Mat> cells;
+  for (const MeasuredFace& one : measured) {
+    const LandmarkFace& face = faces[one.face];
+    cells.push_back(drawFace(training::readPhotoRgb(folder + "/" + face.image), face, one));
   }
-  return sheet;
+  return training::contactSheet(cells, kColumns, kCellSide);
 }
 
 }  // namespace alignment_training

@@ -2,7 +2,6 @@
 // JSON lines, for training on them.
 
 #include <CLI/CLI.hpp>
-#include <exception>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -13,10 +12,9 @@
 #include "training/alignment/face_boxes.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
+#include "training/common/program.h"
 
 namespace at = alignment_training;
-
-extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
 
 namespace {
 
@@ -66,12 +64,5 @@ int main(int argc, char** argv) {
   app.add_option("--out", out, "File to write")->required();
   app.add_option("--threads", threads)->check(CLI::PositiveNumber)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
-  try {
-    detectAll(data, models, out, threads);
-  } catch (const std::exception& error) {
-    std::cerr << "detect_boxes: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("detect_boxes", 1, [&] { detectAll(data, models, out, threads); });
 }

@@ -2,8 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
-#include <iostream>
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
@@ -12,10 +10,9 @@
 #include "training/alignment/evaluation.h"
 #include "training/alignment/face_boxes.h"
 #include "training/common/photograph.h"
+#include "training/common/program.h"
 
 namespace at = alignment_training;
-
-extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
 
 namespace {
 
@@ -121,12 +118,5 @@ int main(int argc, char** argv) {
   app.add_option("--size-noise", arguments.noise.size)->capture_default_str();
   app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
-  try {
-    evaluate(arguments);
-  } catch (const std::exception& error) {
-    std::cerr << "evaluate_alignment: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("evaluate_alignment", 1, [&] { evaluate(arguments); });
 }

@@ -4,17 +4,9 @@
 
 #include <stdexcept>
 
+#include "training/common/search.h"
+
 namespace alignment_training {
-namespace {
-
-// Faces from a twentieth of the longer side up, in a working image that the first network takes.
-constexpr oznalib::CascadeParameter kSearch{
-    /*maxUpscale=*/2.0F,       /*maxImageSide=*/640,
-    /*minFaceFraction=*/0.05F, /*pyramidLevels=*/12,
-    /*pyramidFactor=*/1.26F,   /*windowSize=*/13};
-
-}  // namespace
-
 oznalib::Image viewOf(const cv::Mat& rgb) {
   return {rgb.cols, rgb.rows, static_cast<std::int32_t>(rgb.step), rgb.data};
 }
@@ -31,7 +23,7 @@ BoxFinder::BoxFinder(const std::string& models) {
 
 std::vector<FaceRect> BoxFinder::find(const cv::Mat& rgb) {
   std::vector<oznalib::Detection> detections;
-  oznalib::detect(viewOf(rgb), detector_, detections, kSearch);
+  oznalib::detect(viewOf(rgb), detector_, detections, training::kSearch);
   std::vector<FaceRect> boxes;
   for (const oznalib::Detection& detection : detections) boxes.push_back(detection.rect);
   return boxes;

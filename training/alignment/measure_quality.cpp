@@ -4,9 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <exception>
 #include <fstream>
-#include <iostream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -19,6 +17,7 @@
 #include "training/alignment/rectangles.h"
 #include "training/alignment/sampler.h"
 #include "training/common/photograph.h"
+#include "training/common/program.h"
 
 namespace at = alignment_training;
 
@@ -120,11 +119,5 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--size-noise", arguments.noise.size)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  try {
-    report(measure(arguments));
-  } catch (const std::exception& error) {
-    std::cerr << "measure_quality: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("measure_quality", 1, [&] { report(measure(arguments)); });
 }

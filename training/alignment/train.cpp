@@ -1,7 +1,6 @@
 // Command line program that trains the landmark model.
 
 #include <CLI/CLI.hpp>
-#include <exception>
 #include <iostream>
 #include <memory>
 
@@ -9,10 +8,9 @@
 #include "training/alignment/model_trainer.h"
 #include "training/alignment/model_writer.h"
 #include "training/alignment/sampler.h"
+#include "training/common/program.h"
 
 namespace at = alignment_training;
-
-extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
 
 namespace {
 
@@ -107,15 +105,6 @@ int main(int argc, char** argv) {
   Arguments arguments;
   declareOptions(app, arguments);
   CLI11_PARSE(app, argc, argv);
-  // The bits of a product depend on how BLAS splits it, so the number of its threads is fixed.
-  if (openblas_set_num_threads != nullptr) {
-    openblas_set_num_threads(arguments.model.stage.threads);
-  }
-  try {
-    train(arguments);
-  } catch (const std::exception& error) {
-    std::cerr << "train_alignment: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("train_alignment", arguments.model.stage.threads,
+                              [&] { train(arguments); });
 }

@@ -1,4 +1,4 @@
-// A loop whose indices are shared out to threads.
+/// A loop whose indices are shared out to threads.
 
 #ifndef OZNA_TRAINING_COMMON_PARALLEL_FOR_H_
 #define OZNA_TRAINING_COMMON_PARALLEL_FOR_H_

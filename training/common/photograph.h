@@ -1,4 +1,4 @@
-// Reads photographs as the library takes them.
+/// Reads photographs as the library takes them.
 
 #ifndef OZNA_TRAINING_COMMON_PHOTOGRAPH_H_
 #define OZNA_TRAINING_COMMON_PHOTOGRAPH_H_

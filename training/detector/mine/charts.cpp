@@ -7,31 +7,27 @@
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
+#include "training/common/drawing.h"
 #include "training/common/photograph.h"
 
 namespace detector_training {
 namespace {
 
-constexpr int kPlotWidth = 600;
-constexpr int kPlotHeight = 400;
-constexpr int kMargin = 50;
+using training::kBlack;
+using training::kGrey;
+using training::PlotArea;
+using training::writeText;
+
 constexpr double kFirstRate = 0.01;
 constexpr double kLowestRecall = 0.5;
 constexpr int kCellSide = 160;
 constexpr int kColumns = 8;
-const cv::Scalar kBlack(0, 0, 0);
-const cv::Scalar kGrey(210, 210, 210);
-const cv::Scalar kInks[] = {{180, 80, 20}, {40, 40, 200}, {60, 150, 40}};
+constexpr PlotArea kRecallArea{};
 
 cv::Point plotPoint(double rate, double recall) {
   const double right = std::log10(std::max(rate, kFirstRate) / kFirstRate) / 2;
   const double up = (recall - kLowestRecall) / (1 - kLowestRecall);
-  return {kMargin + static_cast<int>(std::lround(right * kPlotWidth)),
-          kMargin + static_cast<int>(std::lround((1 - std::clamp(up, 0.0, 1.0)) * kPlotHeight))};
-}
-
-void writeText(cv::Mat& picture, const std::string& text, cv::Point at, const cv::Scalar& ink) {
-  cv::putText(picture, text, at, cv::FONT_HERSHEY_SIMPLEX, 0.45, ink, 1, cv::LINE_AA);
+  return kRecallArea.at(right, std::clamp(up, 0.0, 1.0));
 }
 
 void drawGrid(cv::Mat& picture) {
@@ -70,49 +66,35 @@ cv::Mat drawCell(const Photograph& photograph, double cx, double cy, double side
   return cell;
 }
 
-cv::Mat arrange(const std::vector<cv::Mat>& cells) {
-  const int rows = std::max(1, (static_cast<int>(cells.size()) + kColumns - 1) / kColumns);
-  cv::Mat sheet(rows * kCellSide, kColumns * kCellSide, CV_8UC3, kBlack);
-  for (size_t i = 0; i < cells.size(); ++i) {
-    const int column = static_cast<int>(i) % kColumns;
-    const int row = static_cast<int>(i) / kColumns;
-    cells[i].copyTo(sheet(cv::Rect(column * kCellSide, row * kCellSide, kCellSide, kCellSide)));
-  }
-  return sheet;
-}
-
 }  // namespace
 
 cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements) {
-  cv::Mat picture(kPlotHeight + 2 * kMargin, kPlotWidth + 2 * kMargin, CV_8UC3,
-                  cv::Scalar(255, 255, 255));
+  cv::Mat picture = kRecallArea.picture();
   drawGrid(picture);
-  int legendY = kMargin + kPlotHeight - 24 * static_cast<int>(measurements.size());
+  int legendY =
+      kRecallArea.margin + kRecallArea.height - 24 * static_cast<int>(measurements.size());
   for (size_t i = 0; i < measurements.size(); ++i) {
-    const cv::Scalar& ink = kInks[i % 3];
-    cv::Point last = plotPoint(kFirstRate, atWrongEach(measurements[i], kFirstRate).recall);
-    for (int step = 1; step <= 200; ++step) {
+    const cv::Scalar& ink = training::inkOf(i);
+    std::vector<cv::Point> curve;
+    for (int step = 0; step <= 200; ++step) {
       const double rate = kFirstRate * std::pow(10.0, 2.0 * step / 200);
-      const cv::Point next = plotPoint(rate, atWrongEach(measurements[i], rate).recall);
-      cv::line(picture, last, next, ink, 2, cv::LINE_AA);
-      last = next;
+      curve.push_back(plotPoint(rate, atWrongEach(measurements[i], rate).recall));
     }
+    training::drawCurve(picture, curve, ink);
     const OperatingPoint built_in = atThreshold(measurements[i], measurements[i].threshold);
     cv::circle(picture, plotPoint(built_in.wrongEach, built_in.recall), 5, ink, cv::FILLED,
                cv::LINE_AA);
-    writeText(picture, measurements[i].name, {kMargin + kPlotWidth - 260, legendY}, ink);
+    writeText(picture, measurements[i].name,
+              {kRecallArea.margin + kRecallArea.width - 260, legendY}, ink);
     legendY += 24;
   }
   return picture;
 }
 
 cv::Mat drawReliability(const std::vector<Measurement>& measurements) {
-  constexpr int kSide = 400;
-  cv::Mat picture(kSide + 2 * kMargin, kSide + 2 * kMargin, CV_8UC3, cv::Scalar(255, 255, 255));
-  const auto at = [](double score, double share) {
-    return cv::Point(kMargin + static_cast<int>(std::lround(score * kSide)),
-                     kMargin + static_cast<int>(std::lround((1 - share) * kSide)));
-  };
+  constexpr PlotArea kArea{/*width=*/400, /*height=*/400};
+  cv::Mat picture = kArea.picture();
+  const auto at = [&](double score, double share) { return kArea.at(score, share); };
   for (int tenth = 0; tenth <= 10; ++tenth) {
     const double value = tenth / 10.0;
     char text[16];
@@ -126,16 +108,19 @@ cv::Mat drawReliability(const std::vector<Measurement>& measurements) {
   writeText(picture, "score", at(0.45, 0) + cv::Point(0, 40), kBlack);
   writeText(picture, "share of faces", at(0, 1) + cv::Point(0, -12), kBlack);
   for (size_t i = 0; i < measurements.size(); ++i) {
-    const cv::Scalar& ink = kInks[i % 3];
-    cv::Point last(-1, -1);
+    const cv::Scalar& ink = training::inkOf(i);
+    std::vector<cv::Point> curve;
+    std::vector<int> radii;
     for (int tenth = 0; tenth < 10; ++tenth) {
       const Reliability bin = reliabilityOf(measurements[i], static_cast<float>(tenth) / 10,
                                             static_cast<float>(tenth + 1) / 10);
       if (bin.boxes == 0) continue;
-      const cv::Point next = at(bin.meanScore, bin.share);
-      if (last.x >= 0) cv::line(picture, last, next, ink, 2, cv::LINE_AA);
-      cv::circle(picture, next, bin.boxes < 20 ? 3 : 6, ink, cv::FILLED, cv::LINE_AA);
-      last = next;
+      curve.push_back(at(bin.meanScore, bin.share));
+      radii.push_back(bin.boxes < 20 ? 3 : 6);
+    }
+    training::drawCurve(picture, curve, ink);
+    for (size_t dot = 0; dot < curve.size(); ++dot) {
+      cv::circle(picture, curve[dot], radii[dot], ink, cv::FILLED, cv::LINE_AA);
     }
     writeText(picture, measurements[i].name, at(0.6, 0.1 + 0.06 * static_cast<double>(i)), ink);
   }
@@ -151,7 +136,7 @@ cv::Mat drawMisses(const Measurement& measurement, const std::vector<Photograph>
     cells.push_back(drawCell(photographs[face.photograph], face.face.cx, face.face.cy,
                              face.face.side, face.score));
   }
-  return arrange(cells);
+  return training::contactSheet(cells, kColumns, kCellSide);
 }
 
 cv::Mat drawWrong(const Measurement& measurement, const std::vector<Photograph>& photographs,
@@ -163,7 +148,7 @@ cv::Mat drawWrong(const Measurement& measurement, const std::vector<Photograph>&
                              wrong.box.y + 0.5 * wrong.box.height, wrong.box.width,
                              wrong.box.score));
   }
-  return arrange(cells);
+  return training::contactSheet(cells, kColumns, kCellSide);
 }
 
 }  // namespace detector_training

@@ -2,21 +2,18 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
-#include <exception>
 #include <fstream>
 #include <functional>
-#include <iostream>
 #include <map>
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
 
+#include "training/common/program.h"
 #include "training/detector/mine/charts.h"
 #include "training/detector/mine/evaluation.h"
 #include "training/detector/mine/photographs.h"
 
 namespace dt = detector_training;
-
-extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
 
 namespace {
 
@@ -204,12 +201,5 @@ int main(int argc, char** argv) {
   app.add_option("--limit", arguments.limit, "So many photographs only");
   app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
-  try {
-    evaluate(arguments);
-  } catch (const std::exception& error) {
-    std::cerr << "evaluate_detector: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("evaluate_detector", 1, [&] { evaluate(arguments); });
 }

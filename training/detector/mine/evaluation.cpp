@@ -14,6 +14,7 @@
 #include "detector/stage_results.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
+#include "training/common/search.h"
 #include "training/detector/mine/miner.h"
 #include "training/detector/mine/overlap.h"
 
@@ -42,7 +43,7 @@ double searchMilliseconds(oznalib::DetectorImpl& detector, float threshold, cons
   float& last = detector.stages.back().threshold;
   const float none = std::exchange(last, threshold);
   const double start = threadMilliseconds();
-  oznalib::runCascade(detector, rgb, kSearch);
+  oznalib::runCascade(detector, rgb, training::kSearch);
   const double taken = threadMilliseconds() - start;
   last = none;
   return taken;
@@ -120,7 +121,8 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
   PhotographResult result;
   result.milliseconds = searchMilliseconds(detector, threshold, rgb);
   oznalib::StageResults stages(detector.stages.size());
-  const oznalib::CandidateList found = oznalib::runCascade(detector, rgb, stages, kSearch);
+  const oznalib::CandidateList found =
+      oznalib::runCascade(detector, rgb, stages, training::kSearch);
   const size_t last = stages.size() - 1;
   // What a stage judges is what the one before lets through; the scan judges every cell.
   const auto before = [&](size_t stage) -> const oznalib::CandidateList& {

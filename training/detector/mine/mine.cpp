@@ -3,22 +3,19 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <exception>
-#include <iostream>
 #include <map>
 #include <memory>
 
 #include "detector/model_store.h"
 #include "training/common/parallel_for.h"
 #include "training/common/photograph.h"
+#include "training/common/program.h"
 #include "training/detector/mine/miner.h"
 #include "training/detector/mine/photographs.h"
 #include "training/detector/mine/views.h"
 #include "training/detector/mine/window_file.h"
 
 namespace dt = detector_training;
-
-extern "C" void openblas_set_num_threads(int threads) __attribute__((weak));
 
 namespace {
 
@@ -155,12 +152,5 @@ int main(int argc, char** argv) {
   app.add_option("--seed", miner.seed)->capture_default_str();
   app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();
   CLI11_PARSE(app, argc, argv);
-  if (openblas_set_num_threads != nullptr) openblas_set_num_threads(1);
-  try {
-    mineAll(arguments);
-  } catch (const std::exception& error) {
-    std::cerr << "mine_windows: " << error.what() << std::endl;
-    return 1;
-  }
-  return 0;
+  return training::runProgram("mine_windows", 1, [&] { mineAll(arguments); });
 }

@@ -12,6 +12,7 @@
 #include "detector/cascade_driver.h"
 #include "detector/dense_stage.h"
 #include "detector/stage_scoring.h"
+#include "training/common/search.h"
 #include "training/detector/mine/overlap.h"
 
 namespace detector_training {
@@ -59,8 +60,9 @@ float floorOf(const DetectorImpl& detector, const MinerOptions& options, size_t 
 
 // The boxes that reach a later stage: the driver's rounds with other thresholds.
 CandidateList reaching(DetectorImpl& detector, const cv::Mat& rgb, const MinerOptions& options) {
-  CandidateList list = oznalib::firstRound(detector, oznalib::makeWorkingImage(rgb, kSearch),
-                                           kSearch, floorOf(detector, options, 0));
+  CandidateList list =
+      oznalib::firstRound(detector, oznalib::makeWorkingImage(rgb, training::kSearch),
+                          training::kSearch, floorOf(detector, options, 0));
   for (int i = 1; i < options.target; ++i) {
     oznalib::middleRound(detector, i, rgb, floorOf(detector, options, i), list);
   }
@@ -146,8 +148,9 @@ std::vector<WindowLabel> labelsOf(const CandidateList& list, const View& view) {
 
 std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const MinerOptions& options,
                               std::mt19937_64& random) {
-  const oznalib::WorkingImage working = oznalib::makeWorkingImage(view.rgb, kSearch);
-  CandidateList list = oznalib::scanDenseStage(detector.stages[0], working.pixels, kSearch);
+  const oznalib::WorkingImage working = oznalib::makeWorkingImage(view.rgb, training::kSearch);
+  CandidateList list =
+      oznalib::scanDenseStage(detector.stages[0], working.pixels, training::kSearch);
   const std::vector<Place> places = withCells(list);
   oznalib::mapToImage(list, working.scale);
   const std::vector<WindowLabel> labels = labelsOf(list, view);
@@ -156,7 +159,7 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
   for (const size_t i : choose(labels, options, random)) {
     cv::Mat& level = levels[places[i].box.level];
     if (level.empty())
-      level = oznalib::makeLevelImage(working.pixels, places[i].box.level, kSearch);
+      level = oznalib::makeLevelImage(working.pixels, places[i].box.level, training::kSearch);
     const cv::Rect field(kStride * places[i].column, kStride * places[i].row, kReceptiveField,
                          kReceptiveField);
     // Pooling rounds up, so the last cells look over the edge by a pixel or two.

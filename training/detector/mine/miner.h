@@ -13,12 +13,6 @@
 
 namespace detector_training {
 
-/// The search that the networks are trained for: the defaults of the program.
-constexpr oznalib::CascadeParameter kSearch{
-    /*maxUpscale=*/2.0F,       /*maxImageSide=*/640,
-    /*minFaceFraction=*/0.05F, /*pyramidLevels=*/12,
-    /*pyramidFactor=*/1.26F,   /*windowSize=*/13};
-
 /// The stage that scans, whose windows are 13 by 13 pixels of a level image; the windows of the others
 /// are boxes cut from the view. Calibration sees the boxes of all later stages but the last.
 constexpr int kScan = 0;
