@@ -17,7 +17,7 @@ struct LandmarkFace {
   Shape points;       // In pixels of the photograph.
 };
 
-/// Reads folder/split.jsonl: one JSON object a line with "image", "quality" ("manual" or "tracked")
+/// Reads folder/split.jsonl: one JSON object per line with "image", "quality" ("manual" or "tracked")
 /// and "points", 68 pairs. Throws std::runtime_error that names the file and the line.
 std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std::string& split);
 

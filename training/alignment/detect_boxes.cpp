@@ -31,7 +31,7 @@ void detectAll(const std::string& data, const std::string& models, const std::st
     faces.push_back(std::move(face));
   std::vector<std::string> lines(faces.size());
   std::vector<int> found(threads);
-  // One cascade a thread, since a detector writes into its networks.
+  // One cascade per thread, since a detector writes into its networks.
   training::parallelFor(threads, threads, [&](int thread) {
     at::BoxFinder finder(models);
     for (size_t i = thread; i < faces.size(); i += threads) {

@@ -38,7 +38,7 @@ class NormalEquations {
   int features_;
   int outputs_;
   std::vector<float> gram_;   // features by features, row-major; the upper triangle counts.
-  std::vector<float> cross_;  // outputs by features: one right-hand side a row.
+  std::vector<float> cross_;  // outputs by features: one right-hand side per row.
 };
 
 }  // namespace alignment_training

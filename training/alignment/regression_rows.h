@@ -20,9 +20,9 @@ constexpr float kFeatureScale = 0.00390625F;  // What a byte counts in the regre
 struct RegressionRows {
   std::vector<int> sample;             // Index of each row's sample.
   std::vector<int> firstRow;           // Of each sample; one more at the end.
-  std::vector<float> shapes;           // kCoordinates a row.
-  std::vector<float> truths;           // kCoordinates a sample, with the border.
-  std::vector<std::uint8_t> features;  // kFeatures a row, filled by describeRows.
+  std::vector<float> shapes;           // kCoordinates per row.
+  std::vector<float> truths;           // kCoordinates per sample, with the border.
+  std::vector<std::uint8_t> features;  // kFeatures per row, filled by describeRows.
 
   size_t count() const { return sample.size(); }
   float* shape(size_t row) { return shapes.data() + row * kCoordinates; }
@@ -38,7 +38,7 @@ struct RegressionRows {
 /// `manualWeight` times.
 Shape meanUnitShape(const std::vector<AlignmentSample>& samples, float manualWeight);
 
-/// Sets up `starts` rows a sample: all nine starting shapes in their order if starts is 9,
+/// Sets up `starts` rows per sample: all nine starting shapes in their order if starts is 9,
 /// otherwise so many drawn from the nine without repetition, by seed and sample index.
 RegressionRows makeRows(const std::vector<AlignmentSample>& samples, const Shape& meanShape,
                         int starts, std::uint64_t seed);

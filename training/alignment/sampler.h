@@ -62,7 +62,7 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
                                                  const BoxTable* boxes,
                                                  const SamplerOptions& options, int threads);
 
-/// One sample a face, as it stands: the detector's box where it found the face, otherwise a
+/// One sample per face, as it stands: the detector's box where it found the face, otherwise a
 /// jittered square. Seeded as evaluationRect.
 std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const std::vector<LandmarkFace>& faces,

@@ -19,7 +19,7 @@ using RowList = std::vector<int>;
 
 /// What all rows have in common: weights and weighted means.
 struct Centre {
-  std::vector<float> weight;   // One a row.
+  std::vector<float> weight;   // One per row.
   std::vector<float> feature;  // kFeatures, in units of the regression.
   std::vector<float> move;     // kCoordinates: truth less shape.
 };

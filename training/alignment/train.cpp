@@ -41,7 +41,8 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--levels-per-octave", model.levelsPerOctave)->capture_default_str();
   app.add_option("--face-width", model.faceWidth, "Width of the scaled face box in pixels")
       ->capture_default_str();
-  app.add_option("--starts", model.startsPerSample, "Of the nine starting shapes, so many a sample")
+  app.add_option("--starts", model.startsPerSample,
+                 "Of the nine starting shapes, so many per sample")
       ->check(CLI::Range(1, at::kStarts))
       ->capture_default_str();
   app.add_option("--ridges", model.stage.ridges, "Candidates, in units of the mean diagonal")

@@ -1,4 +1,4 @@
-"""Definitions and tables of networks that are told in a line, such as "c16 p c32 c48 p f64 f2"."""
+"""Definitions and tables of networks that are written in one line, such as "c16 p c32 c48 p f64 f2"."""
 
 import math
 import re
@@ -35,10 +35,10 @@ def definition(name, layers, side):
     for number, word in enumerate(words, 1):
         kind, size, kernel, stride = LAYER.fullmatch(word).groups()
         top = f"{KINDS[kind]}{number}"
-        told = {"c": f"CONVOLUTION{{}} convolution_param {{{{ num_output: {size} kernel_size: {kernel or 3} stride: {stride or 1} }}}}",
-                "f": f"INNER_PRODUCT{{}} inner_product_param {{{{ num_output: {size} }}}}",
-                "p": f"POOLING{{}} pooling_param {{{{ pool: MAX kernel_size: {size or 2} stride: 2 }}}}"}[kind]
-        text += f'layers {{ name: "{top}" type: ' + told.format(f' bottom: "{bottom}" top: "{top}"') + " }\n"
+        layer = {"c": f"CONVOLUTION{{}} convolution_param {{{{ num_output: {size} kernel_size: {kernel or 3} stride: {stride or 1} }}}}",
+                 "f": f"INNER_PRODUCT{{}} inner_product_param {{{{ num_output: {size} }}}}",
+                 "p": f"POOLING{{}} pooling_param {{{{ pool: MAX kernel_size: {size or 2} stride: 2 }}}}"}[kind]
+        text += f'layers {{ name: "{top}" type: ' + layer.format(f' bottom: "{bottom}" top: "{top}"') + " }\n"
         # The rectifier of a layer that is pooled stands behind the pooling, where there are fewer values.
         if number < len(words) and words[number][0] != "p":
             text += f'layers {{ name: "{top}_neuron" type: RELU bottom: "{top}" top: "{top}" }}\n'
@@ -49,7 +49,7 @@ def definition(name, layers, side):
 def patterns(shifts, scales, side):
     """Lines of a calibration's table: every shift in x with every one in y with every scale.
 
-    A pattern of a scale alone keeps the middle of the box where it is, so shifts are told from there; in pixels of the input.
+    A pattern of a scale alone keeps the middle of the box where it is, so shifts are counted from there; in pixels of the input.
     """
     rows = []
     for scale in scales:

@@ -60,7 +60,7 @@ def optimisers(twin, parameters, options):
 
 
 def show_progress(name, done, total, speed, note=""):
-    """Rewrites the line on the standard error that says how far a fit or the like is; `speed` in windows a second."""
+    """Rewrites the line on the standard error that says how far a fit or the like is; `speed` in windows per second."""
     print(f"\r{name}: {done / total:6.1%}  {note}{speed:.0f} windows/s  {(total - done) / max(speed, 1e-9) / 60:.1f} min left   ",
           end="" if sys.stderr.isatty() else "\n", file=sys.stderr, flush=True)
 

@@ -17,15 +17,15 @@ definitions here are also taken into the program.
 | --- | --- | --- |
 | `x16Net-demo` | first stage: scans the whole image, one cell for each window of 13 pixels | up to 384 by 384 |
 | `x32Net` | second stage: scores one box | 24 by 24 |
-| `x32Net-x32-3Scales-200` | calibration: tells how a face lies in a box, 19 patterns | 24 by 24 |
+| `x32Net-x32-3Scales-200` | calibration: finds how a face lies in a box, 19 patterns | 24 by 24 |
 | `x64Net` | third stage: scores one box | 48 by 48 |
 
 | file | content |
 | --- | --- |
 | `prototxt-full`, `prototxt-deploy` | definition of the network, text |
 | `proto-full`, `proto` | trained weights, binary |
-| `mean` | mean image of the network's input: one number a line, plane by plane, row by row; plane 0 is the third byte of a pixel |
-| `offsets-scales` | one pattern a line: dx, dy in pixels of the 24 by 24 input, and scale |
+| `mean` | mean image of the network's input: one number per line, plane by plane, row by row; plane 0 is the third byte of a pixel |
+| `offsets-scales` | one pattern per line: dx, dy in pixels of the 24 by 24 input, and scale |
 | `first-stage-mean` | mean image of the first stage, 12 by 12; applied by nothing, since that network takes raw pixels |
 
 `../stages.txt` lists the three stages and their thresholds: load with the root `public/` and the list `stages.txt`.
@@ -45,7 +45,7 @@ at distances of 2; `f64` fully connected; rectifiers between them.
 
 The first stage scans the whole image, one cell for each window of 13 pixels; the others score one box. The calibration runs
 after every stage but the first and the last: it moves and scales a box by the likeliest of the {patterns} patterns of `offsets-scales` (dx, dy in
-pixels of its input, and scale). `mean` is the mean image of an input: one number a line, plane by plane, row by row; plane 0 is the third
+pixels of its input, and scale). `mean` is the mean image of an input: one number per line, plane by plane, row by row; plane 0 is the third
 byte of a pixel.
 """
 

@@ -2,7 +2,7 @@
 
 import numpy as np
 
-LEAST = 1e-7  # Scores closer to 0 or 1 tell no more.
+LEAST = 1e-7  # Scores closer to 0 or 1 say no more.
 
 
 def logit(p):

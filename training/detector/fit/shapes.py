@@ -115,8 +115,8 @@ class Compact(Shape):
 # the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone. A fit that
 # is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap; one that is `normalised`
 # has its layers normalised meanwhile. A `point` step sets a threshold so that `boxes` boxes (or, of the last network, wrong
-# boxes) a held-back photograph pass. A `scores` step makes the last network's scores probabilities, and sets its threshold so that
-# `wrong` wrong boxes a held-back photograph are left. `portraits` are the photographs with landmarks: one well placed face each, in
+# boxes) per held-back photograph pass. A `scores` step makes the last network's scores probabilities, and sets its threshold so that
+# `wrong` wrong boxes per held-back photograph are left. `portraits` are the photographs with landmarks: one well placed face each, in
 # every light, but nothing is known of their backgrounds.
 # Of two like fits of the second network, the one with half of its windows `recoloured` left better placed boxes on held-back
 # photographs than the one with all of them (overlap 0.761 against 0.758), and reached 2 of 415 faces fewer.
@@ -167,7 +167,7 @@ BUILT_IN = BuiltIn(
     fixed_thresholds=True,
 )
 
-# The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes a photograph it reaches as many
+# The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes per photograph it reaches as many
 # faces as the other at 250, and the scan takes a twelfth longer.
 # The networks of 24 pixels take a tenth of the time of the last one. The second stage has to look at hundreds of boxes; the third
 # sees those that are left once more, after their first calibration.
@@ -258,7 +258,7 @@ COMPACT = Compact(
 )
 
 # The shape that the compact cascade is to take next: networks that see the roots of their pixels, and a calibration of half the
-# work. public/compact/MODEL.md tells how far it has come; it goes on from that cascade, whose weights are a start for roots too.
+# work. public/compact/MODEL.md says how far it has come; it goes on from that cascade, whose weights are a start for roots too.
 COMPACT_ROOTS = replace(
     COMPACT,
     name="compact-roots",

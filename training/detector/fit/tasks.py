@@ -57,7 +57,7 @@ def give_share(weights, chosen, share):
 
 
 def face_logits(logits):
-    """The logit of a face (N,) from the answers of a face network, which are two a window, or of a teacher."""
+    """The logit of a face (N,) from the answers of a face network, which are two per window, or of a teacher."""
     return logits[:, 1] - logits[:, 0] if logits.shape[1] == 2 else logits[:, 0]
 
 
@@ -100,9 +100,9 @@ class Task:
 
 
 class Moves:
-    """The overlaps that the calibration's moves would leave windows, reckoned when they are asked for: there are many patterns."""
+    """The overlaps that the calibration's moves would leave windows, computed when they are asked for: there are many patterns."""
 
-    SIDE = 24  # Of the calibration network's input, in whose pixels the patterns are told.
+    SIDE = 24  # Of the calibration network's input, in whose pixels the patterns are given.
 
     def __init__(self, labels, patterns):
         self.labels, self.patterns = torch.from_numpy(labels.copy()).to(device()), patterns.to(device())
@@ -167,7 +167,7 @@ class TeacherTask(FaceTask):
         target = self.targets[batch.index]
         loss = F.binary_cross_entropy_with_logits(logits[:, 0], target, reduction="none")
         error = (torch.sigmoid(logits[:, 0]) - target).abs()
-        # The table of patterns has no mirror image, and where there is no face the overlaps tell nothing.
+        # The table of patterns has no mirror image, and where there is no face the overlaps say nothing.
         known = ~batch.mirrored & (self.overlap[batch.index] > 0.1)
         placed = F.binary_cross_entropy_with_logits(logits[:, 1:], self.moves.overlaps(batch.index), reduction="none").mean(1)
         return loss + 0.5 * placed * known, error
@@ -175,13 +175,13 @@ class TeacherTask(FaceTask):
 
 class DistilledTask(FaceTask):
     """Answers of a teacher (Hinton et al., Distilling the knowledge in a neural network, 2015), of which the labels keep a share.
-    `taught` are the teacher's logits, one a window.
+    `taught` are the teacher's logits, one per window.
 
     The small network answers alike for windows that it learnt and for new ones: it does not learn them by heart, it is too small
     for all of them. So its windows are changed less than those of a teacher, who judged them unchanged.
 
     Of the boxes on a face the last suppression keeps the one that scores highest. So pairs of windows on one face are compared
-    (Burges et al., Learning to rank using gradient descent, 2005): the difference of their logits should tell which has the
+    (Burges et al., Learning to rank using gradient descent, 2005): the difference of their logits should say which has the
     larger overlap, in which the labels and the teacher have the same say.
     """
 
@@ -200,7 +200,7 @@ class DistilledTask(FaceTask):
         self.pairs = FacePairs(data.labels)
 
     def losses(self, logits, batch):
-        """As for labels, less the least possible: the relative entropy, which tells how far the network is from the answers."""
+        """As for labels, less the least possible: the relative entropy, which says how far the network is from the answers."""
         losses, errors = super().losses(logits, batch)
         return losses - self.least[batch.index], errors
 

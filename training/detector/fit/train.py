@@ -167,7 +167,7 @@ class Trainer:
         }
 
     def _fitted(self, twin, data, task, network, options, key):
-        """Fits, keeps the curve, and tells what was done."""
+        """Fits, keeps the curve, and says what was done."""
         checkpoint = os.path.join(self.work, key + ".checkpoint")
         name = network if isinstance(twin, networks.Twin) else network + " (teacher)"
         curve = fitting.Fit(twin, data, task, self._mean(network), options, checkpoint, name).run()
@@ -227,7 +227,7 @@ class Trainer:
         return told + "".join(words[word] for word in words if what.get(word))
 
     def point(self, network, what, _key):
-        """Chooses the stage's operating point: so many boxes a held-back photograph pass, of the last stage so many wrong ones. The
+        """Chooses the stage's operating point: so many boxes per held-back photograph pass, of the last stage so many wrong ones. The
         threshold becomes the score that does it; where thresholds are fixed, the face logit is moved instead."""
         stage, last = self.shape.stages().index(network), len(self.shape.stages()) - 1
         thresholds = self.shape.read_thresholds(self.cascade)
@@ -246,7 +246,7 @@ class Trainer:
             return "left as it is: no box to set it by"
         ranked = np.sort(found)[::-1]
         cut = float(np.clip(ranked[min(len(ranked) - 1, int(what["boxes"] * photographs))], 1e-7, 1 - 1e-7))
-        passing = f"{what['boxes']} {'wrong ' if stage == last else ''}boxes a held-back photograph pass"
+        passing = f"{what['boxes']} {'wrong ' if stage == last else ''}boxes per held-back photograph pass"
         if self.shape.fixed_thresholds:
             constant = scores.logit(thresholds[stage]) - scores.logit(cut)
             self._rescale(network, 1.0, constant)
@@ -270,7 +270,7 @@ class Trainer:
 
     def scores(self, network, what, _key):
         """Makes the last network's scores probabilities: of the boxes of the held-back photographs that score about 0.9, nine in ten
-        are to be faces. Then sets the threshold that leaves the wanted number of wrong boxes a photograph."""
+        are to be faces. Then sets the threshold that leaves the wanted number of wrong boxes per photograph."""
         name = os.path.join(self.work, "held-scores.txt")
         command = [os.path.join(self.arguments.tools, "evaluate_detector"), self.arguments.data, "--models", self.cascade, "--split",
                    "train", "--part", "held", "--threads", str(self.arguments.threads), "--scores", name]
@@ -281,7 +281,7 @@ class Trainer:
         threshold = scores.threshold(scores.change(found, slope, constant), right, int(what["wrong"] * photographs))
         self.shape.write_stages(self.cascade, self.shape.read_thresholds(self.cascade)[:-1] + [threshold])
         return (f"{slope:.3f} times the difference of the logits {constant:+.3f}; a threshold of {threshold:.3f}, which {what['wrong']} wrong "
-                "boxes a held-back photograph pass")
+                "boxes per held-back photograph pass")
 
 
 def main():

@@ -43,7 +43,7 @@ void drawGrid(cv::Mat& picture) {
     cv::line(picture, start, plotPoint(1, tenth / 10.0), tenth == 5 ? kBlack : kGrey);
     writeText(picture, std::to_string(10 * tenth) + "%", start + cv::Point(-44, 5), kBlack);
   }
-  writeText(picture, "false positives a photograph",
+  writeText(picture, "false positives per photograph",
             plotPoint(kFirstRate, kLowestRecall) + cv::Point(200, 40), kBlack);
   writeText(picture, "share of faces found", plotPoint(kFirstRate, 1) + cv::Point(0, -12), kBlack);
 }

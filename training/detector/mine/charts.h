@@ -12,8 +12,8 @@ namespace detector_training {
 
 // All pictures are 8-bit, blue, green, red, as cv::imwrite takes them.
 
-/// Recall (upwards, 0.5 to 1) over false positives a photograph (to the right, 0.01 to 1,
-/// logarithmic), a line a measurement, with a dot at the built-in threshold.
+/// Recall (upwards, 0.5 to 1) over false positives per photograph (to the right, 0.01 to 1,
+/// logarithmic), one line per measurement, with a dot at the built-in threshold.
 cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements);
 
 /// Share of faces (upwards) among found boxes of like scores (to the right), both 0 to 1: a line a

@@ -33,7 +33,7 @@ struct Arguments {
   int threads = 2;
 };
 
-// A row of the table: what is told, and how of one measurement.
+// A row of the table: what it shows, and how it is taken from one measurement.
 using Row = std::pair<std::string, std::function<double(const dt::Measurement&)>>;
 using FaceChoice = std::function<bool(const dt::FaceResult&)>;
 
@@ -67,14 +67,14 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
   std::vector<Row> rows;
   for (const double rate : {0.02, 0.05, 0.1, 0.2, 0.5}) {
     char name[64];
-    std::snprintf(name, sizeof name, "recall at %g false positives a photograph", rate);
+    std::snprintf(name, sizeof name, "recall at %g false positives per photograph", rate);
     rows.emplace_back(name,
                       [rate](const dt::Measurement& m) { return dt::atWrongEach(m, rate).recall; });
   }
   const auto builtIn = [](const dt::Measurement& m) { return dt::atThreshold(m, m.threshold); };
   rows.emplace_back("built-in thresholds: recall",
                     [=](const dt::Measurement& m) { return builtIn(m).recall; });
-  rows.emplace_back("built-in thresholds: false positives a photograph",
+  rows.emplace_back("built-in thresholds: false positives per photograph",
                     [=](const dt::Measurement& m) { return builtIn(m).wrongEach; });
   rows.emplace_back("built-in thresholds: mean overlap of matches",
                     [=](const dt::Measurement& m) { return builtIn(m).meanOverlap; });
@@ -107,11 +107,11 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
         name, [value](const dt::Measurement& m) { return value(m) / std::max(m.photographs, 1); });
   };
   for (size_t i = 0; i < std::size(networks); ++i) {
-    each(i == 0 ? "windows scanned a photograph" : std::string("boxes into the ") + networks[i],
+    each(i == 0 ? "windows scanned per photograph" : std::string("boxes into the ") + networks[i],
          [i](const dt::Measurement& m) { return i < m.judged.size() ? m.judged[i] : 0; });
   }
   each("boxes into the last suppression", [](const dt::Measurement& m) { return m.passed; });
-  each("milliseconds of processor time a photograph",
+  each("milliseconds of processor time per photograph",
        [](const dt::Measurement& m) { return m.milliseconds; });
   return rows;
 }
@@ -183,7 +183,7 @@ int main(int argc, char** argv) {
       {"all", dt::Part::All}, {"fit", dt::Part::Fit}, {"held", dt::Part::Held}};
   app.add_option("data", arguments.data, "Folder with detection/")->required();
   app.add_option("--models", arguments.models,
-                 "Folder with stages.txt and cascades/; several: a column each")
+                 "Folder with stages.txt and cascades/; several: one column each")
       ->required();
   app.add_option("--names", arguments.names, "What to call them in place of their folders");
   app.add_option("--split", arguments.split)->capture_default_str();

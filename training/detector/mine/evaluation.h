@@ -63,7 +63,7 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
 struct OperatingPoint {
   float threshold = 0;  ///< Scores above it count.
   double recall = 0;
-  double wrongEach = 0;    ///< False positives a photograph.
+  double wrongEach = 0;    ///< False positives per photograph.
   double meanOverlap = 0;  ///< Of the matches.
 };
 
@@ -79,7 +79,7 @@ Reliability reliabilityOf(const Measurement& measurement, float from, float to);
 
 OperatingPoint atThreshold(const Measurement& measurement, float threshold);
 
-/// The lowest threshold that keeps to so many false positives a photograph.
+/// The lowest threshold that keeps to so many false positives per photograph.
 OperatingPoint atWrongEach(const Measurement& measurement, double wrongEach);
 
 }  // namespace detector_training

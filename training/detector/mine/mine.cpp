@@ -135,7 +135,7 @@ int main(int argc, char** argv) {
       ->capture_default_str();
   app.add_option("--first-variant", arguments.firstVariant, "0 is the photograph as it is")
       ->capture_default_str();
-  app.add_option("--variants", arguments.variants, "Views a photograph")->capture_default_str();
+  app.add_option("--variants", arguments.variants, "Views per photograph")->capture_default_str();
   app.add_option("--limit", arguments.limit, "About so many photographs only");
   app.add_option(
          "--floors", miner.floors,
@@ -146,7 +146,7 @@ int main(int argc, char** argv) {
   app.add_flag("--score", miner.scoreTarget, "Judge windows by their network; keep the hardest");
   app.add_option("--keep-above", miner.keepAbove, "Drop negatives that score less")
       ->capture_default_str();
-  app.add_option("--negatives", miner.negatives, "Most negatives a view")->capture_default_str();
+  app.add_option("--negatives", miner.negatives, "Most negatives per view")->capture_default_str();
   app.add_option("--jittered", miner.jittered, "Further boxes around each face")
       ->capture_default_str();
   app.add_option("--seed", miner.seed)->capture_default_str();

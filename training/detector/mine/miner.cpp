@@ -38,7 +38,7 @@ struct Place {
   int column = 0;
 };
 
-// The list of a scan tells no cells, but it runs level by level and row by row.
+// The list of a scan has no cells, but it runs level by level and row by row.
 std::vector<Place> withCells(const CandidateList& list) {
   std::vector<Place> places;
   for (const FaceCandidate& box : list.candidates) {
@@ -70,7 +70,7 @@ CandidateList reaching(DetectorImpl& detector, const cv::Mat& rgb, const MinerOp
 }
 
 // Boxes around the faces, scaled by up to a quarter and moved by up to an eighth; from the third
-// stage on, which has to tell the best of several boxes, every other one by up to three eighths.
+// stage on, which has to find the best of several boxes, every other one by up to three eighths.
 void appendJittered(const View& view, const MinerOptions& options, std::mt19937_64& random,
                     CandidateList& list) {
   std::uniform_real_distribution<double> unit(-1, 1);

@@ -26,7 +26,7 @@ struct MinerOptions {
   bool scoreTarget =
       false;             ///< Let the target network itself judge each window, and prefer hard ones.
   float keepAbove = -1;  ///< Negatives with such a score at most are dropped.
-  int negatives = 100;   ///< Most windows a view that lie on no face.
+  int negatives = 100;   ///< Most windows per view that lie on no face.
   int jittered = 0;      ///< Boxes around each counted face, moved and scaled at random.
   std::uint64_t seed = 1;
 };

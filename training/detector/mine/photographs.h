@@ -25,12 +25,12 @@ struct Photograph {
   bool backgroundUnknown = false;
 };
 
-/// Reads folder/detection/split.jsonl: one JSON object a line with "image", "width", "height" and
+/// Reads folder/detection/split.jsonl: one JSON object per line with "image", "width", "height" and
 /// "faces", each of "cx", "cy", "side" and "ignore". Throws std::runtime_error that names the file
 /// and the line.
 std::vector<Photograph> readPhotographs(const std::string& folder, const std::string& split);
 
-/// Reads folder/landmarks/split.jsonl: one JSON object a line with "image", "width", "height" and
+/// Reads folder/landmarks/split.jsonl: one JSON object per line with "image", "width", "height" and
 /// "points", the 68 landmarks of one face with 0 at the centre of the first pixel. Its square is the
 /// one that the detector is to find: from above the brows to just above the tip of the chin.
 std::vector<Photograph> readLandmarkPhotographs(const std::string& folder,

@@ -34,7 +34,7 @@ struct Window {
 };
 
 /// Writes PREFIX.u8, the pixels in the order of a network's input (plane 0 is the third byte of a
-/// pixel), PREFIX.f32, the labels, and, when closed, PREFIX.json, which tells the counts: without it
+/// pixel), PREFIX.f32, the labels, and, when closed, PREFIX.json, which has the counts: without it
 /// the other two are incomplete. Errors are std::runtime_error.
 class WindowFile {
  public:
