@@ -52,6 +52,6 @@ const std::size_t builtInFileCount = sizeof(kFiles) / sizeof(kFiles[0]);
 
 }  // namespace kit
 ]==])
-  set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS "${paths}")
+  set_source_files_properties(${source} PROPERTIES OBJECT_DEPENDS "${paths}" SKIP_UNITY_BUILD_INCLUSION ON)
   set(${source_variable} ${source} PARENT_SCOPE)
 endfunction()

@@ -15,10 +15,10 @@ if(NOT CMAKE_CXX_FLAGS_SANITIZE)
   set(CMAKE_CXX_FLAGS_SANITIZE "-O1 -g1")  # Lines in stack traces; whole debug information takes a third longer.
 endif()
 
-# Half of the time of a test's source goes to headers, which the sources of a batch read once. What reads a source alone, and so
+# Half of the time of a source goes to headers, which the sources of a batch read once. What reads a source alone, and so
 # finds a missing include, are the presets without this option; the library's own sources share batches in instrumented
 # builds only.
-option(OZNA_BATCHES "Compile the sources of tests, and of an instrumented library, several at a time" OFF)
+option(OZNA_BATCHES "Compile the sources of tests, of the program and of an instrumented library several at a time" OFF)
 option(OZNA_THREAD_TESTS_ONLY "Leave out the tests' sources that start no threads" OFF)
 
 # ozna_batches(TARGET): the sources of the target share batches. A source whose names are those of another one gets the property
@@ -116,8 +116,9 @@ endfunction()
 # ozna_test(NAME SOURCE...): a GoogleTest binary against the static library, one CTest case per test. Suites whose
 # name ends in Threads carry the label 'threads', which selects what runs under ThreadSanitizer.
 #
-# A test's own code is translated with little optimisation, and without the checks for undefined behaviour, which stay in the
-# library that it calls: both cost more to build than they save or find in code that runs once.
+# A test's own code is translated with little optimisation, with none where it is instrumented, and without the checks for
+# undefined behaviour, which stay in the library that it calls: both cost more to build than they save or find in code that
+# runs once.
 function(ozna_test name)
   set(sources ${ARGN})
   if(OZNA_THREAD_TESTS_ONLY)
@@ -128,7 +129,7 @@ function(ozna_test name)
   if(OZNA_BATCHES)
     ozna_batches(${name})
   endif()
-  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1>)
+  target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O1> $<$<CONFIG:Sanitize>:-O0>)
   target_link_libraries(${name} PRIVATE ozna_static ozna_mathematics GTest::gmock GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   set(environment ENVIRONMENT "OPENBLAS_NUM_THREADS=1")
