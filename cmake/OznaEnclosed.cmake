@@ -60,6 +60,8 @@ target_link_libraries(ozna_enclosed INTERFACE ozna_mathematics Threads::Threads)
 function(ozna_enclose name headers)
   add_library(${name} OBJECT ${ARGN})
   target_link_libraries(${name} PRIVATE ozna_flags ${headers})
+  # Each source stands in for a part of another library; a made one declares that library's data as bare bytes.
+  set_target_properties(${name} PROPERTIES UNITY_BUILD OFF)
   target_sources(ozna_enclosed INTERFACE $<TARGET_OBJECTS:${name}>)
 endfunction()
 set(enclosed_sources ${PROJECT_SOURCE_DIR}/public/enclosed)

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <optional>
@@ -23,6 +24,16 @@ using oznatool::ExitCode;
 [[noreturn]] void endWithoutMemory() {
   oznatool::sayNoMemory();
   _exit(oznatool::kExitLimit);
+}
+// Where a library's function that promises not to throw gets no memory, the program ends at once, and says why all the same.
+[[noreturn]] void endAfterBrokenPromise() {
+  try {
+    if (std::current_exception() != nullptr) throw;
+  } catch (const std::bad_alloc&) {
+    endWithoutMemory();
+  } catch (...) {
+  }
+  std::abort();
 }
 __attribute__((constructor(101))) void prepareConstants() {
   std::set_new_handler(endWithoutMemory);
@@ -82,6 +93,7 @@ int runArguments(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   std::set_new_handler(nullptr);
+  std::set_terminate(endAfterBrokenPromise);
   oznatool::prepareStreams();
   const int status = runArguments(argc, argv);
   // Everything is written. A mathematics library whose threads found no room when it was loaded
