@@ -134,8 +134,12 @@ function(ozna_test name)
   target_link_libraries(${name} PRIVATE ozna_static ozna_mathematics GTest::gmock GTest::gtest GTest::gtest_main)
   target_compile_definitions(${name} PRIVATE OZNA_SOURCE_DIR="${PROJECT_SOURCE_DIR}")
   set(environment ENVIRONMENT "OPENBLAS_NUM_THREADS=1")
+  set(limit_s 300)
+  if(CMAKE_CROSSCOMPILING)
+    set(limit_s 6000)  # Under an emulator.
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "-*Threads.*"
-                       PROPERTIES TIMEOUT 300 ${environment})
+                       PROPERTIES TIMEOUT ${limit_s} ${environment})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60 TEST_PREFIX "${name}/" TEST_FILTER "*Threads.*"
                        TEST_LIST ${name}_THREAD_TESTS PROPERTIES TIMEOUT 900 LABELS threads ${environment})
 endfunction()
