@@ -92,7 +92,7 @@ PreparedFiles EmbedOutput::prepare(const Input& input, const Record& record,
   // The old file and the new one.
   const std::int64_t bytes = record.stamp ? 2 * record.stamp->bytes : 0;
   return {bytes, [path, written = written_](Record* record) {
-            try {
+            namingFile(path, [&] {
               InputFile file(path);
               const struct stat status = file.status();
               if (!S_ISREG(status.st_mode) || path.rfind("/dev/", 0) == 0) {
@@ -113,13 +113,7 @@ PreparedFiles EmbedOutput::prepare(const Input& input, const Record& record,
                   replaceUnchangedFile(path, status, changed.data(), changed.size());
               written->files.insert({now.st_dev, now.st_ino});
               record->stamp = stampOf(now);
-            } catch (const Failure&) {
-              throw;
-            } catch (const std::bad_alloc&) {
-              throw;
-            } catch (const std::exception& error) {
-              throw Failure(kExitOutput, printable(path) + ": " + error.what());
-            }
+            });
           }};
 }
 

@@ -7,7 +7,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 #include "tools/output/aside_file.h"
@@ -150,6 +152,18 @@ struct stat replaceUnchangedFile(const std::string& path, const std::optional<st
   }
   if (!is_moved) fail(path, "another program has changed it meanwhile");
   return file.status();
+}
+
+void namingFile(const std::string& path, const std::function<void()>& change) {
+  try {
+    change();
+  } catch (const Failure&) {
+    throw;
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& error) {
+    fail(path, error.what());
+  }
 }
 
 }  // namespace oznatool

@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -46,6 +47,11 @@ void replaceFile(const std::string& path, const void* bytes, size_t size);
 /// Returns  What it says about the new one.
 struct stat replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
                                  const void* bytes, size_t size);
+
+/// Calls what changes a file, and names the file in what it throws.
+///
+/// Errors  Failure with kExitOutput; a Failure and std::bad_alloc of the change as they are.
+void namingFile(const std::string& path, const std::function<void()>& change);
 
 /// Makes a directory with those above it.
 void makeDirectory(const std::string& directory);

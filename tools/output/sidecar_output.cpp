@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <exception>
 #include <filesystem>
-#include <new>
 #include <system_error>
 
 #include "tools/output/output_file.h"
@@ -67,18 +66,12 @@ PreparedFiles SidecarOutput::prepare(const Input& input, const Record& /*record*
                                              ": is the sidecar of another photograph "
                                              "of the same name");
             }
-            try {
+            namingFile(path, [&] {
               const Former former = formerSidecar(path);
               const std::string text = xmpWithRegions(*record, former.text);
               if (former.status && text == former.text) return;
               replaceUnchangedFile(path, former.status, text.data(), text.size());
-            } catch (const Failure&) {
-              throw;
-            } catch (const std::bad_alloc&) {
-              throw;
-            } catch (const std::exception& error) {
-              throw Failure(kExitOutput, printable(path) + ": " + error.what());
-            }
+            });
           }};
 }
 

@@ -304,7 +304,7 @@ class Run {
     }
   }
 
-  // The closing line, and where an interrupted run can be gone on with.
+  // The closing line, and how to continue an interrupted run.
   void reportEnd() {
     const std::string pace = progress_.finish();
     const bool has_summary =

@@ -39,7 +39,7 @@ struct RunOptions {
 ///
 /// Returns  The highest status that any photograph asked for, kExitInterrupted, or that of --quiet.
 /// Errors   Failure with kExitOutput where standard output cannot be written, with kExitUsage or
-/// kExitOutput where the previous output cannot be gone on with.
+/// kExitOutput where the previous output cannot be continued.
 /// Memory   Photographs and their files: what the options allow, and one file. Each thread has a
 /// detector besides, which the finder keeps.
 ExitCode runPhotographs(const RunOptions& options, const FaceFinder& finder,
