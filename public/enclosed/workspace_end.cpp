@@ -5,9 +5,8 @@
 // call abort. Neither an exception nor exit can take its place: its locks are held at that moment, and its code knows no
 // exceptions. The linker sends its calls here (--wrap).
 //
-// liboznakit.so promises more, and has the memory ready before a product asks for it (kit/workspace.h). This file and the
-// library are one object, so that the library's malloc and free are the ones below; what the object shows to others is
-// chosen by name, and these are not among it.
+// liboznakit.so promises more, and has the memory ready before a product asks for it (kit/workspace.h): the library's malloc
+// and free come here too. This file and the library are one object, outside of which nothing is wrapped.
 
 #include <unistd.h>
 
@@ -26,8 +25,8 @@ __attribute__((weak)) void ozna_set_workspace_user(void (*user)());
 void cblas_ssyrk(int order, int triangle, int transposed, int rows, int depth, float alpha,
                  const float* a, int a_stride, float beta, float* c, int c_stride);
 
-void* takeMemory(std::size_t bytes) asm("malloc");
-void returnMemory(void* block) asm("free");
+void* __wrap_malloc(std::size_t bytes);
+void __wrap_free(void* block);
 }
 
 void __wrap_bli_abort() {
@@ -38,7 +37,7 @@ void __wrap_bli_abort() {
   _exit(255);
 }
 
-void* takeMemory(std::size_t bytes) {
+void* __wrap_malloc(std::size_t bytes) {
   if (ozna_take_workspace != nullptr) {
     void* const block = ozna_take_workspace(bytes);
     if (block != nullptr) return block;
@@ -46,7 +45,7 @@ void* takeMemory(std::size_t bytes) {
   return operator new(bytes, std::nothrow);
 }
 
-void returnMemory(void* block) {
+void __wrap_free(void* block) {
   if (ozna_return_workspace != nullptr && ozna_return_workspace(block)) return;
   operator delete(block);
 }
