@@ -1,0 +1,81 @@
+// Whole small trainings on drawn faces.
+
+#include "training/alignment/model_trainer.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "alignment/sdm_model.h"
+#include "ozna.h"
+#include "tests/temporary_folder.h"
+#include "tests/training/alignment/small_training.h"
+#include "training/alignment/evaluation.h"
+#include "training/alignment/model_writer.h"
+
+namespace alignment_training {
+namespace {
+
+ModelOptions smallOptions(const std::vector<int>& levels) {
+  ModelOptions options;
+  options.stageLevels = levels;
+  options.startsPerSample = 3;
+  options.stage.folds = 1;
+  options.stage.ridges = {0.3};
+  options.stage.batchRows = 64;
+  return options;
+}
+
+TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
+  const ozna_test::TemporaryFolder folder;
+  drawDataset(folder.path(), "train", 50, /*seed=*/11);
+  drawDataset(folder.path(), "dev", 12, /*seed=*/12);
+  const auto faces = readLandmarkFaces(folder.path(), "train");
+  const auto dev_faces = readLandmarkFaces(folder.path(), "dev");
+  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
+  const auto dev = makeMeasuringSamples(folder.path(), dev_faces, nullptr, kMeasuringNoise, 100,
+                                        /*seed=*/1, 2);
+  std::ostringstream log;
+  TrainingCurve curve;
+  const oznalib::SDMModel model = trainModel(train, dev, smallOptions({3, 2, 1}), log, &curve);
+  ASSERT_EQ(curve.trainManual.size(), 4U) << log.str();
+  for (int stage = 1; stage <= 3; ++stage) {
+    EXPECT_LT(curve.trainManual[stage], curve.trainManual[stage - 1]) << log.str();
+    EXPECT_LT(curve.trainTracked[stage], curve.trainTracked[stage - 1]) << log.str();
+    EXPECT_LT(curve.devManual[stage], curve.devManual[stage - 1]) << log.str();
+  }
+  writeModel(model, folder.file("m.sdm"));
+  ASSERT_EQ(oznalib::loadSDMModel(folder.path(), "m.sdm"), oznalib::StatusOk);
+  const auto measured = measureFaces(folder.path(), dev_faces, BoxTable(), kMeasuringNoise,
+                                     /*seed=*/1, /*threads=*/2);
+  const ErrorSummary manual = summarise(onlyQuality(measured, /*manual=*/true));
+  // What the trainer measures on the rows is what the public call gives.
+  EXPECT_NEAR(manual.mean68, curve.devManual.back(), 1e-3);
+  EXPECT_LT(manual.mean68, 0.5 * curve.devManual.front());
+  EXPECT_GT(manual.mean5, 0);
+  EXPECT_EQ(manual.faces, 8);
+  oznalib::unloadSDMModel();
+}
+
+TEST(TrainModel, GoesOnFromACheckpointToTheSameFile) {
+  const ozna_test::TemporaryFolder folder;
+  drawDataset(folder.path(), "train", 9, /*seed=*/21);
+  const auto faces = readLandmarkFaces(folder.path(), "train");
+  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
+  std::ostringstream log;
+  writeModel(trainModel(train, {}, smallOptions({3, 1}), log, nullptr), folder.file("a.sdm"));
+  ModelOptions options = smallOptions({3});
+  options.checkpointFolder = folder.path();
+  trainModel(train, {}, options, log, nullptr);
+  options.stageLevels = {3, 1};
+  writeModel(trainModel(train, {}, options, log, nullptr), folder.file("b.sdm"));
+  EXPECT_NE(log.str().find("going on from"), std::string::npos);
+  const std::string bytes = bytesOf(folder.file("a.sdm"));
+  EXPECT_GT(bytes.size(), 9000000U);
+  EXPECT_TRUE(bytes == bytesOf(folder.file("b.sdm")));
+}
+
+}  // namespace
+}  // namespace alignment_training

@@ -1,0 +1,98 @@
+// The map of one stage: folds, weights and what they teach.
+
+#include "training/alignment/stage_trainer.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <random>
+#include <sstream>
+#include <vector>
+
+namespace alignment_training {
+namespace {
+
+/// One row a sample, with random descriptors. All shapes are 0; the truths have outer eye corners
+/// that are 100 apart.
+RegressionRows randomRows(const std::vector<Shape>& truths, unsigned seed) {
+  std::mt19937 random(seed);
+  RegressionRows rows;
+  for (const Shape& truth : truths) {
+    rows.firstRow.push_back(static_cast<int>(rows.count()));
+    rows.sample.push_back(static_cast<int>(rows.count()));
+    rows.truths.insert(rows.truths.end(), truth.begin(), truth.end());
+  }
+  rows.firstRow.push_back(static_cast<int>(rows.count()));
+  rows.shapes.resize(rows.count() * kCoordinates);
+  rows.features.resize(rows.count() * kFeatures);
+  for (std::uint8_t& byte : rows.features) byte = static_cast<std::uint8_t>(random());
+  return rows;
+}
+
+TEST(TrainStage, MovesAFoldByWhatTheOthersTeachOnly) {
+  const unsigned seed = 7;
+  SCOPED_TRACE(seed);
+  std::mt19937 random(seed);
+  std::normal_distribution<float> normal(0.0F, 10.0F);
+  std::vector<AlignmentSample> samples(40);
+  std::vector<Shape> truths(40, Shape(kCoordinates));
+  for (int i = 0; i < 40; ++i) {
+    samples[i].face = i;
+    for (float& value : truths[i]) value = normal(random);  // Nothing in the descriptors tells it.
+    truths[i][2 * 36] = -50.0F;
+    truths[i][2 * 45] = 50.0F;
+  }
+  StageOptions options;
+  options.ridges = {0.001};
+  options.batchRows = 16;
+  std::ostringstream log;
+  RegressionRows alone = randomRows(truths, seed);
+  const double before = meanRowError(samples, alone, /*manual=*/false);
+  options.folds = 1;
+  trainStage(samples, options, alone, log);
+  EXPECT_LT(meanRowError(samples, alone, /*manual=*/false), 0.1 * before);  // Learnt by heart.
+  RegressionRows folded = randomRows(truths, seed);
+  options.folds = 2;
+  const TrainedStage stage = trainStage(samples, options, folded, log);
+  EXPECT_GT(meanRowError(samples, folded, /*manual=*/false), 0.8 * before);  // Not transferable.
+  // The stage itself comes from all rows, so it knows them by heart again.
+  RegressionRows again = randomRows(truths, seed);
+  applyTrainedStage(stage, options, again);
+  EXPECT_LT(meanRowError(samples, again, /*manual=*/false), 0.1 * before);
+}
+
+TEST(TrainStage, WeighsFacesByHandMoreAndRowsAstrayLess) {
+  // The near face moves by (10, 0) at every point, an error of 0.1; the far one by (30, 0), 0.3.
+  Shape near(kCoordinates, 0.0F);
+  Shape far(kCoordinates, 0.0F);
+  for (int i = 0; i < kCoordinates; i += 2) {
+    near[i] = 10.0F;
+    far[i] = 30.0F;
+  }
+  std::vector<AlignmentSample> samples(2);
+  samples[0].face = 0;
+  samples[1].face = 1;
+  samples[1].manual = true;
+  for (Shape* truth : {&near, &far}) (*truth)[2 * 36 + 1] = 60.0F;
+  for (Shape* truth : {&near, &far}) (*truth)[2 * 45 + 1] = -40.0F;
+  RegressionRows rows = randomRows({near, far}, /*seed=*/1);
+  // 66 points are 10 (30) off, the eye corners sqrt(10^2 + 60^2) and so on.
+  const double nearError = (66 * 10 + std::hypot(10, 60) + std::hypot(10, 40)) / 68 / 100;
+  const double farError = (66 * 30 + std::hypot(30, 60) + std::hypot(30, 40)) / 68 / 100;
+  StageOptions options;
+  options.folds = 1;
+  options.ridges = {1.0};
+  options.batchRows = 16;
+  options.manualWeight = 3;
+  options.errorKnee = 0.2F;
+  std::ostringstream log;
+  const TrainedStage stage = trainStage(samples, options, rows, log);
+  const double nearWeight = 0.2 / (0.2 + nearError);
+  const double farWeight = 3 * 0.2 / (0.2 + farError);
+  EXPECT_NEAR(stage.bias.data[0], (nearWeight * 10 + farWeight * 30) / (nearWeight + farWeight),
+              1e-4);
+}
+
+}  // namespace
+}  // namespace alignment_training
