@@ -59,7 +59,7 @@ Found search(std::optional<oznakit::Finder>& finder, const QImage& photo,
       found.chips.push_back(
           QImage(cut.pixels.data(), 112, 112, 3 * 112, QImage::Format_RGB888).copy());
     }
-    found.message = QStringLiteral("%1 faces").arg(found.faces.size());
+    found.message = QStringLiteral("Faces: %1").arg(found.faces.size());
   } catch (const oznakit::Cancelled&) {
     found.message = QStringLiteral("Stopped");
   } catch (const std::exception& error) {
