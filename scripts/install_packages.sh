@@ -17,10 +17,10 @@ build=(g++ cmake ninja-build pkg-config protobuf-compiler
        libcli11-dev nlohmann-json3-dev libexiv2-dev libexpat1-dev libjpeg62-turbo-dev libpng-dev libheif-dev libmd-dev
        libraw-dev libgif-dev libwebp-dev)
 check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-format ccache locales
-       libimage-exiftool-perl libjpeg-turbo-progs mandoc groff-base zsh bsdutils
+       libimage-exiftool-perl libjpeg-turbo-progs mandoc groff-base zsh fish bsdutils
        python3-torch python3-numpy python3-protobuf python3-pytest
        python3-pil python3-distributed parallel abigail-tools doxygen
-       rustc qt6-base-dev xvfb xauth)
+       rustc qt6-base-dev xvfb xauth chromium-headless-shell)
 python=(python3-dev pybind11-dev python3-numpy python3-pip python3-setuptools python3-venv python3-wheel)
 comparison=(g++ libopencv-objdetect-dev opencv-data libopencv-imgcodecs-dev libdlib-dev)
 packages=(dpkg-dev file fakeroot debootstrap lintian)

@@ -1,6 +1,7 @@
 // Help, manual and completions know every option of every command.
 
 #include <algorithm>
+#include <map>
 
 #include "tests/tools/program.h"
 #include "tools/arguments/options.h"
@@ -10,6 +11,7 @@ namespace {
 
 const std::string kBash = OZNA_SOURCE_DIR "/tools/completions/ozna.bash";
 const std::string kZsh = OZNA_SOURCE_DIR "/tools/completions/_ozna";
+const std::string kFish = OZNA_SOURCE_DIR "/tools/completions/ozna.fish";
 const std::string kManual = OZNA_SOURCE_DIR "/docs/ozna.1";
 
 class Completion : public ProgramTest {
@@ -105,6 +107,56 @@ TEST_F(Completion, ZshCompletesCommandsOptionsAndValues) {
             (std::vector<std::string>{
                 "ozna crop |", "ozna crop --size |", "ozna detect --preset thorough |",
                 "ozna detect --format csv |", "ozna bench --format c|", "ozna models --li|"}));
+}
+
+TEST_F(Completion, FishOffersCommandsOptionsAndValues) {
+  EXPECT_EQ(outputOf("fish --no-execute '" + kFish + "' 2>&1"), "");
+  makePicture("photograph.png");
+  std::string script = "source '" + kFish + "'\n";
+  std::vector<std::string> asked;
+  const auto ask = [&](const std::string& words) {
+    asked.push_back(words);
+    // Each offer is a word and what it is for, with a tabulator between them.
+    script += "echo '?'; complete -C \"" + words + "\"\n";
+  };
+  for (const std::string& command : oznatool::commandNames()) ask("ozna " + command + " --");
+  ask("ozna ");
+  ask("ozna detect --preset th");
+  ask("ozna detect --format cs");
+  ask("ozna bench --format c");
+  ask("ozna help cr");
+  ask("ozna detect '" + at("photo"));
+  writeFile(at("complete.fish"), script);
+  const std::vector<std::string> lines = linesOf(
+      outputOf("HOME='" + at("") + "' fish --no-config '" + at("complete.fish") + "' 2>&1"));
+  std::map<std::string, std::vector<std::string>> offers;
+  size_t number = 0;
+  for (const std::string& line : lines) {
+    if (line == "?") {
+      ++number;
+    } else {
+      ASSERT_TRUE(number > 0 && number <= asked.size()) << line;
+      offers[asked[number - 1]].push_back(line.substr(0, line.find('\t')));
+    }
+  }
+  for (const std::string& command : oznatool::commandNames()) {
+    SCOPED_TRACE(command);
+    EXPECT_TRUE(hasWord(offers["ozna "], command));
+    const std::vector<std::string> known = oznatool::optionNames(command);
+    const std::vector<std::string>& found = offers["ozna " + command + " --"];
+    for (const std::string& option : known) {
+      if (option.rfind("--", 0) == 0) {
+        EXPECT_TRUE(hasWord(found, option)) << option;
+      }
+    }
+    for (const std::string& option : found) EXPECT_TRUE(hasWord(known, option)) << option;
+  }
+  using Words = std::vector<std::string>;
+  EXPECT_EQ(offers["ozna detect --preset th"], Words{"thorough"});
+  EXPECT_EQ(offers["ozna detect --format cs"], Words{"csv"});
+  EXPECT_EQ(offers["ozna bench --format c"], Words{});
+  EXPECT_EQ(offers["ozna help cr"], Words{"crop"});
+  EXPECT_EQ(offers["ozna detect '" + at("photo")], Words{at("photograph.png")});
 }
 
 TEST_F(Completion, HelpTellsEveryOptionInTwoScreens) {

@@ -1,4 +1,4 @@
-// The page of ozna report: what stands in it. That a browser shows it is looked at by hand.
+// The page of ozna report: what stands in it. report_in_browser_test.py opens it in a browser.
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
