@@ -1,5 +1,5 @@
 // Fuzz target: the XMP packet inside a JPEG or PNG file, found and exchanged. What is written must be found again, and
-// nothing beside it may change.
+// nothing beside it may change but the numbers that grow with it.
 
 #include <cstddef>
 #include <cstdint>
@@ -18,9 +18,13 @@ void exchangePacket(const std::string& file, const std::string& text) {
   const std::string changed = oznatool::withPacket(file, place, text);
   const oznatool::PacketPlace again = oznatool::packetPlaceIn(changed);
   const size_t behind = file.size() - place.end;
+  std::string former = file;
+  const auto growth =
+      static_cast<std::int64_t>(changed.size()) - static_cast<std::int64_t>(file.size());
+  oznatool::addTo(&former, place.growing, growth);
   const bool is_whole = again.begin == place.begin && changed.size() - again.end == behind &&
-                        changed.compare(0, place.begin, file, 0, place.begin) == 0 &&
-                        changed.compare(again.end, behind, file, place.end, behind) == 0;
+                        changed.compare(0, place.begin, former, 0, place.begin) == 0 &&
+                        changed.compare(again.end, behind, former, place.end, behind) == 0;
   const bool is_found = place.keeps_size ? changed.size() == file.size() : again.text == text;
   if (!is_whole || !is_found) std::abort();
 }

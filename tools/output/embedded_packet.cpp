@@ -4,6 +4,7 @@
 
 #include <zlib.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -28,6 +29,11 @@ constexpr size_t kMostInSegment = 65502;
 [[noreturn]] void failCut() { fail("is damaged or cut short, and stays as it is"); }
 
 unsigned at(std::string_view file, size_t place) { return static_cast<unsigned char>(file[place]); }
+
+std::uint32_t word(std::string_view file, size_t place) {
+  return at(file, place) << 24 | at(file, place + 1) << 16 | at(file, place + 2) << 8 |
+         at(file, place + 3);
+}
 
 bool begins(std::string_view text, std::string_view mark) {
   return text.substr(0, mark.size()) == mark;
@@ -105,6 +111,49 @@ bool isCountedFromEnd(std::string_view behind) {
   return is_film || is_list;
 }
 
+// Whether these segments hold the distance of a further picture from the beginning of the file or of the Exif data, as
+// cameras note of previews that lie behind the picture.
+bool isPointedTo(std::string_view file, const std::vector<Segment>& segments,
+                 const PictureIndex& index) {
+  std::vector<size_t> places;
+  for (size_t i = 1; i < index.pictures.size(); ++i) places.push_back(index.pictures[i].begin);
+  const auto is_one = [&places](size_t place) {
+    return std::binary_search(places.begin(), places.end(), place);
+  };
+  for (const Segment& segment : segments) {
+    if (begins(segment.content, "MPF\0"sv)) continue;
+    const size_t exif = segment.content.data() - file.data() + 6;  // Behind "Exif\0\0".
+    for (size_t i = 0; i + 4 <= segment.content.size(); ++i) {
+      const std::uint32_t big = word(segment.content, i);
+      const std::uint32_t little = __builtin_bswap32(big);
+      for (const size_t distance : {big, little}) {
+        if (is_one(distance) || is_one(exif + distance)) return true;
+      }
+    }
+  }
+  return false;
+}
+
+// The index of the pictures behind the first one, where all that stands there is a picture of it or is counted from
+// the end, and nothing else counts its place.
+std::optional<PictureIndex> wholeIndex(std::string_view file, const std::vector<Segment>& segments,
+                                       const Segment& segment, size_t picture_end) {
+  const size_t content = segment.content.data() - file.data();
+  auto index = pictureIndexIn(file, content, segment.end, picture_end);
+  if (!index) return std::nullopt;
+  size_t end = picture_end;
+  for (size_t i = 1; i < index->pictures.size(); ++i) {
+    const PictureIndex::Picture& picture = index->pictures[i];
+    const std::string_view between = file.substr(end, picture.begin - end);
+    if (between.find_last_not_of('\0') != std::string_view::npos) return std::nullopt;
+    end = picture.begin + picture.size;
+  }
+  if (!isCountedFromEnd(file.substr(end)) || isPointedTo(file, segments, *index)) {
+    return std::nullopt;
+  }
+  return index;
+}
+
 PacketPlace jpegPlace(std::string_view file) {
   constexpr unsigned kApp0 = 0xE0;
   constexpr unsigned kApp1 = 0xE1;
@@ -123,9 +172,12 @@ PacketPlace jpegPlace(std::string_view file) {
   place.end = place.begin;
   std::string extension;
   bool is_found = false;
-  place.keeps_size = !isCountedFromEnd(file.substr(picture_end));
+  const Segment* with_index = nullptr;
   for (const Segment& segment : segments) {
-    if (segment.marker == kApp2 && begins(segment.content, "MPF\0"sv)) place.keeps_size = true;
+    if (segment.marker == kApp2 && begins(segment.content, "MPF\0"sv)) {
+      if (with_index != nullptr) fail("has two indexes of further pictures");
+      with_index = &segment;
+    }
     if (segment.marker != kApp1) continue;
     if (begins(segment.content, kExtensionMark) && segment.content.size() > kExtensionHead) {
       extension += segment.content.substr(kExtensionHead);
@@ -140,12 +192,14 @@ PacketPlace jpegPlace(std::string_view file) {
   if (extension.find(kRegionSpace) != std::string::npos) {
     fail("has regions in an extension of its XMP packet");
   }
+  if (with_index == nullptr) {
+    place.keeps_size = !isCountedFromEnd(file.substr(picture_end));
+  } else if (const auto index = wholeIndex(file, segments, *with_index, picture_end)) {
+    place.growing = index->growingWith(place.begin, place.end);
+  } else {
+    place.keeps_size = true;
+  }
   return place;
-}
-
-std::uint32_t word(std::string_view file, size_t place) {
-  return at(file, place) << 24 | at(file, place + 1) << 16 | at(file, place + 2) << 8 |
-         at(file, place + 3);
 }
 
 std::string wordBytes(std::uint32_t value) {
@@ -251,7 +305,10 @@ std::string withPacket(const std::string& file, const PacketPlace& place, const 
     part += kPacketMark;
     part += packet;
   }
-  return file.substr(0, place.begin) + part + file.substr(place.end);
+  std::string changed = file;
+  const auto former = static_cast<std::int64_t>(place.end - place.begin);
+  addTo(&changed, place.growing, static_cast<std::int64_t>(part.size()) - former);
+  return changed.replace(place.begin, place.end - place.begin, part);
 }
 
 }  // namespace oznatool

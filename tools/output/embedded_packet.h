@@ -5,6 +5,9 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
+
+#include "tools/output/picture_index.h"
 
 namespace oznatool {
 
@@ -14,9 +17,12 @@ struct PacketPlace {
   /// Bytes of the file that the packet takes with its segment or chunk; both the same where it has none.
   size_t begin = 0, end = 0;
   std::string text;  ///< The packet; empty where there is none.
-  /// The file must not grow or shrink: something behind the picture is found by counting from the
-  /// beginning, as further pictures of the file are.
+  /// The file must not grow or shrink: something behind the picture is found by counting from the beginning, and
+  /// not all that counts so is known.
   bool keeps_size = false;
+  /// What the file says of places in it, as far as that changes with the size of the packet. Empty where the file
+  /// keeps its size.
+  std::vector<GrowingNumber> growing;
 };
 
 /// Finds the packet of a file.

@@ -322,10 +322,151 @@ TEST_F(Embed, FilmBehindAPhotographAndMovedPicturesStayWhereTheyAre) {
   EXPECT_EQ(regionInfo(at("several.jpg"))["RegionList"].size(), 1u);
 }
 
+// A number of 32 bits.
+std::string number(size_t value, bool is_big_endian) {
+  std::string bytes;
+  for (int i = 0; i < 4; ++i) {
+    bytes += static_cast<char>(value >> 8 * (is_big_endian ? 3 - i : i) & 0xFF);
+  }
+  return bytes;
+}
+
+// An index of two pictures, as telephones write it.
+std::string indexOf(size_t first_size, size_t second_place, size_t second_size,
+                    bool is_big_endian) {
+  const auto word = [&](size_t value) { return number(value, is_big_endian); };
+  const auto half = [&](size_t value) {
+    return is_big_endian ? word(value).substr(2) : word(value).substr(0, 2);
+  };
+  std::string index = is_big_endian ? std::string("MM\0*", 4) : std::string("II*\0", 4);
+  index += word(8) + half(3);
+  index += half(0xB000) + half(7) + word(4) + "0100";
+  index += half(0xB001) + half(4) + word(1) + word(2);
+  index += half(0xB002) + half(7) + word(32) + word(index.size() + 16);
+  index += word(0);
+  index += word(0x030000) + word(first_size) + word(0) + word(0);
+  index += word(0) + word(second_size) + word(second_place) + word(0);
+  return segment('\xE2', std::string("MPF\0", 4) + index);
+}
+
+// A JPEG file with a second picture behind it, some zeros between them, and segments before and behind the index.
+std::string withSecondPicture(const std::string& before, const std::string& behind,
+                              const std::string& second, bool is_big_endian,
+                              const std::string& end = "") {
+  const std::string jpeg = encoded(".jpg", gradientPicture(200, 100));
+  const size_t index_size = indexOf(0, 0, 0, is_big_endian).size();
+  const size_t size = jpeg.size() + before.size() + index_size + behind.size();
+  const size_t base = 2 + before.size() + 8;  // Places count from behind "MPF".
+  return withSegment(
+             jpeg, before + indexOf(size, size + 5 - base, second.size(), is_big_endian) + behind) +
+         std::string(5, '\0') + second + end;
+}
+
+class SecondPictures : public Embed {
+ protected:
+  // The second picture, found by the index of another program.
+  std::string secondOf(const std::string& path) const {
+    const std::string extracted = at("second.jpg");
+    outputOf("exiftool -b -MPImage2 '" + path + "' > '" + extracted + "'");
+    return readFile(extracted);
+  }
+};
+
+TEST_F(SecondPictures, AreFoundByTheirIndexWhereverThePacketStands) {
+  const std::string second = encoded(".jpg", gradientPicture(50, 40));
+  const std::string exif = segment('\xE1', std::string("Exif\0\0II*\0\x08\0\0\0\0\0\0\0\0\0", 20));
+  const std::string packet = segment(
+      '\xE1',
+      kPacketKey +
+          "<x:xmpmeta xmlns:x=\"adobe:ns:meta/\"><rdf:RDF "
+          "xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\"></rdf:RDF></x:xmpmeta>");
+  struct Case {
+    bool is_big_endian;
+    std::string before, behind;
+  };
+  for (const auto& [is_big_endian, before, behind] : std::vector<Case>{{false, "", ""},
+                                                                       {true, exif, ""},
+                                                                       {false, exif + packet, ""},
+                                                                       {true, "", packet},
+                                                                       {false, "", packet}}) {
+    SCOPED_TRACE(std::to_string(is_big_endian) + before + behind);
+    const std::string path = at("a.jpg");
+    const std::string whole = withSecondPicture(before, behind, second, is_big_endian);
+    writeFile(path, whole);
+    ASSERT_EQ(secondOf(path), second);
+    // A face, then none: the packet grows and shrinks.
+    for (const char* box : {"20,10,60,50", ""}) {
+      const Outcome run = *box == '\0' ? runOzna({"detect", "--embed", path}) : embedBox(box, path);
+      ASSERT_EQ(run.exit_code, 0) << run.err;
+      const std::string written = readFile(path);
+      EXPECT_NE(written.size(), whole.size());
+      EXPECT_EQ(secondOf(path), second);
+      // The size of the first picture in the index: it ends before the zeros.
+      const std::string size =
+          number(written.size() - second.size() - 5, is_big_endian) + std::string(8, '\0');
+      EXPECT_NE(written.find(size), std::string::npos);
+      if (*box != '\0') {
+        EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1u);
+      }
+    }
+  }
+}
+
+TEST_F(SecondPictures, WithSomethingElseThatCountsTheirPlacesAreRefused) {
+  const std::string second = encoded(".jpg", gradientPicture(50, 40));
+  const std::string whole = withSecondPicture("", "", second, false);
+  const std::string exif("Exif\0\0MM\0*\0\0\0\x08\0\0\0\0\0\0",
+                         20);  // A directory without entries.
+  // The number in this segment is the place of the second picture, from the file's begin or from the Exif data.
+  const size_t place = whole.size() - second.size() + 4 + exif.size() + 4;
+  const auto noted = [&](size_t value, bool is_big_endian) {
+    const std::string note = segment('\xE1', exif + number(value, is_big_endian));
+    return withSecondPicture(note, "", second, false);
+  };
+  struct Case {
+    const char* name;
+    std::string bytes;
+  };
+  for (const Case& refused : std::vector<Case>{
+           {"absolute", noted(place, true)},
+           {"absolute, the other order", noted(place, false)},
+           {"from the Exif data", noted(place - 12, true)},
+           {"something between", withSecondPicture("", "", "?" + second, false)},
+           {"not whole", whole.substr(0, whole.size() - 1)},
+           {"something behind", withSecondPicture("", "", second, false, "something else")}}) {
+    SCOPED_TRACE(refused.name);
+    writeFile(at("a.jpg"), refused.bytes);
+    expectFailure(embedBox("20,10,60,50", at("a.jpg")), 4, "no longer be found");
+    EXPECT_EQ(readFile(at("a.jpg")), refused.bytes);
+  }
+  // The same note with another number is nothing to fear, nor is what counts from the end.
+  writeFile(at("a.jpg"), noted(place + 1, true));
+  EXPECT_EQ(embedBox("20,10,60,50", at("a.jpg")).exit_code, 0);
+  writeFile(at("b.jpg"), withSecondPicture("", "", second, false, "a list of some kind SEFT"));
+  EXPECT_EQ(embedBox("20,10,60,50", at("b.jpg")).exit_code, 0);
+}
+
+TEST_F(SecondPictures, WithAnIndexThatIsCutOrWrongAreRefused) {
+  const std::string second = encoded(".jpg", gradientPicture(50, 40));
+  const std::string whole = withSecondPicture("", "", second, true);
+  const size_t index = whole.find("MPF") + 4;
+  // The directory's place, the number of its fields, the kind, size and place of the list.
+  for (const size_t byte : {0, 4, 8, 34, 35, 36, 37, 38, 40, 42}) {
+    SCOPED_TRACE(byte);
+    std::string changed = whole;
+    changed[index + byte] = '\x7F';
+    writeFile(at("a.jpg"), changed);
+    EXPECT_EQ(embedBox("20,10,60,50", at("a.jpg")).exit_code, 4);
+    EXPECT_EQ(readFile(at("a.jpg")), changed);
+  }
+}
+
 TEST(EmbeddedPacket, IsFoundAndExchangedInEveryCutOfAFileOrRefused) {
   const std::string jpeg = withSegment(encoded(".jpg", gradientPicture(20, 10)),
                                        segment('\xE1', kPacketKey + "<?xpacket begin=''?>"));
   const std::string png = encoded(".png", gradientPicture(20, 10));
+  const std::string two = withSecondPicture("", "", jpeg, false);
+  EXPECT_EQ(oznatool::packetPlaceIn(two).growing.size(), 1u);
   for (const std::string& whole : {jpeg, png}) {
     EXPECT_NO_THROW(oznatool::packetPlaceIn(whole));
     for (size_t size = 0; size < whole.size(); ++size) {
