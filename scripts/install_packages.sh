@@ -3,6 +3,7 @@
 # install_packages.sh --names GROUP...: prints their names, a line each, and installs nothing.
 #
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
+# browser (for the test of the program's report, which is skipped without it),
 # comparison (the detectors that benchmarks/compare_detectors.py measures), fuzz (clang's fuzzer), coverage (the measure of lines),
 # arm64 (the cross compiler and the emulator), packages (the Debian packages).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
@@ -20,8 +21,9 @@ check=(libgtest-dev libgmock-dev libbenchmark-dev liblapacke-dev binutils clang-
        libimage-exiftool-perl libjpeg-turbo-progs mandoc groff-base zsh fish bsdutils
        python3-torch python3-numpy python3-protobuf python3-pytest
        python3-pil python3-distributed parallel abigail-tools doxygen
-       rustc qt6-base-dev xvfb xauth chromium-headless-shell)
+       rustc qt6-base-dev xvfb xauth)
 python=(python3-dev pybind11-dev python3-numpy python3-pip python3-setuptools python3-venv python3-wheel)
+browser=(chromium-headless-shell)
 comparison=(g++ libopencv-objdetect-dev opencv-data libopencv-imgcodecs-dev libdlib-dev)
 packages=(dpkg-dev file fakeroot debootstrap lintian)
 fuzz=(clang libclang-rt-14-dev)
@@ -35,13 +37,14 @@ for group in "$@"; do
   case "$group" in
     build) wanted+=("${build[@]}") ;;
     python) wanted+=("${python[@]}") ;;
+    browser) wanted+=("${browser[@]}") ;;
     packages) wanted+=("${packages[@]}") ;;
     comparison) wanted+=("${comparison[@]}") ;;
     check) wanted+=("${check[@]}") ;;
     fuzz) wanted+=("${fuzz[@]}") ;;
     coverage) wanted+=("${coverage[@]}") ;;
     arm64) wanted+=("${arm64[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, comparison, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, browser, comparison, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
   esac
 done
 

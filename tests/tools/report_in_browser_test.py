@@ -234,7 +234,7 @@ def try_many(browser, page, work):
 def main():
     program, ozna, samples, work = sys.argv[1:]
     if program == "none":
-        print("skipped: no Chromium (on Debian: chromium-headless-shell)")
+        print("skipped: no Chromium (scripts/install_packages.sh browser)")
         sys.exit(77)
     work = pathlib.Path(work)
     shutil.rmtree(work, ignore_errors=True)
