@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
@@ -41,7 +42,7 @@ void drawGrid(cv::Mat& picture) {
 
 void drawPoints(cv::Mat& cell, const Shape& points, const FaceRect& view, float zoom,
                 const cv::Scalar& ink) {
-  for (size_t i = 0; i + 1 < points.size(); i += 2) {
+  for (std::size_t i = 0; i + 1 < points.size(); i += 2) {
     const cv::Point2f at((points[i] - view.left) * zoom, (points[i + 1] - view.top) * zoom);
     cv::circle(cell, at, 1, ink, cv::FILLED, cv::LINE_AA);
   }
@@ -49,10 +50,10 @@ void drawPoints(cv::Mat& cell, const Shape& points, const FaceRect& view, float 
 
 cv::Mat drawFace(const cv::Mat& rgb, const LandmarkFace& face, const MeasuredFace& measured) {
   const FaceRect square = conventionSquare(face.points);
-  const float middleX = 0.5F * (square.left + square.right);
-  const float middleY = 0.5F * (square.top + square.bottom);
+  const float middle_x = 0.5F * (square.left + square.right);
+  const float middle_y = 0.5F * (square.top + square.bottom);
   const float half = 0.9F * (square.right - square.left);
-  const FaceRect view{middleX - half, middleY - half, middleX + half, middleY + half};
+  const FaceRect view{middle_x - half, middle_y - half, middle_x + half, middle_y + half};
   const float zoom = kCellSide / (2 * half);
   const cv::Matx23f move(zoom, 0, -view.left * zoom, 0, zoom, -view.top * zoom);
   cv::Mat cell;
@@ -76,8 +77,8 @@ cv::Mat drawFace(const cv::Mat& rgb, const LandmarkFace& face, const MeasuredFac
 cv::Mat drawErrorCurves(const std::vector<CurveLine>& lines) {
   cv::Mat picture = kErrorArea.picture();
   drawGrid(picture);
-  int legendY = kErrorArea.margin + kErrorArea.height - 30 * static_cast<int>(lines.size());
-  for (size_t i = 0; i < lines.size(); ++i) {
+  int legend_y = kErrorArea.margin + kErrorArea.height - 30 * static_cast<int>(lines.size());
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     const cv::Scalar& ink = training::inkOf(i);
     std::vector<cv::Point> curve = {plotPoint(0, 0)};
     for (int step = 1; step <= 300; ++step) {
@@ -85,8 +86,8 @@ cv::Mat drawErrorCurves(const std::vector<CurveLine>& lines) {
       curve.push_back(plotPoint(limit, shareUnder(lines[i].faces, limit)));
     }
     training::drawCurve(picture, curve, ink);
-    writeText(picture, lines[i].name, {kErrorArea.margin + kErrorArea.width - 200, legendY}, ink);
-    legendY += 24;
+    writeText(picture, lines[i].name, {kErrorArea.margin + kErrorArea.width - 200, legend_y}, ink);
+    legend_y += 24;
   }
   return picture;
 }
@@ -97,7 +98,7 @@ cv::Mat drawWorstFaces(const std::string& folder, const std::vector<LandmarkFace
   std::stable_sort(
       measured.begin(), measured.end(),
       [](const MeasuredFace& a, const MeasuredFace& b) { return a.error68 > b.error68; });
-  if (measured.size() > static_cast<size_t>(count)) measured.resize(count);
+  if (measured.size() > static_cast<std::size_t>(count)) measured.resize(count);
   std::vector<cv::Mat> cells;
   for (const MeasuredFace& one : measured) {
     const LandmarkFace& face = faces[one.face];

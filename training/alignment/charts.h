@@ -1,4 +1,4 @@
-// Pictures of an evaluation: the curve of errors and the worst faces.
+/// Pictures of an evaluation: the curve of errors and the worst faces.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_CHARTS_H_
 #define OZNA_TRAINING_ALIGNMENT_CHARTS_H_

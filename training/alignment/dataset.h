@@ -1,4 +1,4 @@
-// Reads the annotated faces of a landmark data folder.
+/// Reads the annotated faces of a landmark data folder.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_DATASET_H_
 #define OZNA_TRAINING_ALIGNMENT_DATASET_H_

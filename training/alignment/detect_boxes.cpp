@@ -2,6 +2,7 @@
 // JSON lines, for training on them.
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -34,7 +35,7 @@ void detectAll(const std::string& data, const std::string& models, const std::st
   // One cascade per thread, since a detector writes into its networks.
   training::parallelFor(threads, threads, [&](int thread) {
     at::BoxFinder finder(models);
-    for (size_t i = thread; i < faces.size(); i += threads) {
+    for (std::size_t i = thread; i < faces.size(); i += threads) {
       const auto boxes = finder.find(training::readPhotoRgb(data + "/" + faces[i].image));
       lines[i] = boxLine(faces[i].image, boxes);
       const at::FaceRect square = at::conventionSquare(faces[i].points);

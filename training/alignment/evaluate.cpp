@@ -1,6 +1,7 @@
 // Command line program that measures a landmark model on annotated faces.
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <cstdio>
 #include <opencv2/imgcodecs.hpp>
 #include <stdexcept>
@@ -24,7 +25,7 @@ struct Arguments {
   std::string boxes;   // File of boxes; empty for none.
   std::string curve;
   std::string worst;
-  int worstCount = 30;
+  int worst_count = 30;
   std::uint64_t seed = 1;
   int threads = 2;
   at::RectNoise noise = at::kMeasuringNoise;
@@ -40,10 +41,10 @@ void printCurve(const std::vector<at::CurveLine>& lines) {
   std::printf("\nshare of faces below an error\n%-8s", "error");
   for (const at::CurveLine& line : lines) std::printf(" %10s", line.name.c_str());
   std::printf("\n");
-  for (int halfPercent = 2; halfPercent <= 30; ++halfPercent) {
-    std::printf("%6.1f%% ", 0.5 * halfPercent);
+  for (int half_percent = 2; half_percent <= 30; ++half_percent) {
+    std::printf("%6.1f%% ", 0.5 * half_percent);
     for (const at::CurveLine& line : lines) {
-      std::printf(" %9.2f%%", 100 * at::shareUnder(line.faces, 0.005 * halfPercent));
+      std::printf(" %9.2f%%", 100 * at::shareUnder(line.faces, 0.005 * half_percent));
     }
     std::printf("\n");
   }
@@ -65,7 +66,7 @@ at::BoxTable boxesFor(const Arguments& arguments, const std::vector<at::Landmark
 }
 
 void loadModel(const std::string& path) {
-  const size_t slash = path.rfind('/');
+  const std::size_t slash = path.rfind('/');
   const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
   const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
   if (oznalib::loadSDMModel(folder, name) != oznalib::StatusOk) {
@@ -93,7 +94,7 @@ void evaluate(const Arguments& arguments) {
   if (!arguments.curve.empty()) save(arguments.curve, at::drawErrorCurves(lines));
   if (!arguments.worst.empty()) {
     save(arguments.worst,
-         at::drawWorstFaces(arguments.data, faces, measured, arguments.worstCount));
+         at::drawWorstFaces(arguments.data, faces, measured, arguments.worst_count));
   }
 }
 
@@ -111,7 +112,7 @@ int main(int argc, char** argv) {
   app.add_option("--boxes", arguments.boxes, "Boxes of an earlier run of detect_boxes instead");
   app.add_option("--curve", arguments.curve, "Picture of the cumulative curve to write");
   app.add_option("--worst", arguments.worst, "Picture of the worst faces to write");
-  app.add_option("--worst-count", arguments.worstCount)->capture_default_str();
+  app.add_option("--worst-count", arguments.worst_count)->capture_default_str();
   app.add_option("--seed", arguments.seed, "Seed of the jitter")->capture_default_str();
   app.add_option("--centre-noise", arguments.noise.centre, "Jitter of squares by convention")
       ->capture_default_str();

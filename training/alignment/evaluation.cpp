@@ -18,7 +18,7 @@ namespace {
 float errorOfFive(const std::vector<float>& found, const Shape& truth) {
   const std::vector<float> wanted = oznalib::groupCentres(truth);
   double sum = 0;
-  for (size_t i = 0; i + 1 < found.size(); i += 2) {
+  for (std::size_t i = 0; i + 1 < found.size(); i += 2) {
     sum += std::hypot(found[i] - wanted[i], found[i + 1] - wanted[i + 1]);
   }
   return static_cast<float>(2 * sum / static_cast<double>(found.size()) / outerEyeDistance(truth));

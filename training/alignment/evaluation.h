@@ -1,4 +1,4 @@
-// Measures a landmark model, through the library's public calls, on annotated faces.
+/// Measures a landmark model, through the library's public calls, on annotated faces.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_EVALUATION_H_
 #define OZNA_TRAINING_ALIGNMENT_EVALUATION_H_

@@ -1,4 +1,4 @@
-// Runs the library's detector over photographs of a data folder.
+/// Runs the library's detector over photographs of a data folder.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_FACE_BOXES_H_
 #define OZNA_TRAINING_ALIGNMENT_FACE_BOXES_H_

@@ -56,7 +56,7 @@ std::vector<Measured> measure(const Arguments& arguments) {
   if (!arguments.boxes.empty()) boxes = at::readBoxes(arguments.boxes);
   std::vector<Measured> measured;
   int without_points = 0;
-  for (size_t i = 0; i < faces.size(); ++i) {
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     const cv::Mat rgb = training::readPhotoRgb(arguments.data + "/" + faces[i].image);
     kit::Face face;
     face.rect = at::evaluationRect(boxes[faces[i].image], faces[i], arguments.noise, arguments.seed,
@@ -84,11 +84,11 @@ void report(std::vector<Measured> faces) {
   std::sort(faces.begin(), faces.end(),
             [](const Measured& a, const Measured& b) { return a.quality > b.quality; });
   std::printf("tenth   quality from    mean error    above 10%%\n");
-  const size_t count = faces.size();
-  for (size_t tenth = 0; tenth < 10; ++tenth) {
+  const std::size_t count = faces.size();
+  for (std::size_t tenth = 0; tenth < 10; ++tenth) {
     const auto begin = faces.cbegin() + static_cast<std::ptrdiff_t>(count * tenth / 10);
     const auto end = faces.cbegin() + static_cast<std::ptrdiff_t>(count * (tenth + 1) / 10);
-    const auto far = std::count_if(begin, end, [](const Measured& f) { return f.error > 0.1f; });
+    const auto far = std::count_if(begin, end, [](const Measured& f) { return f.error > 0.1F; });
     std::printf("%5zu %13.2f %13.2f%% %11.1f%%\n", tenth + 1, double{std::prev(end)->quality},
                 100 * meanError(begin, end),
                 100.0 * static_cast<double>(far) / static_cast<double>(end - begin));

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <iomanip>
@@ -20,18 +21,18 @@ double secondsSince(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-oznalib::SDMModel emptyModel(const ModelOptions& options, const Shape& meanShape) {
+oznalib::SDMModel emptyModel(const ModelOptions& options, const Shape& mean_shape) {
   oznalib::SDMModel model;
-  model.stageLevels.assign(options.stageLevels.begin(), options.stageLevels.end());
-  model.levelsPerOctave = options.levelsPerOctave;
-  model.faceWidth = options.faceWidth;
+  model.stageLevels.assign(options.stage_levels.begin(), options.stage_levels.end());
+  model.levelsPerOctave = options.levels_per_octave;
+  model.faceWidth = options.face_width;
   model.reservedFlag = 1;
-  model.meanShape = meanShape;
+  model.meanShape = mean_shape;
   model.auxMatrices.resize(1);  // Without any, the library leaves the bias out.
   return model;
 }
 
-std::string stagePath(const std::string& folder, size_t stages) {
+std::string stagePath(const std::string& folder, std::size_t stages) {
   return folder + "/stage-" + std::to_string(stages) + ".sdm";
 }
 
@@ -49,7 +50,7 @@ void saveShapes(const std::string& path, std::uint64_t stages, const std::vector
 }
 
 /// Returns the number of stages behind the shapes; 0, with the shapes untouched, without a file.
-size_t loadShapes(const std::string& path, std::vector<float>& shapes) {
+std::size_t loadShapes(const std::string& path, std::vector<float>& shapes) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return 0;
   std::uint64_t header[2] = {0, 0};
@@ -64,15 +65,15 @@ size_t loadShapes(const std::string& path, std::vector<float>& shapes) {
 }
 
 /// The stages of the model in the file, through the library's reader.
-std::vector<TrainedStage> loadStages(const std::string& path, size_t count) {
-  const size_t slash = path.rfind('/');
+std::vector<TrainedStage> loadStages(const std::string& path, std::size_t count) {
+  const std::size_t slash = path.rfind('/');
   if (oznalib::loadModelSlot(path.substr(0, slash), path.substr(slash + 1)) != oznalib::StatusOk) {
     throw std::runtime_error("cannot read " + path);
   }
   const oznalib::SDMModel& model = *oznalib::globalSDMModel();
   if (model.stageMaps.size() != count) throw std::runtime_error(path + " has other stages");
   std::vector<TrainedStage> stages;
-  for (size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i) {
     stages.push_back({model.stageMaps[i], model.stageBias[i], /*ridge=*/0});
   }
   oznalib::unloadModelSlot();
@@ -80,19 +81,19 @@ std::vector<TrainedStage> loadStages(const std::string& path, size_t count) {
 }
 
 double medianError(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
-                   bool manual, double* underTenth) {
+                   bool manual, double* under_tenth) {
   double sum = 0;
   int count = 0;
   int under = 0;
-  for (size_t i = 0; i < samples.size(); ++i) {
+  for (std::size_t i = 0; i < samples.size(); ++i) {
     if (samples[i].manual != manual) continue;
     const Shape median = medianShape(rows, static_cast<int>(i));
-    const float error = shapeError(samples[i], median.data(), rows.truth(rows.firstRow[i]));
+    const float error = shapeError(samples[i], median.data(), rows.truth(rows.first_row[i]));
     sum += error;
     under += error < 0.1F ? 1 : 0;
     ++count;
   }
-  *underTenth = count > 0 ? static_cast<double>(under) / count : 0;
+  *under_tenth = count > 0 ? static_cast<double>(under) / count : 0;
   return count > 0 ? sum / count : 0;
 }
 
@@ -105,16 +106,16 @@ class ModelTrainer {
         dev_(dev),
         options_(options),
         log_(log),
-        model_(emptyModel(options, meanUnitShape(train, options.stage.manualWeight))),
-        trainRows_(makeRows(train, model_.meanShape, options.startsPerSample, options.seed)),
-        devRows_(makeRows(dev, model_.meanShape, kStarts, options.seed)) {}
+        model_(emptyModel(options, meanUnitShape(train, options.stage.manual_weight))),
+        train_rows_(makeRows(train, model_.meanShape, options.starts_per_sample, options.seed)),
+        dev_rows_(makeRows(dev, model_.meanShape, kStarts, options.seed)) {}
 
   oznalib::SDMModel run(TrainingCurve* curve) {
-    log_ << train_.size() << " samples, " << trainRows_.count() << " rows; " << dev_.size()
+    log_ << train_.size() << " samples, " << train_rows_.count() << " rows; " << dev_.size()
          << " faces to measure" << std::endl;
     report(0, curve);
-    size_t stage = resume(curve);
-    for (; stage < options_.stageLevels.size(); ++stage) {
+    std::size_t stage = resume(curve);
+    for (; stage < options_.stage_levels.size(); ++stage) {
       trainOne(stage);
       report(stage + 1, curve);
       save(stage + 1);
@@ -123,15 +124,16 @@ class ModelTrainer {
   }
 
  private:
-  void describe(const std::vector<AlignmentSample>& samples, size_t stage, RegressionRows& rows) {
-    describeRows(samples, model_.meanShape, options_.stageLevels[stage], options_.levelsPerOctave,
-                 options_.stage.threads, rows);
+  void describe(const std::vector<AlignmentSample>& samples, std::size_t stage,
+                RegressionRows& rows) {
+    describeRows(samples, model_.meanShape, options_.stage_levels[stage],
+                 options_.levels_per_octave, options_.stage.threads, rows);
   }
 
-  StageOptions stageOptions(size_t stage) const {
+  StageOptions stageOptions(std::size_t stage) const {
     StageOptions options = options_.stage;
-    const std::vector<float>& knees = options_.errorKnees;
-    if (!knees.empty()) options.errorKnee = knees[std::min(stage, knees.size() - 1)];
+    const std::vector<float>& knees = options_.error_knees;
+    if (!knees.empty()) options.error_knee = knees[std::min(stage, knees.size() - 1)];
     return options;
   }
 
@@ -140,55 +142,56 @@ class ModelTrainer {
     model_.stageBias.push_back(stage.bias);
   }
 
-  void trainOne(size_t stage) {
+  void trainOne(std::size_t stage) {
     const Clock::time_point start = Clock::now();
-    describe(train_, stage, trainRows_);
+    describe(train_, stage, train_rows_);
     const double described = secondsSince(start);
-    const TrainedStage trained = trainStage(train_, stageOptions(stage), trainRows_, log_);
+    const TrainedStage trained = trainStage(train_, stageOptions(stage), train_rows_, log_);
     append(trained);
-    describe(dev_, stage, devRows_);
-    applyTrainedStage(trained, options_.stage, devRows_);
-    log_ << "stage " << stage + 1 << ", level " << options_.stageLevels[stage] << ", ridge "
+    describe(dev_, stage, dev_rows_);
+    applyTrainedStage(trained, options_.stage, dev_rows_);
+    log_ << "stage " << stage + 1 << ", level " << options_.stage_levels[stage] << ", ridge "
          << trained.ridge << ": descriptors " << described << " s, in all " << secondsSince(start)
          << " s" << std::endl;
   }
 
-  void report(size_t stages, TrainingCurve* curve) {
-    double manualUnder = 0;
-    double trackedUnder = 0;
-    const double manual = medianError(dev_, devRows_, /*manual=*/true, &manualUnder);
-    const double tracked = medianError(dev_, devRows_, /*manual=*/false, &trackedUnder);
-    const double trainManual = meanRowError(train_, trainRows_, /*manual=*/true);
-    const double trainTracked = meanRowError(train_, trainRows_, /*manual=*/false);
+  void report(std::size_t stages, TrainingCurve* curve) {
+    double manual_under = 0;
+    double tracked_under = 0;
+    const double manual = medianError(dev_, dev_rows_, /*manual=*/true, &manual_under);
+    const double tracked = medianError(dev_, dev_rows_, /*manual=*/false, &tracked_under);
+    const double train_manual = meanRowError(train_, train_rows_, /*manual=*/true);
+    const double train_tracked = meanRowError(train_, train_rows_, /*manual=*/false);
     log_ << std::fixed << std::setprecision(3) << "after " << stages << " stages: train manual "
-         << 100 * trainManual << "% tracked " << 100 * trainTracked << "% | dev manual "
-         << 100 * manual << "% (" << 100 * manualUnder << "% of faces under 10%) tracked "
-         << 100 * tracked << "% (" << 100 * trackedUnder << "%)" << std::defaultfloat << std::endl;
+         << 100 * train_manual << "% tracked " << 100 * train_tracked << "% | dev manual "
+         << 100 * manual << "% (" << 100 * manual_under << "% of faces under 10%) tracked "
+         << 100 * tracked << "% (" << 100 * tracked_under << "%)" << std::defaultfloat << std::endl;
     if (curve == nullptr) return;
-    curve->trainManual.push_back(trainManual);
-    curve->trainTracked.push_back(trainTracked);
-    curve->devManual.push_back(manual);
-    curve->devTracked.push_back(tracked);
+    curve->train_manual.push_back(train_manual);
+    curve->train_tracked.push_back(train_tracked);
+    curve->dev_manual.push_back(manual);
+    curve->dev_tracked.push_back(tracked);
   }
 
-  void save(size_t stages) const {
-    if (options_.checkpointFolder.empty()) return;
-    writeModel(model_, stagePath(options_.checkpointFolder, stages));
-    saveShapes(options_.checkpointFolder + "/shapes.bin", stages, trainRows_.shapes);
+  void save(std::size_t stages) const {
+    if (options_.checkpoint_folder.empty()) return;
+    writeModel(model_, stagePath(options_.checkpoint_folder, stages));
+    saveShapes(options_.checkpoint_folder + "/shapes.bin", stages, train_rows_.shapes);
   }
 
-  size_t resume(TrainingCurve* curve) {
-    if (options_.checkpointFolder.empty()) return 0;
-    const size_t stages = loadShapes(options_.checkpointFolder + "/shapes.bin", trainRows_.shapes);
+  std::size_t resume(TrainingCurve* curve) {
+    if (options_.checkpoint_folder.empty()) return 0;
+    const std::size_t stages =
+        loadShapes(options_.checkpoint_folder + "/shapes.bin", train_rows_.shapes);
     if (stages == 0) return 0;
-    size_t stage = 0;
+    std::size_t stage = 0;
     for (const TrainedStage& trained :
-         loadStages(stagePath(options_.checkpointFolder, stages), stages)) {
+         loadStages(stagePath(options_.checkpoint_folder, stages), stages)) {
       append(trained);
-      describe(dev_, stage++, devRows_);
-      applyTrainedStage(trained, options_.stage, devRows_);
+      describe(dev_, stage++, dev_rows_);
+      applyTrainedStage(trained, options_.stage, dev_rows_);
     }
-    log_ << "going on from " << options_.checkpointFolder << std::endl;
+    log_ << "going on from " << options_.checkpoint_folder << std::endl;
     report(stages, curve);
     return stages;
   }
@@ -198,8 +201,8 @@ class ModelTrainer {
   const ModelOptions& options_;
   std::ostream& log_;
   oznalib::SDMModel model_;
-  RegressionRows trainRows_;
-  RegressionRows devRows_;
+  RegressionRows train_rows_;
+  RegressionRows dev_rows_;
 };
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Trains a whole landmark model, stage after stage, with checkpoints.
+/// Trains a whole landmark model, stage after stage, with checkpoints.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_MODEL_TRAINER_H_
 #define OZNA_TRAINING_ALIGNMENT_MODEL_TRAINER_H_
@@ -14,23 +14,23 @@
 namespace alignment_training {
 
 struct ModelOptions {
-  std::vector<int> stageLevels{4, 3, 2, 1, 1};  // Pyramid level of each stage.
-  int levelsPerOctave = 3;
-  int faceWidth = 100;      // Pixels; that of the samples.
-  int startsPerSample = 4;  // Of the nine.
+  std::vector<int> stage_levels{4, 3, 2, 1, 1};  // Pyramid level of each stage.
+  int levels_per_octave = 3;
+  int face_width = 100;       // Pixels; that of the samples.
+  int starts_per_sample = 4;  // Of the nine.
   std::uint64_t seed = 1;
   StageOptions stage;
-  std::vector<float> errorKnees{0.0F, 0.0F, 0.0F,
-                                0.05F};  // stage.errorKnee of each stage; the last repeats.
-  std::string checkpointFolder;          // Empty for none; otherwise it exists.
+  std::vector<float> error_knees{0.0F, 0.0F, 0.0F,
+                                 0.05F};  // stage.error_knee of each stage; the last repeats.
+  std::string checkpoint_folder;          // Empty for none; otherwise it exists.
 };
 
 /// Errors before the first stage (index 0) and after each, as shares of the outer eye distance.
 struct TrainingCurve {
-  std::vector<double> trainManual;   // Mean of all rows, out of fold.
-  std::vector<double> trainTracked;  //
-  std::vector<double> devManual;     // Mean of the medians of nine starts.
-  std::vector<double> devTracked;
+  std::vector<double> train_manual;   // Mean of all rows, out of fold.
+  std::vector<double> train_tracked;  //
+  std::vector<double> dev_manual;     // Mean of the medians of nine starts.
+  std::vector<double> dev_tracked;
 };
 
 /// Trains on `train` and reports on `dev`, which takes no part in anything that is learnt or chosen

@@ -1,4 +1,4 @@
-// Writes landmark models as files that the library loads.
+/// Writes landmark models as files that the library loads.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_MODEL_WRITER_H_
 #define OZNA_TRAINING_ALIGNMENT_MODEL_WRITER_H_

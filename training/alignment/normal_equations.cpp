@@ -19,8 +19,8 @@ namespace alignment_training {
 NormalEquations::NormalEquations(int features, int outputs)
     : features_(features),
       outputs_(outputs),
-      gram_(static_cast<size_t>(features) * features),
-      cross_(static_cast<size_t>(outputs) * features) {}
+      gram_(static_cast<std::size_t>(features) * features),
+      cross_(static_cast<std::size_t>(outputs) * features) {}
 
 void NormalEquations::add(const float* x, const float* y, int rows) {
   if (rows == 0) return;
@@ -31,19 +31,19 @@ void NormalEquations::add(const float* x, const float* y, int rows) {
 }
 
 void NormalEquations::accumulate(const NormalEquations& other, float factor) {
-  for (size_t i = 0; i < gram_.size(); ++i) gram_[i] += factor * other.gram_[i];
-  for (size_t i = 0; i < cross_.size(); ++i) cross_[i] += factor * other.cross_[i];
+  for (std::size_t i = 0; i < gram_.size(); ++i) gram_[i] += factor * other.gram_[i];
+  for (std::size_t i = 0; i < cross_.size(); ++i) cross_[i] += factor * other.cross_[i];
 }
 
 double NormalEquations::meanDiagonal() const {
   double sum = 0;
-  for (int i = 0; i < features_; ++i) sum += gram_[static_cast<size_t>(i) * features_ + i];
+  for (int i = 0; i < features_; ++i) sum += gram_[static_cast<std::size_t>(i) * features_ + i];
   return sum / features_;
 }
 
 std::vector<float> NormalEquations::solveInPlace(double ridge) {
   for (int i = 0; i < features_; ++i) {
-    gram_[static_cast<size_t>(i) * features_ + i] += static_cast<float>(ridge);
+    gram_[static_cast<std::size_t>(i) * features_ + i] += static_cast<float>(ridge);
   }
   // LAPACK reads columns first: the upper triangle of rows is its lower triangle of columns, and
   // each right-hand side, a row here, is a column there.
@@ -56,11 +56,11 @@ std::vector<float> NormalEquations::solveInPlace(double ridge) {
   }
   spotrs_(&triangle, &features_, &outputs_, gram_.data(), &features_, cross_.data(), &features_,
           &info);
-  std::vector<float> projection(static_cast<size_t>(features_) * outputs_);
+  std::vector<float> projection(static_cast<std::size_t>(features_) * outputs_);
   for (int row = 0; row < features_; ++row) {
     for (int column = 0; column < outputs_; ++column) {
-      projection[static_cast<size_t>(row) * outputs_ + column] =
-          cross_[static_cast<size_t>(column) * features_ + row];
+      projection[static_cast<std::size_t>(row) * outputs_ + column] =
+          cross_[static_cast<std::size_t>(column) * features_ + row];
     }
   }
   return projection;

@@ -1,4 +1,4 @@
-// Ridge regression by accumulated normal equations.
+/// Ridge regression by accumulated normal equations.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_NORMAL_EQUATIONS_H_
 #define OZNA_TRAINING_ALIGNMENT_NORMAL_EQUATIONS_H_

@@ -15,26 +15,26 @@ FaceRect conventionSquare(const Shape& points) {
   const float height = extent.bottom - extent.top;
   const float width = extent.right - extent.left;
   const float half = 0.5F * 1.18F * std::max(height, 0.9F * width);
-  const float centreX = 0.5F * (extent.left + extent.right);
-  const float centreY = extent.bottom - 0.675F * height;
-  return {centreX - half, centreY - half, centreX + half, centreY + half};
+  const float centre_x = 0.5F * (extent.left + extent.right);
+  const float centre_y = extent.bottom - 0.675F * height;
+  return {centre_x - half, centre_y - half, centre_x + half, centre_y + half};
 }
 
 FaceRect jitterSquare(const FaceRect& square, const RectNoise& noise, std::mt19937_64& random) {
   std::uniform_real_distribution<float> uniform(0.0F, 1.0F);
   std::normal_distribution<float> normal(0.0F, 1.0F);
-  const float spread = uniform(random) < noise.wildShare ? 2.0F : 1.0F;
+  const float spread = uniform(random) < noise.wild_share ? 2.0F : 1.0F;
   const float side = square.right - square.left;
-  const float shiftX = normal(random) * noise.centre * spread * side;
-  const float shiftY = normal(random) * noise.centre * spread * side;
+  const float shift_x = normal(random) * noise.centre * spread * side;
+  const float shift_y = normal(random) * noise.centre * spread * side;
   const float half = 0.5F * side * std::exp(normal(random) * noise.size * spread);
-  const float centreX = 0.5F * (square.left + square.right) + shiftX;
-  const float centreY = 0.5F * (square.top + square.bottom) + shiftY;
-  return {centreX - half, centreY - half, centreX + half, centreY + half};
+  const float centre_x = 0.5F * (square.left + square.right) + shift_x;
+  const float centre_y = 0.5F * (square.top + square.bottom) + shift_y;
+  return {centre_x - half, centre_y - half, centre_x + half, centre_y + half};
 }
 
-FaceRect mirrorRect(const FaceRect& rect, int photoWidth) {
-  const float width = static_cast<float>(photoWidth);
+FaceRect mirrorRect(const FaceRect& rect, int photo_width) {
+  const float width = static_cast<float>(photo_width);
   return {width - rect.right, rect.top, width - rect.left, rect.bottom};
 }
 
@@ -43,9 +43,9 @@ float overlap(const FaceRect& a, const FaceRect& b) {
   const float height = std::min(a.bottom, b.bottom) - std::max(a.top, b.top);
   if (width <= 0 || height <= 0) return 0;
   const float both = width * height;
-  const float areaA = (a.right - a.left) * (a.bottom - a.top);
-  const float areaB = (b.right - b.left) * (b.bottom - b.top);
-  return both / (areaA + areaB - both);
+  const float area_a = (a.right - a.left) * (a.bottom - a.top);
+  const float area_b = (b.right - b.left) * (b.bottom - b.top);
+  return both / (area_a + area_b - both);
 }
 
 BoxTable readBoxes(const std::string& path) {
@@ -71,11 +71,11 @@ BoxTable readBoxes(const std::string& path) {
 
 const FaceRect* bestBox(const std::vector<FaceRect>& boxes, const FaceRect& square, float least) {
   const FaceRect* best = nullptr;
-  float bestOverlap = least;
+  float best_overlap = least;
   for (const FaceRect& box : boxes) {
     const float shared = overlap(box, square);
-    if (shared < bestOverlap) continue;
-    bestOverlap = shared;
+    if (shared < best_overlap) continue;
+    best_overlap = shared;
     best = &box;
   }
   return best;

@@ -1,5 +1,5 @@
-// The face rectangles that alignment starts from: by convention from the points, jittered, or from
-// the detector.
+/// The face rectangles that alignment starts from: by convention from the points, jittered, or from
+/// the detector.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_RECTANGLES_H_
 #define OZNA_TRAINING_ALIGNMENT_RECTANGLES_H_
@@ -18,13 +18,13 @@ using FaceRect = oznalib::Rectangle<float>;
 
 /// How far a rectangle may be from the face's true square. Standard deviations, normal.
 struct RectNoise {
-  float centre = 0.06F;    // Of the centre, in sides of the square, in each direction.
-  float size = 0.10F;      // Of the logarithm of the side.
-  float wildShare = 0.1F;  // Share of rectangles with twice these deviations.
+  float centre = 0.06F;     // Of the centre, in sides of the square, in each direction.
+  float size = 0.10F;       // Of the logarithm of the side.
+  float wild_share = 0.1F;  // Share of rectangles with twice these deviations.
 };
 
 /// Of rectangles that stand in for the detector's when a model is measured.
-constexpr RectNoise kMeasuringNoise{/*centre=*/0.05F, /*size=*/0.08F, /*wildShare=*/0.0F};
+constexpr RectNoise kMeasuringNoise{/*centre=*/0.05F, /*size=*/0.08F, /*wild_share=*/0.0F};
 
 /// The square that the detector is trained to give for a face with these points: from above the
 /// brows to just above the tip of the chin. With t and b the top and bottom of the points, h = b -
@@ -36,7 +36,7 @@ FaceRect conventionSquare(const Shape& points);
 FaceRect jitterSquare(const FaceRect& square, const RectNoise& noise, std::mt19937_64& random);
 
 /// The same rectangle in the mirrored photograph. Edges, so 0 is the left edge of the first pixel.
-FaceRect mirrorRect(const FaceRect& rect, int photoWidth);
+FaceRect mirrorRect(const FaceRect& rect, int photo_width);
 
 /// Area of the intersection over area of the union.
 float overlap(const FaceRect& a, const FaceRect& b);

@@ -1,4 +1,4 @@
-// The rows of a stage's regression: one sample from one starting shape, with its descriptors.
+/// The rows of a stage's regression: one sample from one starting shape, with its descriptors.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_REGRESSION_ROWS_H_
 #define OZNA_TRAINING_ALIGNMENT_REGRESSION_ROWS_H_
@@ -19,33 +19,33 @@ constexpr float kFeatureScale = 0.00390625F;  // What a byte counts in the regre
 /// sample's grey picture after the border that alignment puts around it.
 struct RegressionRows {
   std::vector<int> sample;             // Index of each row's sample.
-  std::vector<int> firstRow;           // Of each sample; one more at the end.
+  std::vector<int> first_row;          // Of each sample; one more at the end.
   std::vector<float> shapes;           // kCoordinates per row.
   std::vector<float> truths;           // kCoordinates per sample, with the border.
   std::vector<std::uint8_t> features;  // kFeatures per row, filled by describeRows.
 
-  size_t count() const { return sample.size(); }
-  float* shape(size_t row) { return shapes.data() + row * kCoordinates; }
-  const float* shape(size_t row) const { return shapes.data() + row * kCoordinates; }
-  const float* truth(size_t row) const {
-    return truths.data() + static_cast<size_t>(sample[row]) * kCoordinates;
+  std::size_t count() const { return sample.size(); }
+  float* shape(std::size_t row) { return shapes.data() + row * kCoordinates; }
+  const float* shape(std::size_t row) const { return shapes.data() + row * kCoordinates; }
+  const float* truth(std::size_t row) const {
+    return truths.data() + static_cast<std::size_t>(sample[row]) * kCoordinates;
   }
-  std::uint8_t* feature(size_t row) { return features.data() + row * kFeatures; }
-  const std::uint8_t* feature(size_t row) const { return features.data() + row * kFeatures; }
+  std::uint8_t* feature(std::size_t row) { return features.data() + row * kFeatures; }
+  const std::uint8_t* feature(std::size_t row) const { return features.data() + row * kFeatures; }
 };
 
 /// Mean of the true shapes in units of the face box; samples of faces placed by hand count
-/// `manualWeight` times.
-Shape meanUnitShape(const std::vector<AlignmentSample>& samples, float manualWeight);
+/// `manual_weight` times.
+Shape meanUnitShape(const std::vector<AlignmentSample>& samples, float manual_weight);
 
 /// Sets up `starts` rows per sample: all nine starting shapes in their order if starts is 9,
 /// otherwise so many drawn from the nine without repetition, by seed and sample index.
-RegressionRows makeRows(const std::vector<AlignmentSample>& samples, const Shape& meanShape,
+RegressionRows makeRows(const std::vector<AlignmentSample>& samples, const Shape& mean_shape,
                         int starts, std::uint64_t seed);
 
 /// Fills rows.features with the descriptors at each row's shape, as alignment takes them.
-void describeRows(const std::vector<AlignmentSample>& samples, const Shape& meanShape, int level,
-                  int levelsPerOctave, int threads, RegressionRows& rows);
+void describeRows(const std::vector<AlignmentSample>& samples, const Shape& mean_shape, int level,
+                  int levels_per_octave, int threads, RegressionRows& rows);
 
 /// Normalised error of a shape against a sample's truth, measured in pixels of the photograph.
 float shapeError(const AlignmentSample& sample, const float* shape, const float* truth);

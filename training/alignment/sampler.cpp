@@ -56,7 +56,7 @@ FaceRect drawRect(const Scene& scene, const SamplerOptions& options, std::mt1993
   const FaceRect square = conventionSquare(scene.points);
   const FaceRect* box = bestBox(scene.boxes, square, kLeastOverlap);
   std::uniform_real_distribution<float> uniform(0.0F, 1.0F);
-  if (box == nullptr || uniform(random) >= options.boxShare) {
+  if (box == nullptr || uniform(random) >= options.box_share) {
     return jitterSquare(square, options.noise, random);
   }
   // A detector that sees a slightly different picture gives a slightly different box.
@@ -69,14 +69,14 @@ AlignmentSample makeVariant(const Scene& plain, const Scene& mirrored, int varia
   std::uniform_real_distribution<double> uniform(0.0, 1.0);
   std::normal_distribution<double> normal(0.0, 1.0);
   Scene scene = variant % 2 == 0 ? plain : mirrored;  // The pixels are shared.
-  if (uniform(random) < options.rotatedShare) {
-    scene = turnScene(scene, normal(random) * options.rotationDegrees);
+  if (uniform(random) < options.rotated_share) {
+    scene = turnScene(scene, normal(random) * options.rotation_degrees);
   }
-  if (uniform(random) < options.croppedShare) scene = cropScene(scene, random);
+  if (uniform(random) < options.cropped_share) scene = cropScene(scene, random);
   AlignmentSample sample =
-      makeSample(scene.rgb, drawRect(scene, options, random), scene.points, options.faceWidth);
+      makeSample(scene.rgb, drawRect(scene, options, random), scene.points, options.face_width);
   if (uniform(random) < 0.5) {
-    applyGamma(sample.grey, std::exp(normal(random) * options.gammaSpread));
+    applyGamma(sample.grey, std::exp(normal(random) * options.gamma_spread));
   }
   return sample;
 }
@@ -117,17 +117,17 @@ Scene cropScene(const Scene& scene, std::mt19937_64& random) {
 }
 
 AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape& points,
-                           int faceWidth) {
+                           int face_width) {
   const oznalib::AlignmentWindow window = oznalib::cutAlignmentWindow(viewOf(rgb), rect);
   SDMCore::GeneralUnit unit = oznalib::makeGreyUnit(window);
   unit.shape = oznalib::mapToWindow(window, points);
-  unit.normalize(faceWidth);
+  unit.normalize(face_width);
   AlignmentSample sample;
   sample.grey = unit.image;
   sample.box = unit.box;
   sample.truth = unit.shape;
-  sample.unitsX = window.scale_x * unit.scale;
-  sample.unitsY = window.scale_y * unit.scale;
+  sample.units_x = window.scale_x * unit.scale;
+  sample.units_y = window.scale_y * unit.scale;
   return sample;
 }
 
@@ -135,23 +135,23 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
                                                  const std::vector<LandmarkFace>& faces,
                                                  const BoxTable* boxes,
                                                  const SamplerOptions& options, int threads) {
-  std::vector<std::vector<AlignmentSample>> byFace(faces.size());
+  std::vector<std::vector<AlignmentSample>> by_face(faces.size());
   training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
     const Scene plain{training::readPhotoRgb(folder + "/" + face.image), face.points,
                       boxesOf(face, boxes)};
     const Scene mirrored = mirrorScene(plain);
     std::mt19937_64 random = generatorFor(options.seed, index);
-    const int variants = face.manual ? options.manualVariants : options.trackedVariants;
+    const int variants = face.manual ? options.manual_variants : options.tracked_variants;
     for (int variant = 0; variant < variants; ++variant) {
       AlignmentSample sample = makeVariant(plain, mirrored, variant, options, random);
       sample.face = index;
       sample.manual = face.manual;
-      byFace[index].push_back(std::move(sample));
+      by_face[index].push_back(std::move(sample));
     }
   });
   std::vector<AlignmentSample> samples;
-  for (std::vector<AlignmentSample>& some : byFace) {
+  for (std::vector<AlignmentSample>& some : by_face) {
     for (AlignmentSample& sample : some) samples.push_back(std::move(sample));
   }
   return samples;
@@ -170,14 +170,14 @@ FaceRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& 
 std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const std::vector<LandmarkFace>& faces,
                                                   const BoxTable* boxes, const RectNoise& noise,
-                                                  int faceWidth, std::uint64_t seed, int threads) {
+                                                  int face_width, std::uint64_t seed, int threads) {
   std::vector<AlignmentSample> samples(faces.size());
   training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
     const FaceRect rect =
         evaluationRect(boxesOf(face, boxes), face, noise, seed, index, /*found=*/nullptr);
-    samples[index] =
-        makeSample(training::readPhotoRgb(folder + "/" + face.image), rect, face.points, faceWidth);
+    samples[index] = makeSample(training::readPhotoRgb(folder + "/" + face.image), rect,
+                                face.points, face_width);
     samples[index].face = index;
     samples[index].manual = face.manual;
   });

@@ -1,4 +1,4 @@
-// Turns annotated photographs into the scaled grey pictures that alignment regresses on.
+/// Turns annotated photographs into the scaled grey pictures that alignment regresses on.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_SAMPLER_H_
 #define OZNA_TRAINING_ALIGNMENT_SAMPLER_H_
@@ -15,27 +15,27 @@ namespace alignment_training {
 
 /// One face under one rectangle, as fitShape sees it after its scaling.
 struct AlignmentSample {
-  cv::Mat grey;      // 8-bit, scaled so that box has the model's face width.
-  cv::Rect box;      // Face box in pixels of grey.
-  Shape truth;       // In pixels of grey.
-  float unitsX = 1;  // Pixels of grey in one column and
-  float unitsY = 1;  // one row of the photograph.
-  int face = 0;      // Index into the list of faces.
+  cv::Mat grey;       // 8-bit, scaled so that box has the model's face width.
+  cv::Rect box;       // Face box in pixels of grey.
+  Shape truth;        // In pixels of grey.
+  float units_x = 1;  // Pixels of grey in one column and
+  float units_y = 1;  // one row of the photograph.
+  int face = 0;       // Index into the list of faces.
   bool manual = false;
 };
 
 /// What is made of each face.
 struct SamplerOptions {
   std::uint64_t seed = 1;
-  int faceWidth = 100;           // Pixels.
-  int manualVariants = 11;       // Samples from each face placed by hand; half of them mirrored.
-  int trackedVariants = 3;       // Samples from each tracked face.
-  RectNoise noise;               // Of rectangles by convention.
-  float boxShare = 0.5F;         // Share of samples that start from a detector box, where known.
-  float rotationDegrees = 6.0F;  // Standard deviation of turns in the image plane.
-  float rotatedShare = 0.5F;     // Share of samples that are turned.
-  float croppedShare = 0.06F;    // Share of samples whose photograph ends beside the face.
-  float gammaSpread = 0.25F;     // Standard deviation of the logarithm of a gamma curve.
+  int face_width = 100;           // Pixels.
+  int manual_variants = 11;       // Samples from each face placed by hand; half of them mirrored.
+  int tracked_variants = 3;       // Samples from each tracked face.
+  RectNoise noise;                // Of rectangles by convention.
+  float box_share = 0.5F;         // Share of samples that start from a detector box, where known.
+  float rotation_degrees = 6.0F;  // Standard deviation of turns in the image plane.
+  float rotated_share = 0.5F;     // Share of samples that are turned.
+  float cropped_share = 0.06F;    // Share of samples whose photograph ends beside the face.
+  float gamma_spread = 0.25F;     // Standard deviation of the logarithm of a gamma curve.
 };
 
 /// A photograph with the points and boxes that belong to it.
@@ -53,7 +53,7 @@ Scene cropScene(const Scene& scene, std::mt19937_64& random);
 /// Cuts, greys and scales a face with the library's own code. `rgb` has packed rows.
 /// Throws cv::Exception for a rectangle outside the photograph.
 AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape& points,
-                           int faceWidth);
+                           int face_width);
 
 /// All variants of all faces of one folder. Variants of face i depend on the seed and on i alone.
 /// `boxes` may be null. Works on `threads` threads; the result does not depend on their number.
@@ -67,7 +67,7 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
 std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const std::vector<LandmarkFace>& faces,
                                                   const BoxTable* boxes, const RectNoise& noise,
-                                                  int faceWidth, std::uint64_t seed, int threads);
+                                                  int face_width, std::uint64_t seed, int threads);
 
 /// The rectangle to measure face number `index` with: the detector's box that fits best, otherwise
 /// the convention's square, jittered from the seed and the index. `found` may be null.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 
 namespace alignment_training {
 namespace {
@@ -36,7 +37,7 @@ Pairing makePairing() {
 
 Extent extentOf(const Shape& shape) {
   Extent extent{shape[0], shape[1], shape[0], shape[1]};
-  for (size_t i = 0; i + 1 < shape.size(); i += 2) {
+  for (std::size_t i = 0; i + 1 < shape.size(); i += 2) {
     extent.left = std::min(extent.left, shape[i]);
     extent.right = std::max(extent.right, shape[i]);
     extent.top = std::min(extent.top, shape[i + 1]);
@@ -46,15 +47,15 @@ Extent extentOf(const Shape& shape) {
 }
 
 int mirroredLandmark(int landmark) {
-  static const Pairing pairing = makePairing();
-  return pairing[landmark];
+  static const Pairing kPairing = makePairing();
+  return kPairing[landmark];
 }
 
-Shape mirrorShape(const Shape& shape, int photoWidth) {
+Shape mirrorShape(const Shape& shape, int photo_width) {
   Shape mirrored(shape.size());
   for (int i = 0; i < kLandmarks; ++i) {
     const int from = mirroredLandmark(i);
-    mirrored[2 * i] = static_cast<float>(photoWidth - 1) - shape[2 * from];
+    mirrored[2 * i] = static_cast<float>(photo_width - 1) - shape[2 * from];
     mirrored[2 * i + 1] = shape[2 * from + 1];
   }
   return mirrored;

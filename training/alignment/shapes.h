@@ -1,5 +1,5 @@
-// Landmark shapes as plain lists of coordinates: mirroring, extents, and the error measure of the
-// field.
+/// Landmark shapes as plain lists of coordinates: mirroring, extents, and the error measure of the
+/// field.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_SHAPES_H_
 #define OZNA_TRAINING_ALIGNMENT_SHAPES_H_
@@ -24,8 +24,8 @@ Extent extentOf(const Shape& shape);
 /// The landmark that takes the place of `landmark` when a face is seen in a mirror.
 int mirroredLandmark(int landmark);
 
-/// The shape of the same face in the mirrored photograph of `photoWidth` columns.
-Shape mirrorShape(const Shape& shape, int photoWidth);
+/// The shape of the same face in the mirrored photograph of `photo_width` columns.
+Shape mirrorShape(const Shape& shape, int photo_width);
 
 /// Distance of the outer eye corners, points 36 and 45.
 float outerEyeDistance(const Shape& truth);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <memory>
 
@@ -26,9 +27,9 @@ struct Centre {
 
 float weightOf(const AlignmentSample& sample, const float* shape, const float* truth,
                const StageOptions& options) {
-  const float weight = sample.manual ? options.manualWeight : 1.0F;
-  if (options.errorKnee <= 0) return weight;
-  return weight * options.errorKnee / (options.errorKnee + shapeError(sample, shape, truth));
+  const float weight = sample.manual ? options.manual_weight : 1.0F;
+  if (options.error_knee <= 0) return weight;
+  return weight * options.error_knee / (options.error_knee + shapeError(sample, shape, truth));
 }
 
 Centre findCentre(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
@@ -37,7 +38,7 @@ Centre findCentre(const std::vector<AlignmentSample>& samples, const RegressionR
   std::vector<double> features(kFeatures);
   std::vector<double> moves(kCoordinates);
   double total = 0;
-  for (size_t row = 0; row < rows.count(); ++row) {
+  for (std::size_t row = 0; row < rows.count(); ++row) {
     const float weight =
         weightOf(samples[rows.sample[row]], rows.shape(row), rows.truth(row), options);
     centre.weight.push_back(weight);
@@ -59,12 +60,13 @@ Centre findCentre(const std::vector<AlignmentSample>& samples, const RegressionR
 template <class Use>
 void forBatches(const RegressionRows& rows, const RowList& list, const std::vector<float>& mean,
                 const StageOptions& options, const Use& use) {
-  std::vector<float> x(static_cast<size_t>(options.batchRows) * kFeatures);
-  for (size_t first = 0; first < list.size(); first += options.batchRows) {
-    const int count = static_cast<int>(std::min<size_t>(options.batchRows, list.size() - first));
+  std::vector<float> x(static_cast<std::size_t>(options.batch_rows) * kFeatures);
+  for (std::size_t first = 0; first < list.size(); first += options.batch_rows) {
+    const int count =
+        static_cast<int>(std::min<std::size_t>(options.batch_rows, list.size() - first));
     training::parallelFor(count, options.threads, [&](int i) {
       const std::uint8_t* bytes = rows.feature(list[first + i]);
-      float* out = x.data() + static_cast<size_t>(i) * kFeatures;
+      float* out = x.data() + static_cast<std::size_t>(i) * kFeatures;
       for (int k = 0; k < kFeatures; ++k) out[k] = bytes[k] * kFeatureScale - mean[k];
     });
     use(x.data(), first, count);
@@ -74,16 +76,16 @@ void forBatches(const RegressionRows& rows, const RowList& list, const std::vect
 std::unique_ptr<NormalEquations> sumRows(const RegressionRows& rows, const RowList& list,
                                          const Centre& centre, const StageOptions& options) {
   auto sums = std::make_unique<NormalEquations>(kFeatures, kCoordinates);
-  std::vector<float> y(static_cast<size_t>(options.batchRows) * kCoordinates);
-  forBatches(rows, list, centre.feature, options, [&](float* x, size_t first, int count) {
+  std::vector<float> y(static_cast<std::size_t>(options.batch_rows) * kCoordinates);
+  forBatches(rows, list, centre.feature, options, [&](float* x, std::size_t first, int count) {
     for (int i = 0; i < count; ++i) {
       const int row = list[first + i];
       const float root = std::sqrt(centre.weight[row]);
       for (int k = 0; k < kCoordinates; ++k) {
-        y[static_cast<size_t>(i) * kCoordinates + k] =
+        y[static_cast<std::size_t>(i) * kCoordinates + k] =
             root * (rows.truth(row)[k] - rows.shape(row)[k] - centre.move[k]);
       }
-      cblas_sscal(kFeatures, root, x + static_cast<size_t>(i) * kFeatures, 1);
+      cblas_sscal(kFeatures, root, x + static_cast<std::size_t>(i) * kFeatures, 1);
     }
     sums->add(x, y.data(), count);
   });
@@ -94,13 +96,13 @@ std::unique_ptr<NormalEquations> sumRows(const RegressionRows& rows, const RowLi
 void moveRows(const RowList& list, const float* mean, const float* projection, const float* bias,
               const StageOptions& options, RegressionRows& rows) {
   const std::vector<float> centre(mean, mean + kFeatures);
-  std::vector<float> moves(static_cast<size_t>(options.batchRows) * kCoordinates);
-  forBatches(rows, list, centre, options, [&](const float* x, size_t first, int count) {
+  std::vector<float> moves(static_cast<std::size_t>(options.batch_rows) * kCoordinates);
+  forBatches(rows, list, centre, options, [&](const float* x, std::size_t first, int count) {
     cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, count, kCoordinates, kFeatures, 1.0F, x,
                 kFeatures, projection, kCoordinates, 0.0F, moves.data(), kCoordinates);
     for (int i = 0; i < count; ++i) {
       float* shape = rows.shape(list[first + i]);
-      const float* move = moves.data() + static_cast<size_t>(i) * kCoordinates;
+      const float* move = moves.data() + static_cast<std::size_t>(i) * kCoordinates;
       for (int k = 0; k < kCoordinates; ++k) shape[k] += bias[k] + move[k];
     }
   });
@@ -120,7 +122,7 @@ double meanErrorOf(const std::vector<AlignmentSample>& samples, const Regression
 std::vector<RowList> dealRows(const std::vector<AlignmentSample>& samples,
                               const RegressionRows& rows, int folds) {
   std::vector<RowList> lists(folds);
-  for (size_t row = 0; row < rows.count(); ++row) {
+  for (std::size_t row = 0; row < rows.count(); ++row) {
     lists[samples[rows.sample[row]].face % folds].push_back(static_cast<int>(row));
   }
   return lists;
@@ -142,10 +144,10 @@ class StageSolver {
     for (const RowList& list : lists_) sums_.push_back(sumRows(rows_, list, centre_, options_));
     TrainedStage stage;
     stage.ridge = chooseRidge();
-    for (size_t fold = 0; lists_.size() > 1 && fold < lists_.size(); ++fold) {
+    for (std::size_t fold = 0; lists_.size() > 1 && fold < lists_.size(); ++fold) {
       moveFold(fold, solveWithout(fold, stage.ridge));
     }
-    for (size_t fold = 1; fold < sums_.size(); ++fold) {
+    for (std::size_t fold = 1; fold < sums_.size(); ++fold) {
       sums_[0]->accumulate(*sums_[fold], 1.0F);
       sums_[fold].reset();
     }
@@ -157,7 +159,7 @@ class StageSolver {
  private:
   static std::vector<float> projectionOf(const TrainedStage& stage) {
     const float* cells = stage.map.projection.data;
-    return std::vector<float>(cells, cells + static_cast<size_t>(kFeatures) * kCoordinates);
+    return std::vector<float>(cells, cells + static_cast<std::size_t>(kFeatures) * kCoordinates);
   }
 
   void store(const std::vector<float>& projection, TrainedStage& stage) const {
@@ -169,15 +171,15 @@ class StageSolver {
     std::copy(centre_.move.begin(), centre_.move.end(), stage.bias.data);
   }
 
-  std::vector<float> solveWithout(size_t fold, double ridge) const {
+  std::vector<float> solveWithout(std::size_t fold, double ridge) const {
     NormalEquations others(kFeatures, kCoordinates);
-    for (size_t other = 0; other < sums_.size(); ++other) {
+    for (std::size_t other = 0; other < sums_.size(); ++other) {
       if (other != fold) others.accumulate(*sums_[other], 1.0F);
     }
     return others.solveInPlace(ridge * others.meanDiagonal());
   }
 
-  void moveFold(size_t fold, const std::vector<float>& projection) {
+  void moveFold(std::size_t fold, const std::vector<float>& projection) {
     moveRows(lists_[fold], centre_.feature.data(), projection.data(), centre_.move.data(), options_,
              rows_);
   }
@@ -186,13 +188,13 @@ class StageSolver {
     if (lists_.size() == 1 || options_.ridges.size() == 1) return options_.ridges.front();
     const std::vector<float> before = rows_.shapes;
     double best = options_.ridges.front();
-    double bestError = std::numeric_limits<double>::max();
+    double best_error = std::numeric_limits<double>::max();
     for (const double ridge : options_.ridges) {
       moveFold(0, solveWithout(0, ridge));
       const double error = meanErrorOf(samples_, rows_, lists_[0], centre_.weight);
       log_ << "  ridge " << ridge << ": " << 100 * error << "% on the first fold" << std::endl;
-      if (error < bestError) {
-        bestError = error;
+      if (error < best_error) {
+        best_error = error;
         best = ridge;
       }
       rows_.shapes = before;
@@ -219,15 +221,15 @@ TrainedStage trainStage(const std::vector<AlignmentSample>& samples, const Stage
 void applyTrainedStage(const TrainedStage& stage, const StageOptions& options,
                        RegressionRows& rows) {
   RowList all(rows.count());
-  for (size_t row = 0; row < all.size(); ++row) all[row] = static_cast<int>(row);
+  for (std::size_t row = 0; row < all.size(); ++row) all[row] = static_cast<int>(row);
   moveRows(all, stage.map.mean.data, stage.map.projection.data, stage.bias.data, options, rows);
 }
 
 double meanRowError(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
                     bool manual) {
   double sum = 0;
-  size_t count = 0;
-  for (size_t row = 0; row < rows.count(); ++row) {
+  std::size_t count = 0;
+  for (std::size_t row = 0; row < rows.count(); ++row) {
     const AlignmentSample& sample = samples[rows.sample[row]];
     if (sample.manual != manual) continue;
     sum += shapeError(sample, rows.shape(row), rows.truth(row));

@@ -1,4 +1,4 @@
-// Learns the linear map of one stage from all rows, with cross-fitting.
+/// Learns the linear map of one stage from all rows, with cross-fitting.
 
 #ifndef OZNA_TRAINING_ALIGNMENT_STAGE_TRAINER_H_
 #define OZNA_TRAINING_ALIGNMENT_STAGE_TRAINER_H_
@@ -14,14 +14,14 @@ namespace alignment_training {
 
 struct StageOptions {
   std::vector<double> ridges{0.5, 2.0, 6.0};  // Candidates, in units of the mean diagonal.
-  float manualWeight = 2;  // How much a face placed by hand counts beside a tracked one.
+  float manual_weight = 2;  // How much a face placed by hand counts beside a tracked one.
   // If above 0, a row whose error before the stage is e counts knee / (knee + e): least squares
   // then come close to least distances, and rows that went astray, which the median of nine starts
   // outvotes in use, do not pull at the map. As a share of the outer eye distance.
-  float errorKnee = 0;
-  int folds = 3;         // 1 for none.
-  int batchRows = 2048;  // Rows in one rank-k update.
-  int threads = 2;       // For the conversion of rows; BLAS has its own.
+  float error_knee = 0;
+  int folds = 3;          // 1 for none.
+  int batch_rows = 2048;  // Rows in one rank-k update.
+  int threads = 2;        // For the conversion of rows; BLAS has its own.
 };
 
 /// What a stage gave.
@@ -40,7 +40,7 @@ struct TrainedStage {
 /// the one with the least error on the first fold is taken, so no outside data take part in the
 /// choice.
 ///
-/// Memory  (folds + 2) * 308 MB, and batchRows * 35 KB.
+/// Memory  (folds + 2) * 308 MB, and batch_rows * 35 KB.
 /// Throws  std::runtime_error where a ridge is too small.
 TrainedStage trainStage(const std::vector<AlignmentSample>& samples, const StageOptions& options,
                         RegressionRows& rows, std::ostream& log);

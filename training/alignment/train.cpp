@@ -1,6 +1,7 @@
 // Command line program that trains the landmark model.
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <iostream>
 #include <memory>
 
@@ -33,45 +34,45 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--limit", arguments.limit, "Train on about so many faces only");
   app.add_option("--seed", model.seed, "Seed of all random choices")->capture_default_str();
   app.add_option("--threads", model.stage.threads, "Threads")->capture_default_str();
-  app.add_option("--checkpoints", model.checkpointFolder,
+  app.add_option("--checkpoints", model.checkpoint_folder,
                  "Existing folder to save in, and go on from");
-  app.add_option("--stage-levels", model.stageLevels, "Pyramid level of each stage")
+  app.add_option("--stage-levels", model.stage_levels, "Pyramid level of each stage")
       ->delimiter(',')
       ->capture_default_str();
-  app.add_option("--levels-per-octave", model.levelsPerOctave)->capture_default_str();
-  app.add_option("--face-width", model.faceWidth, "Width of the scaled face box in pixels")
+  app.add_option("--levels-per-octave", model.levels_per_octave)->capture_default_str();
+  app.add_option("--face-width", model.face_width, "Width of the scaled face box in pixels")
       ->capture_default_str();
-  app.add_option("--starts", model.startsPerSample,
+  app.add_option("--starts", model.starts_per_sample,
                  "Of the nine starting shapes, so many per sample")
       ->check(CLI::Range(1, at::kStarts))
       ->capture_default_str();
   app.add_option("--ridges", model.stage.ridges, "Candidates, in units of the mean diagonal")
       ->delimiter(',')
       ->capture_default_str();
-  app.add_option("--error-knees", model.errorKnees,
+  app.add_option("--error-knees", model.error_knees,
                  "For each stage: an error at which a row counts half; 0: all rows count alike")
       ->delimiter(',')
       ->capture_default_str();
   app.add_option("--folds", model.stage.folds)->check(CLI::PositiveNumber)->capture_default_str();
-  app.add_option("--manual-weight", model.stage.manualWeight)->capture_default_str();
-  app.add_option("--manual-variants", sampler.manualVariants)->capture_default_str();
-  app.add_option("--tracked-variants", sampler.trackedVariants)->capture_default_str();
+  app.add_option("--manual-weight", model.stage.manual_weight)->capture_default_str();
+  app.add_option("--manual-variants", sampler.manual_variants)->capture_default_str();
+  app.add_option("--tracked-variants", sampler.tracked_variants)->capture_default_str();
   app.add_option("--centre-noise", sampler.noise.centre, "In sides of the square")
       ->capture_default_str();
   app.add_option("--size-noise", sampler.noise.size, "Of the logarithm")->capture_default_str();
-  app.add_option("--wild-share", sampler.noise.wildShare, "Share with twice the noise")
+  app.add_option("--wild-share", sampler.noise.wild_share, "Share with twice the noise")
       ->capture_default_str();
-  app.add_option("--box-share", sampler.boxShare, "Share from detector boxes")
+  app.add_option("--box-share", sampler.box_share, "Share from detector boxes")
       ->capture_default_str();
-  app.add_option("--rotation", sampler.rotationDegrees, "Standard deviation, in degrees")
+  app.add_option("--rotation", sampler.rotation_degrees, "Standard deviation, in degrees")
       ->capture_default_str();
-  app.add_option("--rotated-share", sampler.rotatedShare)->capture_default_str();
-  app.add_option("--cropped-share", sampler.croppedShare, "Share cut close to the face")
+  app.add_option("--rotated-share", sampler.rotated_share)->capture_default_str();
+  app.add_option("--cropped-share", sampler.cropped_share, "Share cut close to the face")
       ->capture_default_str();
 }
 
 std::vector<at::LandmarkFace> thin(const std::vector<at::LandmarkFace>& faces, int limit) {
-  if (limit <= 0 || static_cast<size_t>(limit) >= faces.size()) return faces;
+  if (limit <= 0 || static_cast<std::size_t>(limit) >= faces.size()) return faces;
   std::vector<at::LandmarkFace> kept;
   for (int i = 0; i < limit; ++i) kept.push_back(faces[i * faces.size() / limit]);
   return kept;
@@ -80,19 +81,19 @@ std::vector<at::LandmarkFace> thin(const std::vector<at::LandmarkFace>& faces, i
 void train(Arguments& arguments) {
   at::SamplerOptions& sampler = arguments.sampler;
   sampler.seed = arguments.model.seed;
-  sampler.faceWidth = arguments.model.faceWidth;
+  sampler.face_width = arguments.model.face_width;
   const int threads = arguments.model.stage.threads;
   std::unique_ptr<at::BoxTable> boxes;
   if (!arguments.boxes.empty()) {
     boxes = std::make_unique<at::BoxTable>(at::readBoxes(arguments.boxes));
   }
   const auto faces = thin(at::readLandmarkFaces(arguments.data, "train"), arguments.limit);
-  const auto devFaces = at::readLandmarkFaces(arguments.data, "dev");
+  const auto dev_faces = at::readLandmarkFaces(arguments.data, "dev");
   const auto samples =
       at::makeTrainingSamples(arguments.data, faces, boxes.get(), sampler, threads);
   const auto dev =
-      at::makeMeasuringSamples(arguments.data, devFaces, boxes.get(), at::kMeasuringNoise,
-                               sampler.faceWidth, /*seed=*/1, threads);
+      at::makeMeasuringSamples(arguments.data, dev_faces, boxes.get(), at::kMeasuringNoise,
+                               sampler.face_width, /*seed=*/1, threads);
   const oznalib::SDMModel model =
       at::trainModel(samples, dev, arguments.model, std::cout, /*curve=*/nullptr);
   at::writeModel(model, arguments.out);

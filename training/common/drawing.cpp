@@ -10,9 +10,9 @@
 namespace training {
 
 const cv::Scalar& inkOf(std::size_t curve) {
-  static const std::array<cv::Scalar, 3> inks = {cv::Scalar(180, 80, 20), cv::Scalar(40, 40, 200),
-                                                 cv::Scalar(60, 150, 40)};
-  return inks[curve % inks.size()];
+  static const std::array<cv::Scalar, 3> kInks = {cv::Scalar(180, 80, 20), cv::Scalar(40, 40, 200),
+                                                  cv::Scalar(60, 150, 40)};
+  return kInks[curve % kInks.size()];
 }
 
 void writeText(cv::Mat& picture, const std::string& text, cv::Point at, const cv::Scalar& ink) {

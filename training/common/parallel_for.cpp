@@ -14,13 +14,13 @@ namespace training {
 void parallelFor(int count, int threads, const std::function<void(int)>& work) {
   std::atomic<int> next{0};
   std::exception_ptr failure;
-  std::mutex failureLock;
+  std::mutex failure_lock;
   const auto drain = [&] {
     for (int index = next++; index < count; index = next++) {
       try {
         work(index);
       } catch (...) {
-        const std::lock_guard<std::mutex> hold(failureLock);
+        const std::lock_guard<std::mutex> hold(failure_lock);
         if (!failure) failure = std::current_exception();
         next = count;
       }

@@ -20,11 +20,11 @@ namespace {
 
 ModelOptions smallOptions(const std::vector<int>& levels) {
   ModelOptions options;
-  options.stageLevels = levels;
-  options.startsPerSample = 3;
+  options.stage_levels = levels;
+  options.starts_per_sample = 3;
   options.stage.folds = 1;
   options.stage.ridges = {0.3};
-  options.stage.batchRows = 64;
+  options.stage.batch_rows = 64;
   return options;
 }
 
@@ -40,11 +40,11 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
   std::ostringstream log;
   TrainingCurve curve;
   const oznalib::SDMModel model = trainModel(train, dev, smallOptions({3, 2, 1}), log, &curve);
-  ASSERT_EQ(curve.trainManual.size(), 4U) << log.str();
+  ASSERT_EQ(curve.train_manual.size(), 4U) << log.str();
   for (int stage = 1; stage <= 3; ++stage) {
-    EXPECT_LT(curve.trainManual[stage], curve.trainManual[stage - 1]) << log.str();
-    EXPECT_LT(curve.trainTracked[stage], curve.trainTracked[stage - 1]) << log.str();
-    EXPECT_LT(curve.devManual[stage], curve.devManual[stage - 1]) << log.str();
+    EXPECT_LT(curve.train_manual[stage], curve.train_manual[stage - 1]) << log.str();
+    EXPECT_LT(curve.train_tracked[stage], curve.train_tracked[stage - 1]) << log.str();
+    EXPECT_LT(curve.dev_manual[stage], curve.dev_manual[stage - 1]) << log.str();
   }
   writeModel(model, folder.file("m.sdm"));
   ASSERT_EQ(oznalib::loadSDMModel(folder.path(), "m.sdm"), oznalib::StatusOk);
@@ -52,8 +52,8 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
                                      /*seed=*/1, /*threads=*/2);
   const ErrorSummary manual = summarise(onlyQuality(measured, /*manual=*/true));
   // What the trainer measures on the rows is what the public call gives.
-  EXPECT_NEAR(manual.mean68, curve.devManual.back(), 1e-3);
-  EXPECT_LT(manual.mean68, 0.5 * curve.devManual.front());
+  EXPECT_NEAR(manual.mean68, curve.dev_manual.back(), 1e-3);
+  EXPECT_LT(manual.mean68, 0.5 * curve.dev_manual.front());
   EXPECT_GT(manual.mean5, 0);
   EXPECT_EQ(manual.faces, 8);
   oznalib::unloadSDMModel();
@@ -67,9 +67,9 @@ TEST(TrainModel, GoesOnFromACheckpointToTheSameFile) {
   std::ostringstream log;
   writeModel(trainModel(train, {}, smallOptions({3, 1}), log, nullptr), folder.file("a.sdm"));
   ModelOptions options = smallOptions({3});
-  options.checkpointFolder = folder.path();
+  options.checkpoint_folder = folder.path();
   trainModel(train, {}, options, log, nullptr);
-  options.stageLevels = {3, 1};
+  options.stage_levels = {3, 1};
   writeModel(trainModel(train, {}, options, log, nullptr), folder.file("b.sdm"));
   EXPECT_NE(log.str().find("going on from"), std::string::npos);
   const std::string bytes = bytesOf(folder.file("a.sdm"));

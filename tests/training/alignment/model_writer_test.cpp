@@ -23,15 +23,15 @@ TEST(WriteModel, WritesTheFieldsInOrderWithoutGaps) {
   model.stageLevels = {4, 3};
   const ozna_test::TemporaryFolder folder;
   writeModel(model, folder.file("m.sdm"));
-  const std::string matrixHeader(16, '\0');
-  std::string bias = matrixHeader;
+  const std::string matrix_header(16, '\0');
+  std::string bias = matrix_header;
   bias[0] = bias[8] = 1;
   const std::string one("\x01\0\0\0", 4);
-  const std::string expected = one + matrixHeader +                                 // aux
+  const std::string expected = one + matrix_header +                                // aux
                                one + bias + std::string("\0\0\x80\x3f", 4) +        // bias
                                one + std::string("\0\0\0\x3f", 4) +                 // mean
                                std::string(4, '\0') +                               // values
-                               one + matrixHeader + matrixHeader +                  // maps
+                               one + matrix_header + matrix_header +                // maps
                                std::string("\x02\0\0\0\x04\0\0\0\x03\0\0\0", 12) +  // levels
                                std::string(4, '\0') + one + std::string("\x03\0\0\0\x64\0\0\0", 8);
   EXPECT_EQ(bytesOf(folder.file("m.sdm")), expected);

@@ -25,7 +25,7 @@ TEST(MakeRows, DrawsEveryStartSomewhereAndNoneTwiceForASample) {
   std::set<std::pair<float, float>> all;
   for (int i = 0; i < 40; ++i) {
     std::set<std::pair<float, float>> own;
-    for (int row = rows.firstRow[i]; row < rows.firstRow[i + 1]; ++row) {
+    for (int row = rows.first_row[i]; row < rows.first_row[i + 1]; ++row) {
       own.insert({rows.shape(row)[0], rows.shape(row)[1]});
     }
     EXPECT_EQ(own.size(), 3U);
@@ -41,7 +41,7 @@ TEST(MeanUnitShape, WeighsFacesByHandAndMeasuresInFaceBoxes) {
   AlignmentSample manual = tracked;
   manual.manual = true;
   manual.truth.assign(kCoordinates, 35.0F);  // 0.25 across, 0.3 down.
-  const Shape mean = meanUnitShape({tracked, manual}, /*manualWeight=*/4);
+  const Shape mean = meanUnitShape({tracked, manual}, /*manual_weight=*/4);
   ASSERT_EQ(mean.size(), static_cast<std::size_t>(kCoordinates));
   EXPECT_FLOAT_EQ(mean[0], (0.5F + 4 * 0.25F) / 5);
   EXPECT_FLOAT_EQ(mean[kCoordinates - 1], (0.8F + 4 * 0.3F) / 5);
@@ -49,8 +49,8 @@ TEST(MeanUnitShape, WeighsFacesByHandAndMeasuresInFaceBoxes) {
 
 TEST(ShapeError, IsMeasuredInPixelsOfThePhotograph) {
   AlignmentSample sample;
-  sample.unitsX = 2;
-  sample.unitsY = 4;
+  sample.units_x = 2;
+  sample.units_y = 4;
   Shape truth(kCoordinates, 0.0F);
   truth[2 * 45] = 60.0F;  // The outer corners are 30 and 40 apart: 50.
   truth[2 * 45 + 1] = 160.0F;
@@ -63,7 +63,7 @@ TEST(ShapeError, IsMeasuredInPixelsOfThePhotograph) {
 TEST(MedianShape, TakesEachCoordinateByItself) {
   RegressionRows rows;
   rows.sample = {0, 1, 1, 1, 1};
-  rows.firstRow = {0, 1, 5};
+  rows.first_row = {0, 1, 5};
   rows.shapes.assign(5 * kCoordinates, 0.0F);
   for (int row = 1; row < 5; ++row) {
     rows.shape(row)[0] = static_cast<float>(row);

@@ -96,9 +96,9 @@ TEST(MakeTrainingSamples, StartFromDetectorBoxesWhereAsked) {
   box.bottom += 20;
   const BoxTable boxes{{faces[0].image, {box}}};
   SamplerOptions options = smallSampler();
-  options.manualVariants = 1;
-  options.rotatedShare = 0;
-  options.boxShare = 1;
+  options.manual_variants = 1;
+  options.rotated_share = 0;
+  options.box_share = 1;
   options.noise = {0, 0, 0};
   const auto samples = makeTrainingSamples(folder.path(), faces, &boxes, options, 1);
   const AlignmentSample expected = makeSample(
@@ -112,17 +112,17 @@ TEST(MakeTrainingSamples, CutThePhotographWhereAsked) {
   drawDataset(folder.path(), "train", 1, /*seed=*/2);
   const auto faces = readLandmarkFaces(folder.path(), "train");
   SamplerOptions options = smallSampler();
-  options.manualVariants = 1;
-  options.rotatedShare = 0;
+  options.manual_variants = 1;
+  options.rotated_share = 0;
   options.noise = {0, 0, 0};
   // Columns of the photograph that the sample holds.
-  options.croppedShare = 0;
+  options.cropped_share = 0;
   const auto whole = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
-  options.croppedShare = 1;
+  options.cropped_share = 1;
   const auto cut = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
   ASSERT_EQ(cut.size(), 1U);
-  const float columns_whole = static_cast<float>(whole[0].grey.cols) / whole[0].unitsX;
-  const float columns_cut = static_cast<float>(cut[0].grey.cols) / cut[0].unitsX;
+  const float columns_whole = static_cast<float>(whole[0].grey.cols) / whole[0].units_x;
+  const float columns_cut = static_cast<float>(cut[0].grey.cols) / cut[0].units_x;
   EXPECT_LT(columns_cut, 0.95F * columns_whole);
 }
 

@@ -145,8 +145,8 @@ inline std::string bytesOf(const std::string& path) {
 
 inline SamplerOptions smallSampler() {
   SamplerOptions options;
-  options.manualVariants = 2;
-  options.trackedVariants = 1;
+  options.manual_variants = 2;
+  options.tracked_variants = 1;
   return options;
 }
 

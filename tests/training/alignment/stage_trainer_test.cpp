@@ -19,11 +19,11 @@ RegressionRows randomRows(const std::vector<Shape>& truths, unsigned seed) {
   std::mt19937 random(seed);
   RegressionRows rows;
   for (const Shape& truth : truths) {
-    rows.firstRow.push_back(static_cast<int>(rows.count()));
+    rows.first_row.push_back(static_cast<int>(rows.count()));
     rows.sample.push_back(static_cast<int>(rows.count()));
     rows.truths.insert(rows.truths.end(), truth.begin(), truth.end());
   }
-  rows.firstRow.push_back(static_cast<int>(rows.count()));
+  rows.first_row.push_back(static_cast<int>(rows.count()));
   rows.shapes.resize(rows.count() * kCoordinates);
   rows.features.resize(rows.count() * kFeatures);
   for (std::uint8_t& byte : rows.features) byte = static_cast<std::uint8_t>(random());
@@ -45,7 +45,7 @@ TEST(TrainStage, MovesAFoldByWhatTheOthersTeachOnly) {
   }
   StageOptions options;
   options.ridges = {0.001};
-  options.batchRows = 16;
+  options.batch_rows = 16;
   std::ostringstream log;
   RegressionRows alone = randomRows(truths, seed);
   const double before = meanRowError(samples, alone, /*manual=*/false);
@@ -78,19 +78,19 @@ TEST(TrainStage, WeighsFacesByHandMoreAndRowsAstrayLess) {
   for (Shape* truth : {&near, &far}) (*truth)[2 * 45 + 1] = -40.0F;
   RegressionRows rows = randomRows({near, far}, /*seed=*/1);
   // 66 points are 10 (30) off, the eye corners sqrt(10^2 + 60^2) and so on.
-  const double nearError = (66 * 10 + std::hypot(10, 60) + std::hypot(10, 40)) / 68 / 100;
-  const double farError = (66 * 30 + std::hypot(30, 60) + std::hypot(30, 40)) / 68 / 100;
+  const double near_error = (66 * 10 + std::hypot(10, 60) + std::hypot(10, 40)) / 68 / 100;
+  const double far_error = (66 * 30 + std::hypot(30, 60) + std::hypot(30, 40)) / 68 / 100;
   StageOptions options;
   options.folds = 1;
   options.ridges = {1.0};
-  options.batchRows = 16;
-  options.manualWeight = 3;
-  options.errorKnee = 0.2F;
+  options.batch_rows = 16;
+  options.manual_weight = 3;
+  options.error_knee = 0.2F;
   std::ostringstream log;
   const TrainedStage stage = trainStage(samples, options, rows, log);
-  const double nearWeight = 0.2 / (0.2 + nearError);
-  const double farWeight = 3 * 0.2 / (0.2 + farError);
-  EXPECT_NEAR(stage.bias.data[0], (nearWeight * 10 + farWeight * 30) / (nearWeight + farWeight),
+  const double near_weight = 0.2 / (0.2 + near_error);
+  const double far_weight = 3 * 0.2 / (0.2 + far_error);
+  EXPECT_NEAR(stage.bias.data[0], (near_weight * 10 + far_weight * 30) / (near_weight + far_weight),
               1e-4);
 }
 

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 
@@ -71,9 +72,9 @@ cv::Mat drawCell(const Photograph& photograph, double cx, double cy, double side
 cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements) {
   cv::Mat picture = kRecallArea.picture();
   drawGrid(picture);
-  int legendY =
+  int legend_y =
       kRecallArea.margin + kRecallArea.height - 24 * static_cast<int>(measurements.size());
-  for (size_t i = 0; i < measurements.size(); ++i) {
+  for (std::size_t i = 0; i < measurements.size(); ++i) {
     const cv::Scalar& ink = training::inkOf(i);
     std::vector<cv::Point> curve;
     for (int step = 0; step <= 200; ++step) {
@@ -82,11 +83,11 @@ cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements) {
     }
     training::drawCurve(picture, curve, ink);
     const OperatingPoint built_in = atThreshold(measurements[i], measurements[i].threshold);
-    cv::circle(picture, plotPoint(built_in.wrongEach, built_in.recall), 5, ink, cv::FILLED,
+    cv::circle(picture, plotPoint(built_in.wrong_each, built_in.recall), 5, ink, cv::FILLED,
                cv::LINE_AA);
     writeText(picture, measurements[i].name,
-              {kRecallArea.margin + kRecallArea.width - 260, legendY}, ink);
-    legendY += 24;
+              {kRecallArea.margin + kRecallArea.width - 260, legend_y}, ink);
+    legend_y += 24;
   }
   return picture;
 }
@@ -107,7 +108,7 @@ cv::Mat drawReliability(const std::vector<Measurement>& measurements) {
   cv::line(picture, at(0, 0), at(1, 1), kBlack, 1, cv::LINE_AA);
   writeText(picture, "score", at(0.45, 0) + cv::Point(0, 40), kBlack);
   writeText(picture, "share of faces", at(0, 1) + cv::Point(0, -12), kBlack);
-  for (size_t i = 0; i < measurements.size(); ++i) {
+  for (std::size_t i = 0; i < measurements.size(); ++i) {
     const cv::Scalar& ink = training::inkOf(i);
     std::vector<cv::Point> curve;
     std::vector<int> radii;
@@ -115,11 +116,11 @@ cv::Mat drawReliability(const std::vector<Measurement>& measurements) {
       const Reliability bin = reliabilityOf(measurements[i], static_cast<float>(tenth) / 10,
                                             static_cast<float>(tenth + 1) / 10);
       if (bin.boxes == 0) continue;
-      curve.push_back(at(bin.meanScore, bin.share));
+      curve.push_back(at(bin.mean_score, bin.share));
       radii.push_back(bin.boxes < 20 ? 3 : 6);
     }
     training::drawCurve(picture, curve, ink);
-    for (size_t dot = 0; dot < curve.size(); ++dot) {
+    for (std::size_t dot = 0; dot < curve.size(); ++dot) {
       cv::circle(picture, curve[dot], radii[dot], ink, cv::FILLED, cv::LINE_AA);
     }
     writeText(picture, measurements[i].name, at(0.6, 0.1 + 0.06 * static_cast<double>(i)), ink);

@@ -1,4 +1,4 @@
-// Pictures of an evaluation: curves of recall, and contact sheets of misses and of wrong boxes.
+/// Pictures of an evaluation: curves of recall, and contact sheets of misses and of wrong boxes.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_CHARTS_H_
 #define OZNA_TRAINING_DETECTOR_MINE_CHARTS_H_

@@ -1,6 +1,7 @@
 // Command line program that measures cascades on annotated photographs.
 
 #include <CLI/CLI.hpp>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <functional>
@@ -28,7 +29,7 @@ struct Arguments {
   std::string scores;
   std::string misses;
   std::string wrong;
-  int sheetCount = 96;
+  int sheet_count = 96;
   int limit = 0;
   int threads = 2;
 };
@@ -50,7 +51,7 @@ FaceChoice between(double dt::FaceResult::*value, double from, double to) {
 }
 
 std::vector<std::pair<std::string, FaceChoice>> faceClasses() {
-  const auto side = &dt::FaceResult::relativeSide;
+  const auto side = &dt::FaceResult::relative_side;
   const auto brightness = &dt::FaceResult::brightness;
   return {{"side 5 to 8 percent", between(side, 0.05, 0.08)},
           {"side 8 to 15 percent", between(side, 0.08, 0.15)},
@@ -60,7 +61,7 @@ std::vector<std::pair<std::string, FaceChoice>> faceClasses() {
           {"medium face (80 to 140)", between(brightness, 80, 140)},
           {"light face (from 140)", between(brightness, 140, 256)},
           {"black and white photograph",
-           [](const dt::FaceResult& face) { return face.greyPhotograph; }}};
+           [](const dt::FaceResult& face) { return face.grey_photograph; }}};
 }
 
 std::vector<Row> tableRows(const dt::Measurement& any) {
@@ -71,13 +72,13 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
     rows.emplace_back(name,
                       [rate](const dt::Measurement& m) { return dt::atWrongEach(m, rate).recall; });
   }
-  const auto builtIn = [](const dt::Measurement& m) { return dt::atThreshold(m, m.threshold); };
+  const auto built_in = [](const dt::Measurement& m) { return dt::atThreshold(m, m.threshold); };
   rows.emplace_back("built-in thresholds: recall",
-                    [=](const dt::Measurement& m) { return builtIn(m).recall; });
+                    [=](const dt::Measurement& m) { return built_in(m).recall; });
   rows.emplace_back("built-in thresholds: false positives per photograph",
-                    [=](const dt::Measurement& m) { return builtIn(m).wrongEach; });
+                    [=](const dt::Measurement& m) { return built_in(m).wrong_each; });
   rows.emplace_back("built-in thresholds: mean overlap of matches",
-                    [=](const dt::Measurement& m) { return builtIn(m).meanOverlap; });
+                    [=](const dt::Measurement& m) { return built_in(m).mean_overlap; });
   for (const auto& [name, choice] : faceClasses()) {
     const auto count = std::count_if(any.faces.begin(), any.faces.end(), choice);
     rows.emplace_back("recall, " + name + ", " + std::to_string(count) + " faces",
@@ -91,14 +92,14 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
     });
   }
   const char* const networks[] = {"", "second network", "third network", "fourth network"};
-  for (size_t i = 0; i < std::size(networks); ++i) {
+  for (std::size_t i = 0; i < std::size(networks); ++i) {
     const std::string judge =
         i == 0 ? "a window of the scan" : std::string("a box into the ") + networks[i];
     rows.emplace_back("share of faces with " + judge, [i](const dt::Measurement& m) {
       const auto count = std::count_if(
           m.faces.begin(), m.faces.end(),
           [&](const dt::FaceResult& face) { return i < face.reached.size() && face.reached[i]; });
-      return static_cast<double>(count) / std::max<size_t>(m.faces.size(), 1);
+      return static_cast<double>(count) / std::max<std::size_t>(m.faces.size(), 1);
     });
   }
   const auto each = [&](const std::string& name,
@@ -106,7 +107,7 @@ std::vector<Row> tableRows(const dt::Measurement& any) {
     rows.emplace_back(
         name, [value](const dt::Measurement& m) { return value(m) / std::max(m.photographs, 1); });
   };
-  for (size_t i = 0; i < std::size(networks); ++i) {
+  for (std::size_t i = 0; i < std::size(networks); ++i) {
     each(i == 0 ? "windows scanned per photograph" : std::string("boxes into the ") + networks[i],
          [i](const dt::Measurement& m) { return i < m.judged.size() ? m.judged[i] : 0; });
   }
@@ -152,14 +153,14 @@ void save(const std::string& path, const cv::Mat& picture) {
 void evaluate(const Arguments& arguments) {
   auto photographs =
       dt::takePart(dt::readPhotographs(arguments.data, arguments.split), arguments.part);
-  if (arguments.limit > 0 && photographs.size() > static_cast<size_t>(arguments.limit)) {
+  if (arguments.limit > 0 && photographs.size() > static_cast<std::size_t>(arguments.limit)) {
     photographs.resize(arguments.limit);
   }
   std::vector<dt::Measurement> measurements;
   for (const std::string& models : arguments.models) {
     measurements.push_back(dt::measure(models, photographs, arguments.threads));
   }
-  for (size_t i = 0; i < std::min(arguments.names.size(), measurements.size()); ++i) {
+  for (std::size_t i = 0; i < std::min(arguments.names.size(), measurements.size()); ++i) {
     measurements[i].name = arguments.names[i];
   }
   printTable(measurements);
@@ -167,10 +168,10 @@ void evaluate(const Arguments& arguments) {
   save(arguments.curve, dt::drawRecallCurves(measurements));
   save(arguments.reliability, dt::drawReliability(measurements));
   if (!arguments.misses.empty()) {
-    save(arguments.misses, dt::drawMisses(measurements[0], photographs, arguments.sheetCount));
+    save(arguments.misses, dt::drawMisses(measurements[0], photographs, arguments.sheet_count));
   }
   if (!arguments.wrong.empty()) {
-    save(arguments.wrong, dt::drawWrong(measurements[0], photographs, arguments.sheetCount));
+    save(arguments.wrong, dt::drawWrong(measurements[0], photographs, arguments.sheet_count));
   }
 }
 
@@ -196,7 +197,7 @@ int main(int argc, char** argv) {
                  "List of the first cascade's boxes to write: score, and 1 for a face");
   app.add_option("--misses", arguments.misses, "Contact sheet of missed faces to write");
   app.add_option("--wrong", arguments.wrong, "Contact sheet of wrong boxes to write");
-  app.add_option("--sheet-count", arguments.sheetCount, "Pictures on a sheet, at most")
+  app.add_option("--sheet-count", arguments.sheet_count, "Pictures on a sheet, at most")
       ->capture_default_str();
   app.add_option("--limit", arguments.limit, "So many photographs only");
   app.add_option("--threads", arguments.threads)->check(CLI::PositiveNumber)->capture_default_str();

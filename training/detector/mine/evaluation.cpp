@@ -3,6 +3,7 @@
 #include "training/detector/mine/evaluation.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <ctime>
 #include <memory>
 #include <opencv2/imgproc.hpp>
@@ -74,8 +75,8 @@ FaceResult describe(const cv::Mat& rgb, bool grey, const FaceSquare& face, int p
   FaceResult result;
   result.photograph = photograph;
   result.face = face;
-  result.relativeSide = face.side / std::max(rgb.cols, rgb.rows);
-  result.greyPhotograph = grey;
+  result.relative_side = face.side / std::max(rgb.cols, rgb.rows);
+  result.grey_photograph = grey;
   const cv::Rect square(static_cast<int>(face.cx - 0.5 * face.side),
                         static_cast<int>(face.cy - 0.5 * face.side), static_cast<int>(face.side),
                         static_cast<int>(face.side));
@@ -89,26 +90,26 @@ FaceResult describe(const cv::Mat& rgb, bool grey, const FaceSquare& face, int p
 }
 
 void match(const oznalib::CandidateList& found, const Photograph& photograph, int index,
-           PhotographResult& result, const std::vector<int>& resultOfFace) {
+           PhotographResult& result, const std::vector<int>& result_of_face) {
   for (const oznalib::FaceCandidate& box : found.candidates) {  // By descending score.
     int best = -1;
-    double bestOverlap = 0;
-    double bestUncounted = 0;
-    for (size_t i = 0; i < photograph.faces.size(); ++i) {
+    double best_overlap = 0;
+    double best_uncounted = 0;
+    for (std::size_t i = 0; i < photograph.faces.size(); ++i) {
       const double value = overlap(box, photograph.faces[i]);
-      if (resultOfFace[i] < 0) {
-        bestUncounted = std::max(bestUncounted, value);
-      } else if (value > bestOverlap) {
-        best = resultOfFace[i];
-        bestOverlap = value;
+      if (result_of_face[i] < 0) {
+        best_uncounted = std::max(best_uncounted, value);
+      } else if (value > best_overlap) {
+        best = result_of_face[i];
+        best_overlap = value;
       }
     }
-    if (bestOverlap >= kMatchOverlap) {
+    if (best_overlap >= kMatchOverlap) {
       FaceResult& face = result.faces[best];
       if (face.score >= 0) continue;
       face.score = box.score;
-      face.overlap = bestOverlap;
-    } else if (bestUncounted < kUncountedOverlap) {
+      face.overlap = best_overlap;
+    } else if (best_uncounted < kUncountedOverlap) {
       result.wrong.push_back({index, box});
     }
   }
@@ -123,28 +124,28 @@ PhotographResult measureOne(oznalib::DetectorImpl& detector, float threshold,
   oznalib::StageResults stages(detector.stages.size());
   const oznalib::CandidateList found =
       oznalib::runCascade(detector, rgb, stages, training::kSearch);
-  const size_t last = stages.size() - 1;
+  const std::size_t last = stages.size() - 1;
   // What a stage judges is what the one before lets through; the scan judges every cell.
-  const auto before = [&](size_t stage) -> const oznalib::CandidateList& {
-    return stages[std::max<size_t>(stage, 1) - 1][0];
+  const auto before = [&](std::size_t stage) -> const oznalib::CandidateList& {
+    return stages[std::max<std::size_t>(stage, 1) - 1][0];
   };
-  const auto floor = [&](size_t stage) {
+  const auto floor = [&](std::size_t stage) {
     return stage == 0 ? -1.0F : detector.stages[stage - 1].threshold;
   };
-  for (size_t i = 0; i <= last; ++i) result.judged.push_back(countAbove(before(i), floor(i)));
+  for (std::size_t i = 0; i <= last; ++i) result.judged.push_back(countAbove(before(i), floor(i)));
   result.passed = countAbove(stages[last][0], threshold);
   const bool grey = isGrey(rgb);
-  std::vector<int> resultOfFace;
+  std::vector<int> result_of_face;
   for (const FaceSquare& face : photograph.faces) {
     const bool counts = !face.ignore && face.side >= kLeastSide * std::max(rgb.cols, rgb.rows);
-    resultOfFace.push_back(counts ? static_cast<int>(result.faces.size()) : -1);
+    result_of_face.push_back(counts ? static_cast<int>(result.faces.size()) : -1);
     if (!counts) continue;
     result.faces.push_back(describe(rgb, grey, face, index));
-    for (size_t i = 0; i <= last; ++i) {
+    for (std::size_t i = 0; i <= last; ++i) {
       result.faces.back().reached.push_back(covers(before(i), floor(i), face));
     }
   }
-  match(found, photograph, index, result, resultOfFace);
+  match(found, photograph, index, result, result_of_face);
   return result;
 }
 
@@ -174,7 +175,7 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
   sum.judged.resize(detectors[0]->stages.size());
   std::vector<PhotographResult> results(photographs.size());
   training::parallelFor(threads, threads, [&](int thread) {
-    for (size_t i = thread; i < photographs.size(); i += threads) {
+    for (std::size_t i = thread; i < photographs.size(); i += threads) {
       results[i] =
           measureOne(*detectors[thread], sum.threshold, photographs[i], static_cast<int>(i));
     }
@@ -182,7 +183,7 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
   for (const PhotographResult& result : results) {
     sum.faces.insert(sum.faces.end(), result.faces.begin(), result.faces.end());
     sum.wrong.insert(sum.wrong.end(), result.wrong.begin(), result.wrong.end());
-    for (size_t i = 0; i < sum.judged.size(); ++i) sum.judged[i] += result.judged[i];
+    for (std::size_t i = 0; i < sum.judged.size(); ++i) sum.judged[i] += result.judged[i];
     sum.passed += result.passed;
     sum.milliseconds += result.milliseconds;
   }
@@ -199,14 +200,14 @@ Reliability reliabilityOf(const Measurement& measurement, float from, float to) 
   int faces = 0;
   const auto count = [&](float score, bool face) {
     if (!inside(score)) return;
-    result.meanScore += score;
+    result.mean_score += score;
     faces += face ? 1 : 0;
     ++result.boxes;
   };
   for (const FaceResult& face : measurement.faces) count(face.score, true);
   for (const WrongBox& wrong : measurement.wrong) count(wrong.box.score, false);
   if (result.boxes == 0) return result;
-  result.meanScore /= result.boxes;
+  result.mean_score /= result.boxes;
   result.share = static_cast<double>(faces) / result.boxes;
   return result;
 }
@@ -224,13 +225,13 @@ OperatingPoint atThreshold(const Measurement& measurement, float threshold) {
   double wrong = 0;
   for (const WrongBox& box : measurement.wrong) wrong += box.box.score > threshold ? 1 : 0;
   point.recall = measurement.faces.empty() ? 0 : found / measurement.faces.size();
-  point.meanOverlap = found > 0 ? overlaps / found : 0;
-  point.wrongEach = measurement.photographs > 0 ? wrong / measurement.photographs : 0;
+  point.mean_overlap = found > 0 ? overlaps / found : 0;
+  point.wrong_each = measurement.photographs > 0 ? wrong / measurement.photographs : 0;
   return point;
 }
 
-OperatingPoint atWrongEach(const Measurement& measurement, double wrongEach) {
-  const auto allowed = static_cast<size_t>(wrongEach * measurement.photographs);
+OperatingPoint atWrongEach(const Measurement& measurement, double wrong_each) {
+  const auto allowed = static_cast<std::size_t>(wrong_each * measurement.photographs);
   // Scores above that of the first wrong box too many; ties of wrong boxes go out together.
   const float threshold =
       allowed < measurement.wrong.size() ? measurement.wrong[allowed].box.score : 0;

@@ -1,4 +1,4 @@
-// Measures a cascade on annotated photographs.
+/// Measures a cascade on annotated photographs.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_EVALUATION_H_
 #define OZNA_TRAINING_DETECTOR_MINE_EVALUATION_H_
@@ -24,9 +24,9 @@ constexpr double kLeastSide = 0.05;
 struct FaceResult {
   int photograph = 0;
   FaceSquare face;
-  double relativeSide = 0;  ///< Side over the photograph's longer side.
-  double brightness = 0;    ///< Mean grey level of the square, 0 to 255.
-  bool greyPhotograph = false;
+  double relative_side = 0;  ///< Side over the photograph's longer side.
+  double brightness = 0;     ///< Mean grey level of the square, 0 to 255.
+  bool grey_photograph = false;
   float score = -1;    ///< Of the best detection that matches; -1 without one.
   double overlap = 0;  ///< Of that detection.
   /// By stage, whether a box that it judges would match; for the first, a window of the dense scan.
@@ -63,14 +63,14 @@ Measurement measure(const std::string& models, const std::vector<Photograph>& ph
 struct OperatingPoint {
   float threshold = 0;  ///< Scores above it count.
   double recall = 0;
-  double wrongEach = 0;    ///< False positives per photograph.
-  double meanOverlap = 0;  ///< Of the matches.
+  double wrong_each = 0;    ///< False positives per photograph.
+  double mean_overlap = 0;  ///< Of the matches.
 };
 
 /// Found boxes by their scores, whether right or wrong: what a score is worth.
 struct Reliability {
-  double meanScore = 0;  ///< Of the boxes; 0 without any.
-  double share = 0;      ///< Of them that are faces; 0 without any.
+  double mean_score = 0;  ///< Of the boxes; 0 without any.
+  double share = 0;       ///< Of them that are faces; 0 without any.
   int boxes = 0;
 };
 
@@ -80,7 +80,7 @@ Reliability reliabilityOf(const Measurement& measurement, float from, float to);
 OperatingPoint atThreshold(const Measurement& measurement, float threshold);
 
 /// The lowest threshold that keeps to so many false positives per photograph.
-OperatingPoint atWrongEach(const Measurement& measurement, double wrongEach);
+OperatingPoint atWrongEach(const Measurement& measurement, double wrong_each);
 
 }  // namespace detector_training
 

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <map>
 #include <memory>
@@ -25,7 +26,7 @@ struct Arguments {
   std::string out;
   dt::Part part = dt::Part::Fit;
   std::string photographs = "all";
-  int firstVariant = 0;
+  int first_variant = 0;
   int variants = 1;
   int limit = 0;
   int threads = 2;
@@ -43,7 +44,7 @@ std::vector<dt::Photograph> gather(const Arguments& arguments) {
     }
   }
   list = dt::takePart(list, arguments.part);
-  if (arguments.limit > 0 && list.size() > static_cast<size_t>(arguments.limit)) {
+  if (arguments.limit > 0 && list.size() > static_cast<std::size_t>(arguments.limit)) {
     std::vector<dt::Photograph> thinned;
     for (int i = 0; i < arguments.limit; ++i) {
       thinned.push_back(list[i * list.size() / arguments.limit]);
@@ -58,11 +59,11 @@ std::vector<dt::Window> mineOne(oznalib::DetectorImpl& detector, const Arguments
   const cv::Mat rgb = training::readPhotoRgb(photograph.path);
   std::vector<dt::Window> windows;
   for (int i = 0; i < arguments.variants; ++i) {
-    const int variant = arguments.firstVariant + i;
+    const int variant = arguments.first_variant + i;
     dt::MinerOptions options = arguments.miner;
     options.seed = arguments.miner.seed * 1000003 + index * 101 + variant;
     dt::View view = dt::makeView(rgb, photograph.faces, variant, options.seed);
-    if (photograph.backgroundUnknown) {
+    if (photograph.background_unknown) {
       options.negatives = 0;
       dt::stepBack(view, options.seed);
     }
@@ -133,7 +134,7 @@ int main(int argc, char** argv) {
                  "faces, negatives, all (both), or landmarks")
       ->check(CLI::IsMember({"faces", "negatives", "all", "landmarks"}))
       ->capture_default_str();
-  app.add_option("--first-variant", arguments.firstVariant, "0 is the photograph as it is")
+  app.add_option("--first-variant", arguments.first_variant, "0 is the photograph as it is")
       ->capture_default_str();
   app.add_option("--variants", arguments.variants, "Views per photograph")->capture_default_str();
   app.add_option("--limit", arguments.limit, "About so many photographs only");
@@ -143,8 +144,8 @@ int main(int argc, char** argv) {
       ->delimiter(',');
   app.add_option("--side", miner.side,
                  "Of the windows in pixels; that of the stage's input otherwise");
-  app.add_flag("--score", miner.scoreTarget, "Judge windows by their network; keep the hardest");
-  app.add_option("--keep-above", miner.keepAbove, "Drop negatives that score less")
+  app.add_flag("--score", miner.score_target, "Judge windows by their network; keep the hardest");
+  app.add_option("--keep-above", miner.keep_above, "Drop negatives that score less")
       ->capture_default_str();
   app.add_option("--negatives", miner.negatives, "Most negatives per view")->capture_default_str();
   app.add_option("--jittered", miner.jittered, "Further boxes around each face")

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <map>
 #include <numeric>
 #include <opencv2/imgproc.hpp>
@@ -54,7 +55,7 @@ std::vector<Place> withCells(const CandidateList& list) {
   return places;
 }
 
-float floorOf(const DetectorImpl& detector, const MinerOptions& options, size_t stage) {
+float floorOf(const DetectorImpl& detector, const MinerOptions& options, std::size_t stage) {
   return stage < options.floors.size() ? options.floors[stage] : detector.stages[stage].threshold;
 }
 
@@ -102,38 +103,39 @@ WindowLabel labelOf(const FaceCandidate& box, const View& view) {
   const BestFace best = bestFace(box, view.faces, /*ignored=*/false);
   label.overlap = static_cast<float>(best.overlap);
   label.face = static_cast<float>(best.face);
-  label.ignoredOverlap = static_cast<float>(bestFace(box, view.faces, /*ignored=*/true).overlap);
+  label.ignored_overlap = static_cast<float>(bestFace(box, view.faces, /*ignored=*/true).overlap);
   if (best.face >= 0) {
     const FaceSquare& face = view.faces[best.face];
-    label.faceX = static_cast<float>(face.cx - 0.5 * face.side);
-    label.faceY = static_cast<float>(face.cy - 0.5 * face.side);
-    label.faceSide = static_cast<float>(face.side);
+    label.face_x = static_cast<float>(face.cx - 0.5 * face.side);
+    label.face_y = static_cast<float>(face.cy - 0.5 * face.side);
+    label.face_side = static_cast<float>(face.side);
   }
   return label;
 }
 
 // Chooses which windows to keep, by index. Negatives come in random order or hardest first.
-std::vector<size_t> choose(const std::vector<WindowLabel>& labels, const MinerOptions& options,
-                           std::mt19937_64& random) {
+std::vector<std::size_t> choose(const std::vector<WindowLabel>& labels, const MinerOptions& options,
+                                std::mt19937_64& random) {
   const double near = options.target >= kThird ? kNearOverlap : kFaceOverlap;
-  std::vector<size_t> kept;
-  std::vector<size_t> negatives;
-  for (size_t i = 0; i < labels.size(); ++i) {
+  std::vector<std::size_t> kept;
+  std::vector<std::size_t> negatives;
+  for (std::size_t i = 0; i < labels.size(); ++i) {
     const WindowLabel& label = labels[i];
-    const bool beside_ignored = label.ignoredOverlap < kIgnoredOverlap;
+    const bool beside_ignored = label.ignored_overlap < kIgnoredOverlap;
     if (label.overlap >= kFaceOverlap || (label.overlap >= near && beside_ignored)) {
       kept.push_back(i);
     } else if (beside_ignored && label.overlap < kIgnoredOverlap &&
-               label.score > options.keepAbove) {
+               label.score > options.keep_above) {
       negatives.push_back(i);
     }
   }
   std::shuffle(negatives.begin(), negatives.end(), random);
-  if (options.scoreTarget) {
-    std::stable_sort(negatives.begin(), negatives.end(),
-                     [&](size_t a, size_t b) { return labels[a].score > labels[b].score; });
+  if (options.score_target) {
+    std::stable_sort(negatives.begin(), negatives.end(), [&](std::size_t a, std::size_t b) {
+      return labels[a].score > labels[b].score;
+    });
   }
-  if (negatives.size() > static_cast<size_t>(options.negatives)) {
+  if (negatives.size() > static_cast<std::size_t>(options.negatives)) {
     negatives.resize(options.negatives);
   }
   kept.insert(kept.end(), negatives.begin(), negatives.end());
@@ -156,7 +158,7 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
   const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::map<int, cv::Mat> levels;
   std::vector<Window> windows;
-  for (const size_t i : choose(labels, options, random)) {
+  for (const std::size_t i : choose(labels, options, random)) {
     cv::Mat& level = levels[places[i].box.level];
     if (level.empty())
       level = oznalib::makeLevelImage(working.pixels, places[i].box.level, training::kSearch);
@@ -173,13 +175,13 @@ std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const Min
                              std::mt19937_64& random) {
   CandidateList list = reaching(detector, view.rgb, options);
   appendJittered(view, options, random, list);
-  if (options.scoreTarget) {
+  if (options.score_target) {
     oznalib::scoreCandidates(detector.stages[options.target], view.rgb, list);
   }
   const int side = windowSide(detector, options);
   const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::vector<Window> windows;
-  for (const size_t i : choose(labels, options, random)) {
+  for (const std::size_t i : choose(labels, options, random)) {
     const FaceCandidate& box = list.candidates[i];
     cv::Mat pixels;
     cv::resize(view.rgb(cv::Rect(box.x, box.y, box.width, box.height)), pixels,

@@ -1,4 +1,4 @@
-// Cuts training windows out of views, where the library itself would look.
+/// Cuts training windows out of views, where the library itself would look.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_MINER_H_
 #define OZNA_TRAINING_DETECTOR_MINE_MINER_H_
@@ -23,11 +23,11 @@ struct MinerOptions {
   /// Least scores, by stage: boxes that the scan scores above the first go on, of those the ones that the second stage
   /// scores above the second, and so on. Stages without an entry keep to their own thresholds.
   std::vector<float> floors;
-  bool scoreTarget =
-      false;             ///< Let the target network itself judge each window, and prefer hard ones.
-  float keepAbove = -1;  ///< Negatives with such a score at most are dropped.
-  int negatives = 100;   ///< Most windows per view that lie on no face.
-  int jittered = 0;      ///< Boxes around each counted face, moved and scaled at random.
+  bool score_target =
+      false;  ///< Let the target network itself judge each window, and prefer hard ones.
+  float keep_above = -1;  ///< Negatives with such a score at most are dropped.
+  int negatives = 100;    ///< Most windows per view that lie on no face.
+  int jittered = 0;       ///< Boxes around each counted face, moved and scaled at random.
   std::uint64_t seed = 1;
 };
 

@@ -3,6 +3,7 @@
 #include "training/detector/mine/overlap.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace detector_training {
 
@@ -21,7 +22,7 @@ double overlap(const oznalib::FaceCandidate& box, const FaceSquare& face) {
 BestFace bestFace(const oznalib::FaceCandidate& box, const std::vector<FaceSquare>& faces,
                   bool ignored) {
   BestFace best;
-  for (size_t i = 0; i < faces.size(); ++i) {
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     if (faces[i].ignore != ignored) continue;
     const double value = overlap(box, faces[i]);
     if (value > best.overlap) best = {static_cast<int>(i), value};

@@ -1,4 +1,4 @@
-// How boxes of the detector lie on annotated faces.
+/// How boxes of the detector lie on annotated faces.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_OVERLAP_H_
 #define OZNA_TRAINING_DETECTOR_MINE_OVERLAP_H_

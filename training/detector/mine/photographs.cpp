@@ -54,7 +54,7 @@ Photograph parseLandmarkPhotograph(const std::string& folder, const std::string&
   photograph.width = record.at("width").get<int>();
   photograph.height = record.at("height").get<int>();
   photograph.faces.push_back(squareAround(record.at("points")));
-  photograph.backgroundUnknown = true;
+  photograph.background_unknown = true;
   return photograph;
 }
 

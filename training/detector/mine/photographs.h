@@ -1,4 +1,4 @@
-// Reads the annotated photographs of a detection data folder.
+/// Reads the annotated photographs of a detection data folder.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_PHOTOGRAPHS_H_
 #define OZNA_TRAINING_DETECTOR_MINE_PHOTOGRAPHS_H_
@@ -22,7 +22,7 @@ struct Photograph {
   int height = 0;  ///< Likewise.
   std::vector<FaceSquare> faces;
   /// Only one of its faces is annotated, and what lies beside it may be another.
-  bool backgroundUnknown = false;
+  bool background_unknown = false;
 };
 
 /// Reads folder/detection/split.jsonl: one JSON object per line with "image", "width", "height" and

@@ -1,4 +1,4 @@
-// Views of a training photograph: as it is, or mirrored, turned, cut, rescaled, compressed.
+/// Views of a training photograph: as it is, or mirrored, turned, cut, rescaled, compressed.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_VIEWS_H_
 #define OZNA_TRAINING_DETECTOR_MINE_VIEWS_H_

@@ -1,4 +1,4 @@
-// The file of training windows that the miner writes and the fitting reads.
+/// The file of training windows that the miner writes and the fitting reads.
 
 #ifndef OZNA_TRAINING_DETECTOR_MINE_WINDOW_FILE_H_
 #define OZNA_TRAINING_DETECTOR_MINE_WINDOW_FILE_H_
@@ -13,18 +13,18 @@ namespace detector_training {
 
 /// What is known about a window. All values are 32-bit floats, written in this order.
 struct WindowLabel {
-  float photograph = 0;      ///< Index within the run.
-  float variant = 0;         ///< View of the photograph.
-  float x = 0;               ///< Left edge of the box, in pixels of the view.
-  float y = 0;               ///< Top edge.
-  float side = 0;            ///< Of the box.
-  float score = 0;           ///< Of the last network that judged the box; -1 if none did.
-  float overlap = 0;         ///< With the best face that counts.
-  float ignoredOverlap = 0;  ///< With the best face that does not.
-  float face = -1;           ///< Index of the best face that counts; -1 without one.
-  float faceX = 0;           ///< Left edge of that face's square, in pixels of the view; 0 without.
-  float faceY = 0;           ///< Top edge.
-  float faceSide = 0;        ///< Side.
+  float photograph = 0;       ///< Index within the run.
+  float variant = 0;          ///< View of the photograph.
+  float x = 0;                ///< Left edge of the box, in pixels of the view.
+  float y = 0;                ///< Top edge.
+  float side = 0;             ///< Of the box.
+  float score = 0;            ///< Of the last network that judged the box; -1 if none did.
+  float overlap = 0;          ///< With the best face that counts.
+  float ignored_overlap = 0;  ///< With the best face that does not.
+  float face = -1;            ///< Index of the best face that counts; -1 without one.
+  float face_x = 0;     ///< Left edge of that face's square, in pixels of the view; 0 without.
+  float face_y = 0;     ///< Top edge.
+  float face_side = 0;  ///< Side.
 };
 
 /// One window: the pixels that a network sees, and its label.

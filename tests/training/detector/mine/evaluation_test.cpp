@@ -17,19 +17,19 @@ namespace {
 TEST(Evaluation, CountsAboveAThreshold) {
   const OperatingPoint high = atThreshold(handMade(), 0.98F);
   EXPECT_DOUBLE_EQ(high.recall, 0.25);
-  EXPECT_DOUBLE_EQ(high.wrongEach, 0);
-  EXPECT_DOUBLE_EQ(high.meanOverlap, 0.8);
+  EXPECT_DOUBLE_EQ(high.wrong_each, 0);
+  EXPECT_DOUBLE_EQ(high.mean_overlap, 0.8);
   const OperatingPoint low = atThreshold(handMade(), 0.55F);
   EXPECT_DOUBLE_EQ(low.recall, 0.5);
-  EXPECT_DOUBLE_EQ(low.wrongEach, 0.2);
-  EXPECT_DOUBLE_EQ(low.meanOverlap, 0.7);
+  EXPECT_DOUBLE_EQ(low.wrong_each, 0.2);
+  EXPECT_DOUBLE_EQ(low.mean_overlap, 0.7);
 }
 
 TEST(Evaluation, FindsTheThresholdOfARate) {
   // None wrong: above 0.95 stands one face of four. One wrong in ten photographs: above 0.6, two.
   EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.05).recall, 0.25);
   EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.1).recall, 0.5);
-  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.1).wrongEach, 0.1);
+  EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.1).wrong_each, 0.1);
   EXPECT_DOUBLE_EQ(atWrongEach(handMade(), 0.5).recall, 0.75);
 }
 
@@ -38,7 +38,7 @@ TEST(Evaluation, CountsHowManyOfTheBoxesOfAScoreAreFaces) {
   const Reliability middle = reliabilityOf(handMade(), 0.5F, 0.95F);
   EXPECT_EQ(middle.boxes, 3);
   EXPECT_NEAR(middle.share, 2.0 / 3, 1e-12);
-  EXPECT_NEAR(middle.meanScore, (0.5 + 0.9 + 0.6) / 3, 1e-6);
+  EXPECT_NEAR(middle.mean_score, (0.5 + 0.9 + 0.6) / 3, 1e-6);
   const Reliability high = reliabilityOf(handMade(), 0.95F, 1);
   EXPECT_EQ(high.boxes, 2);
   EXPECT_NEAR(high.share, 0.5, 1e-12);
@@ -70,8 +70,8 @@ TEST(Evaluation, FindsTheFacesOfTheGroup) {
   EXPECT_EQ(measurement.faces.size(), 8U);
   const OperatingPoint point = atThreshold(measurement, measurement.threshold);
   EXPECT_DOUBLE_EQ(point.recall, 7.0 / 8.0);
-  EXPECT_DOUBLE_EQ(point.wrongEach, 1);
-  EXPECT_GT(point.meanOverlap, 0.6);
+  EXPECT_DOUBLE_EQ(point.wrong_each, 1);
+  EXPECT_GT(point.mean_overlap, 0.6);
   ASSERT_EQ(measurement.judged.size(), 3U);
   EXPECT_GT(measurement.judged[0], measurement.judged[1]);
   EXPECT_GT(measurement.judged[1], measurement.judged[2]);
@@ -96,7 +96,7 @@ TEST(CompactCascade, FindsTheFacesOfTheSamplesAndNothingElse) {
   const Measurement group = measure(compact, {{kGroup, 1280, 700, kGroupFaces}}, /*threads=*/1);
   const OperatingPoint point = atThreshold(group, group.threshold);
   EXPECT_DOUBLE_EQ(point.recall, 1);
-  EXPECT_DOUBLE_EQ(point.wrongEach, 0);
+  EXPECT_DOUBLE_EQ(point.wrong_each, 0);
   // Of the other two the face's square is measured by eye, too.
   const std::string samples = OZNA_SOURCE_DIR "/samples/";
   for (const Photograph& photograph :
@@ -104,7 +104,7 @@ TEST(CompactCascade, FindsTheFacesOfTheSamplesAndNothingElse) {
         Photograph{samples + "grace_hopper.jpg", 512, 600, {{265, 215, 195, false}}, false}}) {
     const Measurement one = measure(compact, {photograph}, /*threads=*/1);
     EXPECT_DOUBLE_EQ(atThreshold(one, one.threshold).recall, 1) << photograph.path;
-    EXPECT_DOUBLE_EQ(atThreshold(one, one.threshold).wrongEach, 0) << photograph.path;
+    EXPECT_DOUBLE_EQ(atThreshold(one, one.threshold).wrong_each, 0) << photograph.path;
   }
 }
 

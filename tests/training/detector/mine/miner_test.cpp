@@ -74,9 +74,9 @@ TEST(Miner, LabelsBoxesByTheirOverlapAndTheirFace) {
     const oznalib::FaceCandidate box{
         static_cast<std::int32_t>(label.x), static_cast<std::int32_t>(label.y), side, side, 0, 0};
     EXPECT_FLOAT_EQ(label.overlap, static_cast<float>(overlap(box, face)));
-    EXPECT_FLOAT_EQ(label.faceX, static_cast<float>(face.cx - face.side / 2));
-    EXPECT_FLOAT_EQ(label.faceY, static_cast<float>(face.cy - face.side / 2));
-    EXPECT_FLOAT_EQ(label.faceSide, static_cast<float>(face.side));
+    EXPECT_FLOAT_EQ(label.face_x, static_cast<float>(face.cx - face.side / 2));
+    EXPECT_FLOAT_EQ(label.face_y, static_cast<float>(face.cy - face.side / 2));
+    EXPECT_FLOAT_EQ(label.face_side, static_cast<float>(face.side));
   }
   EXPECT_EQ(faces.size(), kGroupFaces.size());
 }
@@ -152,7 +152,7 @@ TEST(Miner, LeavesIgnoredFacesOut) {
   const cv::Mat rgb = training::readPhotoRgb(kGroup);
   EXPECT_FALSE(mineView(detector, {rgb, kGroupFaces}, options).empty());
   for (const Window& window : mineView(detector, {rgb, ignored}, options)) {
-    EXPECT_LT(window.label.ignoredOverlap, 0.2F);
+    EXPECT_LT(window.label.ignored_overlap, 0.2F);
     EXPECT_EQ(window.label.overlap, 0);
   }
 }
@@ -163,7 +163,7 @@ TEST(Miner, KeepsTheHardestNegativesOfTheTarget) {
   MinerOptions options;
   options.target = kSecond;
   options.floors = {0.3F};
-  options.scoreTarget = true;
+  options.score_target = true;
   options.negatives = 1000000;
   const View view{training::readPhotoRgb(kGroup), {}};
   std::vector<float> all;

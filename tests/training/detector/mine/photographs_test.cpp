@@ -65,7 +65,7 @@ TEST(DetectionPhotographs, OfLandmarksHaveTheSquareOfTheirFace) {
   const auto photographs = readLandmarkPhotographs(folder.path(), "train");
   ASSERT_EQ(photographs.size(), 2U);
   EXPECT_EQ(photographs[0].path, folder.file("landmarks/train/a.jpg"));
-  EXPECT_TRUE(photographs[0].backgroundUnknown);
+  EXPECT_TRUE(photographs[0].background_unknown);
   ASSERT_EQ(photographs[0].faces.size(), 1U);
   const FaceSquare& face = photographs[0].faces[0];
   EXPECT_DOUBLE_EQ(face.cx, 30.5);
@@ -92,9 +92,9 @@ TEST(DetectionPhotographs, AreDividedByNameAlone) {
   std::set<std::string> names;
   for (const Photograph& photograph : held) names.insert(photograph.path.substr(6));
   for (const Photograph& photograph : fit) EXPECT_EQ(names.count(photograph.path.substr(6)), 0U);
-  const auto heldThere = takePart(there, Part::Held);
-  ASSERT_EQ(heldThere.size(), held.size());
-  for (const Photograph& photograph : heldThere) {
+  const auto held_there = takePart(there, Part::Held);
+  ASSERT_EQ(held_there.size(), held.size());
+  for (const Photograph& photograph : held_there) {
     EXPECT_EQ(names.count(photograph.path.substr(7)), 1U);
   }
   EXPECT_EQ(takePart(here, Part::All).size(), here.size());

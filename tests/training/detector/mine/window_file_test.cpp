@@ -26,7 +26,7 @@ TEST(WindowFile, HoldsPlanesInTheOrderOfANetwork) {
   for (int i = 0; i < 12; ++i) window.pixels.data[i] = static_cast<std::uint8_t>(i);
   window.label.photograph = 4;
   window.label.overlap = 0.5F;
-  window.label.faceSide = 0.25F;
+  window.label.face_side = 0.25F;
   WindowFile file(prefix, 2);
   file.append({window});
   EXPECT_FALSE(std::filesystem::exists(prefix + ".json")) << "complete before it was closed";
