@@ -5,7 +5,7 @@
 # Groups: build (the library and the program), python (the Python module), check (tests, benchmarks, trainers),
 # browser (for the test of the program's report, which is skipped without it),
 # comparison (the detectors that benchmarks/compare_detectors.py measures), fuzz (clang's fuzzer), coverage (the measure of lines),
-# arm64 (the cross compiler and the emulator), packages (the Debian packages).
+# arm64 (the cross compiler and the emulator), packages (the Debian packages), tidy (the rules of scripts/tidy_changed.sh).
 # Installs what is missing when it may (root, or sudo without a password); otherwise says what to install and fails.
 # When nothing is missing it asks dpkg alone and touches no network.
 set -euo pipefail
@@ -28,6 +28,7 @@ comparison=(g++ libopencv-objdetect-dev opencv-data libopencv-imgcodecs-dev libd
 packages=(dpkg-dev file fakeroot debootstrap lintian)
 fuzz=(clang libclang-rt-14-dev)
 coverage=(gcovr)
+tidy=(clang-tidy)
 arm64=(g++-aarch64-linux-gnu qemu-user)
 
 names_only=false
@@ -44,7 +45,8 @@ for group in "$@"; do
     fuzz) wanted+=("${fuzz[@]}") ;;
     coverage) wanted+=("${coverage[@]}") ;;
     arm64) wanted+=("${arm64[@]}") ;;
-    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, browser, comparison, fuzz, coverage, arm64 or packages" >&2; exit 2 ;;
+    tidy) wanted+=("${tidy[@]}") ;;
+    *) echo "install_packages.sh: unknown group '$group'; expected build, python, check, browser, comparison, fuzz, coverage, arm64, packages or tidy" >&2; exit 2 ;;
   esac
 done
 
