@@ -160,10 +160,10 @@ def measure_ours(evaluate, data, limit):
 
     return list(
         zip(
-            row("recall at 0.1 false positives a photograph"),
+            row("recall at 0.1 false positives per photograph"),
             row("built-in thresholds: recall"),
-            row("built-in thresholds: false positives a photograph"),
-            row("milliseconds of processor time a photograph"),
+            row("built-in thresholds: false positives per photograph"),
+            row("milliseconds of processor time per photograph"),
         )
     )
 
