@@ -41,12 +41,12 @@ Five networks of small layers that find faces, and the tables that belong to the
 {networks}
 
 Layers: `c16` a convolution of 16 kernels of 3 by 3, `k5` of 5 by 5, `/2` at distances of 2; `p` maximum pooling of 2 by 2, `p3` of 3 by 3
-at distances of 2; `f64` fully connected; rectifiers between them.
+at distances of 2; `f64` fully connected; `t` takes the roots of the pixels before all others; rectifiers between them.
 
 The first stage scans the whole image, one cell for each window of 13 pixels; the others score one box. The calibration runs
 after every stage but the first and the last: it moves and scales a box by the likeliest of the {patterns} patterns of `offsets-scales` (dx, dy in
 pixels of its input, and scale). `mean` is the mean image of an input: one number per line, plane by plane, row by row; plane 0 is the third
-byte of a pixel.
+byte of a pixel. It is zero where a network takes roots.
 """
 
 FIGURES = """## Figures

@@ -2,7 +2,7 @@
 
 import os
 import shutil
-from dataclasses import dataclass, field, replace
+from dataclasses import dataclass, field
 
 import definitions
 
@@ -112,7 +112,8 @@ class Compact(Shape):
 
 # Steps of a plan, in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
 # network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
-# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone. A fit that
+# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone; that of the
+# `start`, the cascade that the run began with, may have a say in it. A fit that
 # is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap; one that is `normalised`
 # has its layers normalised meanwhile. A `point` step sets a threshold so that `boxes` boxes (or, of the last network, wrong
 # boxes) per held-back photograph pass. A `scores` step makes the last network's scores probabilities, and sets its threshold so that
@@ -169,6 +170,9 @@ BUILT_IN = BuiltIn(
 
 # The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes per photograph it reaches as many
 # faces as the other at 250, and the scan takes a twelfth longer.
+# All others see the roots of their pixels: of two like fits of the second network from random weights, the one with roots was left
+# with a loss of 0.334 on held-back windows, 0.312 below a grey level of 50, the other with 0.359 and 0.365. The calibration, which
+# runs on more boxes than pass, begins with a stride of 2: half the work for 0.006 of recall.
 # The networks of 24 pixels take a tenth of the time of the last one. The second stage has to look at hundreds of boxes; the third
 # sees those that are left once more, after their first calibration.
 COMPACT_PLAN = [
@@ -212,7 +216,11 @@ COMPACT_PLAN = [
                        "taught": True}),
     ("scores", "fourth", {"wrong": 0.1}),
 ]
-# What a cascade of the shape can still learn, with all windows cut by the cascade that it starts from but the last.
+# What a cascade of the shape can still learn, with windows that it cuts itself. The last network is fitted to its boxes first, and then
+# to those of the growing cascade as well; the mean of its answers and those of the network that it began as, each over a
+# window and its mirror image, then teaches it. In 348 held-back photographs that mean gave 1,205 of 1,235 faces a window above all but
+# 35 wrong windows, the two networks alone 1,184 and 1,172.
+FOURTH_WINDOWS = ["fourth", "fourth-portraits", "fourth-late", "fourth-late-portraits"]
 COMPACT_FURTHER = [
     ("mine", "first-random", ["--target", "first", "--variants", "2", "--negatives", "60"]),
     ("mine", "first-hard", ["--target", "first", "--first-variant", "2", "--variants", "2", "--negatives", "80", "--score",
@@ -221,23 +229,29 @@ COMPACT_FURTHER = [
     ("mine", "third", ["--target", "third", "--variants", "2", "--negatives", "30", "--jittered", "2", "--floors", "0.4,0.25"]),
     ("mine", "fourth", ["--target", "fourth", "--variants", "3", "--negatives", "30", "--jittered", "2",
                         "--floors", "0.4,0.25,0.12"]),
+    ("mine", "fourth-portraits", ["--target", "fourth", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
+                                  "--floors", "0.3,0.2,0.1"]),
     ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 6_000_000, "batch": 512, "rate": 3e-3, "muon": True}),
-    ("fit", "second", {"windows": ["second"], "samples": 1_500_000, "batch": 512, "rate": 0.012, "normalised": True,
+    ("fit", "second", {"windows": ["second"], "samples": 5_500_000, "batch": 512, "rate": 0.012, "normalised": True,
                        "recoloured": 0.5}),
     ("fit", "calibration", {"windows": ["second", "third"], "samples": 800_000, "batch": 512, "rate": 0.015,
                             "normalised": True, "recoloured": 0.5}),
-    ("fit", "calibration", {"windows": ["second", "third"], "samples": 1_000_000, "batch": 512, "rate": 0.01,
+    ("fit", "calibration", {"windows": ["second", "third"], "samples": 4_000_000, "batch": 512, "rate": 0.01,
                             "normalised": True, "recoloured": 0.5, "placed": True}),
-    ("fit", "third", {"windows": ["third"], "samples": 1_200_000, "batch": 512, "rate": 0.012, "normalised": True, "recoloured": 0.5}),
-    ("fit", "fourth", {"windows": ["fourth"], "samples": 4_000_000, "batch": 256, "rate": 0.012,
+    ("fit", "third", {"windows": ["third"], "samples": 4_200_000, "batch": 512, "rate": 0.012, "normalised": True, "recoloured": 0.5}),
+    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits"], "samples": 3_500_000, "batch": 256, "rate": 0.012,
                        "normalised": True, "recoloured": 0.6, "dark": 1.5}),
     ("point", "first", {"boxes": 190}),
     ("point", "second", {"boxes": 36}),
     ("point", "third", {"boxes": 17}),
-    ("mine", "fourth-late", ["--target", "fourth", "--first-variant", "3", "--variants", "1", "--negatives", "20", "--jittered", "1",
+    ("mine", "fourth-late", ["--target", "fourth", "--first-variant", "7", "--variants", "3", "--negatives", "24", "--jittered", "2",
                              "--floors", "0.4,0.25,0.12"]),
-    ("teach", "fourth", {"windows": ["fourth", "fourth-late"], "itself": True}),
-    ("fit", "fourth", {"windows": ["fourth", "fourth-late"], "samples": 600_000, "batch": 256, "rate": 0.008, "taught": True,
+    ("mine", "fourth-late-portraits", ["--target", "fourth", "--photographs", "landmarks", "--first-variant", "5", "--variants", "1",
+                                       "--jittered", "1", "--floors", "0.3,0.2,0.1"]),
+    ("fit", "fourth", {"windows": FOURTH_WINDOWS, "samples": 4_500_000, "batch": 256, "rate": 0.012, "normalised": True,
+                       "recoloured": 0.6, "dark": 1.5}),
+    ("teach", "fourth", {"windows": FOURTH_WINDOWS, "itself": True, "start": True}),
+    ("fit", "fourth", {"windows": FOURTH_WINDOWS, "samples": 2_500_000, "batch": 256, "rate": 0.008, "taught": True, "dark": 1.5,
                        "mean": True}),
     ("scores", "fourth", {"wrong": 0.1}),
 ]
@@ -245,10 +259,10 @@ COMPACT = Compact(
     "compact",
     {
         "first": Network("cascades/first", 13, "scan", "c16 p3 c32k5/3 c32k1 c2k1", definition="prototxt-full", weights="proto-full"),
-        "second": Network("cascades/second", 24, "middle", "c16/2 c32 p c48 f64 f2"),
-        "third": Network("cascades/third", 24, "middle", "c16 p c32 c48 p f64 f2"),
-        "fourth": Network("cascades/fourth", 48, "last", "c24/2 c32 p c64 c64 p f128 f2"),
-        "calibration": Network(CALIBRATION, 24, "calibration", f"c16 p c32 c48 p f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),
+        "second": Network("cascades/second", 24, "middle", "t c16/2 c32 p c48 f64 f2"),
+        "third": Network("cascades/third", 24, "middle", "t c16 p c32 c48 p f64 f2"),
+        "fourth": Network("cascades/fourth", 48, "last", "t c24/2 c32 p c64 c64 p f128 f2"),
+        "calibration": Network(CALIBRATION, 24, "calibration", f"t c16/2 c32 p c48 f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),
     },
     (0.4, 0.5, 0.5, 0.5),
     COMPACT_PLAN,
@@ -257,16 +271,4 @@ COMPACT = Compact(
     home="public/compact",
 )
 
-# The shape that the compact cascade is to take next: networks that see the roots of their pixels, and a calibration of half the
-# work. public/compact/MODEL.md says how far it has come; it goes on from that cascade, whose weights are a start for roots too.
-COMPACT_ROOTS = replace(
-    COMPACT,
-    name="compact-roots",
-    networks={
-        **COMPACT.networks,
-        **{name: replace(COMPACT.networks[name], layers="t " + COMPACT.networks[name].layers) for name in ("second", "third", "fourth")},
-        "calibration": replace(COMPACT.networks["calibration"], layers=f"t c16/2 c32 p c48 f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),
-    },
-)
-
-SHAPES = {shape.name: shape for shape in (BUILT_IN, COMPACT, COMPACT_ROOTS)}
+SHAPES = {shape.name: shape for shape in (BUILT_IN, COMPACT)}

@@ -83,15 +83,16 @@ class Trainer:
             message.ParseFromString(file.read())
         return message
 
-    def _path(self, network, file):
-        return os.path.join(self.cascade, self.shape.networks[network].folder, file)
+    def _path(self, network, file, cascade=None):
+        return os.path.join(cascade or self.cascade, self.shape.networks[network].folder, file)
 
-    def _twin(self, network, empty=False):
+    def _twin(self, network, empty=False, cascade=None):
+        """A network of the growing cascade, or as another one defines it."""
         about = self.shape.networks[network]
-        definition = networks.read_definition(self.schema, self._path(network, about.definition))
+        definition = networks.read_definition(self.schema, self._path(network, about.definition, cascade))
         twin = networks.Twin(definition, (3, about.side, about.side))
         if not empty:
-            twin.from_message(self._read_message(self._path(network, about.weights)))
+            twin.from_message(self._read_message(self._path(network, about.weights, cascade)))
         return twin
 
     def _save(self, network, twin):
@@ -100,8 +101,8 @@ class Trainer:
             file.write(twin.to_message().SerializeToString(deterministic=True))
         os.replace(path + ".new", path)
 
-    def _mean(self, network):
-        return 100.0 if self.shape.networks[network].role == "scan" else w.read_mean(self._path(network, "mean"))
+    def _mean(self, network, cascade=None):
+        return 100.0 if self.shape.networks[network].role == "scan" else w.read_mean(self._path(network, "mean", cascade))
 
     def _patterns(self):
         return w.read_patterns(self._path("calibration", "offsets-scales"))
@@ -181,19 +182,25 @@ class Trainer:
 
     def teach(self, network, what, key):
         """Keeps a teacher's answers for the windows, the mean over each and its mirror image; the teacher is fitted from nothing,
-        or is the network as it stands."""
+        or is the network as it stands, alone or with that of the cascade that the run began with."""
         data, role = self._windows(what), self.shape.networks[network].role
+        cascades = [None]
         if what.get("itself"):
-            teacher, told = self._twin(network), f"its own answers for {len(data):,} windows"
+            if what.get("start"):
+                cascades.append(self.arguments.start)
+            teachers = [self._twin(network, cascade=cascade) for cascade in cascades]
+            told = f"its own answers for {len(data):,} windows" + (", and those of the network of the start" if what.get("start") else "")
         else:
             torch.manual_seed(self.arguments.seed)
             patterns = self._patterns()
             teacher = Teacher(len(patterns))
             options = self._options(network, what, normalised=True)
             told = self._fitted(teacher, data, tasks.TeacherTask(data, role, patterns), network, options, key)
+            teachers = [teacher]
         taught = [tasks.face_logits(fitting.answers(
-            teacher, data, self._mean(network), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
-            name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})")) for mirrored in (False, True)]
+            teacher, data, self._mean(network, cascade), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
+            name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})"))
+                  for teacher, cascade in zip(teachers, cascades, strict=True) for mirrored in (False, True)]
         np.save(self.taught_path, np.mean(taught, 0))
         return told
 

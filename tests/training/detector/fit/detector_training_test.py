@@ -321,25 +321,28 @@ def test_a_taught_network_is_asked_for_the_teachers_answers_and_a_share_of_the_l
     assert task.losses(torch.zeros(2, 2), batch_of(2))[1].tolist() == pytest.approx((answers - 0.5).abs().tolist())
 
 
-@pytest.mark.parametrize("what, words", [({}, "told"), ({"itself": True}, "its own answers for 2 windows")])
-def test_a_teachers_answers_are_the_mean_over_a_window_and_its_mirror_image(tmp_path, monkeypatch, what, words):
-    def answers(teacher, _data, *_arguments, mirrored, **_options):
-        faces = np.array([1.0, 2.0]) + (4 if mirrored else 0)
+@pytest.mark.parametrize("what, words, taught",
+                         [({}, "told", [3.0, 4.0]), ({"itself": True}, "its own answers for 2 windows", [3.0, 4.0]),
+                          ({"itself": True, "start": True}, "those of the network of the start", [8.0, 9.0])])
+def test_a_teachers_answers_are_the_mean_over_a_window_and_its_mirror_image(tmp_path, monkeypatch, what, words, taught):
+    def answers(teacher, _data, mean, *_arguments, mirrored, **_options):
+        assert mean == (5.0 if teacher == "network of start" else 0.0)
+        faces = np.array([1.0, 2.0]) + (4 if mirrored else 0) + (10 if teacher == "network of start" else 0)
         overlaps = np.full((2, 3), 99.0)
-        return np.stack([np.full(2, 7.0), faces + 7], 1) if teacher == "network" else np.c_[faces, overlaps]
+        return np.c_[faces, overlaps] if isinstance(teacher, Teacher) else np.stack([np.full(2, 7.0), faces + 7], 1)
 
     monkeypatch.setattr(fitting, "answers", answers)
     monkeypatch.setattr(train.Trainer, "_windows", lambda self, what: LabelledWindows([(0, 0, 0, 0.9), (0, 0, -1, 0.0)]))
     monkeypatch.setattr(train.Trainer, "_options", lambda *_, **__: {})
     monkeypatch.setattr(train.Trainer, "_patterns", lambda *_: TABLE)
-    monkeypatch.setattr(train.Trainer, "_twin", lambda *_: "network")
+    monkeypatch.setattr(train.Trainer, "_twin", lambda _self, _network, cascade=None: f"network of {cascade}")
     monkeypatch.setattr(train.Trainer, "_fitted", lambda *_: "told")
-    monkeypatch.setattr(train.Trainer, "_mean", lambda *_: 0.0)
+    monkeypatch.setattr(train.Trainer, "_mean", lambda _self, _network, cascade=None: 5.0 if cascade == "start" else 0.0)
     trainer = object.__new__(train.Trainer)
     trainer.shape = shapes.BUILT_IN
-    trainer.arguments, trainer.taught_path = argparse.Namespace(seed=1, threads=1, bf16=False), tmp_path / "taught.npy"
-    assert trainer.teach("third", what, "") == words
-    assert np.load(trainer.taught_path).tolist() == [3.0, 4.0]
+    trainer.arguments, trainer.taught_path = argparse.Namespace(seed=1, threads=1, bf16=False, start="start"), tmp_path / "taught.npy"
+    assert trainer.teach("third", what, "").endswith(words)
+    assert np.load(trainer.taught_path).tolist() == taught
 
 
 def test_answers_of_a_teacher_for_other_windows_are_refused():
@@ -648,14 +651,15 @@ def test_a_tiny_training_from_nothing_lowers_every_loss_and_resumes(data, tmp_pa
 
 
 def test_a_tiny_training_goes_on_from_a_cascade(data, tmp_path):
-    shape, start = shapes.COMPACT_ROOTS, os.path.join(ROOT, "public/compact")
+    shape, start = shapes.COMPACT, os.path.join(ROOT, "public/compact")
     command = [sys.executable, os.path.join(TRAINING, "train.py"), str(data), "--work", str(tmp_path), "--tools", TOOLS, "--shape",
                shape.name, "--plan", "further", "--start", start, "--threads", "1", "--scale", "0.001", "--seed", "4", "--bf16"]
     subprocess.run(command, check=True)
     with open(tmp_path / "record.json", encoding="ascii") as file:
         record = json.load(file)
     assert [step["key"] for step in record] == [f"{n}-{kind}-{name}" for n, (kind, name, _) in enumerate(shape.further, 1)]
-    assert any("the mean of the weights before and after" in step["told"] for step in record)
+    for words in ("those of the network of the start", "the mean of the weights before and after"):
+        assert any(words in step["told"] for step in record)
     for number, (kind, name, what) in enumerate(shape.further, 1):
         if kind == "fit" and not (what.get("taught") or name == "calibration"):
             with open(tmp_path / f"{number}-{kind}-{name}.curve.json", encoding="ascii") as file:
