@@ -8,18 +8,17 @@
 #include <clocale>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string>
+
+#include "tests/temporary_folder.h"
 
 namespace ozna_test {
 
 /// Sets the C library's locale for the life of the object.
 class GermanLocale {
  public:
-  GermanLocale() : former_(std::setlocale(LC_ALL, nullptr)) {
-    std::string folder = (std::filesystem::temp_directory_path() / "ozna-locale-XXXXXX").string();
-    if (mkdtemp(folder.data()) == nullptr) return;
-    folder_ = folder;
+  GermanLocale() : previous_(std::setlocale(LC_ALL, nullptr)) {
+    const std::string& folder = folder_.path();
     // It warns of characters that the encoding lacks: what counts is whether the locale can be set.
     const std::string compile =
         "localedef -i de_DE -f UTF-8 '" + folder + "/de_DE.UTF-8' >'" + folder + "/log' 2>&1";
@@ -28,10 +27,8 @@ class GermanLocale {
     std::setlocale(LC_ALL, "de_DE.UTF-8");
   }
   ~GermanLocale() {
-    std::setlocale(LC_ALL, former_.c_str());
+    std::setlocale(LC_ALL, previous_.c_str());
     unsetenv("LOCPATH");
-    std::error_code ignored;
-    if (!folder_.empty()) std::filesystem::remove_all(folder_, ignored);
   }
   GermanLocale(const GermanLocale&) = delete;
   GermanLocale& operator=(const GermanLocale&) = delete;
@@ -40,8 +37,8 @@ class GermanLocale {
   static bool hasComma() { return std::strcmp(std::localeconv()->decimal_point, ",") == 0; }
 
  private:
-  const std::string former_;
-  std::string folder_;
+  const std::string previous_;
+  const TemporaryFolder folder_;
 };
 
 }  // namespace ozna_test

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <string>
@@ -16,19 +17,18 @@ namespace ozna_test {
 class TemporaryFolder {
  public:
   TemporaryFolder() {
-    const char* parent = getenv(kParent);
-    if (parent != nullptr) outer_ = parent;
-    std::string pattern =
-        (outer_.empty() ? testing::TempDir() + "/" : outer_ + "/") + "ozna_XXXXXX";
+    const char* before = getenv(kNewest);
+    if (before != nullptr) before_ = before;
+    std::string pattern = parentFolder() + "/ozna_XXXXXX";
     EXPECT_NE(nullptr, mkdtemp(pattern.data()));
     path_ = pattern;
-    setenv(kParent, path_.c_str(), /*overwrite=*/1);
+    setenv(kNewest, (ownPrefix() + path_).c_str(), /*overwrite=*/1);
   }
   ~TemporaryFolder() {
-    if (outer_.empty()) {
-      unsetenv(kParent);
+    if (before_.empty()) {
+      unsetenv(kNewest);
     } else {
-      setenv(kParent, outer_.c_str(), /*overwrite=*/1);
+      setenv(kNewest, before_.c_str(), /*overwrite=*/1);
     }
     std::filesystem::remove_all(path_);
   }
@@ -41,8 +41,18 @@ class TemporaryFolder {
   std::string file(const std::string& name) const { return root() + name; }
 
  private:
-  static constexpr const char* kParent = "OZNA_TEST_FOLDER";
-  std::string outer_;  // Empty for the folder of the process.
+  /// Holds the process that made the newest folder, a blank, and the folder.
+  static constexpr const char* kNewest = "OZNA_TEST_FOLDER";
+
+  static std::string ownPrefix() { return std::to_string(getpid()) + " "; }
+  std::string parentFolder() const {
+    if (before_.empty() || before_.rfind(ownPrefix(), 0) == 0) {
+      return std::filesystem::temp_directory_path().string();
+    }
+    return before_.substr(before_.find(' ') + 1);
+  }
+
+  std::string before_;  // The variable as it was; empty where it was not set.
   std::string path_;
 };
 

@@ -12,6 +12,7 @@
 
 #include "tests/alignment/synthetic_model.h"
 #include "tests/german_locale.h"
+#include "tests/temporary_folder.h"
 
 namespace {
 
@@ -40,8 +41,8 @@ std::vector<float> cellsOf(const mp::matrix& m) {
 SDMModel smallModel() {
   SDMModel model;
   model.auxMatrices = {row({1})};
-  model.stageBias = {row({0.5f, -0.5f}), row({2, 3})};
-  model.meanShape = {0.25f, 0.75f};
+  model.stageBias = {row({0.5F, -0.5F}), row({2, 3})};
+  model.meanShape = {0.25F, 0.75F};
   model.auxValues = {7, 8, 9};
   model.stageMaps.resize(2);
   model.stageMaps[0].mean = row({1, 2});
@@ -88,14 +89,14 @@ TEST_F(SDMModelSlot, IsNullAtFirstAndAfterEveryUnload) {
 TEST_F(SDMModelSlot, ReadsAllFieldsInOrder) {
   ASSERT_EQ(ModelFile(smallModel()).load(), StatusOk);
   const SDMModel& model = *globalSDMModel();
-  ASSERT_EQ(model.auxMatrices.size(), 1u);
+  ASSERT_EQ(model.auxMatrices.size(), 1U);
   EXPECT_EQ(cellsOf(model.auxMatrices[0]), std::vector<float>{1});
-  ASSERT_EQ(model.stageBias.size(), 2u);
-  EXPECT_EQ(cellsOf(model.stageBias[0]), (std::vector<float>{0.5f, -0.5f}));
+  ASSERT_EQ(model.stageBias.size(), 2U);
+  EXPECT_EQ(cellsOf(model.stageBias[0]), (std::vector<float>{0.5F, -0.5F}));
   EXPECT_EQ(cellsOf(model.stageBias[1]), (std::vector<float>{2, 3}));
-  EXPECT_EQ(model.meanShape, (std::vector<float>{0.25f, 0.75f}));
+  EXPECT_EQ(model.meanShape, (std::vector<float>{0.25F, 0.75F}));
   EXPECT_EQ(model.auxValues, (std::vector<float>{7, 8, 9}));
-  ASSERT_EQ(model.stageMaps.size(), 2u);
+  ASSERT_EQ(model.stageMaps.size(), 2U);
   EXPECT_EQ(cellsOf(model.stageMaps[0].mean), (std::vector<float>{1, 2}));
   EXPECT_EQ(cellsOf(model.stageMaps[0].projection), std::vector<float>{3});
   EXPECT_EQ(cellsOf(model.stageMaps[1].mean), std::vector<float>{4});
@@ -109,7 +110,8 @@ TEST_F(SDMModelSlot, ReadsAllFieldsInOrder) {
 
 TEST_F(SDMModelSlot, MissingFileFailsAndDropsTheOldModel) {
   ASSERT_EQ(ModelFile(smallModel()).load(), StatusOk);
-  EXPECT_EQ(loadModelSlot(testing::TempDir(), "ozna_no_such_file.sdm"), StatusLoadFailed);
+  const ozna_test::TemporaryFolder folder;
+  EXPECT_EQ(loadModelSlot(folder.path(), "none.sdm"), StatusLoadFailed);
   ASSERT_NE(globalSDMModel(), nullptr);
   EXPECT_TRUE(globalSDMModel()->meanShape.empty());
   EXPECT_TRUE(globalSDMModel()->stageMaps.empty());
@@ -123,7 +125,7 @@ TEST_F(SDMModelSlot, SecondLoadReplacesTheFirst) {
   other.stageMaps.pop_back();
   ASSERT_EQ(ModelFile(other).load(), StatusOk);
   EXPECT_EQ(globalSDMModel()->meanShape, (std::vector<float>{1, 2, 3, 4}));
-  EXPECT_EQ(globalSDMModel()->stageMaps.size(), 1u);
+  EXPECT_EQ(globalSDMModel()->stageMaps.size(), 1U);
 }
 
 TEST_F(SDMModelSlot, ReaderNeedsAModelInTheSlot) {
@@ -199,7 +201,7 @@ void expectMatrix(PrefixReader& reader, const mp::matrix& m) {
   EXPECT_EQ(m.cols, cols);
   ASSERT_EQ(m.is_valid(), rows * cols > 0);
   for (std::int64_t i = 0; i < rows * cols; ++i) {
-    const float sentinel = 1e30f;
+    const float sentinel = 1e30F;
     const float expected = reader.value(sentinel);
     if (expected != sentinel) {
       EXPECT_EQ(m.data[i], expected);
@@ -220,9 +222,9 @@ TEST_F(SDMModelSlot, FileThatEndsEarlyLeavesTheRestAsItWas) {
     ASSERT_EQ(model.stageBias.size(), static_cast<std::size_t>(reader.count()));
     for (const mp::matrix& m : model.stageBias) expectMatrix(reader, m);
     ASSERT_EQ(model.meanShape.size(), static_cast<std::size_t>(reader.count()));
-    for (const float value : model.meanShape) EXPECT_EQ(value, reader.value(0.0f));
+    for (const float value : model.meanShape) EXPECT_EQ(value, reader.value(0.0F));
     ASSERT_EQ(model.auxValues.size(), static_cast<std::size_t>(reader.count()));
-    for (const float value : model.auxValues) EXPECT_EQ(value, reader.value(0.0f));
+    for (const float value : model.auxValues) EXPECT_EQ(value, reader.value(0.0F));
     ASSERT_EQ(model.stageMaps.size(), static_cast<std::size_t>(reader.count()));
     for (const mp::pca_map& map : model.stageMaps) {
       expectMatrix(reader, map.mean);
@@ -244,12 +246,12 @@ TEST_F(SDMModelSlot, UnreadableCountRepeatsTheOneBefore) {
   put(out, std::int32_t{0});
   put(out, std::int32_t{0});
   put(out, std::int32_t{4});
-  put(out, 0.5f);
+  put(out, 0.5F);
   ASSERT_EQ(ModelFile(out.str()).load(), StatusOk);
   const SDMModel& model = *globalSDMModel();
-  EXPECT_EQ(model.meanShape, (std::vector<float>{0.5f, 0, 0, 0}));
-  EXPECT_EQ(model.auxValues, std::vector<float>(4, 0.0f));
-  ASSERT_EQ(model.stageMaps.size(), 4u);
+  EXPECT_EQ(model.meanShape, (std::vector<float>{0.5F, 0, 0, 0}));
+  EXPECT_EQ(model.auxValues, std::vector<float>(4, 0.0F));
+  ASSERT_EQ(model.stageMaps.size(), 4U);
   EXPECT_FALSE(model.stageMaps[0].is_valid());
   EXPECT_EQ(model.stageLevels, std::vector<std::int32_t>(4, 0));
 }
@@ -268,7 +270,7 @@ std::string fileWithCount(int field, std::int32_t count) {
     put(out, std::int32_t{0});
   }
   put(out, count);
-  put(out, 1.0f);
+  put(out, 1.0F);
   return out.str();
 }
 
@@ -299,17 +301,18 @@ TEST_F(SDMModelSlot, CountThatTheFileHoldsIsKept) {
   put(out, std::int32_t{0});
   put(out, std::int32_t{65540});
   for (int i = 0; i < 65540; ++i) {
-    put(out, 0.5f);
+    put(out, 0.5F);
   }
   put(out, std::int32_t{1});
-  put(out, 7.0f);
+  put(out, 7.0F);
   ASSERT_EQ(ModelFile(out.str()).load(), StatusOk);
-  EXPECT_EQ(globalSDMModel()->meanShape, std::vector<float>(65540, 0.5f));
-  EXPECT_EQ(globalSDMModel()->auxValues.front(), 7.0f);
+  EXPECT_EQ(globalSDMModel()->meanShape, std::vector<float>(65540, 0.5F));
+  EXPECT_EQ(globalSDMModel()->auxValues.front(), 7.0F);
 }
 
 TEST_F(SDMModelSlot, FolderIsNoModel) {
-  EXPECT_EQ(loadModelSlot(testing::TempDir(), "."), StatusLoadFailed);
+  const ozna_test::TemporaryFolder folder;
+  EXPECT_EQ(loadModelSlot(folder.path(), "."), StatusLoadFailed);
 }
 
 TEST_F(SDMModelSlot, ImpossibleMatrixSizesRaiseBadAlloc) {
@@ -349,7 +352,7 @@ TEST_F(SDMModelSlot, HostLocaleDoesNotMatter) {
   const ozna_test::GermanLocale locale;
   ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
   ASSERT_EQ(ModelFile(smallModel()).load(), StatusOk);
-  EXPECT_EQ(globalSDMModel()->meanShape, (std::vector<float>{0.25f, 0.75f}));
+  EXPECT_EQ(globalSDMModel()->meanShape, (std::vector<float>{0.25F, 0.75F}));
 }
 
 }  // namespace

@@ -26,12 +26,6 @@ void append(std::string* bytes, T value) {
   bytes->append(raw, sizeof(T));
 }
 
-fs::path makeDirectory() {
-  std::string name = (fs::temp_directory_path() / "ozna-tools-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) std::abort();
-  return name;
-}
-
 // In the child: leaves it descriptors 0 to 2 and no others, whatever the test's own parent left open
 // or closed, so that a limit of descriptors means the same everywhere.
 void keepThreeDescriptors(const std::string& in_path, const std::string& out_path,
@@ -49,9 +43,9 @@ void keepThreeDescriptors(const std::string& in_path, const std::string& out_pat
 Outcome runProgram(const std::vector<std::string>& before,
                    const std::vector<std::string>& arguments, const std::string& in_path,
                    const std::string& out_path) {
-  const fs::path directory = makeDirectory();
-  const std::string out = out_path.empty() ? (directory / "out").string() : out_path;
-  const std::string err = (directory / "err").string();
+  const TemporaryFolder folder;
+  const std::string out = out_path.empty() ? folder.file("out") : out_path;
+  const std::string err = folder.file("err");
   std::vector<std::string> words = before;
   words.push_back(OZNA_PROGRAM);
   words.insert(words.end(), arguments.begin(), arguments.end());
@@ -72,7 +66,6 @@ Outcome runProgram(const std::vector<std::string>& before,
   run.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
   if (out_path.empty()) run.out = readFile(out);
   run.err = readFile(err);
-  fs::remove_all(directory);
   return run;
 }
 
@@ -88,11 +81,9 @@ Outcome runOznaUnder(const std::vector<std::string>& before,
 }
 
 Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments) {
-  const fs::path directory = makeDirectory();
-  writeFile(directory / "in", input);
-  const Outcome run = runProgram({}, arguments, (directory / "in").string(), "");
-  fs::remove_all(directory);
-  return run;
+  const TemporaryFolder folder;
+  writeFile(folder.file("in"), input);
+  return runProgram({}, arguments, folder.file("in"), "");
 }
 
 std::string outputOf(const std::string& command) {
@@ -176,10 +167,6 @@ std::string landmarkFile(const std::vector<float>& mean_shape) {
   return bytes;
 }
 
-ProgramTest::ProgramTest() : directory_(makeDirectory()) {}
-
-ProgramTest::~ProgramTest() { fs::remove_all(directory_); }
-
 std::string ProgramTest::makePicture(const std::string& name, int width, int height) const {
   const std::string path = at(name);
   writeFile(path, encoded(fs::path(name).extension().string(), gradientPicture(width, height)));
@@ -205,7 +192,7 @@ std::string ProgramTest::makeLandmarkModels() const {
 }
 
 void expectMessagesNameProgram(const Outcome& run) {
-  for (const std::string& line : linesOf(run.err)) EXPECT_EQ(line.rfind("ozna: ", 0), 0u) << line;
+  for (const std::string& line : linesOf(run.err)) EXPECT_EQ(line.rfind("ozna: ", 0), 0U) << line;
 }
 
 void expectFailure(const Outcome& run, int exit_code, const std::string& message_part) {

@@ -1,4 +1,4 @@
-// Runs the ozna program, and makes the files that it works on.
+/// Runs the ozna program, and makes the files that it works on.
 
 #ifndef OZNA_TESTS_TOOLS_PROGRAM_H_
 #define OZNA_TESTS_TOOLS_PROGRAM_H_
@@ -10,6 +10,8 @@
 #include <opencv2/core/mat.hpp>
 #include <string>
 #include <vector>
+
+#include "tests/temporary_folder.h"
 
 namespace ozna_test {
 
@@ -61,9 +63,6 @@ std::string landmarkFile(const std::vector<float>& mean_shape);
 // Gives each test an empty directory, removed at its end, and checks what holds for every run.
 class ProgramTest : public testing::Test {
  protected:
-  ProgramTest();
-  ~ProgramTest() override;
-
   // The path of a file in the test's directory.
   std::string at(const std::string& name) const { return (directory_ / name).string(); }
   // Writes a picture in the format of the name's ending, and returns its path.
@@ -73,7 +72,8 @@ class ProgramTest : public testing::Test {
   // A model directory with the landmark model of spreadShape alone. Returns its path.
   std::string makeLandmarkModels() const;
 
-  std::filesystem::path directory_;
+  const TemporaryFolder folder_;
+  const std::filesystem::path directory_ = folder_.path();
 };
 
 // Fails unless each line of the messages begins with the program's name.

@@ -14,6 +14,7 @@
 
 #include "kit/error.h"
 #include "tests/changing_file.h"
+#include "tests/temporary_folder.h"
 
 namespace kit {
 namespace {
@@ -34,13 +35,8 @@ void expectWords(const std::string& sentence, const std::string& words) {
 
 class DirectorySourceTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string name = testing::TempDir() + "/kit_XXXXXX";
-    root_ = mkdtemp(name.data());
-  }
-  void TearDown() override { std::filesystem::remove_all(root_); }
-
-  std::string root_;
+  const ozna_test::TemporaryFolder folder_;
+  const std::string root_ = folder_.path();
 };
 
 TEST_F(DirectorySourceTest, ReadsWholeFiles) {
