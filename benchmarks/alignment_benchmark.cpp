@@ -76,15 +76,15 @@ SDMModel randomModel(const std::vector<std::int32_t>& levels = kStageLevels) {
   SDMModel model;
   model.stageLevels = levels;
   for (int i = 0; i < kLandmarks; ++i) {
-    model.meanShape.push_back(0.1f + 0.8f * static_cast<float>(i % 9) / 8.0f);
-    model.meanShape.push_back(0.1f + 0.8f * static_cast<float>(i / 9) / 7.0f);
+    model.meanShape.push_back(0.1F + 0.8F * static_cast<float>(i % 9) / 8.0F);
+    model.meanShape.push_back(0.1F + 0.8F * static_cast<float>(i / 9) / 7.0F);
   }
   model.stageMaps.resize(levels.size());
   for (mp::pca_map& map : model.stageMaps) {
     map.mean = mp::matrix(1, kFeatures);
-    map.mean.fill(0.25f);
+    map.mean.fill(0.25F);
     map.projection = mp::matrix(kFeatures, kCoordinates);
-    fillRandom(map.projection, 0.05f, random);
+    fillRandom(map.projection, 0.05F, random);
   }
   return model;
 }
@@ -158,8 +158,8 @@ void Descriptor(benchmark::State& state) {
   float norm = 0;
   float shift = 0;
   for (auto _ : state) {
-    pyramid.computeDescriptor(120.3f + shift, 140.8f - shift, level, &norm, out);
-    shift = shift > 40 ? 0 : shift + 0.37f;
+    pyramid.computeDescriptor(120.3F + shift, 140.8F - shift, level, &norm, out);
+    shift = shift > 40 ? 0 : shift + 0.37F;
     benchmark::DoNotOptimize(out);
   }
   state.SetItemsProcessed(state.iterations());
@@ -201,7 +201,7 @@ BENCHMARK(OneStage)->Arg(0)->Arg(2)->Arg(4)->Unit(benchmark::kMillisecond);
 void StageProduct(benchmark::State& state) {
   const SDMModel model = randomModel();
   const int rows = static_cast<int>(state.range(0));
-  std::vector<float> features(static_cast<std::size_t>(kStarts) * kFeatures, 0.3f);
+  std::vector<float> features(static_cast<std::size_t>(kStarts) * kFeatures, 0.3F);
   std::vector<float> moves(static_cast<std::size_t>(kStarts) * kCoordinates);
   std::size_t stage = 0;
   for (auto _ : state) {
@@ -249,7 +249,7 @@ void Align(benchmark::State& state, Place place) {
   Clock::duration total{};
   Clock::duration product{};
   for (auto _ : state) {
-    std::fill(features.begin(), features.end(), 0.3f);
+    std::fill(features.begin(), features.end(), 0.3F);
     const auto start = Clock::now();
     place(image, rect, points);
     const auto placed = Clock::now();

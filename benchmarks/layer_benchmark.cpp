@@ -105,8 +105,8 @@ void Product(benchmark::State& state, int m, int n, int k) {
   FillNormal(a.data(), m * k);
   FillNormal(b.data(), k * n);
   for (auto _ : state) {
-    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, n, k, 1.0f, a.data(), k, b.data(), n,
-                1.0f, c.data(), n);
+    cblas_sgemm(CblasRowMajor, CblasNoTrans, CblasNoTrans, m, n, k, 1.0F, a.data(), k, b.data(), n,
+                1.0F, c.data(), n);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * std::int64_t{m} * n * k);
@@ -118,8 +118,8 @@ void OneRowProduct(benchmark::State& state, int outputs, int depth) {
   FillNormal(weights.data(), outputs * depth);
   FillNormal(row.data(), depth);
   for (auto _ : state) {
-    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs, depth, 1.0f, weights.data(), depth,
-                row.data(), 1, 1.0f, result.data(), 1);
+    cblas_sgemv(CblasRowMajor, CblasNoTrans, outputs, depth, 1.0F, weights.data(), depth,
+                row.data(), 1, 1.0F, result.data(), 1);
     benchmark::ClobberMemory();
   }
   state.SetItemsProcessed(state.iterations() * std::int64_t{outputs} * depth);

@@ -31,7 +31,7 @@
 
 namespace {
 
-const oznalib::CascadeParameter kParameter{2.0f, 640, 0.05f, 12, 1.26f, 13};
+const oznalib::CascadeParameter kParameter{2.0F, 640, 0.05F, 12, 1.26F, 13};
 
 // With the library's own threads, should it start any: the time of all is what the user pays.
 double processSeconds() {

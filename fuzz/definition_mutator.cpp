@@ -169,13 +169,13 @@ class Mutator {
   }
 
   float Real() {
-    static const float kEdges[] = {0.f,
-                                   -0.f,
-                                   1.f,
-                                   -1.f,
-                                   1e-45f,
-                                   1e-30f,
-                                   1e30f,
+    static const float kEdges[] = {0.F,
+                                   -0.F,
+                                   1.F,
+                                   -1.F,
+                                   1e-45F,
+                                   1e-30F,
+                                   1e30F,
                                    std::numeric_limits<float>::infinity(),
                                    -std::numeric_limits<float>::infinity(),
                                    std::numeric_limits<float>::quiet_NaN()};

@@ -17,7 +17,7 @@ void exchangePacket(const std::string& file, const std::string& text) {
   if (place.begin > place.end || place.end > file.size()) std::abort();
   const std::string changed = oznatool::withPacket(file, place, text);
   const oznatool::PacketPlace again = oznatool::packetPlaceIn(changed);
-  const size_t behind = file.size() - place.end;
+  const std::size_t behind = file.size() - place.end;
   std::string former = file;
   const auto growth =
       static_cast<std::int64_t>(changed.size()) - static_cast<std::int64_t>(file.size());

@@ -33,13 +33,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (height <= crop_size || width <= crop_size || datum_size > 1 << 20) {
       return;
     }
-    const std::vector<float> mean(datum_size, 1.f);
+    const std::vector<float> mean(datum_size, 1.F);
     std::vector<float> output(crop_size > 0 ? channels * crop_size * crop_size : datum_size);
     std::mt19937 engine(data[0]);
     const auto draw = [&engine] { return static_cast<unsigned int>(engine()); };
     caffe::TransformDatum(
         datum,
-        {channels, height, width, /*scale=*/0.5f, crop_size,
+        {channels, height, width, /*scale=*/0.5F, crop_size,
          /*mirror=*/(data[0] & 4) != 0, /*random_crop=*/(data[0] & 8) != 0, mean.data()},
         draw, output.data());
   });

@@ -2,13 +2,15 @@
 
 #include "kit/faces/chip.h"
 
+#include <cstddef>
+
 #include "kit/barrier.h"
 #include "kit/oznakit.h"
 #include "kit/sized.h"
 
 oznakit_status oznakit_chip(const oznakit_image* image, const oznakit_face* face,
                             const oznakit_chip_options* options, void* pixels,
-                            ptrdiff_t row_bytes) {
+                            std::ptrdiff_t row_bytes) {
   return kit::guarded([&] {
     const oznakit_chip_options defaults = OZNAKIT_CHIP_OPTIONS_INIT;
     const oznakit_chip_options& given = options == nullptr ? defaults : *options;

@@ -153,8 +153,8 @@ oznakit_status oznakit_finder_find(oznakit_finder* finder, const oznakit_image* 
 }
 
 oznakit_status oznakit_finder_align(oznakit_finder* finder, const oznakit_image* image,
-                                    const float* boxes, const int32_t* turns, int32_t count,
-                                    int32_t with, oznakit_faces** faces) {
+                                    const float* boxes, const std::int32_t* turns,
+                                    std::int32_t count, std::int32_t with, oznakit_faces** faces) {
   return kit::guarded([&] {
     kit::requireGiven(faces, "a place for the faces");
     *faces = nullptr;
@@ -163,11 +163,12 @@ oznakit_status oznakit_finder_align(oznakit_finder* finder, const oznakit_image*
   });
 }
 
-int32_t oznakit_faces_count(const oznakit_faces* faces) {
+std::int32_t oznakit_faces_count(const oznakit_faces* faces) {
   return faces == nullptr ? 0 : static_cast<std::int32_t>(faces->faces.size());
 }
 
-oznakit_status oznakit_faces_get(const oznakit_faces* faces, int32_t index, oznakit_face* face) {
+oznakit_status oznakit_faces_get(const oznakit_faces* faces, std::int32_t index,
+                                 oznakit_face* face) {
   return kit::guarded([&] {
     kit::requireGiven(faces, "faces");
     kit::requireGiven(face, "a place for the face");

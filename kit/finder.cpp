@@ -112,7 +112,7 @@ oznakit_status oznakit_finder_get_info(const oznakit_finder* finder, oznakit_fin
   });
 }
 
-const char* oznakit_finder_file(const oznakit_finder* finder, int32_t index) {
+const char* oznakit_finder_file(const oznakit_finder* finder, std::int32_t index) {
   if (finder == nullptr || index < 0 || static_cast<std::size_t>(index) >= finder->files.size()) {
     return nullptr;
   }

@@ -49,8 +49,9 @@ oznakit_plan planOf(const kit::Cascade& cascade, const cv::Size& picture,
 
 }  // namespace
 
-oznakit_status oznakit_finder_plan(const oznakit_finder* finder, int32_t width, int32_t height,
-                                   const oznakit_search_options* options, oznakit_plan* plan) {
+oznakit_status oznakit_finder_plan(const oznakit_finder* finder, std::int32_t width,
+                                   std::int32_t height, const oznakit_search_options* options,
+                                   oznakit_plan* plan) {
   return kit::guarded([&] {
     kit::requireGiven(finder, "a finder");
     kit::requireGiven(plan, "a place for the plan");

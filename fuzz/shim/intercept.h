@@ -6,13 +6,14 @@
 
 #include <stdlib.h>
 
+#include <cstddef>
 #include <cstdlib>
 
 #ifdef __cplusplus
 extern "C++" {
 [[noreturn]] void ozna_fuzz_exit(int status);
-void* ozna_fuzz_malloc(size_t size);
-void* ozna_fuzz_calloc(size_t count, size_t size);
+void* ozna_fuzz_malloc(std::size_t size);
+void* ozna_fuzz_calloc(std::size_t count, std::size_t size);
 }
 namespace std {
 using ::ozna_fuzz_calloc;

@@ -21,7 +21,7 @@ namespace {
 
 constexpr std::int32_t kLeastSide = 8;
 constexpr std::int32_t kMostSide = 4096;
-constexpr float kLeastPadding = -0.4f;
+constexpr float kLeastPadding = -0.4F;
 constexpr float kMostPadding = 4;
 
 void requireSide(const char* name, std::int32_t side) {
@@ -86,13 +86,13 @@ std::vector<float> pointsOf(const oznakit_face& face, const cv::Size& size) {
 }
 
 std::uint8_t byteOf(float value) {
-  return static_cast<std::uint8_t>(std::clamp(value + 0.5f, 0.0f, 255.0f));
+  return static_cast<std::uint8_t>(std::clamp(value + 0.5F, 0.0F, 255.0F));
 }
 
 void writePixel(const Colour& colour, const PixelFormat& format, std::uint8_t* pixel) {
   if (format.bytes == 1) {
     // Luma as for the grey that faces are aligned in: ITU-R BT.601.
-    pixel[0] = byteOf(0.299f * colour[0] + 0.587f * colour[1] + 0.114f * colour[2]);
+    pixel[0] = byteOf(0.299F * colour[0] + 0.587F * colour[1] + 0.114F * colour[2]);
     return;
   }
   pixel[format.red] = byteOf(colour[0]);

@@ -11,14 +11,14 @@
 namespace kit {
 namespace {
 
-constexpr float kFarthest = 1e6f;  // In pixels. What a fit takes farther than that has no place.
+constexpr float kFarthest = 1e6F;  // In pixels. What a fit takes farther than that has no place.
 
 // A quarter of a face is no face, and the farther a box reaches outside, the wider a border the
 // alignment puts around its image.
-constexpr float kLeastShareInside = 0.25f;
+constexpr float kLeastShareInside = 0.25F;
 
 bool liesInside(float begin, float end, int length) {
-  const float inside = std::min(end, static_cast<float>(length)) - std::max(begin, 0.0f);
+  const float inside = std::min(end, static_cast<float>(length)) - std::max(begin, 0.0F);
   return inside >= kLeastShareInside * (end - begin);
 }
 

@@ -13,7 +13,7 @@ namespace {
 // The spread tells fits that found no face from those that did; the misfit tells apart the ones that
 // agree on something that is not a face. Their product orders faces by their error better than either
 // alone. At this product the quality is a half: seven in ten faces in boxes of a detector are better.
-constexpr float kHalfBad = 0.003f;
+constexpr float kHalfBad = 0.003F;
 
 double sizeOf(const std::vector<float>& points) {
   const double count = static_cast<double>(points.size()) / 2;

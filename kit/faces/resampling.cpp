@@ -65,7 +65,7 @@ class Sampler {
     sum[0] += share * static_cast<float>(pixel[format_.red]);
     sum[1] += share * static_cast<float>(pixel[format_.green]);
     sum[2] += share * static_cast<float>(pixel[format_.blue]);
-    sum[3] += share * 255.0f;
+    sum[3] += share * 255.0F;
   }
 
   const Picture& picture_;
@@ -89,7 +89,7 @@ void resample(const Picture& picture, const cv::Size& size, const Similarity& fr
               const std::function<void(int y, const Colour* pixels)>& take_row) {
   const Sampler sampler(picture, border);
   const int samples = samplesAlongPixel(size, from);
-  const float mean = 1.0f / (static_cast<float>(samples) * static_cast<float>(samples));
+  const float mean = 1.0F / (static_cast<float>(samples) * static_cast<float>(samples));
   const auto offset = [&](int i) { return (i + 0.5) / samples - 0.5; };
   std::vector<Colour> row(static_cast<std::size_t>(size.width));
   for (int y = 0; y < size.height; ++y) {

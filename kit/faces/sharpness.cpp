@@ -34,11 +34,11 @@ float lostShare(const Grey& grey) {
       const float blurred =
           std::abs(at(grey, x + kReach, y) - at(grey, x - 1 - kReach, y)) / (2 * kReach + 1);
       all += difference;
-      lost += std::max(0.0f, difference - blurred);
+      lost += std::max(0.0F, difference - blurred);
     }
   }
   // Rounding alone is no difference.
-  return all > kSide * kSide * 1e-3 ? static_cast<float>(lost / all) : 0.0f;
+  return all > kSide * kSide * 1e-3 ? static_cast<float>(lost / all) : 0.0F;
 }
 
 Grey transposed(const Grey& grey) {
@@ -65,7 +65,7 @@ float faceSharpness(const Picture& picture, const std::vector<float>& points) {
   grey.reserve(kSide * kSide);
   resample(picture, size, inverse(*map), border, [&](int /*y*/, const Colour* row) {
     for (int x = 0; x < kSide; ++x) {
-      grey.push_back(0.299f * row[x][0] + 0.587f * row[x][1] + 0.114f * row[x][2]);
+      grey.push_back(0.299F * row[x][0] + 0.587F * row[x][1] + 0.114F * row[x][2]);
     }
   });
   // A blur along one way, as of a moved camera, leaves the details along the other.

@@ -81,7 +81,7 @@ std::vector<Span> spansOver(int side, int tile, int overlap) {
     const int begin = static_cast<int>(std::int64_t{side - tile} * i / (count - 1));
     spans.push_back({begin, begin + tile, -kEverywhere, kEverywhere});
   }
-  for (size_t i = 1; i < spans.size(); ++i) {
+  for (std::size_t i = 1; i < spans.size(); ++i) {
     const float middle =
         (static_cast<float>(spans[i].begin) + static_cast<float>(spans[i - 1].end)) / 2;
     spans[i - 1].core_end = middle;

@@ -32,7 +32,7 @@ const float kInfinity = std::numeric_limits<float>::infinity();
 // All 68 landmarks in the middle of the face box; no stages, so that they stay there.
 SDMModel middleModel() {
   SDMModel model;
-  model.meanShape.assign(136, 0.5f);
+  model.meanShape.assign(136, 0.5F);
   return model;
 }
 
@@ -43,7 +43,7 @@ class Align68 : public testing::Test {
   static std::vector<float> place(const cv::Mat& image, const Box& rect) {
     std::vector<float> points = {1, 2, 3};
     EXPECT_EQ(placeLandmarks68(view(image), rect, points), StatusOk);
-    EXPECT_EQ(points.size(), 136u);
+    EXPECT_EQ(points.size(), 136U);
     return points;
   }
 };
@@ -65,17 +65,17 @@ TEST(CutAlignmentWindow, FaceOfExactlyHalfTheImageIsNotCut) {
   const AlignmentWindow window = cutAlignmentWindow(view(image), {100, 100, 300, 250});
   EXPECT_EQ(window.crop_left, 0);
   EXPECT_EQ(window.crop_top, 0);
-  EXPECT_EQ(window.scale_x, 250.0f / 401.0f);
-  EXPECT_EQ(window.scale_y, 250.0f / 300.0f);
+  EXPECT_EQ(window.scale_x, 250.0F / 401.0F);
+  EXPECT_EQ(window.scale_y, 250.0F / 300.0F);
   EXPECT_EQ(window.image.size(), cv::Size(250, 250));
 }
 
 TEST(CutAlignmentWindow, SmallFaceIsCutWithHalfItsSizeAround) {
   const cv::Mat image = texturedImage(1000, 800, 3, 3);
-  const AlignmentWindow window = cutAlignmentWindow(view(image), {400.5f, 300, 525.5f, 425});
+  const AlignmentWindow window = cutAlignmentWindow(view(image), {400.5F, 300, 525.5F, 425});
   EXPECT_EQ(window.crop_left, 338);  // 400.5 - 62.5.
   EXPECT_EQ(window.crop_top,
-            237.5f);  // 300 - 62.5: the cut drops the half, the coordinates keep it.
+            237.5F);  // 300 - 62.5: the cut drops the half, the coordinates keep it.
   EXPECT_EQ(window.scale_x, 1);
   EXPECT_EQ(window.scale_y, 1);
   // A 250 by 250 window needs no scaling and shares the pixels of the photograph.
@@ -96,8 +96,8 @@ TEST(CutAlignmentWindow, TopLeftCornerIsClampedToZero) {
   const AlignmentWindow window = cutAlignmentWindow(view(image), {10, 20, 110, 120});
   EXPECT_EQ(window.crop_left, 0);
   EXPECT_EQ(window.crop_top, 0);
-  EXPECT_EQ(window.scale_x, 250.0f / 160.0f);
-  EXPECT_EQ(window.scale_y, 250.0f / 170.0f);
+  EXPECT_EQ(window.scale_x, 250.0F / 160.0F);
+  EXPECT_EQ(window.scale_y, 250.0F / 170.0F);
 }
 
 TEST(CutAlignmentWindow, BottomRightEndsOnePixelShortOfTheEdge) {
@@ -105,11 +105,11 @@ TEST(CutAlignmentWindow, BottomRightEndsOnePixelShortOfTheEdge) {
   const AlignmentWindow window = cutAlignmentWindow(view(image), {480, 400, 580, 500});
   EXPECT_EQ(window.crop_left, 430);
   EXPECT_EQ(window.crop_top, 350);
-  EXPECT_EQ(window.scale_x, 250.0f / (599 - 430));
-  EXPECT_EQ(window.scale_y, 250.0f / (499 - 350));
+  EXPECT_EQ(window.scale_x, 250.0F / (599 - 430));
+  EXPECT_EQ(window.scale_y, 250.0F / (499 - 350));
   // A margin that ends exactly on the edge has run out as well.
-  EXPECT_EQ(cutAlignmentWindow(view(image), {450, 100, 550, 200}).scale_x, 250.0f / (599 - 400));
-  EXPECT_EQ(cutAlignmentWindow(view(image), {449, 100, 549, 200}).scale_x, 250.0f / 200);
+  EXPECT_EQ(cutAlignmentWindow(view(image), {450, 100, 550, 200}).scale_x, 250.0F / (599 - 400));
+  EXPECT_EQ(cutAlignmentWindow(view(image), {449, 100, 549, 200}).scale_x, 250.0F / 200);
 }
 
 TEST(CutAlignmentWindow, RectangleWithoutWidthStandsForTheMiddle) {
@@ -120,8 +120,8 @@ TEST(CutAlignmentWindow, RectangleWithoutWidthStandsForTheMiddle) {
         Box{0, 0, 9, nan}, Box{-kInfinity, 0, kInfinity, 9}, Box{0, 0, kInfinity, 9}}) {
     const AlignmentWindow window = cutAlignmentWindow(view(image), rect);
     EXPECT_EQ(window.crop_left, 0);
-    EXPECT_EQ(window.scale_x, 250.0f / 400);
-    EXPECT_EQ(window.scale_y, 250.0f / 300);
+    EXPECT_EQ(window.scale_x, 250.0F / 400);
+    EXPECT_EQ(window.scale_y, 250.0F / 300);
     // Measured in the image, not in the window: 181 by 136 at (109, 82). Margins 18.1 and 20.4.
     EXPECT_EQ(window.box, cv::Rect(99, 102, 217, 176));
   }
@@ -132,7 +132,7 @@ TEST(CutAlignmentWindow, WindowWithoutAreaIsRefused) {
   for (const Box& rect :
        {Box{500, 100, 600, 200}, Box{-300, 100, -200, 200}, Box{100, 400, 200, 500},
         Box{100, -500, 200, -300}, Box{100, 100, 200, 100}, Box{100, 200, 200, 100},
-        Box{100, 100, 100.01f, 200}}) {
+        Box{100, 100, 100.01F, 200}}) {
     EXPECT_THROW(cutAlignmentWindow(view(image), rect), cv::Exception)
         << rect.left << " " << rect.top;
   }
@@ -144,20 +144,20 @@ TEST(CutAlignmentWindow, PartlyOutsideIsClampedAndKeepsItsCoordinates) {
   const cv::Mat image = texturedImage(400, 300, 3, 7);
   const AlignmentWindow window = cutAlignmentWindow(view(image), {-40, 100, 60, 200});
   EXPECT_EQ(window.crop_left, 0);
-  EXPECT_EQ(window.scale_x, 250.0f / 110);  // From 0 to 60 + 50.
+  EXPECT_EQ(window.scale_x, 250.0F / 110);  // From 0 to 60 + 50.
   // Left at -40 * 250 / 110 = -90.9, cut to -90; 227 wide: -90 - 11.35, cut to -101.
   EXPECT_EQ(window.box.x, -101);
 }
 
 TEST(CutAlignmentWindow, MapsPointsThereAndBack) {
   const cv::Mat image = texturedImage(900, 700, 3, 8);
-  const AlignmentWindow window = cutAlignmentWindow(view(image), {301.3f, 200.7f, 391.9f, 322.2f});
-  const std::vector<float> points = {310, 220, 380.5f, 300.25f};
+  const AlignmentWindow window = cutAlignmentWindow(view(image), {301.3F, 200.7F, 391.9F, 322.2F});
+  const std::vector<float> points = {310, 220, 380.5F, 300.25F};
   std::vector<float> back;
   mapToPhotograph(window, mapToWindow(window, points), 4, back);
-  ASSERT_EQ(back.size(), 4u);
+  ASSERT_EQ(back.size(), 4U);
   for (std::size_t i = 0; i < 4; ++i) {
-    EXPECT_NEAR(back[i], points[i], 1e-3f);
+    EXPECT_NEAR(back[i], points[i], 1e-3F);
   }
 }
 
@@ -172,10 +172,10 @@ TEST(MakeGreyUnit, TakesTheFirstByteAsRed) {
 
 TEST_F(Align68, WithoutAModelAllPointsAreZero) {
   const cv::Mat image = texturedImage(300, 300, 3, 1);
-  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0f));
-  EXPECT_EQ(place(image, {900, 50, 950, 200}), std::vector<float>(136, 0.0f));
+  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0F));
+  EXPECT_EQ(place(image, {900, 50, 950, 200}), std::vector<float>(136, 0.0F));
   ASSERT_EQ(oznalib::loadModelSlot("/", "ozna_no_such_file.sdm"), oznalib::StatusLoadFailed);
-  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0f));
+  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0F));
 }
 
 TEST_F(Align68, OtherNumbersOfLandmarksStayWithinTheirLists) {
@@ -183,10 +183,10 @@ TEST_F(Align68, OtherNumbersOfLandmarksStayWithinTheirLists) {
   SDMModel model = middleModel();
   model.meanShape.resize(134);
   ASSERT_EQ(ModelFile(model).load(), StatusOk);
-  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0f));
-  model.meanShape.assign(140, 0.5f);  // The first 68 of 70 are given.
+  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0F));
+  model.meanShape.assign(140, 0.5F);  // The first 68 of 70 are given.
   ASSERT_EQ(ModelFile(model).load(), StatusOk);
-  EXPECT_NEAR(place(image, {50, 50, 200, 200})[135], 169.2f, 1e-3f);
+  EXPECT_NEAR(place(image, {50, 50, 200, 200})[135], 169.2F, 1e-3F);
 }
 
 TEST_F(Align68, StagesOfMoreFeaturesThanThereAreGiveZeros) {
@@ -196,7 +196,7 @@ TEST_F(Align68, StagesOfMoreFeaturesThanThereAreGiveZeros) {
   model.stageMaps[0].mean = mp::matrix(1, 68 * 128 + 1);
   model.stageMaps[0].projection = mp::matrix(68 * 128 + 1, 136);
   ASSERT_EQ(ModelFile(model).load(), StatusOk);
-  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0f));
+  EXPECT_EQ(place(image, {50, 50, 200, 200}), std::vector<float>(136, 0.0F));
 }
 
 // The face box (42, 72, 180, 195) is scaled by 100 / 180 to (23, 40, 100, 108): its middle is (73,
@@ -205,8 +205,8 @@ TEST_F(Align68, PlacesTheMiddleOfTheFaceBox) {
   ASSERT_EQ(ModelFile(middleModel()).load(), StatusOk);
   const std::vector<float> points = place(texturedImage(250, 250, 3, 1), {50, 50, 200, 200});
   for (std::size_t i = 0; i < points.size(); i += 2) {
-    EXPECT_NEAR(points[i], 131.4f, 1e-3f);
-    EXPECT_NEAR(points[i + 1], 169.2f, 1e-3f);
+    EXPECT_NEAR(points[i], 131.4F, 1e-3F);
+    EXPECT_NEAR(points[i + 1], 169.2F, 1e-3F);
   }
 }
 
@@ -216,12 +216,12 @@ TEST_F(Align68, PlacesTheMiddleOfTheFaceBox) {
 TEST_F(Align68, MapsBackThroughScaleAndCrop) {
   ASSERT_EQ(ModelFile(middleModel()).load(), StatusOk);
   const std::vector<float> points = place(texturedImage(1000, 900, 3, 2), {350, 262, 450, 387});
-  EXPECT_NEAR(points[0], 300 + 129 / 1.25f, 2e-3f);
-  EXPECT_NEAR(points[1], 199.5f + 160.5f, 2e-3f);
+  EXPECT_NEAR(points[0], 300 + 129 / 1.25F, 2e-3F);
+  EXPECT_NEAR(points[1], 199.5F + 160.5F, 2e-3F);
 }
 
 TEST_F(Align68, StrideIsIgnored) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1}, 0.002f, 4)).load(), StatusOk);
+  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1}, 0.002F, 4)).load(), StatusOk);
   const cv::Mat image = texturedImage(260, 240, 3, 2);
   oznalib::Image strided = view(image);
   strided.stride = 5000;
@@ -231,29 +231,29 @@ TEST_F(Align68, StrideIsIgnored) {
 }
 
 TEST_F(Align68, SecondCallYieldsTheSamePoints) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {2, 1, 0}, 0.002f, 4)).load(), StatusOk);
+  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {2, 1, 0}, 0.002F, 4)).load(), StatusOk);
   const cv::Mat image = texturedImage(500, 400, 3, 2);
   const std::vector<float> first = place(image, {160, 120, 300, 260});
   EXPECT_EQ(place(image, {160, 120, 300, 260}), first);
 }
 
 TEST_F(Align68, ZeroMapsGiveTheMeanShapeInThePhotograph) {
-  SDMModel model = synthetic::randomModel(68, {2, 2, 1, 1, 0}, 0.0f, 7);
+  SDMModel model = synthetic::randomModel(68, {2, 2, 1, 1, 0}, 0.0F, 7);
   ASSERT_EQ(ModelFile(model).load(), StatusOk);
   const Box rect = {160, 120, 300, 260};
   const std::vector<float> points = place(texturedImage(700, 600, 3, 2), rect);
   // The face box in the photograph, up to the pixels that the cuts to integers drop in the window
   // of 250 / 280.
-  const float left = 160 - 0.05f * 140;
-  const float top = 120 + 0.15f * 140;
+  const float left = 160 - 0.05F * 140;
+  const float top = 120 + 0.15F * 140;
   for (std::size_t i = 0; i < 136; i += 2) {
-    EXPECT_NEAR(points[i], left + model.meanShape[i] * 1.2f * 140, 4.0f);
-    EXPECT_NEAR(points[i + 1], top + model.meanShape[i + 1] * 1.3f * 140, 4.0f);
+    EXPECT_NEAR(points[i], left + model.meanShape[i] * 1.2F * 140, 4.0F);
+    EXPECT_NEAR(points[i + 1], top + model.meanShape[i + 1] * 1.3F * 140, 4.0F);
   }
 }
 
 TEST_F(Align68, TinyImagesAndBlackImagesStayDefined) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {2, 1, 0}, 0.01f, 4)).load(), StatusOk);
+  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {2, 1, 0}, 0.01F, 4)).load(), StatusOk);
   for (const int side : {1, 2, 3, 8, 12}) {
     place(texturedImage(side, side, 3, 1), {0, 0, 0, 0});
     place(texturedImage(side, side, 3, 1),
@@ -267,7 +267,7 @@ TEST_F(Align68, HugeRectanglesAreRefusedByTheImageLibrary) {
   ASSERT_EQ(ModelFile(middleModel()).load(), StatusOk);
   const cv::Mat image = texturedImage(300, 300, 3, 1);
   std::vector<float> points;
-  for (const float huge : {1e6f, 1e20f, 3e38f}) {
+  for (const float huge : {1e6F, 1e20F, 3e38F}) {
     EXPECT_THROW(placeLandmarks68(view(image), {-huge, -huge, huge, huge}, points), cv::Exception);
     EXPECT_THROW(placeLandmarks68(view(image), {0, 0, huge, huge}, points), cv::Exception);
   }
@@ -276,7 +276,7 @@ TEST_F(Align68, HugeRectanglesAreRefusedByTheImageLibrary) {
 using Align68Threads = Align68;
 
 TEST_F(Align68Threads, ShareTheModel) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002f, 4)).load(), StatusOk);
+  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002F, 4)).load(), StatusOk);
   const cv::Mat image = texturedImage(400, 400, 3, 2);
   const Box rect = {120, 120, 250, 260};
   const std::vector<float> expected = place(image, rect);
@@ -291,7 +291,7 @@ TEST_F(Align68Threads, ShareTheModel) {
   for (const std::vector<float>& result : results) {
     ASSERT_EQ(result.size(), expected.size());
     for (std::size_t i = 0; i < result.size(); ++i) {
-      EXPECT_NEAR(result[i], expected[i], 0.01f);
+      EXPECT_NEAR(result[i], expected[i], 0.01F);
     }
   }
 }
@@ -315,13 +315,13 @@ TEST(GroupCentres, AveragesEachGroup) {
 }
 
 TEST_F(Align68, FivePointsAreAveragesOfThe68) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002f, 4)).load(), StatusOk);
+  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002F, 4)).load(), StatusOk);
   const cv::Mat image = texturedImage(400, 400, 3, 2);
   const Box rect = {120, 120, 250, 260};
   const std::vector<float> all = place(image, rect);
-  std::vector<float> five(77, 5.0f);
+  std::vector<float> five(77, 5.0F);
   EXPECT_EQ(placeLandmarks5(view(image), rect, five), StatusOk);
-  ASSERT_EQ(five.size(), 10u);
+  ASSERT_EQ(five.size(), 10U);
   const std::size_t single[] = {30, 48, 54};
   for (std::size_t i = 0; i < 3; ++i) {
     EXPECT_EQ(five[4 + 2 * i], all[2 * single[i]]);
@@ -333,14 +333,14 @@ TEST_F(Align68, FivePointsAreAveragesOfThe68) {
     x += all[2 * i];
     y += all[2 * i + 1];
   }
-  EXPECT_EQ(five[0], x / 6.0f);
-  EXPECT_EQ(five[1], y / 6.0f);
+  EXPECT_EQ(five[0], x / 6.0F);
+  EXPECT_EQ(five[1], y / 6.0F);
 }
 
 TEST_F(Align68, FivePointsWithoutAModelAreZero) {
   std::vector<float> five;
   EXPECT_EQ(placeLandmarks5(view(texturedImage(50, 50, 3, 1)), {0, 0, 40, 40}, five), StatusOk);
-  EXPECT_EQ(five, std::vector<float>(10, 0.0f));
+  EXPECT_EQ(five, std::vector<float>(10, 0.0F));
 }
 
 }  // namespace

@@ -62,12 +62,12 @@ int differentBytes(const std::uint8_t* out, const std::uint8_t* expected) {
 }
 
 TEST(FastAtan2, CoversTheAxes) {
-  EXPECT_EQ(fastAtan2(0.0f, 0.0f), 0.0f);
-  EXPECT_EQ(fastAtan2(2.0f, 0.0f), 1.5707962513f);
-  EXPECT_EQ(fastAtan2(-2.0f, 0.0f), -1.5707962513f);
-  EXPECT_EQ(fastAtan2(0.0f, 3.0f), 0.0f);
-  EXPECT_EQ(fastAtan2(0.0f, -3.0f), 3.1415925026f);
-  EXPECT_EQ(fastAtan2(-0.0f, -3.0f), 3.1415925026f);
+  EXPECT_EQ(fastAtan2(0.0F, 0.0F), 0.0F);
+  EXPECT_EQ(fastAtan2(2.0F, 0.0F), 1.5707962513F);
+  EXPECT_EQ(fastAtan2(-2.0F, 0.0F), -1.5707962513F);
+  EXPECT_EQ(fastAtan2(0.0F, 3.0F), 0.0F);
+  EXPECT_EQ(fastAtan2(0.0F, -3.0F), 3.1415925026F);
+  EXPECT_EQ(fastAtan2(-0.0F, -3.0F), 3.1415925026F);
 }
 
 TEST(FastAtan2, EqualsTheBranchesOfItsDefinition) {
@@ -82,32 +82,32 @@ TEST(FastAtan2, EqualsTheBranchesOfItsDefinition) {
 }
 
 TEST(FastAtan2, TakesTheFlatBranchOnTheDiagonal) {
-  EXPECT_EQ(fastAtan2(1.0f, 1.0f), 1.0f / (0.28f + 1.0f));
-  EXPECT_EQ(fastAtan2(-1.0f, -1.0f), 1.0f / (0.28f + 1.0f) - 3.1415925026f);
+  EXPECT_EQ(fastAtan2(1.0F, 1.0F), 1.0F / (0.28F + 1.0F));
+  EXPECT_EQ(fastAtan2(-1.0F, -1.0F), 1.0F / (0.28F + 1.0F) - 3.1415925026F);
 }
 
 TEST(DescriptorPyramid, CarriesItsConfiguration) {
   const DescriptorPyramid pyramid(64, 48, 3);
-  EXPECT_EQ(pyramid.octaves, 1u);
-  EXPECT_EQ(pyramid.levels, 3u);
+  EXPECT_EQ(pyramid.octaves, 1U);
+  EXPECT_EQ(pyramid.levels, 3U);
   EXPECT_FALSE(pyramid.upsample);
-  EXPECT_EQ(pyramid.planes.size(), 1u);
-  EXPECT_EQ(pyramid.planes[0].size(), 6u);
-  EXPECT_EQ(pyramid.gradients[0].size(), 6u);
-  EXPECT_FLOAT_EQ(pyramid.step, 1.259921f);
-  EXPECT_EQ(pyramid.imageSigma, 0.5f);
-  EXPECT_EQ(pyramid.baseSigma, 0.8f);
-  EXPECT_EQ(pyramid.peakThreshold, 0.02f);
-  EXPECT_EQ(pyramid.edgeThreshold, 12.1f);
-  EXPECT_EQ(pyramid.windowFactor, 3.0f);
-  EXPECT_EQ(pyramid.magnification, 4.0f);
-  EXPECT_EQ(pyramid.clampLevel, 0.2f);
-  EXPECT_EQ(pyramid.pointCapacity, 128u);
-  EXPECT_EQ(pyramid.descriptorCapacity, 256u);
-  EXPECT_EQ(DescriptorPyramid(512, 512, 3).pointCapacity, 512u);
+  EXPECT_EQ(pyramid.planes.size(), 1U);
+  EXPECT_EQ(pyramid.planes[0].size(), 6U);
+  EXPECT_EQ(pyramid.gradients[0].size(), 6U);
+  EXPECT_FLOAT_EQ(pyramid.step, 1.259921F);
+  EXPECT_EQ(pyramid.imageSigma, 0.5F);
+  EXPECT_EQ(pyramid.baseSigma, 0.8F);
+  EXPECT_EQ(pyramid.peakThreshold, 0.02F);
+  EXPECT_EQ(pyramid.edgeThreshold, 12.1F);
+  EXPECT_EQ(pyramid.windowFactor, 3.0F);
+  EXPECT_EQ(pyramid.magnification, 4.0F);
+  EXPECT_EQ(pyramid.clampLevel, 0.2F);
+  EXPECT_EQ(pyramid.pointCapacity, 128U);
+  EXPECT_EQ(pyramid.descriptorCapacity, 256U);
+  EXPECT_EQ(DescriptorPyramid(512, 512, 3).pointCapacity, 512U);
   for (const SDMCore::Plane& plane : pyramid.planes[0]) {
-    EXPECT_EQ(plane.width, 64u);
-    EXPECT_EQ(plane.height, 48u);
+    EXPECT_EQ(plane.width, 64U);
+    EXPECT_EQ(plane.height, 48U);
   }
 }
 
@@ -123,7 +123,7 @@ TEST(DescriptorPyramid, PlanesEqualThePlainBlur) {
       const SDMCore::Plane& plane = pyramid.planes[0][level];
       for (std::size_t i = 0; i < expected[level].pixels.size(); ++i) {
         // Taps may differ in their last digit from those of the standard library's error function.
-        ASSERT_NEAR(plane.data[i], expected[level].pixels[i], 1e-6f) << levels << " " << level;
+        ASSERT_NEAR(plane.data[i], expected[level].pixels[i], 1e-6F) << levels << " " << level;
       }
     }
   }
@@ -147,7 +147,7 @@ TEST(DescriptorPyramid, SetImageCopiesWhereNoBlurIsMissing) {
   pyramid.baseSigma = pyramid.imageSigma;
   const std::uint8_t pixels[] = {0, 51, 255, 1};
   pyramid.setImage(pixels, 4, 1);
-  EXPECT_EQ(pyramid.planes[0][0].storage, (std::vector<float>{0.0f, 0.2f, 1.0f, 1.0f / 255.0f}));
+  EXPECT_EQ(pyramid.planes[0][0].storage, (std::vector<float>{0.0F, 0.2F, 1.0F, 1.0F / 255.0F}));
 }
 
 TEST(DescriptorPyramid, PartialBuildEqualsTheFullOneUpToItsTop) {
@@ -165,11 +165,11 @@ TEST(PrepareGradient, EqualsThePlainGradientOfItsPlane) {
   const int width = 45;
   const int height = 38;
   DescriptorPyramid pyramid = built(texture(width, height, 9), width, height, 3);
-  for (const std::size_t level : {0u, 2u, 5u}) {
+  for (const std::size_t level : {0U, 2U, 5U}) {
     reference::Picture plane(width, height);
     plane.pixels = pyramid.planes[0][level].storage;
     pyramid.prepareGradient(level);
-    EXPECT_EQ(pyramid.gradients[0][level].width, 4u * width);
+    EXPECT_EQ(pyramid.gradients[0][level].width, 4U * width);
     EXPECT_EQ(pyramid.gradients[0][level].height, static_cast<std::uint64_t>(height));
     for (int y = 0; y < height; ++y) {
       for (int x = 0; x < width; ++x) {
@@ -242,10 +242,10 @@ TEST(PrepareGradient, AnglesJustBelowTheFullTurnWrapToBinZero) {
 }
 
 TEST(PrepareGradient, ImagesWithoutInteriorHaveNone) {
-  for (const std::uint64_t side : {1u, 2u}) {
+  for (const std::uint64_t side : {1U, 2U}) {
     DescriptorPyramid pyramid(side, side, 3);
     pyramid.prepareGradient(0);
-    EXPECT_EQ(pyramid.gradients[0][0].storage, std::vector<float>(4 * side * side, 0.0f));
+    EXPECT_EQ(pyramid.gradients[0][0].storage, std::vector<float>(4 * side * side, 0.0F));
   }
 }
 
@@ -253,7 +253,7 @@ TEST(ComputeDescriptor, EqualsThePlainDescriptorUpToRounding) {
   const int width = 83;
   const int height = 71;
   std::mt19937 random(17);
-  std::uniform_real_distribution<float> across(-12.0f, static_cast<float>(width) + 12.0f);
+  std::uniform_real_distribution<float> across(-12.0F, static_cast<float>(width) + 12.0F);
   for (const int levels : {2, 3}) {
     DescriptorPyramid pyramid = built(texture(width, height, 10), width, height, levels);
     // The planes of the code under test, so that the comparison is about the descriptor alone.
@@ -267,7 +267,7 @@ TEST(ComputeDescriptor, EqualsThePlainDescriptorUpToRounding) {
     int taken = 0;
     for (int i = 0; i < 600; ++i) {
       const float x = i % 7 == 0 ? static_cast<float>(i % width) : across(random);
-      const float y = i % 11 == 0 ? static_cast<float>(i % height) + 0.5f : across(random);
+      const float y = i % 11 == 0 ? static_cast<float>(i % height) + 0.5F : across(random);
       const float level = static_cast<float>(i % (levels + 3));
       Bytes expected;
       expected.fill(77);
@@ -276,10 +276,10 @@ TEST(ComputeDescriptor, EqualsThePlainDescriptorUpToRounding) {
       const float expected_norm =
           reference::descriptor(planes, levels, x, y, level, expected.data());
       pyramid.computeDescriptor(x, y, level, &norm, out.data());
-      ASSERT_NEAR(norm, expected_norm, 1e-5f * expected_norm) << x << " " << y << " " << level;
+      ASSERT_NEAR(norm, expected_norm, 1e-5F * expected_norm) << x << " " << y << " " << level;
       different += differentBytes(out.data(), expected.data());
       taken += static_cast<int>(out.size());
-      flat += expected_norm == 0.0f ? 1 : 0;
+      flat += expected_norm == 0.0F ? 1 : 0;
     }
     EXPECT_GT(flat, 0);
     EXPECT_LT(flat, 300);
@@ -292,8 +292,8 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualOneByOne) {
   const int height = 71;
   DescriptorPyramid pyramid = built(texture(width, height, 10), width, height, 3);
   std::mt19937 random(23);
-  std::uniform_real_distribution<float> across(-12.0f, static_cast<float>(width) + 12.0f);
-  for (const std::size_t count : {0u, 1u, 2u, 3u, 8u, 67u}) {
+  std::uniform_real_distribution<float> across(-12.0F, static_cast<float>(width) + 12.0F);
+  for (const std::size_t count : {0U, 1U, 2U, 3U, 8U, 67U}) {
     std::vector<float> points(2 * count);
     for (float& coordinate : points) {
       coordinate = across(random);
@@ -301,7 +301,7 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualOneByOne) {
     if (count > 2) {
       points[2] = std::nanf("");
     }
-    std::vector<float> norms(count, -1.0f);
+    std::vector<float> norms(count, -1.0F);
     std::vector<std::uint8_t> out(128 * count, 33);
     pyramid.computeDescriptors(points.data(), count, 1, norms.data(), out.data());
     for (std::size_t i = 0; i < count; ++i) {
@@ -329,15 +329,15 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualThePlainDescriptorsHoweverFarTheyReach
       planes.emplace_back(width, height);
       planes.back().pixels = plane.storage;
     }
-    for (const float reach : {3.0f, 20.0f, 45.0f, 90.0f, 140.0f, 4000.0f}) {
+    for (const float reach : {3.0F, 20.0F, 45.0F, 90.0F, 140.0F, 4000.0F}) {
       std::uniform_real_distribution<float> around(-reach, reach);
       std::vector<float> points(2 * 13);
       for (std::size_t i = 0; i < points.size(); i += 2) {
-        points[i] = 80.0f + around(random);
-        points[i + 1] = 70.0f + around(random);
+        points[i] = 80.0F + around(random);
+        points[i + 1] = 70.0F + around(random);
       }
       points[8] = std::nanf("");
-      std::vector<float> norms(13, -1.0f);
+      std::vector<float> norms(13, -1.0F);
       std::vector<std::uint8_t> out(128 * 13, 55);
       pyramid.computeDescriptors(points.data(), 13, static_cast<float>(level), norms.data(),
                                  out.data());
@@ -345,10 +345,10 @@ TEST(ComputeDescriptor, SeveralAtOnceEqualThePlainDescriptorsHoweverFarTheyReach
         Bytes expected;
         expected.fill(55);
         const float norm = i == 4
-                               ? 0.0f
+                               ? 0.0F
                                : reference::descriptor(planes, 3, points[2 * i], points[2 * i + 1],
                                                        static_cast<float>(level), expected.data());
-        EXPECT_NEAR(norms[i], norm, 1e-5f * norm) << level << " " << reach << " " << i;
+        EXPECT_NEAR(norms[i], norm, 1e-5F * norm) << level << " " << reach << " " << i;
         EXPECT_LE(differentBytes(out.data() + 128 * i, expected.data()), 2)
             << level << " " << reach << " " << i;
       }
@@ -368,7 +368,7 @@ TEST(ComputeDescriptor, SeveralAtOnceMakeNoGradientsOfTheWholeLevel) {
 
 TEST(ComputeDescriptor, OneByOneBetweenSeveralAtOnceChangesNothing) {
   const std::vector<std::uint8_t> pixels = texture(90, 80, 41);
-  const float points[] = {30, 33, 70.25f, 61.5f, 12.75f, 9};
+  const float points[] = {30, 33, 70.25F, 61.5F, 12.75F, 9};
   Bytes alone[3] = {};
   Bytes mixed[3] = {};
   float norms[3] = {};
@@ -387,7 +387,7 @@ TEST(ComputeDescriptor, OneByOneBetweenSeveralAtOnceChangesNothing) {
 }
 
 TEST(ComputeDescriptor, ImagesWithoutInteriorHaveEmptyWindows) {
-  for (const std::uint64_t side : {1u, 2u}) {
+  for (const std::uint64_t side : {1U, 2U}) {
     DescriptorPyramid pyramid(side, side, 3);
     const float points[] = {0, 0, 1, 1};
     float norms[] = {5, 5};
@@ -406,7 +406,7 @@ TEST(ComputeDescriptor, BlackImageLeavesTheBuffer) {
   out.fill(9);
   const Bytes before = out;
   float norm = 5;
-  for (float at = -5; at < 60; at += 3.7f) {
+  for (float at = -5; at < 60; at += 3.7F) {
     pyramid.computeDescriptor(at, at, 0, &norm, out.data());
     EXPECT_EQ(norm, 0);
     EXPECT_EQ(out, before);
@@ -427,13 +427,13 @@ TEST(ComputeDescriptor, FaintPatchIsFlatUpToALengthOfOneHalf) {
   };
   Bytes strong{};
   const float full = lengthAt(100, strong);
-  ASSERT_GT(full, 0.5f);
-  const int below = static_cast<int>(100 * 0.45f / full);
-  const int above = static_cast<int>(100 * 0.6f / full) + 1;
+  ASSERT_GT(full, 0.5F);
+  const int below = static_cast<int>(100 * 0.45F / full);
+  const int above = static_cast<int>(100 * 0.6F / full) + 1;
   Bytes faint{};
   EXPECT_EQ(lengthAt(below, faint), 0);
   EXPECT_EQ(faint, Bytes{});
-  EXPECT_GT(lengthAt(above, faint), 0.5f);
+  EXPECT_GT(lengthAt(above, faint), 0.5F);
   EXPECT_NE(faint, Bytes{});
 }
 
@@ -463,7 +463,7 @@ TEST(ComputeDescriptor, HorizontalStepFillsBinZeroOfTheMiddleColumns) {
   DescriptorPyramid pyramid = built(pixels, 60, 60, 3);
   Bytes out{};
   float norm = 0;
-  pyramid.computeDescriptor(29.5f, 30, 0, &norm, out.data());
+  pyramid.computeDescriptor(29.5F, 30, 0, &norm, out.data());
   for (int cell = 0; cell < 16; ++cell) {
     for (int bin = 0; bin < 8; ++bin) {
       const bool edge = (cell % 4 == 1 || cell % 4 == 2) && bin == 0;
@@ -476,7 +476,7 @@ TEST(ComputeDescriptor, RunawayPointsHaveEmptyWindows) {
   DescriptorPyramid pyramid = built(texture(50, 50, 3), 50, 50, 3);
   const float infinity = std::numeric_limits<float>::infinity();
   Bytes out{};
-  for (const float bad : {infinity, -infinity, std::nanf(""), 1e30f, -1e30f, 3e9f, -3e9f, 1e6f}) {
+  for (const float bad : {infinity, -infinity, std::nanf(""), 1e30F, -1e30F, 3e9F, -3e9F, 1e6F}) {
     for (const bool in_x : {true, false}) {
       float norm = 3;
       pyramid.computeDescriptor(in_x ? bad : 20, in_x ? 20 : bad, 0, &norm, out.data());
@@ -489,7 +489,7 @@ TEST(ComputeDescriptor, RunawayPointsHaveEmptyWindows) {
 TEST(ComputeDescriptor, LevelsThatDoNotExistHaveEmptyWindows) {
   DescriptorPyramid pyramid = built(texture(50, 50, 3), 50, 50, 3);
   Bytes out{};
-  for (const float level : {6.0f, -2.0f, 1e20f}) {
+  for (const float level : {6.0F, -2.0F, 1e20F}) {
     float norm = 3;
     pyramid.computeDescriptor(20, 20, level, &norm, out.data());
     EXPECT_EQ(norm, 0) << level;

@@ -30,26 +30,26 @@ std::pair<Plane, reference::Picture> noise(int width, int height) {
 }
 
 TEST(GaussianKernel, HasThreeAndAHalfSigmaToEachSide) {
-  EXPECT_EQ(gaussianKernel(0.6245f).size(), 5u);  // 2.19 + 0.5.
-  EXPECT_EQ(gaussianKernel(1.55f).size(), 11u);   // 5.43 + 0.5.
-  EXPECT_EQ(gaussianKernel(0.1f).size(), 1u);     // 0.85 is cut to 0.
-  EXPECT_EQ(gaussianKernel(1.0f).size(), 9u);     // 4.0 exactly.
+  EXPECT_EQ(gaussianKernel(0.6245F).size(), 5U);  // 2.19 + 0.5.
+  EXPECT_EQ(gaussianKernel(1.55F).size(), 11U);   // 5.43 + 0.5.
+  EXPECT_EQ(gaussianKernel(0.1F).size(), 1U);     // 0.85 is cut to 0.
+  EXPECT_EQ(gaussianKernel(1.0F).size(), 9U);     // 4.0 exactly.
 }
 
 TEST(GaussianKernel, IsSymmetricAndSumsToOne) {
-  for (const float sigma : {0.3f, 0.6245f, 1.0f, 1.55f, 3.0f}) {
+  for (const float sigma : {0.3F, 0.6245F, 1.0F, 1.55F, 3.0F}) {
     const std::vector<float> kernel = gaussianKernel(sigma);
     float sum = 0;
     for (std::size_t i = 0; i < kernel.size(); ++i) {
       EXPECT_EQ(kernel[i], kernel[kernel.size() - 1 - i]) << sigma;
       sum += kernel[i];
     }
-    EXPECT_NEAR(sum, 1.0f, 1e-6f) << sigma;
+    EXPECT_NEAR(sum, 1.0F, 1e-6F) << sigma;
   }
 }
 
 TEST(GaussianKernel, IntegratesTheGaussianOverEachPixel) {
-  for (const float sigma : {0.61f, 0.6245f, 1.0f, 1.2f, 1.55f, 4.0f}) {
+  for (const float sigma : {0.61F, 0.6245F, 1.0F, 1.2F, 1.55F, 4.0F}) {
     const std::vector<float> kernel = gaussianKernel(sigma);
     const std::vector<float> expected = reference::kernel(sigma);
     ASSERT_EQ(kernel.size(), expected.size());
@@ -59,12 +59,12 @@ TEST(GaussianKernel, IntegratesTheGaussianOverEachPixel) {
   }
 }
 
-TEST(GaussianKernel, SingleTapIsOne) { EXPECT_EQ(gaussianKernel(0.05f), std::vector<float>{1.0f}); }
+TEST(GaussianKernel, SingleTapIsOne) { EXPECT_EQ(gaussianKernel(0.05F), std::vector<float>{1.0F}); }
 
 TEST(SeparableBlur, EqualsThePlainSumsBitForBit) {
   std::mt19937 random(3);
   std::uniform_real_distribution<float> uniform(0, 1);
-  for (const std::size_t taps : {2u, 3u, 4u, 5u, 7u, 9u, 11u, 13u, 15u, 17u, 18u, 19u, 31u}) {
+  for (const std::size_t taps : {2U, 3U, 4U, 5U, 7U, 9U, 11U, 13U, 15U, 17U, 18U, 19U, 31U}) {
     std::vector<float> kernel(taps);
     for (float& tap : kernel) {
       tap = uniform(random);
@@ -81,7 +81,7 @@ TEST(SeparableBlur, EqualsThePlainSumsBitForBit) {
 }
 
 TEST(SeparableBlur, WorksInPlace) {
-  const std::vector<float> kernel = gaussianKernel(1.3f);
+  const std::vector<float> kernel = gaussianKernel(1.3F);
   auto [plane, picture] = noise(40, 23);
   separableBlur(plane, plane, kernel);
   EXPECT_EQ(plane.storage, reference::blur(picture, kernel).pixels);
@@ -90,9 +90,9 @@ TEST(SeparableBlur, WorksInPlace) {
 TEST(SeparableBlur, OneTapScalesByItsSquare) {
   const auto [plane, picture] = noise(5, 4);
   Plane blurred;
-  separableBlur(plane, blurred, {0.5f});
+  separableBlur(plane, blurred, {0.5F});
   for (std::size_t i = 0; i < picture.pixels.size(); ++i) {
-    EXPECT_EQ(blurred.storage[i], picture.pixels[i] * 0.25f);
+    EXPECT_EQ(blurred.storage[i], picture.pixels[i] * 0.25F);
   }
 }
 
@@ -100,7 +100,7 @@ TEST(SeparableBlur, RepeatsTheBorder) {
   Plane plane(3, 1);
   plane.data[0] = 8;
   Plane blurred;
-  separableBlur(plane, blurred, {0.25f, 0.5f, 0.25f});
+  separableBlur(plane, blurred, {0.25F, 0.5F, 0.25F});
   EXPECT_EQ(blurred.data[0], 6);  // (8 + 2 * 8 + 0) / 4 along the row; the column repeats itself.
   EXPECT_EQ(blurred.data[1], 2);
   EXPECT_EQ(blurred.data[2], 0);
@@ -109,27 +109,27 @@ TEST(SeparableBlur, RepeatsTheBorder) {
 TEST(SeparableBlur, TakesTheSizeOfTheSource) {
   const auto [plane, picture] = noise(7, 6);
   Plane blurred(20, 20);
-  separableBlur(plane, blurred, {1.0f});
-  EXPECT_EQ(blurred.width, 7u);
-  EXPECT_EQ(blurred.height, 6u);
+  separableBlur(plane, blurred, {1.0F});
+  EXPECT_EQ(blurred.width, 7U);
+  EXPECT_EQ(blurred.height, 6U);
   Plane nothing;
-  separableBlur(Plane(), nothing, gaussianKernel(1.0f));
+  separableBlur(Plane(), nothing, gaussianKernel(1.0F));
   EXPECT_EQ(nothing.data, nullptr);
 }
 
 TEST(Plane, KeepsItsStorageUnlessItGrows) {
   Plane plane(4, 3);
-  EXPECT_EQ(plane.storage, std::vector<float>(12, 0.0f));
+  EXPECT_EQ(plane.storage, std::vector<float>(12, 0.0F));
   plane.data[0] = 5;
   const float* const start = plane.data;
   plane.resize(2, 5);
   EXPECT_EQ(plane.data, start);
   EXPECT_EQ(plane.data[0], 5);
-  EXPECT_EQ(plane.storage.size(), 12u);
-  EXPECT_EQ(plane.width, 2u);
-  EXPECT_EQ(plane.height, 5u);
+  EXPECT_EQ(plane.storage.size(), 12U);
+  EXPECT_EQ(plane.width, 2U);
+  EXPECT_EQ(plane.height, 5U);
   plane.resize(4, 4);
-  EXPECT_EQ(plane.storage, std::vector<float>(16, 0.0f));
+  EXPECT_EQ(plane.storage, std::vector<float>(16, 0.0F));
   EXPECT_EQ(Plane().data, nullptr);
 }
 

@@ -30,7 +30,7 @@ TEST(GeneralUnit, RescaleBringsTheBoxToTheWidth) {
   unit.shape = {10, 20};
   unit.startShape = {2};
   unit.rescale(100);
-  EXPECT_EQ(unit.scale, 0.5f);
+  EXPECT_EQ(unit.scale, 0.5F);
   EXPECT_EQ(unit.image.cols, 125);
   EXPECT_EQ(unit.image.rows, 100);                 // 100.5 is cut.
   EXPECT_EQ(unit.box, cv::Rect(-5, 15, 100, 75));  // -5.5 and 15.5 are cut towards 0.
@@ -46,7 +46,7 @@ TEST(GeneralUnit, NormalizeIsRescale) {
   unit.image = cv::Mat(40, 60, CV_8UC1, cv::Scalar(7));
   unit.box = cv::Rect(4, 4, 20, 10);
   unit.normalize(30);
-  EXPECT_EQ(unit.scale, 1.5f);
+  EXPECT_EQ(unit.scale, 1.5F);
   EXPECT_EQ(unit.image.size(), cv::Size(90, 60));
   EXPECT_EQ(unit.box, cv::Rect(6, 6, 30, 15));
 }
@@ -58,7 +58,7 @@ TEST(GeneralUnit, UnscaleShapesDividesBoth) {
   unit.startShape = {1};
   unit.unscaleShapes();
   EXPECT_EQ(unit.shape, (std::vector<float>{2, 3}));
-  EXPECT_EQ(unit.startShape, std::vector<float>{0.5f});
+  EXPECT_EQ(unit.startShape, std::vector<float>{0.5F});
 }
 
 TEST(GeneralUnit, ImageThatShrinksToNothingIsRefused) {

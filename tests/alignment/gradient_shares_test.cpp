@@ -25,7 +25,7 @@ Plane noise(unsigned seed) {
   std::mt19937 random(seed);
   Plane plane(kWidth, kHeight);
   for (float& pixel : plane.storage) {
-    pixel = static_cast<float>(random() % 1000) / 1000.0f;
+    pixel = static_cast<float>(random() % 1000) / 1000.0F;
   }
   return plane;
 }
@@ -36,7 +36,7 @@ void expectShare(const GradientShares& shares, std::size_t level, const referenc
   const float of_nearest = cell.magnitude * cell.weight;
   for (int bin = 0; bin < SDMCore::kOrientationBins; ++bin) {
     const float of_neighbour =
-        bin == cell.neighbour ? of_nearest * (cell.fraction / (cell.weight + 1e-6f)) : 0.0f;
+        bin == cell.neighbour ? of_nearest * (cell.fraction / (cell.weight + 1e-6F)) : 0.0F;
     ASSERT_EQ(shares.bins(level)[at].of_bin[bin], bin == cell.bin ? of_nearest : of_neighbour)
         << x << " " << y << " " << bin;
   }
@@ -115,14 +115,14 @@ TEST(GradientShares, StandApartForEachLevel) {
 TEST(GradientShares, ComeFromTheGradientsWhereThereAreAny) {
   Plane gradient(4 * kWidth, kHeight);
   GradientCell* cells = reinterpret_cast<GradientCell*>(gradient.data);
-  cells[22 * kWidth + 21] = {8.0f, 0.25f, 0.75f, 7, 0};
+  cells[22 * kWidth + 21] = {8.0F, 0.25F, 0.75F, 7, 0};
   GradientShares shares(kWidth, kHeight, 1);
   shares.prepare(0, noise(6), gradient, {20, 20, 24, 24});
   const SDMCore::BinShares& share = shares.bins(0)[22 * kWidth + 21];
-  EXPECT_EQ(share.of_bin[7], 6.0f);
-  EXPECT_EQ(share.of_bin[0], 6.0f * (0.25f / (0.75f + 1e-6f)));
-  EXPECT_EQ(share.of_bin[1], 0.0f);
-  EXPECT_EQ(shares.bins(0)[22 * kWidth + 22].of_bin[0], 0.0f);
+  EXPECT_EQ(share.of_bin[7], 6.0F);
+  EXPECT_EQ(share.of_bin[0], 6.0F * (0.25F / (0.75F + 1e-6F)));
+  EXPECT_EQ(share.of_bin[1], 0.0F);
+  EXPECT_EQ(shares.bins(0)[22 * kWidth + 22].of_bin[0], 0.0F);
 }
 
 TEST(GradientShares, AreMadeOnce) {

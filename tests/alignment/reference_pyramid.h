@@ -22,7 +22,7 @@ struct Picture {
 
 // With the error functions of the standard library.
 inline std::vector<float> kernel(float sigma) {
-  const int half = static_cast<int>(sigma * 3.5f + 0.5f);
+  const int half = static_cast<int>(sigma * 3.5F + 0.5F);
   const double c = 1.0 / (static_cast<double>(sigma) * std::sqrt(2.0));
   std::vector<float> taps(static_cast<std::size_t>(2 * half + 1));
   double sum = 0;
@@ -68,18 +68,18 @@ inline Picture blur(const Picture& source, const std::vector<float>& taps) {
 }
 
 inline float angleOf(float y, float x) {
-  if (x == 0.0f) {
-    if (y == 0.0f) return 0.0f;
-    return y >= 0.0f ? 1.5707962513f : -1.5707962513f;
+  if (x == 0.0F) {
+    if (y == 0.0F) return 0.0F;
+    return y >= 0.0F ? 1.5707962513F : -1.5707962513F;
   }
   const float t = y / x;
-  if (std::fabs(t) > 1.0f) {
-    float r = 1.5707962513f - t / (t * t + 0.28f);
-    if (y < 0.0f) r -= 3.1415925026f;
+  if (std::fabs(t) > 1.0F) {
+    float r = 1.5707962513F - t / (t * t + 0.28F);
+    if (y < 0.0F) r -= 3.1415925026F;
     return r;
   }
-  const float r = t / (t * 0.28f * t + 1.0f);
-  if (x < 0.0f) return y < 0.0f ? r - 3.1415925026f : r + 3.1415925026f;
+  const float r = t / (t * 0.28F * t + 1.0F);
+  if (x < 0.0F) return y < 0.0F ? r - 3.1415925026F : r + 3.1415925026F;
   return r;
 }
 
@@ -100,9 +100,9 @@ inline Cell gradientAt(const Picture& p, int x, int y) {
   const float dy = p.at(x, y + 1) - p.at(x, y - 1);
   cell.magnitude = std::sqrt(dy * dy + dx * dx);
   float a = angleOf(dy, dx);
-  while (a < 0.0f) a += 6.2831855f;
-  a = a * 8.0f / 6.2831855f;
-  int b = static_cast<int>(a + 0.5f);
+  while (a < 0.0F) a += 6.2831855F;
+  a = a * 8.0F / 6.2831855F;
+  int b = static_cast<int>(a + 0.5F);
   const float f = static_cast<float>(b);
   if (a > f) {
     cell.fraction = a - f;
@@ -121,7 +121,7 @@ inline Cell gradientAt(const Picture& p, int x, int y) {
       cell.neighbour = b == 0 ? 7 : b - 1;
     }
   }
-  cell.weight = 1.0f - cell.fraction;
+  cell.weight = 1.0F - cell.fraction;
   cell.bin = b;
   return cell;
 }
@@ -131,12 +131,12 @@ inline std::vector<Picture> pyramid(const std::vector<std::uint8_t>& pixels, int
                                     int levels) {
   Picture image(width, height);
   for (std::size_t i = 0; i < image.pixels.size(); ++i) {
-    image.pixels[i] = static_cast<float>(pixels[i]) / 255.0f;
+    image.pixels[i] = static_cast<float>(pixels[i]) / 255.0F;
   }
   std::vector<Picture> planes;
-  planes.push_back(blur(image, kernel(std::sqrt(0.8f * 0.8f - 0.5f * 0.5f))));
-  const float k = std::pow(2.0f, 1.0f / static_cast<float>(levels));
-  float sigma = std::sqrt(k * k - 1.0f) * 0.8f;
+  planes.push_back(blur(image, kernel(std::sqrt(0.8F * 0.8F - 0.5F * 0.5F))));
+  const float k = std::pow(2.0F, 1.0F / static_cast<float>(levels));
+  float sigma = std::sqrt(k * k - 1.0F) * 0.8F;
   for (int level = 0; level <= levels + 1; ++level) {
     planes.push_back(blur(planes.back(), kernel(sigma)));
     sigma *= k;
@@ -153,25 +153,25 @@ inline float descriptor(const std::vector<Picture>& planes, int levels, float x,
   const int xi = static_cast<int>(static_cast<double>(x) + 0.5);
   const int yi = static_cast<int>(static_cast<double>(y) + 0.5);
   const int li = static_cast<int>(static_cast<double>(level) + 0.5);
-  const float step = std::pow(2.0f, 1.0f / static_cast<float>(levels));
+  const float step = std::pow(2.0F, 1.0F / static_cast<float>(levels));
   // Squaring by hand for the exponents that occur.
   const float square = step * step;
   const float power[] = {
-      1.0f, step, square, step * square, square * square, step * (square * square)};
-  const float s = power[li] * 0.8f * 4.0f;
+      1.0F, step, square, step * square, square * square, step * (square * square)};
+  const float s = power[li] * 0.8F * 4.0F;
   const int radius =
       static_cast<int>(static_cast<double>(s) * 1.4142135623730951 * 4.0 * 0.5 + 0.5);
   for (int dy = std::max(-radius, 1 - yi); dy <= std::min(height - yi - 2, radius); ++dy) {
     for (int dx = std::max(-radius, 1 - xi); dx <= std::min(width - xi - 2, radius); ++dx) {
       const Cell g = gradientAt(planes[li], xi + dx, yi + dy);
-      const float fy = (static_cast<float>(dy) + (static_cast<float>(yi) - y)) / s - 0.5f;
-      const float fx = (static_cast<float>(dx) + (static_cast<float>(xi) - x)) / s - 0.5f;
+      const float fy = (static_cast<float>(dy) + (static_cast<float>(yi) - y)) / s - 0.5F;
+      const float fx = (static_cast<float>(dx) + (static_cast<float>(xi) - x)) / s - 0.5F;
       const int cx = static_cast<int>(std::floor(fx));
       const int cy = static_cast<int>(std::floor(fy));
       const float u = fx - static_cast<float>(cx);
       const float v = fy - static_cast<float>(cy);
       const float p = g.magnitude * g.weight;
-      const float r = g.fraction / (g.weight + 1e-6f);
+      const float r = g.fraction / (g.weight + 1e-6F);
       const float a = p - u * p;
       const float b = a - p;
       const auto spread = [&](int row, int column, float c) {
@@ -179,16 +179,16 @@ inline float descriptor(const std::vector<Picture>& planes, int levels, float x,
         histogram[row][column][g.neighbour] += c * r;
       };
       if (-2 <= cx && cx <= 1 && -2 <= cy && cy <= 1) {
-        spread(cy + 2, cx + 2, std::fabs((1.0f - v) * a));
+        spread(cy + 2, cx + 2, std::fabs((1.0F - v) * a));
       }
       if (-2 <= cx && cx <= 1 && -3 <= cy && cy <= 0) {
-        spread(cy + 3, cx + 2, std::fabs((0.0f - v) * a));
+        spread(cy + 3, cx + 2, std::fabs((0.0F - v) * a));
       }
       if (-3 <= cx && cx <= 0 && -2 <= cy && cy <= 1) {
-        spread(cy + 2, cx + 3, std::fabs((1.0f - v) * b));
+        spread(cy + 2, cx + 3, std::fabs((1.0F - v) * b));
       }
       if (-3 <= cx && cx <= 0 && -3 <= cy && cy <= 0) {
-        spread(cy + 3, cx + 3, std::fabs((0.0f - v) * b));
+        spread(cy + 3, cx + 3, std::fabs((0.0F - v) * b));
       }
     }
   }
@@ -199,16 +199,16 @@ inline float descriptor(const std::vector<Picture>& planes, int levels, float x,
     return std::sqrt(sum);
   };
   const float n = length();
-  if (!(n > 0.5f)) {
-    return 0.0f;
+  if (!(n > 0.5F)) {
+    return 0.0F;
   }
   for (int i = 0; i < 128; ++i) {
     h[i] /= n;
-    if (h[i] > 0.2f) h[i] = 0.2f;
+    if (h[i] > 0.2F) h[i] = 0.2F;
   }
   const float capped = length();
   for (int i = 0; i < 128; ++i) {
-    const int value = static_cast<int>(h[i] / capped * 255.0f + 0.5f);
+    const int value = static_cast<int>(h[i] / capped * 255.0F + 0.5F);
     out[i] = static_cast<std::uint8_t>(std::clamp(value, 0, 255));
   }
   return n;

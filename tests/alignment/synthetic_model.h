@@ -76,7 +76,7 @@ inline void fillRandom(mp::matrix& matrix, float scale, std::mt19937& random) {
 inline oznalib::SDMModel randomModel(int landmarks, const std::vector<std::int32_t>& levels,
                                      float scale, unsigned seed) {
   std::mt19937 random(seed);
-  std::uniform_real_distribution<float> place(0.1f, 0.9f);
+  std::uniform_real_distribution<float> place(0.1F, 0.9F);
   oznalib::SDMModel model;
   model.stageLevels = levels;
   model.meanShape.resize(static_cast<std::size_t>(2 * landmarks));
@@ -87,7 +87,7 @@ inline oznalib::SDMModel randomModel(int landmarks, const std::vector<std::int32
     map.mean = mp::matrix(1, landmarks * 128);
     map.projection = mp::matrix(landmarks * 128, landmarks * 2);
     if (scale > 0) {
-      map.mean.fill(0.2f);
+      map.mean.fill(0.2F);
       fillRandom(map.projection, scale, random);
     }
   }

@@ -42,7 +42,7 @@ Plane noise(std::uint64_t width, std::uint64_t height, unsigned seed) {
   std::mt19937 random(seed);
   Plane plane(width, height);
   for (float& pixel : plane.storage) {
-    pixel = static_cast<float>(random() % 1000) / 1000.0f;
+    pixel = static_cast<float>(random() % 1000) / 1000.0F;
   }
   return plane;
 }
@@ -61,7 +61,7 @@ TEST(WideLoops, BlurRowsOfEveryWidthAlike) {
     const Plane plane = noise(width, 9, static_cast<unsigned>(width));
     expectSameBits([&] {
       Plane out;
-      oznalib::separableBlur(plane, out, oznalib::gaussianKernel(1.2f));
+      oznalib::separableBlur(plane, out, oznalib::gaussianKernel(1.2F));
       return out.storage;
     });
   }
@@ -90,14 +90,14 @@ TEST(WideLoops, TakeDescriptorsAlike) {
   const int width = 93;
   const int height = 88;
   const std::vector<std::uint8_t> pixels = grey(width, height);
-  for (const float level : {0.0f, 2.0f, 4.0f}) {
+  for (const float level : {0.0F, 2.0F, 4.0F}) {
     SCOPED_TRACE(level);
     expectSameBits([&] {
       DescriptorPyramid pyramid(width, height, 3);
       pyramid.setImage(pixels.data(), width, height);
       pyramid.buildLevels();
       std::mt19937 random(7);
-      std::uniform_real_distribution<float> across(-20.0f, 110.0f);
+      std::uniform_real_distribution<float> across(-20.0F, 110.0F);
       std::vector<float> points(2 * 150);
       std::generate(points.begin(), points.end(), [&] { return across(random); });
       std::vector<float> norms(150);

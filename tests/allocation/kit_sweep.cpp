@@ -50,7 +50,7 @@ std::vector<std::uint8_t> readFace(const std::string& path) {
   for (int y = 0; y < kSide; ++y) {
     for (int x = 0; x < kSide; ++x) {
       // In blue, green, red, so that there is something to convert.
-      const std::uint8_t* pixel = &pixels[3u * static_cast<unsigned>(2 * y * 512 + 96 + 2 * x)];
+      const std::uint8_t* pixel = &pixels[3U * static_cast<unsigned>(2 * y * 512 + 96 + 2 * x)];
       for (const int channel : {2, 1, 0}) face.push_back(pixel[channel]);
     }
   }

@@ -79,7 +79,7 @@ Photograph readFace(const std::string& path) {
   face.width = face.height = 128;
   for (int y = 0; y < 128; ++y) {
     for (int x = 0; x < 128; ++x) {
-      const std::uint8_t* pixel = &pixels[3u * static_cast<unsigned>(2 * y * 512 + 96 + 2 * x)];
+      const std::uint8_t* pixel = &pixels[3U * static_cast<unsigned>(2 * y * 512 + 96 + 2 * x)];
       face.pixels.insert(face.pixels.end(), pixel, pixel + 3);
     }
   }
@@ -130,7 +130,7 @@ class Operation {
   }
   void detect() {
     std::vector<oznalib::Detection> faces;
-    const oznalib::CascadeParameter parameter{2.0f, 128, 0.2f, 4, 1.26f, 13};
+    const oznalib::CascadeParameter parameter{2.0F, 128, 0.2F, 4, 1.26F, 13};
     if (oznalib::detect(photograph_.view(), detector_, faces, parameter) != oznalib::StatusOk) {
       fail("the search returned another status");
     }

@@ -40,7 +40,7 @@ TEST(ActiveImages, GoFromTheNetworkToTheLayerBeforeItIsSetUp) {
 TEST(ActiveImages, StayWithTheNetworkWithoutTheFlag) {
   const NetTestPeer::Images images = {boost::shared_ptr<cv::Mat>(new cv::Mat(4, 4, CV_8UC3))};
   const NetTestPeer::Images others = NetTestPeer::imagesOfLayer(false, images);
-  ASSERT_EQ(others.size(), 1u);  // The one that stands in.
+  ASSERT_EQ(others.size(), 1U);  // The one that stands in.
   EXPECT_NE(others, images);
 }
 

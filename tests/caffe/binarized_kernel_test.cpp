@@ -28,10 +28,10 @@ class BinarizedKernelTest : public testing::Test {
     kernel_.scratch = scratch_.data();
     for (int c = 0; c < 3; ++c) {
       for (int i = 0; i < 3; ++i) kernel_.colours[c].codes[i] = &codes_[(c * 3 + i) * kCodes];
-      for (int k = 0; k < 512; ++k) kernel_.colours[c].table[k] = 1000.0f * c + k;
+      for (int k = 0; k < 512; ++k) kernel_.colours[c].table[k] = 1000.0F * c + k;
     }
     for (int i = 0; i < 9 * kCodes; ++i) codes_[i] = static_cast<std::uint16_t>(i * 7 % 500);
-    for (int i = 0; i < 6 * kPlaneStride; ++i) scratch_[i] = 0.5f * i;
+    for (int i = 0; i < 6 * kPlaneStride; ++i) scratch_[i] = 0.5F * i;
   }
 
   static constexpr int kCodes = 6;
@@ -42,10 +42,10 @@ class BinarizedKernelTest : public testing::Test {
 };
 
 TEST_F(BinarizedKernelTest, SumsTheFirstThreeScratchPlanes) {
-  std::vector<float> output(12, -1.0f);
+  std::vector<float> output(12, -1.0F);
   kernel_.AddLookups(nullptr, output.data());
   for (int i = 0; i < 12; ++i) {
-    EXPECT_EQ(output[i], 0.5f * (i + (16 + i) + (32 + i)));
+    EXPECT_EQ(output[i], 0.5F * (i + (16 + i) + (32 + i)));
   }
 }
 
@@ -55,8 +55,8 @@ TEST_F(BinarizedKernelTest, LooksRowsUpByTheFirstCodeArrayIntoTheLastThreePlanes
   for (int c = 0; c < 3; ++c) {
     for (int i = 0; i < 6; ++i) {
       const int first = (c * 3 * kCodes + i) * 7 % 500;
-      EXPECT_EQ(scratch_[(3 + c) * kPlaneStride + 2 * i], 1000.0f * c + first);
-      EXPECT_EQ(scratch_[(3 + c) * kPlaneStride + 2 * i + 1], 1000.0f * c + first + 1);
+      EXPECT_EQ(scratch_[(3 + c) * kPlaneStride + 2 * i], 1000.0F * c + first);
+      EXPECT_EQ(scratch_[(3 + c) * kPlaneStride + 2 * i + 1], 1000.0F * c + first + 1);
     }
   }
 }

@@ -24,7 +24,7 @@ BlobProto MakeProto(int num, int channels, int height, int width, int value_coun
   proto.set_height(height);
   proto.set_width(width);
   for (int i = 0; i < value_count; ++i) {
-    proto.add_data(i + 0.5f);
+    proto.add_data(i + 0.5F);
   }
   return proto;
 }
@@ -41,8 +41,8 @@ TEST(Blob, HasTheProductOfItsSizesAsCount) {
   Blob<float> blob(2, 3, 4, 5);
   EXPECT_EQ((std::vector<int>{2, 3, 4, 5}), ShapeOf(blob));
   EXPECT_EQ(120, blob.count());
-  EXPECT_EQ(480u, blob.data()->size());
-  EXPECT_EQ(480u, blob.diff()->size());
+  EXPECT_EQ(480U, blob.data()->size());
+  EXPECT_EQ(480U, blob.diff()->size());
 }
 
 TEST(Blob, AllocatesNeitherBlockBeforeItIsTouched) {
@@ -55,8 +55,8 @@ TEST(Blob, AllocatesNeitherBlockBeforeItIsTouched) {
 
 TEST(Blob, ReadsAsZerosWhenFresh) {
   Blob<float> blob(1, 2, 3, 4);
-  EXPECT_EQ(std::vector<float>(24, 0.0f), DataOf(blob));
-  EXPECT_EQ(std::vector<float>(24, 0.0f), DiffOf(blob));
+  EXPECT_EQ(std::vector<float>(24, 0.0F), DataOf(blob));
+  EXPECT_EQ(std::vector<float>(24, 0.0F), DiffOf(blob));
 }
 
 TEST(Blob, HoldsNoMemoryWithAZeroSize) {
@@ -74,7 +74,7 @@ TEST(Blob, LosesItsValuesOnReshapeEvenToTheSameShape) {
   Blob<float> blob(1, 1, 1, 3);
   SetData(&blob, {1, 2, 3});
   blob.Reshape(1, 1, 1, 3);
-  EXPECT_EQ(std::vector<float>(3, 0.0f), DataOf(blob));
+  EXPECT_EQ(std::vector<float>(3, 0.0F), DataOf(blob));
 }
 
 TEST(Blob, DropsItsBlocksOnReshapeToNothing) {
@@ -91,7 +91,7 @@ TEST(Blob, KeepsItsBlocksWhenTheShapeIsOverwritten) {
   EXPECT_EQ((std::vector<int>{1, 2, 3, 2}), ShapeOf(blob));
   EXPECT_EQ(12, blob.count());
   EXPECT_EQ(values, blob.cpu_data());
-  EXPECT_EQ(128u, blob.data()->size());
+  EXPECT_EQ(128U, blob.data()->size());
 }
 
 TEST(Blob, GivesRowMajorOffsetsWithWidthFastest) {
@@ -160,7 +160,7 @@ TEST(BlobDeathTest, RefusesSizesWhoseProductNeedsMoreThan32Bits) {
 TEST(Blob, AcceptsTheLargestCountWithoutTouchingMemory) {
   Blob<float> blob(2147483647, 1, 1, 1);
   EXPECT_EQ(2147483647, blob.count());
-  EXPECT_EQ(8589934588u, blob.data()->size());
+  EXPECT_EQ(8589934588U, blob.data()->size());
 }
 
 TEST(BlobDeathTest, HasNoValuesWithoutElements) {
@@ -221,7 +221,7 @@ TEST(Blob, TakesShapeAndValuesFromAProto) {
   Blob<float> blob(9, 9, 1, 1);
   blob.FromProto(MakeProto(1, 2, 1, 2, 4));
   EXPECT_EQ((std::vector<int>{1, 2, 1, 2}), ShapeOf(blob));
-  EXPECT_EQ((std::vector<float>{0.5f, 1.5f, 2.5f, 3.5f}), DataOf(blob));
+  EXPECT_EQ((std::vector<float>{0.5F, 1.5F, 2.5F, 3.5F}), DataOf(blob));
 }
 
 TEST(Blob, LeavesGradientsUntouchedIfTheProtoHasNone) {
@@ -230,7 +230,7 @@ TEST(Blob, LeavesGradientsUntouchedIfTheProtoHasNone) {
   blob.FromProto(MakeProto(1, 1, 1, 2, 2));
   EXPECT_EQ(SyncedMemory::UNINITIALIZED, blob.diff()->head());
   blob.mutable_cpu_diff();
-  EXPECT_EQ(std::vector<float>(2, 0.0f), DiffOf(blob));
+  EXPECT_EQ(std::vector<float>(2, 0.0F), DiffOf(blob));
 }
 
 TEST(Blob, TakesGradientsFromAProto) {
@@ -245,7 +245,7 @@ TEST(Blob, TakesGradientsFromAProto) {
 TEST(Blob, IgnoresValuesOfAProtoBeyondItsShape) {
   Blob<float> blob;
   blob.FromProto(MakeProto(1, 1, 1, 2, 5));
-  EXPECT_EQ((std::vector<float>{0.5f, 1.5f}), DataOf(blob));
+  EXPECT_EQ((std::vector<float>{0.5F, 1.5F}), DataOf(blob));
 }
 
 TEST(BlobDeathTest, RefusesAProtoWithTooFewValues) {
@@ -303,10 +303,10 @@ TEST(BlobOfBytes, RecordsAShapeWithoutMemory) {
   Blob<unsigned char> blob(2, 3, 4, 5);
   EXPECT_EQ(120, blob.count());
   ASSERT_TRUE(blob.data_);
-  EXPECT_EQ(120u, blob.data_->size());
+  EXPECT_EQ(120U, blob.data_->size());
   EXPECT_EQ(SyncedMemory::UNINITIALIZED, blob.data_->head());
   blob.Reshape(1, 1, 1, 7);
-  EXPECT_EQ(7u, blob.data_->size());
+  EXPECT_EQ(7U, blob.data_->size());
 }
 
 }  // namespace

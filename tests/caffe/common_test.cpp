@@ -28,8 +28,8 @@ TEST(Caffe, NumbersModesAndPhases) {
   EXPECT_EQ(1, Caffe::GPU);
   EXPECT_EQ(0, Caffe::TRAIN);
   EXPECT_EQ(1, Caffe::TEST);
-  EXPECT_EQ(4u, sizeof(Caffe::Brew));
-  EXPECT_EQ(4u, sizeof(Caffe::Phase));
+  EXPECT_EQ(4U, sizeof(Caffe::Brew));
+  EXPECT_EQ(4U, sizeof(Caffe::Phase));
 }
 
 TEST(Caffe, IsOneObject) { EXPECT_EQ(&Caffe::Get(), &Caffe::Get()); }
@@ -108,19 +108,19 @@ TEST(CaffeRngDeathTest, SeedsTheStreamOfAProcessThatGaveNoSeed) {
 }
 
 TEST(CaffeRngSeed, IsZeroForProcess83) {
-  EXPECT_EQ(0u, Caffe::RNG::SeedFrom(83, 1700000000));
-  EXPECT_EQ(0u, Caffe::RNG::SeedFrom(83, 1));
+  EXPECT_EQ(0U, Caffe::RNG::SeedFrom(83, 1700000000));
+  EXPECT_EQ(0U, Caffe::RNG::SeedFrom(83, 1));
 }
 
 TEST(CaffeRngSeed, IsTheRemainderOfTheProduct) {
   // (84 - 83) * 1 * 64979 = 64979; (85 - 83) * 1 * 64979 = 129958 = 104729 + 25229.
-  EXPECT_EQ(64979u, Caffe::RNG::SeedFrom(84, 1));
-  EXPECT_EQ(25229u, Caffe::RNG::SeedFrom(85, 1));
+  EXPECT_EQ(64979U, Caffe::RNG::SeedFrom(84, 1));
+  EXPECT_EQ(25229U, Caffe::RNG::SeedFrom(85, 1));
 }
 
 TEST(CaffeRngSeed, TakesTheAbsoluteValueBelowProcess83) {
-  EXPECT_EQ(64979u, Caffe::RNG::SeedFrom(82, 1));
-  EXPECT_EQ(25229u, Caffe::RNG::SeedFrom(81, 1));
+  EXPECT_EQ(64979U, Caffe::RNG::SeedFrom(82, 1));
+  EXPECT_EQ(25229U, Caffe::RNG::SeedFrom(81, 1));
 }
 
 TEST(CaffeRngSeed, MultipliesIn64Bits) {
@@ -135,7 +135,7 @@ TEST(CaffeRngSeed, MultipliesIn64Bits) {
 
 TEST(CaffeRngSeed, StaysBelowTheModulusWhenTheProductWraps) {
   for (const std::int64_t process_id : {4194303, 4000000, 200000}) {
-    EXPECT_LT(Caffe::RNG::SeedFrom(process_id, 1700000000), 104729u);
+    EXPECT_LT(Caffe::RNG::SeedFrom(process_id, 1700000000), 104729U);
   }
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -103,7 +104,7 @@ TEST(ConvolutionForward, MatchesDefinitionOverSweptShapes) {
             if (size[0] + 2 * pad < kernel || size[1] + 2 * pad < kernel) continue;
             SCOPED_TRACE(conv.text());
             auto bench = MakeBench(conv);
-            EXPECT_EQ(bench->layer().Forward(bench->bottoms(), &bench->tops()), 0.0f);
+            EXPECT_EQ(bench->layer().Forward(bench->bottoms(), &bench->tops()), 0.0F);
             EXPECT_EQ(ShapeOf(*bench->top(0)),
                       (std::vector<int>{2, 6, conv.out_height(), conv.out_width()}));
             const auto inputs = InputsOf(bench->layer(), bench->bottoms());
@@ -193,12 +194,12 @@ TEST(ConvolutionBackward, ReplacesFormerGradients) {
 
 TEST(ConvolutionBackward, WithoutPropagationLeavesTheBottomGradientAlone) {
   auto bench = MakeBench({1, 1, 3, 3, 1, 2});
-  SetDiff(bench->bottom(0), std::vector<float>(9, 7.0f));
+  SetDiff(bench->bottom(0), std::vector<float>(9, 7.0F));
   bench->Forward();
-  SetDiff(bench->top(0), std::vector<float>(4, 1.0f));
+  SetDiff(bench->top(0), std::vector<float>(4, 1.0F));
   bench->Backward(/*propagate_down=*/false);
-  EXPECT_EQ(DiffOf(*bench->bottom(0)), std::vector<float>(9, 7.0f));
-  EXPECT_EQ(DiffOf(*bench->layer().blobs()[1]), std::vector<float>(1, 4.0f));
+  EXPECT_EQ(DiffOf(*bench->bottom(0)), std::vector<float>(9, 7.0F));
+  EXPECT_EQ(DiffOf(*bench->layer().blobs()[1]), std::vector<float>(1, 4.0F));
 }
 
 TEST(ConvolutionConstructor, ZeroesEveryFieldButStrideAndBias) {
@@ -257,8 +258,8 @@ TEST(ConvolutionOutputSize, DropsAnIncompleteLastWindow) {
   bench->Forward();
   const std::vector<float> before = DataOf(*bench->top(0));
   for (int i = 0; i < 30; ++i) {
-    bench->bottom(0)->mutable_cpu_data()[i * 30 + 29] = 1e6f;
-    bench->bottom(0)->mutable_cpu_data()[29 * 30 + i] = 1e6f;
+    bench->bottom(0)->mutable_cpu_data()[i * 30 + 29] = 1e6F;
+    bench->bottom(0)->mutable_cpu_data()[29 * 30 + i] = 1e6F;
   }
   bench->Forward();
   EXPECT_EQ(DataOf(*bench->top(0)), before);
@@ -291,12 +292,12 @@ TEST(ConvolutionForward, PointwiseKernelWorksInPlace) {
   LayerBench bench(
       "type: CONVOLUTION convolution_param { num_output: 900 kernel_size: 1 bias_term: false }",
       {{1, kChannels, 1, 3}}, 1, /*in_place=*/true);
-  std::vector<float> input, expected, weights(kChannels * kChannels, 0.0f);
+  std::vector<float> input, expected, weights(kChannels * kChannels, 0.0F);
   for (int c = 0; c < kChannels; ++c) {
-    weights[c * kChannels + kChannels - 1 - c] = 1.0f;
+    weights[c * kChannels + kChannels - 1 - c] = 1.0F;
     for (int i = 0; i < 3; ++i) {
-      input.push_back(3.0f * c + i);
-      expected.push_back(3.0f * (kChannels - 1 - c) + i);
+      input.push_back(3.0F * c + i);
+      expected.push_back(3.0F * (kChannels - 1 - c) + i);
     }
   }
   SetData(bench.layer().blobs()[0].get(), weights);
@@ -333,9 +334,9 @@ TEST(ConvolutionSetUp, FillsParametersInOrder) {
   caffe::Caffe::set_random_seed(21);
   caffe::FillerParameter filler_param;
   filler_param.set_type("gaussian");
-  filler_param.set_std(0.5f);
+  filler_param.set_std(0.5F);
   const auto weights = caffe::MakeFilledBlob(2, 1, 3, 3, filler_param);
-  filler_param.set_std(1.0f);
+  filler_param.set_std(1.0F);
   const auto bias = caffe::MakeFilledBlob(1, 1, 1, 2, filler_param);
   EXPECT_EQ(DataOf(*bench.layer().blobs()[0]), DataOf(*weights));
   EXPECT_EQ(DataOf(*bench.layer().blobs()[1]), DataOf(*bias));
@@ -343,7 +344,7 @@ TEST(ConvolutionSetUp, FillsParametersInOrder) {
 
 TEST(ConvolutionSetUp, WithoutBiasHasOneParameter) {
   LayerBench bench(Convolution{1, 1, 3, 3, 2, 3, 1, 0, 1, /*bias=*/false}.text(), {{1, 1, 3, 3}});
-  EXPECT_EQ(bench.layer().blobs().size(), 1u);
+  EXPECT_EQ(bench.layer().blobs().size(), 1U);
   EXPECT_FALSE(ConvolutionOf(bench).bias_multiplier_);
 }
 
@@ -352,7 +353,7 @@ std::vector<float> FreshOutput(Convolution conv, LayerBench& parameters, int hei
   conv.height = height;
   conv.width = width;
   LayerBench fresh(conv.text(), {conv.bottom_shape()});
-  for (size_t i = 0; i < fresh.layer().blobs().size(); ++i) {
+  for (std::size_t i = 0; i < fresh.layer().blobs().size(); ++i) {
     SetData(fresh.layer().blobs()[i].get(), DataOf(*parameters.layer().blobs()[i]));
   }
   fresh.layer().UpdateDerivedSizes();
@@ -516,7 +517,7 @@ TEST(Binarization, ForwardAddsTheBiasToTheSumOfTheFirstScratchPlanes) {
   auto& layer = ConvolutionOf(bench);
   layer.binarized_kernel_ = kernel;
   FillSeeded(bench.bottom(0), 1);
-  EXPECT_EQ(layer.Forward_binarized(bench.bottoms(), &bench.tops()), 0.0f);
+  EXPECT_EQ(layer.Forward_binarized(bench.bottoms(), &bench.tops()), 0.0F);
   EXPECT_EQ(DataOf(*bench.top(0)), (std::vector<float>{1111, 2222, 1111, 2222}));
 }
 

@@ -112,7 +112,7 @@ TEST_F(DataLayerTest, ScalesBytes) {
 
 TEST_F(DataLayerTest, ReadsFloatsWhereThereAreNoBytes) {
   Datum datum = ShapedDatum(1, 2, 2, 3);
-  for (const float value : {-1.5f, 0.25f, 1000.f, 3.f}) {
+  for (const float value : {-1.5F, 0.25F, 1000.F, 3.F}) {
     datum.add_float_data(value);
   }
   LayerBench& bench = Layer({datum}, "batch_size: 1 scale: 2");
@@ -277,8 +277,8 @@ TEST_F(DataLayerTest, WrapsAroundWhileItSkips) {
     bench_.reset();  // Lets go of the database.
     Caffe::set_random_seed(seed);
     boost::mt19937 common(seed);
-    const unsigned int skip = common() % 4294967295u;
-    ASSERT_GT(skip, 10000000u);
+    const unsigned int skip = common() % 4294967295U;
+    ASSERT_GT(skip, 10000000U);
     bench_ = std::make_unique<LayerBench>(Text("batch_size: 1 rand_skip: 4294967295"),
                                           std::vector<std::vector<int>>(), 2);
     bench_->Forward();
@@ -454,7 +454,7 @@ TEST_F(DataLayerDeathTest, RefusesShapesBeyondThirtyTwoBits) {
 TEST_F(DataLayerDeathTest, RefusesMeanOfAnotherShape) {
   const std::vector<Datum> records = {ByteDatum(1, 2, 2, 0, 0)};
   const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
-  const std::vector<float> values(16, 0.f);
+  const std::vector<float> values(16, 0.F);
   WriteBlobFile(folder_.file("mean"), 2, 1, 2, 2, values);
   EXPECT_DEATH(RunToDeath(records, fields), HasSubstr("data_mean_.num() == 1 (2 vs. 1)"));
   WriteBlobFile(folder_.file("mean"), 1, 2, 2, 2, values);

@@ -12,7 +12,7 @@ TEST(EuclideanLossLayer, HalvesMeanSquaredDistance) {
   LayerBench bench("type: EUCLIDEAN_LOSS", {{2, 1, 1, 2}, {2, 1, 1, 2}}, 0);
   SetData(bench.bottom(0), {1, 2, 3, 4});
   SetData(bench.bottom(1), {0, 4, 3, 1});
-  EXPECT_FLOAT_EQ((1 + 4 + 0 + 9) / 4.f, bench.Forward());
+  EXPECT_FLOAT_EQ((1 + 4 + 0 + 9) / 4.F, bench.Forward());
   bench.Backward();
   EXPECT_EQ((std::vector<float>{0.5, -1, 0, 1.5}), DiffOf(*bench.bottom(0)));
 }

@@ -55,8 +55,8 @@ std::vector<float> UniformDraws(int count, float low, float high) {
 }
 
 TEST(ConstantFiller, WritesItsValue) {
-  EXPECT_EQ(Filled("type: 'constant' value: 2.5", 2, 1, 1, 3), std::vector<float>(6, 2.5f));
-  EXPECT_EQ(Filled("", 1, 1, 1, 2), std::vector<float>(2, 0.0f));
+  EXPECT_EQ(Filled("type: 'constant' value: 2.5", 2, 1, 1, 3), std::vector<float>(6, 2.5F));
+  EXPECT_EQ(Filled("", 1, 1, 1, 2), std::vector<float>(2, 0.0F));
 }
 
 TEST(UniformFiller, DrawsInElementOrder) {
@@ -65,7 +65,7 @@ TEST(UniformFiller, DrawsInElementOrder) {
 
 TEST(GaussianFiller, DrawsInElementOrder) {
   boost::mt19937 engine(kSeed);
-  boost::random::normal_distribution<float> normal(3, 0.5f);
+  boost::random::normal_distribution<float> normal(3, 0.5F);
   std::vector<float> expected;
   for (int i = 0; i < 120; ++i) expected.push_back(normal(engine));
   EXPECT_EQ(Filled("type: 'gaussian' mean: 3 std: 0.5", 2, 3, 4, 5), expected);
@@ -75,21 +75,21 @@ TEST(GaussianFiller, MasksWithTheDrawsAfterItsValues) {
   const std::vector<float> values =
       Filled("type: 'gaussian' mean: 3 std: 0.5 sparse: 2", 1, 1, 8, 50);
   boost::mt19937 engine(kSeed);
-  boost::random::normal_distribution<float> normal(3, 0.5f);
+  boost::random::normal_distribution<float> normal(3, 0.5F);
   std::vector<float> expected;
   for (int i = 0; i < 400; ++i) expected.push_back(normal(engine));
   int kept_count = 0;
   for (float& value : expected) {
     const bool kept = 0.25 * 4294967295.0 >= engine();
     kept_count += kept;
-    if (!kept) value *= 0.0f;
+    if (!kept) value *= 0.0F;
   }
   EXPECT_EQ(values, expected);
   EXPECT_NEAR(kept_count, 100, 40);
 }
 
 TEST(GaussianFiller, SparseZeroGivesZerosAlone) {
-  EXPECT_EQ(Filled("type: 'gaussian' sparse: 0", 1, 1, 4, 5), std::vector<float>(20, 0.0f));
+  EXPECT_EQ(Filled("type: 'gaussian' sparse: 0", 1, 1, 4, 5), std::vector<float>(20, 0.0F));
 }
 
 TEST(PositiveUnitballFiller, EachImageSumsToOne) {
@@ -113,13 +113,13 @@ TEST(XavierFiller, ScalesByTheValuesOfOneImage) {
   // fan_in 3: scale 1.
   EXPECT_EQ(Filled("type: 'xavier'", 2, 3, 1, 1), UniformDraws(6, -1, 1));
   // fan_in 12: scale 0.5.
-  EXPECT_EQ(Filled("type: 'xavier'", 5, 3, 2, 2), UniformDraws(60, -0.5f, 0.5f));
+  EXPECT_EQ(Filled("type: 'xavier'", 5, 3, 2, 2), UniformDraws(60, -0.5F, 0.5F));
 }
 
 TEST(MakeFilledBlob, ShapesAndFills) {
   const auto blob = caffe::MakeFilledBlob(1, 2, 3, 4, ParseFiller("type: 'constant' value: 7"));
   EXPECT_EQ(ShapeOf(*blob), (std::vector<int>{1, 2, 3, 4}));
-  EXPECT_EQ(DataOf(*blob), std::vector<float>(24, 7.0f));
+  EXPECT_EQ(DataOf(*blob), std::vector<float>(24, 7.0F));
 }
 
 TEST(FillerDeathTest, NamesMatchExactly) {

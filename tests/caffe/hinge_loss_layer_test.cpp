@@ -13,7 +13,7 @@ TEST(HingeLossLayer, AddsMarginsThatAreNotKept) {
   // Image 0: label at 0.5 lacks 0.5, score 0.25 is 1.25 too high, -3 is fine.
   // Image 1: label at 2 is fine, -0.5 is 0.5 too high, 0 is 1 too high.
   SetData(bench.bottom(0), {0.25, 0.5, -3, 2, -0.5, 0});
-  EXPECT_FLOAT_EQ((0.5f + 1.25f + 0.5f + 1.f) / 2, bench.Forward());
+  EXPECT_FLOAT_EQ((0.5F + 1.25F + 0.5F + 1.F) / 2, bench.Forward());
   bench.Backward();
   EXPECT_EQ((std::vector<float>{0.5, -0.5, 0, 0, 0.5, 0.5}), DiffOf(*bench.bottom(0)));
 }
@@ -44,7 +44,7 @@ TEST(HingeLossLayer, LeavesScoresAlone) {
 }
 
 TEST(HingeLossLayer, TruncatesLabels) {
-  LayerBench bench = LossBench("HINGE_LOSS", {2, 2, 1, 1}, {1.99f, -0.99f});
+  LayerBench bench = LossBench("HINGE_LOSS", {2, 2, 1, 1}, {1.99F, -0.99F});
   SetData(bench.bottom(0), {-5, 5, 5, -5});
   EXPECT_EQ(0, bench.Forward());
 }

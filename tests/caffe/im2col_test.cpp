@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <limits>
 #include <string>
 #include <vector>
@@ -79,14 +80,14 @@ void ExpectUnfolds(const Unfolding& u) {
   im2col_cpu(image.data(), u.channels, u.height, u.width, u.ksize, u.pad, u.stride, columns.data());
   const std::vector<int> sources = u.Sources();
   ASSERT_EQ(columns.size(), sources.size());
-  for (size_t i = 0; i < sources.size(); ++i) {
-    ASSERT_EQ(columns[i], sources[i] < 0 ? 0.0f : image[sources[i]]) << "at element " << i;
+  for (std::size_t i = 0; i < sources.size(); ++i) {
+    ASSERT_EQ(columns[i], sources[i] < 0 ? 0.0F : image[sources[i]]) << "at element " << i;
   }
 }
 
 TEST(Im2col, WritesWhatEachKernelPositionMeets) {
   const std::vector<Unfolding> cases = SweptUnfoldings();
-  ASSERT_GT(cases.size(), 300u);
+  ASSERT_GT(cases.size(), 300U);
   for (const Unfolding& u : cases) ExpectUnfolds(u);
 }
 
@@ -104,7 +105,7 @@ TEST(Im2colBand, WritesTheRowsOfItsPlacesAsIfTheyWereAll) {
                            first, rows, columns.data());
         for (int i = 0; i < depth * places; ++i) {
           const int source = sources[i / places * all_places + first * u.out_width() + i % places];
-          ASSERT_EQ(columns[i], source < 0 ? 0.0f : image[source])
+          ASSERT_EQ(columns[i], source < 0 ? 0.0F : image[source])
               << "at element " << i << " of rows " << first << " to " << first + rows;
         }
       }
@@ -121,7 +122,7 @@ TEST(Im2col, HandlesPlanesLargerThanTheCache) {
 TEST(Im2col, OverhangingWindowReadsZerosOutside) {
   // (3 - 5) / 3 + 1 = 1, since the division cuts towards zero.
   const std::vector<float> image = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-  std::vector<float> columns(25, -1.0f);
+  std::vector<float> columns(25, -1.0F);
   im2col_cpu(image.data(), 1, 3, 3, 5, 0, 3, columns.data());
   EXPECT_EQ(columns, (std::vector<float>{1, 2, 3, 0, 0, 4, 5, 6, 0, 0, 7, 8, 9,
                                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
@@ -131,10 +132,10 @@ TEST(Im2col, PaddingIsZeroWhateverTheImageHolds) {
   const float nan = std::numeric_limits<float>::quiet_NaN();
   // One pixel, kernel 2, padding 1: each of the 4 kernel positions meets the pixel at one of the 4
   // places and the padding at the others.
-  std::vector<float> columns(16, -1.0f);
+  std::vector<float> columns(16, -1.0F);
   im2col_cpu(&nan, 1, 1, 1, 2, 1, 1, columns.data());
   int zeros = 0;
-  for (float value : columns) zeros += value == 0.0f;
+  for (float value : columns) zeros += value == 0.0F;
   EXPECT_EQ(zeros, 12);
 }
 
@@ -152,9 +153,9 @@ TEST(Col2im, AddsEachElementToItsSource) {
     // Small integers, whose sums are exact.
     std::vector<float> columns = SeededValues(u.column_count(), 4, 0, 100);
     for (float& value : columns) value = static_cast<float>(static_cast<int>(value));
-    std::vector<float> expected(u.image_count(), 0.0f);
+    std::vector<float> expected(u.image_count(), 0.0F);
     const std::vector<int> sources = u.Sources();
-    for (size_t i = 0; i < sources.size(); ++i) {
+    for (std::size_t i = 0; i < sources.size(); ++i) {
       if (sources[i] >= 0) expected[sources[i]] += columns[i];
     }
     std::vector<float> image(u.image_count(), std::numeric_limits<float>::quiet_NaN());
@@ -193,11 +194,11 @@ TEST(Im2colLayerTest, UnfoldsEachImage) {
 
 TEST(Im2colLayerTest, BackwardWithoutPropagationLeavesTheGradientAlone) {
   LayerBench bench(kLayer, {{1, 1, 3, 3}});
-  SetDiff(bench.bottom(0), std::vector<float>(9, 7.0f));
+  SetDiff(bench.bottom(0), std::vector<float>(9, 7.0F));
   bench.Forward();
-  SetDiff(bench.top(0), std::vector<float>(bench.top(0)->count(), 1.0f));
+  SetDiff(bench.top(0), std::vector<float>(bench.top(0)->count(), 1.0F));
   bench.Backward(/*propagate_down=*/false);
-  EXPECT_EQ(DiffOf(*bench.bottom(0)), std::vector<float>(9, 7.0f));
+  EXPECT_EQ(DiffOf(*bench.bottom(0)), std::vector<float>(9, 7.0F));
 }
 
 TEST(Im2colLayerDeathTest, ChecksNumbersOfBlobs) {

@@ -155,7 +155,7 @@ TEST_F(ImageDataLayerTest, StandsInWithOneSquareOfNewHeight) {
   EXPECT_EQ((std::vector<int>{2, 3, 6, 6}), ShapeOf(data_));
   EXPECT_EQ((std::vector<int>{2, 1, 1, 1}), ShapeOf(label_));
   EXPECT_EQ(108, layer.datum_size());
-  EXPECT_EQ(1u, layer_->activeImagePtrs().size());
+  EXPECT_EQ(1U, layer_->activeImagePtrs().size());
   EXPECT_EQ(cv::Size(6, 6), layer_->activeImagePtrs()[0]->size());
   EXPECT_EQ(CV_8UC3, layer_->activeImagePtrs()[0]->type());
 }
@@ -406,7 +406,7 @@ TEST_F(ImageDataLayerDeathTest, RefusesNullImage) {
 TEST_F(ImageDataLayerDeathTest, RefusesToSkipBehindLastImage) {
   Caffe::set_random_seed(21);
   boost::mt19937 common(21);
-  ASSERT_GT(common() % 1000, 2u);
+  ASSERT_GT(common() % 1000, 2U);
   EXPECT_DEATH(
       {
         Caffe::set_random_seed(21);
@@ -446,7 +446,7 @@ TEST_F(ImageDataLayerDeathTest, RefusesImageOfAnotherSizeThanFirst) {
 TEST_F(ImageDataLayerDeathTest, RefusesMeanOfAnotherShape) {
   const std::vector<cv::Mat> images = {CountingImage(2, 2, 0)};
   const std::string fields = "batch_size: 1 mean_file: '" + folder_.file("mean") + "'";
-  const std::vector<float> values(24, 0.f);
+  const std::vector<float> values(24, 0.F);
   WriteBlobFile(folder_.file("mean"), 2, 3, 2, 2, values);
   EXPECT_DEATH(RunToDeath(images, fields), HasSubstr("data_mean_.num() == 1 (2 vs. 1)"));
   WriteBlobFile(folder_.file("mean"), 1, 2, 2, 2, values);

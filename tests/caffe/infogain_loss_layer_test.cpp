@@ -29,7 +29,7 @@ TEST_F(InfogainLossLayer, MatchesReferenceAndItsGradient) {
   const std::vector<float> matrix = SeededValues(9, 9, -1, 2);
   WriteMatrix(1, 1, 3, 3, matrix);
   LayerBench bench = Bench({4, 3, 1, 1}, labels);
-  FillSeeded(bench.bottom(0), 4, 0.1f, 1);
+  FillSeeded(bench.bottom(0), 4, 0.1F, 1);
   ExpectLossMatches(&bench, [&](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 4; ++i) {

@@ -81,7 +81,7 @@ TEST(InnerProduct, TreatsAnImageAsOneRow) {
 
 TEST(InnerProduct, WithoutBiasHasOneParameterAndNoMultiplier) {
   LayerBench bench(Definition(2, false), {{3, 1, 1, 4}});
-  EXPECT_EQ(bench.layer().blobs().size(), 1u);
+  EXPECT_EQ(bench.layer().blobs().size(), 1U);
   EXPECT_FALSE(bench.layer_as<InnerProductLayer<float>>().bias_multiplier_);
 }
 
@@ -89,7 +89,7 @@ TEST(InnerProduct, BiasReachesEveryRow) {
   LayerBench bench(Definition(2, true), {{3, 1, 1, 4}});
   SetData(bench.layer().blobs()[1].get(), {5, -7});
   EXPECT_EQ(bench.layer_as<InnerProductLayer<float>>().bias_multiplier_->size(), 3 * sizeof(float));
-  EXPECT_EQ(bench.Forward(), 0.0f);  // The input is zero.
+  EXPECT_EQ(bench.Forward(), 0.0F);  // The input is zero.
   EXPECT_EQ(DataOf(*bench.top(0)), (std::vector<float>{5, -7, 5, -7, 5, -7}));
 }
 

@@ -105,7 +105,7 @@ TEST_F(TextReader, ReadsNumbersWithAPointInAnyLocale) {
   const ozna_test::GermanLocale locale;
   ASSERT_TRUE(locale.hasComma()) << "is the package locales there?";
   ASSERT_TRUE(ReadText());
-  EXPECT_EQ(0.75f, param_.layers(0).dropout_param().dropout_ratio());
+  EXPECT_EQ(0.75F, param_.layers(0).dropout_param().dropout_ratio());
 }
 
 TEST_F(TextReaderDeathTest, EndsForAFileThatIsNotThere) {

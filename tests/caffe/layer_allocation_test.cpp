@@ -103,7 +103,7 @@ TEST_F(LayerAllocation, CountsEveryKindOfAllocation) {
   for (int i = 0; i < 3; ++i) std::free(blocks[i]);
   ::operator delete(blocks[3]);
   EXPECT_EQ(allocations.count, 4);
-  EXPECT_EQ(allocations.largest, 1000u);
+  EXPECT_EQ(allocations.largest, 1000U);
 }
 
 TEST_F(LayerAllocation, ForwardAllocatesNothing) {

@@ -48,7 +48,7 @@ class DoublingLayer : public Layer<float> {
     for (int i = 0; i < bottom[0]->count(); ++i) {
       (*top)[0]->mutable_cpu_data()[i] = 2 * bottom[0]->cpu_data()[i];
     }
-    return 0.25f;
+    return 0.25F;
   }
   void Backward_cpu(const vector<Blob<float>*>& top, bool propagate_down,
                     vector<Blob<float>*>* bottom) override {
@@ -78,7 +78,7 @@ TEST(Layer, HasNoBlobsIfTheDefinitionCarriesNone) {
 
 TEST(Layer, TakesTheBlobsThatTheDefinitionCarries) {
   const std::unique_ptr<Layer<float>> layer = MakeLayer(kCarriedBlobs);
-  ASSERT_EQ(2u, layer->blobs().size());
+  ASSERT_EQ(2U, layer->blobs().size());
   EXPECT_EQ((std::vector<int>{1, 2, 1, 2}), ShapeOf(*layer->blobs()[0]));
   EXPECT_EQ((std::vector<float>{1, 2, 3, 4}), DataOf(*layer->blobs()[0]));
   EXPECT_EQ((std::vector<float>{5}), DataOf(*layer->blobs()[1]));
@@ -111,9 +111,9 @@ TEST(Layer, WritesGradientsOnDemand) {
   LayerParameter written;
   layer->ToProto(&written, /*write_diff=*/true);
   ASSERT_EQ(4, written.blobs(0).diff_size());
-  EXPECT_EQ(0.0f, written.blobs(0).diff(3));
+  EXPECT_EQ(0.0F, written.blobs(0).diff(3));
   ASSERT_EQ(1, written.blobs(1).diff_size());
-  EXPECT_EQ(6.0f, written.blobs(1).diff(0));
+  EXPECT_EQ(6.0F, written.blobs(1).diff(0));
 }
 
 TEST(Layer, ClearsItsOwnDefinitionWhenItWritesIntoIt) {
@@ -121,19 +121,19 @@ TEST(Layer, ClearsItsOwnDefinitionWhenItWritesIntoIt) {
   layer.SelfToProto();
   EXPECT_FALSE(layer.layer_param().has_name());
   ASSERT_EQ(2, layer.layer_param().blobs_size());
-  EXPECT_EQ(4.0f, layer.layer_param().blobs(0).data(3));
+  EXPECT_EQ(4.0F, layer.layer_param().blobs(0).data(3));
 }
 
 TEST(Layer, ReturnsTheLossOfForward) {
   Doubling doubling;
-  EXPECT_EQ(0.25f, doubling.layer.Forward(doubling.bottom, &doubling.top));
+  EXPECT_EQ(0.25F, doubling.layer.Forward(doubling.bottom, &doubling.top));
 }
 
 TEST(Layer, RunsTheSameHostCodeInBothModes) {
   for (const Caffe::Brew mode : {Caffe::CPU, Caffe::GPU}) {
     ScopedRuntimeState scope(Caffe::TEST, mode);
     Doubling doubling;
-    EXPECT_EQ(0.25f, doubling.layer.Forward(doubling.bottom, &doubling.top));
+    EXPECT_EQ(0.25F, doubling.layer.Forward(doubling.bottom, &doubling.top));
     EXPECT_EQ((std::vector<float>{2, -8}), DataOf(doubling.y));
     doubling.layer.Backward(doubling.top, /*propagate_down=*/true, &doubling.bottom);
     EXPECT_EQ((std::vector<float>{30, 60}), DiffOf(doubling.x));

@@ -40,15 +40,15 @@ inline void ExpectLossMatches(LayerBench* bench, const Objective& objective,
 /// Expects Backward without propagation to leave the gradient of bottom[0] alone.
 inline void ExpectNoGradientUnlessPropagated(LayerBench* bench) {
   bench->Forward();
-  SetDiff(bench->bottom(0), std::vector<float>(bench->bottom(0)->count(), 42.f));
+  SetDiff(bench->bottom(0), std::vector<float>(bench->bottom(0)->count(), 42.F));
   bench->Backward(/*propagate_down=*/false);
-  EXPECT_EQ(std::vector<float>(bench->bottom(0)->count(), 42.f), DiffOf(*bench->bottom(0)));
+  EXPECT_EQ(std::vector<float>(bench->bottom(0)->count(), 42.F), DiffOf(*bench->bottom(0)));
 }
 
 /// Labels that lie outside of [0, dim) of a loss with dim classes.
 inline std::vector<float> BadLabels(int dim) {
   const float infinity = std::numeric_limits<float>::infinity();
-  return {-1, float(dim), 1e9f, -1e30f, infinity, -infinity, std::nanf("")};
+  return {-1, float(dim), 1e9F, -1e30F, infinity, -infinity, std::nanf("")};
 }
 
 /// Expects Forward and Backward to die of each bad label. The bench has one image.

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ using testing::HasSubstr;
 
 struct Normalization {
   int size;
-  float alpha = 1.0f, beta = 0.75f;
+  float alpha = 1.0F, beta = 0.75F;
   const char* region = "ACROSS_CHANNELS";
 
   std::string text() const {
@@ -77,7 +78,7 @@ std::vector<double> WithinChannel(const Normalization& lrn, const std::vector<do
 TEST(LRNAcrossChannels, MatchesDefinitionAndGradientOverSweptShapes) {
   for (int size : {1, 2, 3, 4, 5, 9}) {
     for (int channels : {1, 2, 5, 12}) {
-      const Normalization lrn{size, 0.7f, size % 2 == 0 ? 0.5f : 0.75f};
+      const Normalization lrn{size, 0.7F, size % 2 == 0 ? 0.5F : 0.75F};
       SCOPED_TRACE(lrn.text() + " channels " + std::to_string(channels));
       LayerBench bench(lrn.text(), {{2, channels, 3, 2}});
       FillSeeded(bench.bottom(0), 15, -3, 3);
@@ -92,12 +93,12 @@ TEST(LRNAcrossChannels, MatchesDefinitionAndGradientOverSweptShapes) {
 }
 
 TEST(LRNAcrossChannels, ReadsItsSettings) {
-  LayerBench bench(Normalization{9, 0.001f}.text(), {{2, 3, 4, 5}});
+  LayerBench bench(Normalization{9, 0.001F}.text(), {{2, 3, 4, 5}});
   const auto& layer = bench.layer_as<LRNLayer<float>>();
   EXPECT_EQ(layer.size_, 9);
   EXPECT_EQ(layer.pre_pad_, 4);
-  EXPECT_EQ(layer.alpha_, 0.001f);
-  EXPECT_EQ(layer.beta_, 0.75f);
+  EXPECT_EQ(layer.alpha_, 0.001F);
+  EXPECT_EQ(layer.beta_, 0.75F);
   EXPECT_EQ(layer.num_, 2);
   EXPECT_EQ(layer.channels_, 3);
   EXPECT_EQ(layer.height_, 4);
@@ -107,9 +108,9 @@ TEST(LRNAcrossChannels, ReadsItsSettings) {
 }
 
 TEST(LRNAcrossChannels, SingleChannelCountsOnlyItsOwnSquare) {
-  LayerBench bench(Normalization{9, 9.0f, 1.0f}.text(), {{1, 1, 1, 2}});
+  LayerBench bench(Normalization{9, 9.0F, 1.0F}.text(), {{1, 1, 1, 2}});
   SetData(bench.bottom(0), {1, 3});
-  EXPECT_EQ(bench.Forward(), 0.0f);
+  EXPECT_EQ(bench.Forward(), 0.0F);
   EXPECT_EQ(DataOf(bench.layer_as<LRNLayer<float>>().scale_), (std::vector<float>{2, 10}));
   ExpectAllNear({0.5, 0.3}, DataOf(*bench.top(0)), 1e-6);
 }
@@ -117,7 +118,7 @@ TEST(LRNAcrossChannels, SingleChannelCountsOnlyItsOwnSquare) {
 TEST(LRNAcrossChannels, EvenWindowReachesFurtherAheadThanBack) {
   // Only channel 3 is not zero, so its square shows in the channels whose windows reach it:
   // 1 channel back and 2 ahead, that is channels 1 to 4.
-  LayerBench bench(Normalization{4, 4.0f}.text(), {{1, 7, 1, 1}});
+  LayerBench bench(Normalization{4, 4.0F}.text(), {{1, 7, 1, 1}});
   SetData(bench.bottom(0), {0, 0, 0, 5, 0, 0, 0});
   bench.Forward();
   const auto& layer = bench.layer_as<LRNLayer<float>>();
@@ -128,9 +129,9 @@ TEST(LRNAcrossChannels, EvenWindowReachesFurtherAheadThanBack) {
 TEST(LRNAcrossChannels, RunningWindowCarriesItsRoundingOn) {
   // 1 + 1e12 rounds to 1e12; when channel 0 leaves the window, 0 remains and not 1.
   LayerBench bench(Normalization{1}.text(), {{1, 2, 1, 1}});
-  SetData(bench.bottom(0), {1e6f, 0});
+  SetData(bench.bottom(0), {1e6F, 0});
   bench.Forward();
-  EXPECT_EQ(DataOf(bench.layer_as<LRNLayer<float>>().scale_), (std::vector<float>{1e12f, 0}));
+  EXPECT_EQ(DataOf(bench.layer_as<LRNLayer<float>>().scale_), (std::vector<float>{1e12F, 0}));
   EXPECT_TRUE(std::isnan(bench.top(0)->cpu_data()[1]));  // 0 ^ -0.75 * 0.
 }
 
@@ -139,18 +140,18 @@ TEST(LRNAcrossChannels, RunningWindowCarriesItsRoundingOn) {
 TEST(LRNAcrossChannels, RunsOnInOneOrderAtEveryPlace) {
   for (int size : {1, 2, 5, 9, 40}) {
     constexpr int kChannels = 13, kPlaces = 17 * 19;
-    const Normalization lrn{size, 0.3f};
+    const Normalization lrn{size, 0.3F};
     LayerBench bench(lrn.text(), {{2, kChannels, 17, 19}});
     FillSeeded(bench.bottom(0), 6, -9, 9);
     bench.Forward();
     const std::vector<float> input = DataOf(*bench.bottom(0));
     const std::vector<float> scale = DataOf(bench.layer_as<LRNLayer<float>>().scale_);
-    const float factor = 0.3f / static_cast<float>(size);
+    const float factor = 0.3F / static_cast<float>(size);
     const int behind = (size - 1) / 2;
     for (int place = 0; place < 2 * kPlaces; ++place) {
       const int first = place / kPlaces * kChannels * kPlaces + place % kPlaces;
       const auto term = [&](int c) {
-        const float value = c < 0 || c >= kChannels ? 0.0f : input[first + c * kPlaces];
+        const float value = c < 0 || c >= kChannels ? 0.0F : input[first + c * kPlaces];
         const volatile float square = value * value;  // Rounded, on any machine.
         const volatile float product = factor * square;
         return static_cast<float>(product);
@@ -169,7 +170,7 @@ TEST(LRNAcrossChannels, RunsOnInOneOrderAtEveryPlace) {
 }
 
 TEST(LRNAlterInputShape, EqualsAFreshLayerDownAndUp) {
-  const Normalization lrn{5, 0.3f};
+  const Normalization lrn{5, 0.3F};
   LayerBench bench(lrn.text(), {{2, 6, 9, 7}});
   const float* memory = bench.top(0)->cpu_data();
   const int sizes[][2] = {{9, 7}, {4, 5}, {1, 2}, {7, 9}, {9, 7}};
@@ -190,12 +191,12 @@ TEST(LRNAlterInputShape, EqualsAFreshLayerDownAndUp) {
 TEST(LRNWithinChannel, MatchesDefinitionAndGradientOverSweptShapes) {
   for (int size : {1, 3, 5}) {
     for (const std::vector<int>& shape : {std::vector<int>{1, 1, 5, 5}, {2, 3, 4, 7}}) {
-      const Normalization lrn{size, 0.8f, 0.75f, "WITHIN_CHANNEL"};
+      const Normalization lrn{size, 0.8F, 0.75F, "WITHIN_CHANNEL"};
       SCOPED_TRACE(lrn.text());
       LayerBench bench(lrn.text(), {shape});
       // The gradient divides by the input, so none is close to zero.
-      std::vector<float> values = SeededValues(bench.bottom(0)->count(), 16, 0.5f, 3);
-      for (size_t i = 0; i < values.size(); i += 3) values[i] = -values[i];
+      std::vector<float> values = SeededValues(bench.bottom(0)->count(), 16, 0.5F, 3);
+      for (std::size_t i = 0; i < values.size(); i += 3) values[i] = -values[i];
       SetData(bench.bottom(0), values);
       ExpectLayerMatchesReference(
           bench,
@@ -209,7 +210,7 @@ TEST(LRNWithinChannel, MatchesDefinitionAndGradientOverSweptShapes) {
 }
 
 TEST(LRNWithinChannel, KeepsTheShapeAlongTheChain) {
-  LayerBench bench(Normalization{3, 1, 0.75f, "WITHIN_CHANNEL"}.text(), {{2, 3, 4, 5}});
+  LayerBench bench(Normalization{3, 1, 0.75F, "WITHIN_CHANNEL"}.text(), {{2, 3, 4, 5}});
   const auto& layer = bench.layer_as<LRNLayer<float>>();
   const std::vector<int> shape = {2, 3, 4, 5};
   EXPECT_EQ(ShapeOf(layer.square_output_), shape);
@@ -221,8 +222,8 @@ TEST(LRNWithinChannel, KeepsTheShapeAlongTheChain) {
 
 TEST(LRN, BackwardWithoutPropagationLeavesTheBottomGradientAlone) {
   for (const char* region : {"ACROSS_CHANNELS", "WITHIN_CHANNEL"}) {
-    LayerBench bench(Normalization{3, 1, 0.75f, region}.text(), {{1, 2, 1, 1}});
-    FillConstant(bench.bottom(0), 1.0f);
+    LayerBench bench(Normalization{3, 1, 0.75F, region}.text(), {{1, 2, 1, 1}});
+    FillConstant(bench.bottom(0), 1.0F);
     bench.Forward();
     SetDiff(bench.top(0), {1, 2});
     SetDiff(bench.bottom(0), {7, 7});
@@ -260,7 +261,7 @@ TEST(LRNDeathTest, RefusesAWindowOfNoChannel) {
 }
 
 TEST(LRNDeathTest, EvenWindowWithinAChannelLosesARow) {
-  EXPECT_DEATH(LayerBench(Normalization{4, 1, 0.75f, "WITHIN_CHANNEL"}.text(), {{1, 1, 6, 6}}),
+  EXPECT_DEATH(LayerBench(Normalization{4, 1, 0.75F, "WITHIN_CHANNEL"}.text(), {{1, 1, 6, 6}}),
                HasSubstr("Check failed: pool_output_.height() == height_ (5 vs. 6)"));
 }
 
@@ -271,7 +272,7 @@ TEST(LRNDeathTest, ForwardStopsAtAnInputBeyondTheSizeAtSetUp) {
 }
 
 TEST(LRNDeathTest, WithinChannelMustNotBeResized) {
-  LayerBench bench(Normalization{3, 1, 0.75f, "WITHIN_CHANNEL"}.text(), {{1, 2, 4, 4}});
+  LayerBench bench(Normalization{3, 1, 0.75F, "WITHIN_CHANNEL"}.text(), {{1, 2, 4, 4}});
   bench.AlterBottom(0, 1, 2, 3, 3);
   EXPECT_DEATH(bench.Forward(), HasSubstr("Check failed: count_ == other.count()"));
 }

@@ -44,8 +44,8 @@ void ExpectElementwise(Binary operation, float (*reference)(float, float)) {
   for (const int n : kLengths) {
     SCOPED_TRACE(n);
     const std::vector<float> a = SeededValues(n, 1, -3, 3);
-    const std::vector<float> b = SeededValues(n, 2, 0.5f, 4);
-    std::vector<float> fresh(n + 1, 77.0f);
+    const std::vector<float> b = SeededValues(n, 2, 0.5F, 4);
+    std::vector<float> fresh(n + 1, 77.0F);
     std::vector<float> over_a = a;
     std::vector<float> over_b = b;
     operation(n, a.data(), b.data(), fresh.data());
@@ -57,7 +57,7 @@ void ExpectElementwise(Binary operation, float (*reference)(float, float)) {
       ASSERT_EQ(expected, over_a[i]);
       ASSERT_EQ(expected, over_b[i]);
     }
-    EXPECT_EQ(77.0f, fresh[n]);
+    EXPECT_EQ(77.0F, fresh[n]);
   }
 }
 
@@ -91,14 +91,14 @@ TEST(VsDiv, FollowsIeeeAtZero) {
 }
 
 TEST(VsSqr, SquaresInPlace) {
-  std::vector<float> x = {-3, 0, 1.5f, 2, -1, 4, 5, 6, 7};
+  std::vector<float> x = {-3, 0, 1.5F, 2, -1, 4, 5, 6, 7};
   vsSqr(9, x.data(), x.data());
-  EXPECT_EQ((std::vector<float>{9, 0, 2.25f, 4, 1, 16, 25, 36, 49}), x);
+  EXPECT_EQ((std::vector<float>{9, 0, 2.25F, 4, 1, 16, 25, 36, 49}), x);
 }
 
 TEST(VsExp, HoldsTo2UnitsInTheLastPlaceOverTheNormalRange) {
   std::vector<float> x;
-  for (float value = -87.3f; value < 88.7f; value += 0.00173f) {
+  for (float value = -87.3F; value < 88.7F; value += 0.00173F) {
     x.push_back(value);
   }
   std::vector<float> y(x.size());
@@ -112,22 +112,22 @@ TEST(VsExp, HoldsTo2UnitsInTheLastPlaceOverTheNormalRange) {
 }
 
 TEST(VsExp, UnderflowsThroughDenormalsToZero) {
-  for (float value = -87.0f; value > -110.0f; value -= 0.01f) {
+  for (float value = -87.0F; value > -110.0F; value -= 0.01F) {
     float y;
     vsExp(1, &value, &y);
     EXPECT_LE(UlpsApart(std::exp(static_cast<double>(value)), y), 2.0) << value;
   }
-  const float far[] = {-104.0f, -1000.0f, -kMax, -kInfinity};
+  const float far[] = {-104.0F, -1000.0F, -kMax, -kInfinity};
   float y[4] = {1, 1, 1, 1};
   vsExp(4, far, y);
   for (const float value : y) {
-    EXPECT_TRUE(SameBits(0.0f, value));
+    EXPECT_TRUE(SameBits(0.0F, value));
   }
 }
 
 TEST(VsExp, OverflowsToInfinityAtTheRightPlace) {
-  const float last = 88.72283f;  // exp of it is the last below 2^128.
-  const float x[] = {last, std::nextafter(last, 100.0f), 89.0f, 1000.0f, kMax, kInfinity};
+  const float last = 88.72283F;  // exp of it is the last below 2^128.
+  const float x[] = {last, std::nextafter(last, 100.0F), 89.0F, 1000.0F, kMax, kInfinity};
   float y[6];
   vsExp(6, x, y);
   EXPECT_TRUE(std::isfinite(y[0]));
@@ -138,13 +138,13 @@ TEST(VsExp, OverflowsToInfinityAtTheRightPlace) {
 }
 
 TEST(VsExp, IsOneAtZeroAndPassesNotANumber) {
-  const float x[] = {0.0f, -0.0f, kNan, kDenormal};
+  const float x[] = {0.0F, -0.0F, kNan, kDenormal};
   float y[4];
   vsExp(4, x, y);
-  EXPECT_EQ(1.0f, y[0]);
-  EXPECT_EQ(1.0f, y[1]);
+  EXPECT_EQ(1.0F, y[0]);
+  EXPECT_EQ(1.0F, y[1]);
   EXPECT_TRUE(std::isnan(y[2]));
-  EXPECT_EQ(1.0f, y[3]);
+  EXPECT_EQ(1.0F, y[3]);
 }
 
 TEST(VsExp, GivesTheSameBitsInBodyAndRemainder) {
@@ -162,9 +162,9 @@ TEST(VsExp, GivesTheSameBitsInBodyAndRemainder) {
 }
 
 TEST(VsPowx, HoldsTo4UnitsInTheLastPlaceForEachFormula) {
-  std::vector<float> x = SeededValues(3000, 4, 0.01f, 50);
-  x.insert(x.end(), {kMinNormal, 1e-30f, 1.0f, 1e30f, kMax});
-  for (const float exponent : {-0.75f, 0.5f, -0.5f, 0.75f, -1.5f, 3.0f, 0.1f, 1.0f, 0.0f, -1.0f}) {
+  std::vector<float> x = SeededValues(3000, 4, 0.01F, 50);
+  x.insert(x.end(), {kMinNormal, 1e-30F, 1.0F, 1e30F, kMax});
+  for (const float exponent : {-0.75F, 0.5F, -0.5F, 0.75F, -1.5F, 3.0F, 0.1F, 1.0F, 0.0F, -1.0F}) {
     SCOPED_TRACE(exponent);
     std::vector<float> y(x.size());
     vsPowx(static_cast<int>(x.size()), x.data(), exponent, y.data());
@@ -180,9 +180,9 @@ TEST(VsPowx, HoldsTo4UnitsInTheLastPlaceForEachFormula) {
 }
 
 TEST(VsPowx, TreatsSpecialValuesAsTheStandardPowerDoes) {
-  const std::vector<float> x = {0.0f,      -0.0f, -1.0f, -2.5f,      kInfinity, -kInfinity,
-                                kDenormal, kNan,  2.0f,  -kDenormal, -kMax};
-  for (const float exponent : {-0.75f, 0.5f, -0.5f, 1.0f, 2.0f, 0.0f, 3.0f, -1.0f, 0.7f}) {
+  const std::vector<float> x = {0.0F,      -0.0F, -1.0F, -2.5F,      kInfinity, -kInfinity,
+                                kDenormal, kNan,  2.0F,  -kDenormal, -kMax};
+  for (const float exponent : {-0.75F, 0.5F, -0.5F, 1.0F, 2.0F, 0.0F, 3.0F, -1.0F, 0.7F}) {
     std::vector<float> in_place = x;
     vsPowx(static_cast<int>(x.size()), in_place.data(), exponent, in_place.data());
     for (std::size_t i = 0; i < x.size(); ++i) {
@@ -203,9 +203,9 @@ TEST(VsPowx, TakesSpecialValuesAmongManyOrdinaryOnes) {
   x[300] = kInfinity;
   x[599] = kNan;
   std::vector<float> y(600);
-  vsPowx(600, x.data(), -0.75f, y.data());
+  vsPowx(600, x.data(), -0.75F, y.data());
   EXPECT_EQ(kInfinity, y[3]);
-  EXPECT_EQ(0.0f, y[300]);
+  EXPECT_EQ(0.0F, y[300]);
   EXPECT_TRUE(std::isnan(y[599]));
   for (const int i : {0, 4, 299, 301, 598}) {
     EXPECT_LE(UlpsApart(std::pow(static_cast<double>(x[i]), -0.75), y[i]), 4.0);
@@ -216,16 +216,16 @@ TEST(VectorMath, DoesNothingAtLengthZero) {
   float y = 5;
   vsAdd(0, nullptr, nullptr, &y);
   vsExp(0, nullptr, &y);
-  vsPowx(0, nullptr, -0.75f, &y);
-  vsPowx(0, nullptr, 0.3f, &y);
+  vsPowx(0, nullptr, -0.75F, &y);
+  vsPowx(0, nullptr, 0.3F, &y);
   vsSqr(0, nullptr, &y);
-  EXPECT_EQ(5.0f, y);
+  EXPECT_EQ(5.0F, y);
 }
 
 TEST(Saxpby, CombinesTwoArrays) {
   const std::vector<float> x = {1, 2, 3, 4, 5};
   std::vector<float> y = {10, 20, 30, 40, 50};
-  caffe_cpu_axpby(5, 2.0f, x.data(), 0.5f, y.data());
+  caffe_cpu_axpby(5, 2.0F, x.data(), 0.5F, y.data());
   EXPECT_EQ((std::vector<float>{7, 14, 21, 28, 35}), y);
 }
 
@@ -255,26 +255,26 @@ TEST(Saxpby, WalksFromTheEndWithANegativeStride) {
 
 TEST(Saxpby, WorksWhenBothArraysAreOne) {
   std::vector<float> x = {1, 2, 3, 4, 5, 6};
-  caffe_cpu_axpby(6, 2.0f, x.data(), 3.0f, x.data());
+  caffe_cpu_axpby(6, 2.0F, x.data(), 3.0F, x.data());
   EXPECT_EQ((std::vector<float>{5, 10, 15, 20, 25, 30}), x);
 }
 
 TEST(CaffeAddScalar, AddsForEveryRemainderOfEight) {
   for (int n = 0; n < 20; ++n) {
     std::vector<float> y(n + 1);
-    std::iota(y.begin(), y.end(), 0.0f);
-    caffe_add_scalar(n, 2.5f, y.data());
+    std::iota(y.begin(), y.end(), 0.0F);
+    caffe_add_scalar(n, 2.5F, y.data());
     for (int i = 0; i < n; ++i) {
-      EXPECT_EQ(i + 2.5f, y[i]);
+      EXPECT_EQ(i + 2.5F, y[i]);
     }
     EXPECT_EQ(n, y[n]);
   }
 }
 
 TEST(CaffeCpuSign, GivesTheSignOrZero) {
-  const std::vector<float> x = {3,          -2,   0,         -0.0f,     kInfinity,
+  const std::vector<float> x = {3,          -2,   0,         -0.0F,     kInfinity,
                                 -kInfinity, kNan, kDenormal, -kDenormal};
-  std::vector<float> y(9, 5.0f);
+  std::vector<float> y(9, 5.0F);
   caffe_cpu_sign(9, x.data(), y.data());
   EXPECT_EQ((std::vector<float>{1, -1, 0, 0, 1, -1, 0, 1, -1}), y);
 }
@@ -289,7 +289,7 @@ TEST(CaffeCpuSignDeathTest, RefusesNoElementsAndNullPointers) {
 
 TEST(Isamax, IsZeroForNoElements) {
   const float x[] = {1, 2};
-  EXPECT_EQ(0u, cblas_isamax(0, x, 1));
+  EXPECT_EQ(0U, cblas_isamax(0, x, 1));
 }
 
 TEST(Sgemm, DoesNotReadTheResultWithBetaZero) {
@@ -306,8 +306,8 @@ TEST(CaffeRngUniform, StaysWithinItsBoundsAndFillsThem) {
   caffe_rng_uniform(20000, -2, 3, r.data());
   double sum = 0;
   for (const float value : r) {
-    ASSERT_GE(value, -2.0f);
-    ASSERT_LE(value, 3.0f);
+    ASSERT_GE(value, -2.0F);
+    ASSERT_LE(value, 3.0F);
     sum += value;
   }
   // The mean has a standard deviation of 5 / sqrt(12 * 20000) = 0.0102.
@@ -322,7 +322,7 @@ TEST(CaffeRngUniform, DrawsOneNumberAnElementInOrder) {
   std::mt19937 independent(2);
   std::vector<float> r(100);
   caffe_rng_uniform(100, 1, 5, r.data());
-  const double end = std::nextafter(5.0f, 6.0f);
+  const double end = std::nextafter(5.0F, 6.0F);
   for (int i = 0; i < 100; ++i) {
     EXPECT_NEAR(1 + independent() / 4294967296.0 * (end - 1), r[i], 2e-6) << i;
   }
@@ -332,16 +332,16 @@ TEST(CaffeRngUniform, DrawsOneNumberAnElementInOrder) {
 TEST(CaffeRngUniform, DrawsFromOneFloatWhenTheBoundsAreEqual) {
   Caffe::set_random_seed(3);
   std::vector<float> r(64);
-  caffe_rng_uniform(64, 1.5f, 1.5f, r.data());
-  EXPECT_EQ(std::vector<float>(64, 1.5f), r);
+  caffe_rng_uniform(64, 1.5F, 1.5F, r.data());
+  EXPECT_EQ(std::vector<float>(64, 1.5F), r);
 }
 
 TEST(CaffeRngUniform, ReachesTheUpperBound) {
   // Between 1 and the second float above it lie three values; the last one must come up too.
   Caffe::set_random_seed(4);
-  const float b = std::nextafter(std::nextafter(1.0f, 2.0f), 2.0f);
+  const float b = std::nextafter(std::nextafter(1.0F, 2.0F), 2.0F);
   std::vector<float> r(400);
-  caffe_rng_uniform(400, 1.0f, b, r.data());
+  caffe_rng_uniform(400, 1.0F, b, r.data());
   EXPECT_GT(std::count(r.begin(), r.end(), b), 0);
   EXPECT_LE(*std::max_element(r.begin(), r.end()), b);
 }
@@ -349,7 +349,7 @@ TEST(CaffeRngUniform, ReachesTheUpperBound) {
 TEST(CaffeRngUniform, TakesTheLargestFloatAsBound) {
   Caffe::set_random_seed(5);
   std::vector<float> r(16);
-  caffe_rng_uniform(16, 0.0f, kMax, r.data());
+  caffe_rng_uniform(16, 0.0F, kMax, r.data());
   EXPECT_GT(*std::max_element(r.begin(), r.end()), kMax / 4);
 }
 

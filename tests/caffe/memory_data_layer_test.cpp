@@ -68,8 +68,8 @@ TEST(MemoryDataLayer, StartsOverAtReset) {
 }
 
 TEST(MemoryDataLayer, LeavesArraysToCaller) {
-  std::vector<float> data(1, 7.f);
-  std::vector<float> labels(1, 8.f);
+  std::vector<float> data(1, 7.F);
+  std::vector<float> labels(1, 8.F);
   {
     LayerBench bench(Text(1, 1, 1, 1), {}, 2);
     bench.layer_as<MemoryLayer>().Reset(data.data(), labels.data(), 1);

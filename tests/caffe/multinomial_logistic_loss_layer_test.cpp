@@ -11,7 +11,7 @@ using testing::HasSubstr;
 TEST(MultinomialLogisticLossLayer, MatchesReferenceAndItsGradient) {
   const std::vector<float> labels = {0, 3, 1};
   LayerBench bench = LossBench("MULTINOMIAL_LOGISTIC_LOSS", {3, 4, 1, 1}, labels);
-  FillSeeded(bench.bottom(0), 4, 0.1f, 1);
+  FillSeeded(bench.bottom(0), 4, 0.1F, 1);
   ExpectLossMatches(&bench, [&labels](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 3; ++i) {
@@ -26,7 +26,7 @@ TEST(MultinomialLogisticLossLayer, CountsProbabilityOfZeroAsTinyOne) {
   SetData(bench.bottom(0), {0, 1});
   EXPECT_NEAR(46.0517018598809, bench.Forward(), 1e-4);  // -log(1e-20).
   bench.Backward();
-  EXPECT_FLOAT_EQ(-1e20f, DiffOf(*bench.bottom(0))[0]);
+  EXPECT_FLOAT_EQ(-1e20F, DiffOf(*bench.bottom(0))[0]);
   EXPECT_EQ(0, DiffOf(*bench.bottom(0))[1]);
 }
 

@@ -179,7 +179,7 @@ TEST(FirstRun, RunsTheLayersAheadOfTheFirstConvolution) {
 
 TEST(FirstRun, MeasuresAtAnAlteredSize) {
   auto net = MakeNet(Input(1, 2, 2) + kPointwise);
-  EXPECT_EQ(8u, net->first_run_offsets().size());
+  EXPECT_EQ(8U, net->first_run_offsets().size());
   net->AlterInputShape(1, 2);
   net->FirstRun();
   EXPECT_EQ((std::vector<float>{-201, -201, 295, 295}), net->first_run_offsets());
@@ -355,7 +355,7 @@ TEST(FF, GivesThePlainResultOfACorrectedFirstBiasAtTheSizeOfConstruction) {
     for (int i = 0; i < 27; ++i) {
       response += weights[k * 27 + i] * 100.0;
     }
-    plain->params()[1]->mutable_cpu_data()[k] = 0.25f + static_cast<float>(response) + 0.25f;
+    plain->params()[1]->mutable_cpu_data()[k] = 0.25F + static_cast<float>(response) + 0.25F;
   }
   fast->FirstRun();
   FillSeeded(fast->input_blobs()[0], 3, 0, 255);

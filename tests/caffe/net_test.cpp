@@ -50,7 +50,7 @@ TEST(NetInit, HasItsInputsAsOutputsWithoutLayers) {
   const auto net = MakeNet("name: 'n' " + Input("b", 1, 2, 3, 4) + Input("a", 5, 6, 7, 8));
   EXPECT_EQ("n", net->name());
   EXPECT_EQ((std::vector<std::string>{"b", "a"}), net->blob_names());
-  ASSERT_EQ(2u, net->input_blobs().size());
+  ASSERT_EQ(2U, net->input_blobs().size());
   EXPECT_EQ((std::vector<int>{1, 2, 3, 4}), ShapeOf(*net->input_blobs()[0]));
   EXPECT_EQ((std::vector<int>{5, 6, 7, 8}), ShapeOf(*net->input_blobs()[1]));
   EXPECT_EQ((std::vector<int>{0, 1}), net->input_blob_indices());
@@ -79,7 +79,7 @@ TEST(NetInit, BuildsNothingFromAnEmptyText) {
 
 TEST(NetInit, RecordsTheShapeOfEachInputWithoutMemory) {
   const auto net = MakeNet(Input("a", 1, 2, 3, 4) + Input("b", 5, 6, 7, 8));
-  ASSERT_EQ(2u, net->input_blobs_u8().size());
+  ASSERT_EQ(2U, net->input_blobs_u8().size());
   const Blob<unsigned char>& record = *net->input_blobs_u8()[1];
   EXPECT_EQ(5, record.num());
   EXPECT_EQ(6, record.channels());
@@ -113,14 +113,14 @@ TEST(NetInit, GivesALayerInPlaceTheSameBlobTwice) {
   EXPECT_EQ((std::vector<std::string>{"x", "y"}), net->blob_names());
   EXPECT_EQ(net->bottom_vecs()[1][0], net->top_vecs()[1][0]);
   EXPECT_EQ((std::vector<std::vector<int>>{{1}, {1}}), net->top_id_vecs());
-  ASSERT_EQ(1u, net->output_blobs().size());
+  ASSERT_EQ(1U, net->output_blobs().size());
   EXPECT_EQ(net->blob_by_name("y").get(), net->output_blobs()[0]);
 }
 
 TEST(NetInit, ListsOutputsInTheOrderOfTheirNames) {
   const auto net = MakeNet(Input("x", 1, 1, 1, 1) + Input("w", 1, 1, 1, 1) +
                            Dense("1", "x", "zebra") + Dense("2", "w", "ant"));
-  ASSERT_EQ(2u, net->output_blobs().size());
+  ASSERT_EQ(2U, net->output_blobs().size());
   EXPECT_EQ(net->blob_by_name("ant").get(), net->output_blobs()[0]);
   EXPECT_EQ(net->blob_by_name("zebra").get(), net->output_blobs()[1]);
 }
@@ -131,7 +131,7 @@ TEST(NetInit, SplitsABlobWithTwoConsumers) {
   EXPECT_EQ((std::vector<std::string>{"c", "y_c_0_split", "1", "2"}), net->layer_names());
   EXPECT_EQ("y_c_0_split_0", net->blob_names()[net->bottom_id_vecs()[2][0]]);
   EXPECT_EQ("y_c_0_split_1", net->blob_names()[net->bottom_id_vecs()[3][0]]);
-  EXPECT_EQ(2u, net->output_blobs().size());
+  EXPECT_EQ(2U, net->output_blobs().size());
 }
 
 TEST(NetInit, SplitsAnInputAheadOfAllLayers) {
@@ -143,7 +143,7 @@ TEST(NetInit, FindsTheFirstConvolution) {
   const auto net = MakeNet(Input("x", 1, 2, 3, 4) + Relu("r", "x", "x") + Conv("c", "x", "y") +
                            Conv("d", "y", "z"));
   EXPECT_EQ(1, net->firstConvLayerIndex());
-  EXPECT_EQ(std::vector<float>(2 * 3 * 4, 0.0f), net->first_run_offsets());
+  EXPECT_EQ(std::vector<float>(2 * 3 * 4, 0.0F), net->first_run_offsets());
   EXPECT_TRUE(net->first_run_pending());
 }
 
@@ -170,12 +170,12 @@ TEST(NetInit, WritesNothingToTheLog) {
 TEST(NetInit, CollectsParametersWithMultipliersOfOne) {
   const auto net = MakeNet(Input("x", 1, 3, 1, 1) + Conv("c", "x", "y") + Relu("r", "y", "y") +
                            Dense("d", "y", "z"));
-  ASSERT_EQ(4u, net->params().size());
+  ASSERT_EQ(4U, net->params().size());
   EXPECT_EQ(net->layers()[0]->blobs()[0], net->params()[0]);
   EXPECT_EQ(net->layers()[0]->blobs()[1], net->params()[1]);
   EXPECT_EQ(net->layers()[2]->blobs()[1], net->params()[3]);
-  EXPECT_EQ(std::vector<float>(4, 1.0f), net->params_lr());
-  EXPECT_EQ(std::vector<float>(4, 1.0f), net->params_weight_decay());
+  EXPECT_EQ(std::vector<float>(4, 1.0F), net->params_lr());
+  EXPECT_EQ(std::vector<float>(4, 1.0F), net->params_weight_decay());
 }
 
 TEST(NetInit, TakesMultipliersFromTheDefinition) {
@@ -184,7 +184,7 @@ TEST(NetInit, TakesMultipliersFromTheDefinition) {
               Conv("c", "x", "y", "blobs_lr: 2 blobs_lr: 0 weight_decay: 0.5 weight_decay: 0 ") +
               Conv("d", "y", "z", "weight_decay: 3 weight_decay: 4 "));
   EXPECT_EQ((std::vector<float>{2, 0, 1, 1}), net->params_lr());
-  EXPECT_EQ((std::vector<float>{0.5f, 0, 3, 4}), net->params_weight_decay());
+  EXPECT_EQ((std::vector<float>{0.5F, 0, 3, 4}), net->params_weight_decay());
 }
 
 TEST(NetInit, NeedsBackwardFromTheFirstLearningLayerOn) {
@@ -323,7 +323,7 @@ TEST_F(NetFiles, AreReadByPath) {
   Write(kDenseNet);
   Net<float> net(path_);
   EXPECT_EQ("n", net.name());
-  EXPECT_EQ(1u, net.layers().size());
+  EXPECT_EQ(1U, net.layers().size());
 }
 
 TEST_F(NetFiles, GiveTrainedParametersInBinaryForm) {
@@ -375,7 +375,7 @@ TEST_F(NetFiles, NeverCrashTheReaderWithAFlippedBit) {
 TEST(CopyTrainedLayersFrom, SkipsLayersWithoutACounterpart) {
   auto net = MakeNet(kDenseNet);
   net->CopyTrainedLayersFrom(ParseNet(TrainedDense("other", 1)));
-  EXPECT_EQ(std::vector<float>(4, 7.0f), DataOf(*net->params()[0]));
+  EXPECT_EQ(std::vector<float>(4, 7.0F), DataOf(*net->params()[0]));
   net->CopyTrainedLayersFrom(ParseNet(TrainedDense("other", 1) + TrainedDense("d", 5)));
   EXPECT_EQ((std::vector<float>{5, 6, 7, 8}), DataOf(*net->params()[0]));
   EXPECT_EQ((std::vector<float>{10, 20}), DataOf(*net->params()[1]));
@@ -387,7 +387,7 @@ TEST(CopyTrainedLayersFrom, GivesOnlyTheFirstOfTwoLayersWithOneName) {
                      "inner_product_param { num_output: 2 weight_filler { value: 9 } } }");
   net->CopyTrainedLayersFrom(ParseNet(TrainedDense("d", 1)));
   EXPECT_EQ((std::vector<float>{1, 2, 3, 4}), DataOf(*net->params()[0]));
-  EXPECT_EQ(std::vector<float>(4, 9.0f), DataOf(*net->params()[2]));
+  EXPECT_EQ(std::vector<float>(4, 9.0F), DataOf(*net->params()[2]));
   EXPECT_EQ(1, net->layer_names_index().at("d"));
 }
 

@@ -52,7 +52,7 @@ void ExpectMaps(const std::string& definition, const Function& function, float l
 
     LayerBench in_place(definition, {{1, 1, 1, count}}, 1, /*in_place=*/true);
     SetData(in_place.bottom(0), input);
-    EXPECT_EQ(in_place.Forward(), 0.0f);
+    EXPECT_EQ(in_place.Forward(), 0.0F);
     EXPECT_EQ(DataOf(*in_place.top(0)), DataOf(*apart.top(0)));
   }
 }
@@ -70,7 +70,7 @@ std::vector<float> Gradients(const std::string& definition, const std::vector<fl
   LayerBench bench(definition, {{1, 1, 1, static_cast<int>(inputs.size())}});
   SetData(bench.bottom(0), inputs);
   bench.Forward();
-  SetDiff(bench.top(0), std::vector<float>(inputs.size(), 1.0f));
+  SetDiff(bench.top(0), std::vector<float>(inputs.size(), 1.0F));
   bench.Backward();
   return DiffOf(*bench.bottom(0));
 }
@@ -128,14 +128,14 @@ TEST(ReLU, CutsOffNegativeValues) {
 TEST(ReLU, NotANumberYieldsZeroAndNegativeZeroPasses) {
   // Enough values for the vector loop and its remainder.
   std::vector<float> input;
-  for (int i = 0; i < 19; ++i) input.push_back(i % 2 == 0 ? kNan : -0.0f);
+  for (int i = 0; i < 19; ++i) input.push_back(i % 2 == 0 ? kNan : -0.0F);
   for (bool in_place : {false, true}) {
     LayerBench bench("type: RELU", {{1, 1, 1, 19}}, 1, in_place);
     SetData(bench.bottom(0), input);
     bench.Forward();
     for (int i = 0; i < 19; ++i) {
       const float value = bench.top(0)->cpu_data()[i];
-      EXPECT_EQ(value, 0.0f);
+      EXPECT_EQ(value, 0.0F);
       EXPECT_EQ(std::signbit(value), i % 2 == 1);
     }
   }
@@ -143,16 +143,16 @@ TEST(ReLU, NotANumberYieldsZeroAndNegativeZeroPasses) {
 
 TEST(ReLU, InPlaceAfterAResizeCoversOnlyTheNewCount) {
   LayerBench bench("type: RELU", {{1, 1, 4, 5}}, 1, /*in_place=*/true);
-  FillConstant(bench.bottom(0), -1.0f);
+  FillConstant(bench.bottom(0), -1.0F);
   bench.bottom(0)->OverwriteShape(1, 1, 2, 3);
   bench.Forward();
   const float* values = bench.top(0)->cpu_data();
-  EXPECT_EQ(std::vector<float>(values, values + 6), std::vector<float>(6, 0.0f));
-  EXPECT_EQ(std::vector<float>(values + 6, values + 20), std::vector<float>(14, -1.0f));
+  EXPECT_EQ(std::vector<float>(values, values + 6), std::vector<float>(6, 0.0F));
+  EXPECT_EQ(std::vector<float>(values + 6, values + 20), std::vector<float>(14, -1.0F));
 }
 
 TEST(ReLU, GradientPassesWhereTheInputIsPositive) {
-  EXPECT_EQ(Gradients("type: RELU", {-1, -0.0f, 0, 1e-30f, 2, kNan}),
+  EXPECT_EQ(Gradients("type: RELU", {-1, -0.0F, 0, 1e-30F, 2, kNan}),
             (std::vector<float>{0, 0, 0, 1, 1, 0}));
 }
 
@@ -160,29 +160,29 @@ TEST(Sigmoid, IsTheLogisticFunction) {
   ExpectMaps(
       "type: SIGMOID", [](double x) { return 1 / (1 + std::exp(-x)); }, -8, 8);
   EXPECT_EQ(Outputs("type: SIGMOID", {0, 200, -200, kInfinity, -kInfinity}),
-            (std::vector<float>{0.5f, 1, 0, 1, 0}));
+            (std::vector<float>{0.5F, 1, 0, 1, 0}));
 }
 
 TEST(TanH, FollowsItsFormulaAtAllSizes) {
   ExpectMaps("type: TANH", [](double x) { return std::tanh(x); });
   const std::vector<float> outputs = Outputs("type: TANH", {0, -60, 60});
-  EXPECT_EQ(outputs[0], 0.0f);
-  EXPECT_EQ(outputs[1], -1.0f);
+  EXPECT_EQ(outputs[0], 0.0F);
+  EXPECT_EQ(outputs[1], -1.0F);
   EXPECT_TRUE(std::isnan(outputs[2]));  // Infinity over infinity.
   // The exponential of 88.72 is the last that is finite.
-  EXPECT_EQ(Outputs("type: TANH", {44.36f})[0], 1.0f);
-  EXPECT_TRUE(std::isnan(Outputs("type: TANH", {44.37f})[0]));
+  EXPECT_EQ(Outputs("type: TANH", {44.36F})[0], 1.0F);
+  EXPECT_TRUE(std::isnan(Outputs("type: TANH", {44.37F})[0]));
 }
 
 TEST(BNLL, IsLogOfOnePlusExp) {
   ExpectMaps(
       "type: BNLL", [](double x) { return std::log(1 + std::exp(x)); }, -8, 8);
-  EXPECT_EQ(Outputs("type: BNLL", {0, 300, -300}), (std::vector<float>{std::log(2.0f), 300, 0}));
+  EXPECT_EQ(Outputs("type: BNLL", {0, 300, -300}), (std::vector<float>{std::log(2.0F), 300, 0}));
 }
 
 TEST(BNLL, GradientLimitsItsExponent) {
   // Without the limit exp(300) would be infinite and the gradient NaN.
-  EXPECT_EQ(Gradients("type: BNLL", {300, 51, 0}), (std::vector<float>{1, 1, 0.5f}));
+  EXPECT_EQ(Gradients("type: BNLL", {300, 51, 0}), (std::vector<float>{1, 1, 0.5F}));
 }
 
 std::string Power(float power, float scale, float shift) {
@@ -192,7 +192,7 @@ std::string Power(float power, float scale, float shift) {
 
 TEST(Power, RaisesTheScaledAndShiftedInput) {
   const float cases[][3] = {{1, 1, 0}, {1, 2, 0}, {1, 1, 3},         {1, -2, 3},      {2, 1, 0},
-                            {2, 3, 1}, {3, 1, 5}, {-0.75f, 0.5f, 4}, {0.5f, -1, 3.5f}};
+                            {2, 3, 1}, {3, 1, 5}, {-0.75F, 0.5F, 4}, {0.5F, -1, 3.5F}};
   for (const auto& c : cases) {
     const double power = c[0], scale = c[1], shift = c[2];
     ExpectMaps(Power(c[0], c[1], c[2]),
@@ -226,9 +226,9 @@ constexpr char kDropout[] = "type: DROPOUT dropout_param { dropout_ratio: 0.3 }"
 TEST(Dropout, SetUpDerivesItsScaleAndThreshold) {
   LayerBench bench(kDropout, {{1, 2, 3, 4}});
   const auto& layer = bench.layer_as<DropoutLayer<float>>();
-  EXPECT_EQ(layer.threshold_, 0.3f);
-  EXPECT_FLOAT_EQ(layer.scale_, 1 / 0.7f);
-  EXPECT_EQ(layer.uint_thres_, static_cast<std::uint32_t>(0.3f * 4294967296.0));
+  EXPECT_EQ(layer.threshold_, 0.3F);
+  EXPECT_FLOAT_EQ(layer.scale_, 1 / 0.7F);
+  EXPECT_EQ(layer.uint_thres_, static_cast<std::uint32_t>(0.3F * 4294967296.0));
   EXPECT_EQ(layer.rand_vec_->size(), 24 * sizeof(int));
 }
 
@@ -242,7 +242,7 @@ TEST(Dropout, KeepsAndScalesByDrawsInElementOrder) {
   bench.Backward();
 
   boost::mt19937 engine(1701);
-  const double keep = 1.0 - 0.3f;
+  const double keep = 1.0 - 0.3F;
   const float scale = bench.layer_as<DropoutLayer<float>>().scale_;
   const int* mask =
       static_cast<const int*>(bench.layer_as<DropoutLayer<float>>().rand_vec_->cpu_data());
@@ -251,8 +251,8 @@ TEST(Dropout, KeepsAndScalesByDrawsInElementOrder) {
     const bool kept = keep * 4294967295.0 >= engine();
     kept_count += kept;
     ASSERT_EQ(mask[i], kept ? 1 : 0);
-    ASSERT_EQ(bench.top(0)->cpu_data()[i], kept ? bench.bottom(0)->cpu_data()[i] * scale : 0.0f);
-    ASSERT_EQ(bench.bottom(0)->cpu_diff()[i], kept ? bench.top(0)->cpu_diff()[i] * scale : 0.0f);
+    ASSERT_EQ(bench.top(0)->cpu_data()[i], kept ? bench.bottom(0)->cpu_data()[i] * scale : 0.0F);
+    ASSERT_EQ(bench.bottom(0)->cpu_diff()[i], kept ? bench.top(0)->cpu_diff()[i] * scale : 0.0F);
   }
   EXPECT_NEAR(kept_count, 700, 60);
 }

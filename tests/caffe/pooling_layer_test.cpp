@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 #include <limits>
@@ -81,7 +82,7 @@ std::uint32_t BitsOf(float value) {
 // Equal to the last bit, so that 0 and -0 differ; NaN is always the same.
 void ExpectSameBits(const std::vector<float>& expected, const std::vector<float>& actual) {
   ASSERT_EQ(expected.size(), actual.size());
-  for (size_t i = 0; i < expected.size(); ++i) {
+  for (std::size_t i = 0; i < expected.size(); ++i) {
     if (std::isnan(expected[i]) && std::isnan(actual[i])) continue;
     ASSERT_EQ(BitsOf(expected[i]), BitsOf(actual[i]))
         << "at element " << i << ": " << expected[i] << " and " << actual[i];
@@ -92,7 +93,7 @@ void ExpectSameBits(const std::vector<float>& expected, const std::vector<float>
 std::vector<float> TrickyValues(int count, unsigned seed) {
   const float infinity = std::numeric_limits<float>::infinity();
   const float nan = std::numeric_limits<float>::quiet_NaN();
-  const float choices[] = {0.0f, -0.0f, nan, -infinity, -1.0f, -FLT_MAX, 0.0f, -0.0f};
+  const float choices[] = {0.0F, -0.0F, nan, -infinity, -1.0F, -FLT_MAX, 0.0F, -0.0F};
   std::mt19937 engine(seed);
   std::vector<float> values(count);
   for (float& value : values) value = choices[engine() % 8];
@@ -107,7 +108,7 @@ void ExpectPools(const Pooling& pooling, int num, int channels, int height, int 
   ASSERT_EQ(ShapeOf(*bench.top(0)),
             (std::vector<int>{num, channels, pooling.Pooled(height), pooling.Pooled(width)}));
   SetData(bench.bottom(0), input);
-  EXPECT_EQ(bench.Forward(), 0.0f);
+  EXPECT_EQ(bench.Forward(), 0.0F);
   ExpectSameBits(ReferencePool(pooling, input, num * channels, height, width),
                  DataOf(*bench.top(0)));
 }
@@ -182,47 +183,47 @@ TEST(Pooling, ExposesItsSizes) {
 
 TEST(AveragePooling, DividesAnIncompleteLastWindowByWhatItCovers) {
   LayerBench bench(Pooling{"AVE", 3, 2, 0}.text(), {{1, 1, 22, 22}});
-  FillConstant(bench.bottom(0), 0.0f);
-  bench.bottom(0)->mutable_cpu_data()[21 * 22 + 21] = 8.0f;
+  FillConstant(bench.bottom(0), 0.0F);
+  bench.bottom(0)->mutable_cpu_data()[21 * 22 + 21] = 8.0F;
   bench.Forward();
-  EXPECT_EQ(bench.top(0)->cpu_data()[10 * 11 + 10], 2.0f);  // 8 / 4.
+  EXPECT_EQ(bench.top(0)->cpu_data()[10 * 11 + 10], 2.0F);  // 8 / 4.
 }
 
 TEST(AveragePooling, CountsThePaddingButNotWhatLiesBehindIt) {
   LayerBench bench(Pooling{"AVE", 3, 2, 1}.text(), {{1, 1, 4, 4}});
-  FillConstant(bench.bottom(0), 36.0f);
+  FillConstant(bench.bottom(0), 36.0F);
   bench.Forward();
   // Windows of 3, 3 and 2 padded rows, which hold 2, 3 and 1 rows of the image.
   EXPECT_EQ(
       DataOf(*bench.top(0)),
-      (std::vector<float>{36 * 4.0f / 9, 36 * 6.0f / 9, 36 * 2.0f / 6, 36 * 6.0f / 9, 36 * 9.0f / 9,
-                          36 * 3.0f / 6, 36 * 2.0f / 6, 36 * 3.0f / 6, 36 * 1.0f / 4}));
+      (std::vector<float>{36 * 4.0F / 9, 36 * 6.0F / 9, 36 * 2.0F / 6, 36 * 6.0F / 9, 36 * 9.0F / 9,
+                          36 * 3.0F / 6, 36 * 2.0F / 6, 36 * 3.0F / 6, 36 * 1.0F / 4}));
 }
 
 TEST(Pooling, WindowsOutsideTheImageFollowTheFormulas) {
   // Stride 3, kernel 1 on 5: ceil(4 / 3) + 1 = 3 cells, the last of which starts at 6.
   ExpectPools({"MAX", 1, 3, 0}, 1, 1, 5, 5, SeededValues(25, 3));
   LayerBench max(Pooling{"MAX", 1, 3, 0}.text(), {{1, 1, 5, 1}});
-  FillConstant(max.bottom(0), 1.0f);
+  FillConstant(max.bottom(0), 1.0F);
   max.Forward();
   EXPECT_EQ(DataOf(*max.top(0)), (std::vector<float>{1, 1, -FLT_MAX}));
   LayerBench average(Pooling{"AVE", 1, 3, 0}.text(), {{1, 1, 5, 1}});
-  FillConstant(average.bottom(0), 1.0f);
+  FillConstant(average.bottom(0), 1.0F);
   average.Forward();
-  ExpectSameBits({1, 1, -0.0f}, DataOf(*average.top(0)));  // 0 / -1.
+  ExpectSameBits({1, 1, -0.0F}, DataOf(*average.top(0)));  // 0 / -1.
 }
 
 TEST(AveragePooling, WindowsFarBehindTheImageHaveAPositiveArea) {
   // The second cells start 100000000 after the first: both lengths are about -1e8.
   LayerBench bench(Pooling{"AVE", 1, 100000000, 0}.text(), {{1, 1, 5, 5}});
-  FillConstant(bench.bottom(0), 3.0f);
+  FillConstant(bench.bottom(0), 3.0F);
   bench.Forward();
-  ExpectSameBits({3, -0.0f, -0.0f, 0}, DataOf(*bench.top(0)));
+  ExpectSameBits({3, -0.0F, -0.0F, 0}, DataOf(*bench.top(0)));
 }
 
 TEST(Pooling, AWindowWithoutSizeDividesByZero) {
   LayerBench average(Pooling{"AVE", 0, 1, 0}.text(), {{1, 1, 1, 1}});
-  FillConstant(average.bottom(0), 1.0f);
+  FillConstant(average.bottom(0), 1.0F);
   average.Forward();
   for (float value : DataOf(*average.top(0))) EXPECT_TRUE(std::isnan(value));
 }
@@ -237,13 +238,13 @@ TEST(MaxPooling, APlaneOfTheLowestFloatsStaysIt) {
 TEST(Pooling, ShrunkTopLeavesItsTailUntouched) {
   for (const char* method : {"MAX", "AVE"}) {
     LayerBench bench(Pooling{method, 3, 2, 0}.text(), {{1, 1, 9, 9}});
-    FillConstant(bench.bottom(0), 3.0f);
-    FillConstant(bench.top(0), 7.0f);
+    FillConstant(bench.bottom(0), 3.0F);
+    FillConstant(bench.top(0), 7.0F);
     bench.AlterBottom(0, 1, 1, 5, 5);
     bench.Forward();
     const float* values = bench.top(0)->cpu_data();
-    EXPECT_EQ(std::vector<float>(values, values + 4), std::vector<float>(4, 3.0f));
-    EXPECT_EQ(std::vector<float>(values + 4, values + 16), std::vector<float>(12, 7.0f));
+    EXPECT_EQ(std::vector<float>(values, values + 4), std::vector<float>(4, 3.0F));
+    EXPECT_EQ(std::vector<float>(values + 4, values + 16), std::vector<float>(12, 7.0F));
   }
 }
 
@@ -273,7 +274,8 @@ TEST(PoolingBackward, IsTheGradient) {
     LayerBench bench(pooling.text(), {{2, 2, 8, 5}});
     // All different and further apart than the step, so that the maximum is smooth.
     std::vector<float> values(bench.bottom(0)->count());
-    for (size_t i = 0; i < values.size(); ++i) values[i] = static_cast<float>(i * 61 % 160) / 100;
+    for (std::size_t i = 0; i < values.size(); ++i)
+      values[i] = static_cast<float>(i * 61 % 160) / 100;
     SetData(bench.bottom(0), values);
     ExpectLayerMatchesReference(bench, [&](const std::vector<std::vector<double>>& inputs) {
       return std::vector<std::vector<double>>{ReferencePool(pooling, inputs[0], 4, 8, 5)};
@@ -292,11 +294,11 @@ TEST(MaxPoolingBackward, PassesTheGradientToEveryInputThatEqualsTheMaximum) {
 
 TEST(PoolingBackward, WithoutPropagationLeavesTheBottomGradientAlone) {
   LayerBench bench(Pooling{"MAX", 2, 2, 0}.text(), {{1, 1, 2, 2}});
-  SetDiff(bench.bottom(0), std::vector<float>(4, 7.0f));
+  SetDiff(bench.bottom(0), std::vector<float>(4, 7.0F));
   bench.Forward();
   SetDiff(bench.top(0), {1});
   bench.Backward(/*propagate_down=*/false);
-  EXPECT_EQ(DiffOf(*bench.bottom(0)), std::vector<float>(4, 7.0f));
+  EXPECT_EQ(DiffOf(*bench.bottom(0)), std::vector<float>(4, 7.0F));
 }
 
 TEST(StochasticPooling, ShapesItsIndexAtSetUp) {

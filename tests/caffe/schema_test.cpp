@@ -391,8 +391,8 @@ TEST(Schema, ReadsUnpackedValuesOfABlobToo) {
   BlobProto blob;
   ASSERT_TRUE(blob.ParseFromString(std::string("\x2d\x00\x00\x80\x3f\x2d\x00\x00\x00\x40", 10)));
   ASSERT_EQ(2, blob.data_size());
-  EXPECT_EQ(1.0f, blob.data(0));
-  EXPECT_EQ(2.0f, blob.data(1));
+  EXPECT_EQ(1.0F, blob.data(0));
+  EXPECT_EQ(2.0F, blob.data(1));
 }
 
 TEST(Schema, ParsesASolverDefinition) {

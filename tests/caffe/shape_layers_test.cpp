@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,11 +25,11 @@ constexpr char kConcatImages[] = "type: CONCAT concat_param { concat_dim: 0 }";
 TEST(Concat, JoinsFeatureVectorsInOrder) {
   LayerBench bench(kConcat, {{1, 16, 1, 1}, {1, 64, 1, 1}, {1, 256, 1, 1}});
   EXPECT_EQ(ShapeOf(*bench.top(0)), (std::vector<int>{1, 336, 1, 1}));
-  for (int i = 0; i < 3; ++i) FillConstant(bench.bottom(i), i + 1.0f);
-  EXPECT_EQ(bench.Forward(), 0.0f);
-  std::vector<float> expected(336, 3.0f);
-  std::fill_n(expected.begin(), 80, 2.0f);
-  std::fill_n(expected.begin(), 16, 1.0f);
+  for (int i = 0; i < 3; ++i) FillConstant(bench.bottom(i), i + 1.0F);
+  EXPECT_EQ(bench.Forward(), 0.0F);
+  std::vector<float> expected(336, 3.0F);
+  std::fill_n(expected.begin(), 80, 2.0F);
+  std::fill_n(expected.begin(), 16, 1.0F);
   EXPECT_EQ(DataOf(*bench.top(0)), expected);
 }
 
@@ -55,7 +56,7 @@ Reference ConcatReference(int dim, int num, const std::vector<int>& inner_sizes)
       for (const auto& input : inputs) append(input, 0, static_cast<int>(input.size()));
     } else {
       for (int n = 0; n < num; ++n) {
-        for (size_t i = 0; i < inputs.size(); ++i) {
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
           append(inputs[i], n * inner_sizes[i], inner_sizes[i]);
         }
       }
@@ -139,7 +140,7 @@ TEST(Split, SharesTheMemoryOfItsInputWithEveryOutput) {
   LayerBench bench("type: SPLIT", {{2, 3, 4, 5}}, 3);
   EXPECT_EQ(bench.layer_as<SplitLayer<float>>().count_, 120);
   FillSeeded(bench.bottom(0), 1);
-  EXPECT_EQ(bench.Forward(), 0.0f);
+  EXPECT_EQ(bench.Forward(), 0.0F);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(ShapeOf(*bench.top(i)), (std::vector<int>{2, 3, 4, 5}));
     EXPECT_EQ(bench.top(i)->cpu_data(), bench.bottom(0)->cpu_data());
@@ -215,11 +216,11 @@ TEST(EltwiseProduct, MultipliesAllInputs) {
   for (int input_count : {2, 3, 5}) {
     LayerBench bench(kProduct, std::vector<std::vector<int>>(input_count, {2, 2, 3, 1}));
     EXPECT_EQ(ShapeOf(*bench.top(0)), (std::vector<int>{2, 2, 3, 1}));
-    for (int i = 0; i < input_count; ++i) FillSeeded(bench.bottom(i), i, 0.5f, 2);
+    for (int i = 0; i < input_count; ++i) FillSeeded(bench.bottom(i), i, 0.5F, 2);
     ExpectLayerMatchesReference(bench, [](const std::vector<std::vector<double>>& inputs) {
       std::vector<double> top(inputs[0].size(), 1.0);
       for (const auto& input : inputs) {
-        for (size_t i = 0; i < top.size(); ++i) top[i] *= input[i];
+        for (std::size_t i = 0; i < top.size(); ++i) top[i] *= input[i];
       }
       return std::vector<std::vector<double>>{top};
     });
@@ -234,7 +235,7 @@ TEST(EltwiseProduct, BackwardDividesSoThatZerosSpoilTheGradient) {
   SetDiff(bench.top(0), {1, 10});
   bench.Backward();
   EXPECT_TRUE(std::isnan(bench.bottom(0)->cpu_diff()[0]));
-  EXPECT_EQ(bench.bottom(0)->cpu_diff()[1], 50.0f);
+  EXPECT_EQ(bench.bottom(0)->cpu_diff()[1], 50.0F);
   EXPECT_EQ(DiffOf(*bench.bottom(1)), (std::vector<float>{0, 20}));
 }
 

@@ -34,7 +34,7 @@ TEST(SigmoidCrossEntropyLossLayer, StaysFiniteOnLargeScores) {
 
 TEST(SigmoidCrossEntropyLossLayer, IsLogTwoAtScoreZero) {
   LayerBench bench("type: SIGMOID_CROSS_ENTROPY_LOSS", {{1, 1, 1, 1}, {1, 1, 1, 1}}, 0);
-  EXPECT_FLOAT_EQ(0.69314718f, bench.Forward());
+  EXPECT_FLOAT_EQ(0.69314718F, bench.Forward());
   ExpectNoGradientUnlessPropagated(&bench);
 }
 

@@ -50,7 +50,7 @@ TEST(Softmax, MatchesDefinitionOverSweptShapes) {
         SCOPED_TRACE(channels);
         LayerBench bench(kSoftmax, {{num, channels, size[0], size[1]}});
         FillSeeded(bench.bottom(0), 9, -4, 4);
-        EXPECT_EQ(bench.Forward(), 0.0f);
+        EXPECT_EQ(bench.Forward(), 0.0F);
         EXPECT_EQ(ShapeOf(*bench.top(0)), (std::vector<int>{num, channels, size[0], size[1]}));
         ExpectSoftmax(bench.bottom(0), bench.top(0));
       }
@@ -62,30 +62,30 @@ TEST(Softmax, SetUpShapesItsBuffers) {
   LayerBench bench(kSoftmax, {{2, 3, 4, 5}});
   const auto& layer = bench.layer_as<SoftmaxLayer<float>>();
   EXPECT_EQ(ShapeOf(layer.sum_multiplier_), (std::vector<int>{1, 3, 4, 5}));
-  EXPECT_EQ(DataOf(layer.sum_multiplier_), std::vector<float>(60, 1.0f));
+  EXPECT_EQ(DataOf(layer.sum_multiplier_), std::vector<float>(60, 1.0F));
   EXPECT_EQ(ShapeOf(layer.scale_), (std::vector<int>{2, 1, 1, 1}));
   EXPECT_EQ(ShapeOf(layer.sum_buffer_), (std::vector<int>{1, 1, 5, 4}));
 }
 
 TEST(Softmax, TwoProbabilitiesSumToOne) {
   LayerBench bench(kSoftmax, {{1, 2, 1, 1}});
-  SetData(bench.bottom(0), {1.5f, -2});
+  SetData(bench.bottom(0), {1.5F, -2});
   bench.Forward();
   const std::vector<float> probabilities = DataOf(*bench.top(0));
-  EXPECT_NEAR(probabilities[0] + probabilities[1], 1.0f, 1e-6);
+  EXPECT_NEAR(probabilities[0] + probabilities[1], 1.0F, 1e-6);
   EXPECT_NEAR(probabilities[0], 1 / (1 + std::exp(-3.5)), 1e-6);
 }
 
 // The smallest number above 0 is 2^-149; the exponential of -104 is less than half of it.
 TEST(Softmax, GapsOfLessThan104AreStillNumbers) {
   LayerBench bench(kSoftmax, {{1, 2, 1, 2}});
-  for (const float gap : {88.0f, 100.0f, 103.0f, 104.0f}) {
+  for (const float gap : {88.0F, 100.0F, 103.0F, 104.0F}) {
     SetData(bench.bottom(0), {gap, 0, gap, 0});  // Both scores of the second position lie below.
     bench.Forward();
     const std::vector<float> probabilities = DataOf(*bench.top(0));
-    EXPECT_EQ(probabilities[0], 0.5f) << gap;
+    EXPECT_EQ(probabilities[0], 0.5F) << gap;
     if (gap < 104) {
-      EXPECT_EQ(probabilities[1], 0.5f) << gap;
+      EXPECT_EQ(probabilities[1], 0.5F) << gap;
     } else {
       EXPECT_TRUE(std::isnan(probabilities[1])) << gap;
     }
@@ -99,15 +99,15 @@ TEST(Softmax, PositionsFarBelowTheMaximumAreNotANumber) {
   const std::vector<float> probabilities = DataOf(*bench.top(0));
   EXPECT_TRUE(std::isnan(probabilities[0]));
   EXPECT_TRUE(std::isnan(probabilities[2]));
-  EXPECT_EQ(probabilities[1], 0.5f);
-  EXPECT_EQ(probabilities[3], 0.5f);
+  EXPECT_EQ(probabilities[1], 0.5F);
+  EXPECT_EQ(probabilities[3], 0.5F);
 }
 
 TEST(Softmax, NormalizesOnlyTheFirstImage) {
   LayerBench bench(kSoftmax, {{2, 2, 1, 1}});
   SetData(bench.bottom(0), {3, 3, 7, 7});
   bench.Forward();
-  EXPECT_EQ(DataOf(*bench.top(0)), (std::vector<float>{0.5f, 0.5f, 1, 1}));
+  EXPECT_EQ(DataOf(*bench.top(0)), (std::vector<float>{0.5F, 0.5F, 1, 1}));
   EXPECT_EQ(DataOf(bench.layer_as<SoftmaxLayer<float>>().scale_), (std::vector<float>{3, 7}));
 }
 
@@ -115,10 +115,10 @@ TEST(Softmax, MaximumIsFoundAtEveryPosition) {
   // 41 values: two rounds of the lanes and a remainder.
   for (int at = 0; at < 82; ++at) {
     LayerBench bench(kSoftmax, {{1, 2, 1, 41}});
-    FillConstant(bench.bottom(0), -50.0f);
-    bench.bottom(0)->mutable_cpu_data()[at] = 30.0f;
+    FillConstant(bench.bottom(0), -50.0F);
+    bench.bottom(0)->mutable_cpu_data()[at] = 30.0F;
     bench.Forward();
-    EXPECT_EQ(bench.layer_as<SoftmaxLayer<float>>().scale_.cpu_data()[0], 30.0f) << at;
+    EXPECT_EQ(bench.layer_as<SoftmaxLayer<float>>().scale_.cpu_data()[0], 30.0F) << at;
   }
 }
 

@@ -35,7 +35,7 @@ Objective ReferenceOf(int num, int channels, int spatial, const std::vector<floa
 }
 
 TEST(SoftmaxWithLossLayer, MatchesReferenceAndItsGradientOnOneImage) {
-  for (const float label : {0.f, 1.f, 2.f, 3.f}) {
+  for (const float label : {0.F, 1.F, 2.F, 3.F}) {
     LayerBench bench = LossBench("SOFTMAX_LOSS", {1, 4, 1, 1}, {label});
     FillSeeded(bench.bottom(0), 7, -3, 3);
     ExpectLossMatches(&bench, ReferenceOf(1, 4, 1, {label}));
@@ -58,7 +58,7 @@ TEST(SoftmaxWithLossLayer, MatchesReferenceAndItsGradientOnBatch) {
 
 TEST(SoftmaxWithLossLayer, GivesTextbookGradientOnEqualScores) {
   LayerBench bench = LossBench("SOFTMAX_LOSS", {1, 4, 1, 1}, {2});
-  EXPECT_FLOAT_EQ(1.3862944f, bench.Forward());  // log 4.
+  EXPECT_FLOAT_EQ(1.3862944F, bench.Forward());  // log 4.
   bench.Backward();
   EXPECT_EQ((std::vector<float>{0.25, 0.25, -0.75, 0.25}), DiffOf(*bench.bottom(0)));
   ExpectNoGradientUnlessPropagated(&bench);

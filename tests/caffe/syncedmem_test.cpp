@@ -17,7 +17,7 @@ namespace {
 TEST(SyncedMemory, AllocatesNothingUntilFirstAccess) {
   SyncedMemory memory(64);
   EXPECT_EQ(SyncedMemory::UNINITIALIZED, memory.head());
-  EXPECT_EQ(64u, memory.size());
+  EXPECT_EQ(64U, memory.size());
 }
 
 TEST(SyncedMemory, ReadsAsZerosOnFirstAccess) {
@@ -55,28 +55,28 @@ TEST(SyncedMemory, KeepsOneBlockOverAllAccesses) {
 }
 
 TEST(SyncedMemory, AdoptsForeignMemoryWithoutOwningIt) {
-  std::vector<float> foreign(4, 2.5f);
+  std::vector<float> foreign(4, 2.5F);
   {
     SyncedMemory memory(4 * sizeof(float));
     memory.mutable_cpu_data();  // An own block, which adoption must free.
     memory.set_cpu_data(foreign.data());
     EXPECT_EQ(SyncedMemory::HEAD_AT_CPU, memory.head());
     EXPECT_EQ(foreign.data(), memory.cpu_data());
-    static_cast<float*>(memory.mutable_cpu_data())[1] = 9.0f;
+    static_cast<float*>(memory.mutable_cpu_data())[1] = 9.0F;
   }
   // Still readable and writable: the holder did not free what it adopted.
-  EXPECT_EQ(9.0f, foreign[1]);
-  foreign[0] = 1.0f;
+  EXPECT_EQ(9.0F, foreign[1]);
+  foreign[0] = 1.0F;
 }
 
 TEST(SyncedMemory, AdoptsASecondTimeWithoutFreeingTheFirst) {
-  std::vector<float> first(2, 1.0f);
-  std::vector<float> second(2, 2.0f);
+  std::vector<float> first(2, 1.0F);
+  std::vector<float> second(2, 2.0F);
   SyncedMemory memory(2 * sizeof(float));
   memory.set_cpu_data(first.data());
   memory.set_cpu_data(second.data());
   EXPECT_EQ(second.data(), memory.cpu_data());
-  EXPECT_EQ(1.0f, first[1]);
+  EXPECT_EQ(1.0F, first[1]);
 }
 
 TEST(SyncedMemoryDeathTest, RefusesNullMemory) {

@@ -266,7 +266,7 @@ TEST(UpgradeLayerParameter, LosesThePadOfAPool) {
   EXPECT_FALSE(complete);
   EXPECT_THAT(log, HasSubstr("Unknown parameter pad for layer type pool"));
   EXPECT_FALSE(upgraded.pooling_param().has_pad());
-  EXPECT_EQ(3u, upgraded.pooling_param().kernel_size());
+  EXPECT_EQ(3U, upgraded.pooling_param().kernel_size());
 }
 
 TEST(NetNeedsUpgrade, IsDecidedByAnyLayer) {

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -43,8 +44,8 @@ class WideLoops : public testing::Test {
 
 // Magnitudes of all sizes, most of them near 1, with a share of what is special about floats.
 Values MixedValues(int count, unsigned seed, bool special) {
-  const float specials[] = {0.0f,
-                            -0.0f,
+  const float specials[] = {0.0F,
+                            -0.0F,
                             std::numeric_limits<float>::infinity(),
                             -std::numeric_limits<float>::infinity(),
                             std::numeric_limits<float>::quiet_NaN(),
@@ -54,7 +55,7 @@ Values MixedValues(int count, unsigned seed, bool special) {
   std::normal_distribution<float> normal;
   Values values(count);
   for (float& value : values) {
-    value = normal(engine) * (engine() % 5 == 0 ? 60.0f : 1.0f);
+    value = normal(engine) * (engine() % 5 == 0 ? 60.0F : 1.0F);
     if (special && engine() % 9 == 0) value = specials[engine() % 7];
   }
   return values;
@@ -62,7 +63,7 @@ Values MixedValues(int count, unsigned seed, bool special) {
 
 void ExpectNoBitDiffers(const Values& narrow, const Values& wide) {
   ASSERT_EQ(narrow.size(), wide.size());
-  for (size_t i = 0; i < narrow.size(); ++i) {
+  for (std::size_t i = 0; i < narrow.size(); ++i) {
     ASSERT_EQ(std::memcmp(&narrow[i], &wide[i], sizeof(float)), 0)
         << "at element " << i << ": " << narrow[i] << " and " << wide[i];
   }
@@ -100,16 +101,16 @@ TEST_F(WideLoops, VectorOperationsGiveTheSameBits) {
   ExpectVersionsAgree([](int n, const float* a, const float*, float* y) { vsExp(n, a, y); });
   ExpectVersionsAgree([](int n, const float* a, const float*, float* y) {
     std::copy_n(a, n, y);
-    caffe::caffe_add_scalar(n, 0.3f, y);
+    caffe::caffe_add_scalar(n, 0.3F, y);
   });
   ExpectVersionsAgree([](int n, const float* a, const float* b, float* y) {
     std::copy_n(a, n, y);
-    caffe::caffe_cpu_axpby(n, 0.3f, b, 0.7f, y);
+    caffe::caffe_cpu_axpby(n, 0.3F, b, 0.7F, y);
   });
 }
 
 TEST_F(WideLoops, PowersGiveTheSameBits) {
-  for (const float exponent : {1.0f, 2.0f, 0.5f, -0.5f, -0.75f, 1.7f}) {
+  for (const float exponent : {1.0F, 2.0F, 0.5F, -0.5F, -0.75F, 1.7F}) {
     SCOPED_TRACE(exponent);
     ExpectVersionsAgree([exponent](int n, const float* a, const float*, float* y) {
       vsSqr(n, a, y);

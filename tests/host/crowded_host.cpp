@@ -15,6 +15,7 @@
 #include <atomic>
 #include <cfenv>
 #include <clocale>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <locale>
@@ -64,7 +65,7 @@ void print(const std::vector<float>& numbers) {
 class CountingSink : public google::LogSink {
  public:
   void send(google::LogSeverity, const char*, const char*, int, const struct tm*,
-            const char* message, size_t length) override {
+            const char* message, std::size_t length) override {
     const std::lock_guard<std::mutex> guard(mutex_);
     messages_.emplace_back(message, length);
   }

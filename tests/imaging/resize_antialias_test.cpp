@@ -49,13 +49,13 @@ cv::Mat plainPass(const cv::Mat& source, int width, int height) {
   cv::Mat out(height, width, CV_8UC3);
   const int length = horizontal ? source.cols : source.rows;
   const float ratio = static_cast<float>(length) / static_cast<float>(horizontal ? width : height);
-  const float s = ratio < 1.0f ? 1.0f : ratio;
-  const float support = ratio < 1.0f ? 0.5f : 3.0f * ratio;
+  const float s = ratio < 1.0F ? 1.0F : ratio;
+  const float support = ratio < 1.0F ? 0.5F : 3.0F * ratio;
   for (int y = 0; y < height; ++y) {
     for (int x = 0; x < width; ++x) {
       const int i = horizontal ? x : y;
-      const float centre = (static_cast<float>(i) + 0.5f) * ratio;
-      const int lo = static_cast<int>(std::max(0.0f, std::floor(centre - support)));
+      const float centre = (static_cast<float>(i) + 0.5F) * ratio;
+      const int lo = static_cast<int>(std::max(0.0F, std::floor(centre - support)));
       const int hi =
           static_cast<int>(std::min(static_cast<float>(length), std::ceil(centre + support)));
       for (int channel = 0; channel < 3; ++channel) {
@@ -63,16 +63,16 @@ cv::Mat plainPass(const cv::Mat& source, int width, int height) {
         float acc = 0;
         for (int j = lo; j < hi; ++j) {
           const float w =
-              lanczos3(((static_cast<float>(j) - centre) + 0.5f) * (1.0f / s)) * (1.0f / s);
+              lanczos3(((static_cast<float>(j) - centre) + 0.5F) * (1.0F / s)) * (1.0F / s);
           sum += w;
           const int value = horizontal ? source.at<cv::Vec3b>(y, j)[channel]
                                        : source.at<cv::Vec3b>(j, x)[channel];
           acc += static_cast<float>(value) * w;
         }
-        const float inv = sum != 0.0f && hi > lo ? 1.0f / sum : 1.0f;
-        const float v = acc * inv + 0.5f;
+        const float inv = sum != 0.0F && hi > lo ? 1.0F / sum : 1.0F;
+        const float v = acc * inv + 0.5F;
         out.at<cv::Vec3b>(y, x)[channel] =
-            v < 0.5f ? 0 : (v >= 255.0f ? 255 : static_cast<std::uint8_t>(v));
+            v < 0.5F ? 0 : (v >= 255.0F ? 255 : static_cast<std::uint8_t>(v));
       }
     }
   }
@@ -80,17 +80,17 @@ cv::Mat plainPass(const cv::Mat& source, int width, int height) {
 }
 
 TEST(Lanczos3, IsOneAtZeroAndHalfOpenAtTheEnds) {
-  EXPECT_EQ(lanczos3(0.0f), 1.0f);
-  EXPECT_EQ(lanczos3(3.0f), 0.0f);
-  EXPECT_EQ(lanczos3(std::nextafter(-3.0f, -4.0f)), 0.0f);
+  EXPECT_EQ(lanczos3(0.0F), 1.0F);
+  EXPECT_EQ(lanczos3(3.0F), 0.0F);
+  EXPECT_EQ(lanczos3(std::nextafter(-3.0F, -4.0F)), 0.0F);
   // The lower bound belongs to the window: the rounded sine there is tiny, and not 0.
-  EXPECT_NE(lanczos3(-3.0f), 0.0f);
-  EXPECT_NEAR(lanczos3(-3.0f), 0.0f, 1e-7f);
-  EXPECT_EQ(lanczos3(NAN), 0.0f);
+  EXPECT_NE(lanczos3(-3.0F), 0.0F);
+  EXPECT_NEAR(lanczos3(-3.0F), 0.0F, 1e-7F);
+  EXPECT_EQ(lanczos3(NAN), 0.0F);
 }
 
 TEST(Lanczos3, FollowsTheProductOfTwoSincs) {
-  for (float x = -2.95f; x < 3.0f; x += 0.1f) {
+  for (float x = -2.95F; x < 3.0F; x += 0.1F) {
     const double a = std::sin(kPi * x) / (kPi * x);
     const double b = std::sin(kPi * x / 3) / (kPi * x / 3);
     EXPECT_NEAR(lanczos3(x), a * b, 1e-6) << x;
@@ -98,8 +98,8 @@ TEST(Lanczos3, FollowsTheProductOfTwoSincs) {
 }
 
 TEST(Lanczos3, NearlyVanishesAtWholeDistances) {
-  for (const float x : {-2.0f, -1.0f, 1.0f, 2.0f}) {
-    EXPECT_NEAR(lanczos3(x), 0.0f, 1e-6f) << x;
+  for (const float x : {-2.0F, -1.0F, 1.0F, 2.0F}) {
+    EXPECT_NEAR(lanczos3(x), 0.0F, 1e-6F) << x;
   }
 }
 

@@ -58,7 +58,7 @@ TEST_F(DescribedFaces, FindAndAlignGiveTheSamePointsAndDetails) {
   options.with = OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS;
   const Found found = kit_test::find(finder_, kit_test::viewOf(photo_), options);
   ASSERT_EQ(found.status, OZNAKIT_OK) << oznakit_last_message();
-  ASSERT_GE(found.faces.size(), 1u);
+  ASSERT_GE(found.faces.size(), 1U);
   const oznakit_face& face = found.faces[0];
   ASSERT_EQ(face.point_count, 68);
   for (int i = 0; i < 68; ++i) {
@@ -71,7 +71,7 @@ TEST_F(DescribedFaces, FindAndAlignGiveTheSamePointsAndDetails) {
   EXPECT_LE(face.quality, 1);
   const Found aligned = align({face.left, face.top, face.right, face.bottom}, {0}, options.with);
   ASSERT_EQ(aligned.status, OZNAKIT_OK);
-  ASSERT_EQ(aligned.faces.size(), 1u);
+  ASSERT_EQ(aligned.faces.size(), 1U);
   EXPECT_TRUE(std::isnan(aligned.faces[0].score));
   for (int i = 0; i < 136; ++i) EXPECT_EQ(aligned.faces[0].points[i], face.points[i]);
   EXPECT_EQ(aligned.faces[0].roll, face.roll);
@@ -117,7 +117,7 @@ TEST_F(DescribedFaces, HasTheSameBoxesAndPointsInEveryFormatAndRowStep) {
 TEST_F(DescribedFaces, KeepsTheOrderOfTheBoxes) {
   const Found found = align({200, 100, 300, 200, 100, 80, 400, 420}, {}, OZNAKIT_WITH_POINTS_5);
   ASSERT_EQ(found.status, OZNAKIT_OK) << oznakit_last_message();
-  ASSERT_EQ(found.faces.size(), 2u);
+  ASSERT_EQ(found.faces.size(), 2U);
   EXPECT_EQ(found.faces[0].left, 200);
   EXPECT_EQ(found.faces[1].left, 100);
   EXPECT_EQ(found.faces[1].point_count, 5);

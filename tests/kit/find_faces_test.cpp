@@ -55,7 +55,7 @@ TEST_F(FindFaces, GivesWhatTheCoreGivesForTheSameNumbers) {
   const oznalib::CascadeParameter balanced = {2.0F, 640, 0.05F, 12, 1.26F, 13};
   ASSERT_EQ(oznalib::detect({rgb.cols, rgb.rows, 0, rgb.data}, core, expected, balanced),
             oznalib::StatusOk);
-  ASSERT_GT(expected.size(), 3u);
+  ASSERT_GT(expected.size(), 3U);
   const Found found = find(finder_, viewOf(photo), defaultSearch());
   ASSERT_EQ(found.status, OZNAKIT_OK);
   ASSERT_EQ(found.faces.size(), expected.size());
@@ -74,7 +74,7 @@ TEST_F(FindFaces, GivesWhatTheCoreGivesForTheSameNumbers) {
 TEST_F(FindFaces, RowStepsAndFormatsChangeNothing) {
   const cv::Mat photo = kit_test::readSample("group");
   const Found expected = find(finder_, viewOf(photo), defaultSearch());
-  ASSERT_GT(expected.faces.size(), 3u);
+  ASSERT_GT(expected.faces.size(), 3U);
   // Bottom up, each row seven bytes further than it must be, with alpha in front.
   const std::ptrdiff_t row_bytes = 4 * photo.cols + 7;
   std::vector<std::uint8_t> stored(static_cast<std::size_t>(row_bytes) * photo.rows, 99);
@@ -99,11 +99,11 @@ TEST_F(FindFaces, RowStepsAndFormatsChangeNothing) {
 TEST_F(FindFaces, LeastScoreAndMostFacesCutTheList) {
   const cv::Mat photo = kit_test::readSample("group");
   const Found all = find(finder_, viewOf(photo), defaultSearch());
-  ASSERT_GT(all.faces.size(), 3u);
+  ASSERT_GT(all.faces.size(), 3U);
   oznakit_search_options options = defaultSearch();
   options.max_faces = 2;
   const Found two = find(finder_, viewOf(photo), options);
-  ASSERT_EQ(two.faces.size(), 2u);
+  ASSERT_EQ(two.faces.size(), 2U);
   EXPECT_EQ(two.faces[0].score, all.faces[0].score);
   EXPECT_EQ(two.faces[1].score, all.faces[1].score);
   options = defaultSearch();
@@ -118,7 +118,7 @@ TEST_F(FindFaces, LeastScoreAndMostFacesCutTheList) {
 TEST_F(FindFaces, QuarterTurnsFindFacesThatLie) {
   const cv::Mat photo = kit_test::readSample("group");
   const Found upright = find(finder_, viewOf(photo), defaultSearch());
-  ASSERT_GT(upright.faces.size(), 3u);
+  ASSERT_GT(upright.faces.size(), 3U);
   oznakit_search_options options = defaultSearch();
   options.turns = 4;
   const cv::RotateFlags kCounterclockwise[] = {cv::ROTATE_90_COUNTERCLOCKWISE, cv::ROTATE_180,
@@ -155,7 +155,7 @@ TEST_F(FindFaces, OddSizesFindNothingAndFailWithNothing) {
       options.turns = 4;
       const Found found = find(finder_, viewOf(grey), options);
       EXPECT_EQ(found.status, OZNAKIT_OK) << size << ": " << oznakit_last_message();
-      EXPECT_EQ(found.faces.size(), 0u);
+      EXPECT_EQ(found.faces.size(), 0U);
     }
   }
   const cv::Mat grey(4, 4, CV_8UC3, cv::Scalar::all(128));
@@ -199,7 +199,7 @@ TEST_F(FindFaces, FindsSmallFacesByTilesOnce) {
   options.preset = OZNAKIT_THOROUGH;
   const Found found = find(finder_, viewOf(large), options);
   ASSERT_EQ(found.status, OZNAKIT_OK);
-  EXPECT_GT(found.faces.size(), 3u);
+  EXPECT_GT(found.faces.size(), 3U);
   for (std::size_t i = 0; i < found.faces.size(); ++i) {
     for (std::size_t j = 0; j < i; ++j) {
       const oznakit_face &a = found.faces[i], &b = found.faces[j];

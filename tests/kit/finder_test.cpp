@@ -165,7 +165,7 @@ TEST(Finder, NamesTheFilesThatItRead) {
   }
   EXPECT_EQ(std::set<std::string>(names.begin(), names.end()).size(), names.size());
   // The list, two files of the scan, three of each judge and four of the calibration.
-  EXPECT_EQ(names.size(), 16u);
+  EXPECT_EQ(names.size(), 16U);
   EXPECT_EQ(oznakit_finder_file(finder.get(), -1), nullptr);
   EXPECT_EQ(oznakit_finder_file(nullptr, 0), nullptr);
 }

@@ -20,7 +20,7 @@ TEST(FinderThreads, EightFindWhatOneFinds) {
   const cv::Mat photo = kit_test::readSample("group");
   const Found expected =
       kit_test::find(finder.get(), kit_test::viewOf(photo), kit_test::defaultSearch());
-  ASSERT_GT(expected.faces.size(), 3u);
+  ASSERT_GT(expected.faces.size(), 3U);
   constexpr int kThreads = 8;
   std::vector<Found> found(kThreads);
   std::vector<std::thread> threads;

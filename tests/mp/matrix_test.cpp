@@ -50,7 +50,7 @@ TEST(Matrix, IsEmptyByDefault) {
 TEST(Matrix, StartsWithZeroCells) {
   const mp::matrix m(2, 3);
   EXPECT_TRUE(m.is_valid());
-  EXPECT_EQ(cellsOf(m), std::vector<float>(6, 0.0f));
+  EXPECT_EQ(cellsOf(m), std::vector<float>(6, 0.0F));
 }
 
 TEST(Matrix, SavesWordsOf64BitsThenCells) {
@@ -137,7 +137,7 @@ const std::pair<std::int64_t, std::int64_t> kImpossibleSides[] = {
 TEST(Matrix, ImpossibleSidesRaiseBadAllocAndLeaveTheObject) {
   for (const auto& [rows, cols] : kImpossibleSides) {
     for (const std::int64_t limit : {std::int64_t{0}, std::int64_t{-1}}) {
-      std::istringstream in(fileForm(rows, cols, std::vector<float>(152, 1.0f)));
+      std::istringstream in(fileForm(rows, cols, std::vector<float>(152, 1.0F)));
       mp::matrix m = numbered(1, 2);
       EXPECT_THROW(m.load(in, limit), std::bad_alloc) << rows << " by " << cols;
       EXPECT_EQ(m.rows, 1) << rows << " by " << cols;
@@ -157,7 +157,7 @@ TEST(Matrix, LimitRefusesImpossibleSidesToo) {
 
 TEST(Matrix, SkipFailsAtImpossibleSides) {
   for (const auto& [rows, cols] : kImpossibleSides) {
-    std::istringstream in(fileForm(rows, cols, std::vector<float>(200, 1.0f)));
+    std::istringstream in(fileForm(rows, cols, std::vector<float>(200, 1.0F)));
     mp::matrix().skip(in);
     EXPECT_TRUE(in.fail()) << rows << " by " << cols;
   }
@@ -211,9 +211,9 @@ TEST(Matrix, SkipMovesBehindAMatrix) {
 
 TEST(Matrix, FillSetsEveryCell) {
   mp::matrix m(2, 2);
-  m.fill(1.5f);
-  EXPECT_EQ(cellsOf(m), std::vector<float>(4, 1.5f));
-  mp::matrix().fill(1.0f);
+  m.fill(1.5F);
+  EXPECT_EQ(cellsOf(m), std::vector<float>(4, 1.5F));
+  mp::matrix().fill(1.0F);
 }
 
 TEST(Matrix, CopiesAreDeepAndMovesEmptyTheSource) {

@@ -108,7 +108,7 @@ TEST(PcaMap, SliceEndsWithTheInputsOfTheMap) {
 TEST(PcaMap, ReadsBackWhatItSaved) {
   std::stringstream stream;
   EXPECT_TRUE(threeToTwo().save(stream));
-  EXPECT_EQ(stream.str().size(), 32u + 4 * (3 + 6));
+  EXPECT_EQ(stream.str().size(), 32U + 4 * (3 + 6));
   mp::pca_map loaded;
   EXPECT_TRUE(loaded.load(stream, -1));
   EXPECT_EQ(loaded.mean.rows, 1);

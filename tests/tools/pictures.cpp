@@ -6,6 +6,7 @@
 #include <libheif/heif.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <cstdlib>
 #include <exiv2/exiv2.hpp>
@@ -29,7 +30,7 @@ std::string encodedWithOrientation(const std::string& ending, const cv::Mat& pic
   Exiv2::BasicIo& io = image->io();
   io.open();
   const Exiv2::DataBuf buffer = io.read(static_cast<long>(io.size()));
-  return {reinterpret_cast<const char*>(buffer.pData_), static_cast<size_t>(buffer.size_)};
+  return {reinterpret_cast<const char*>(buffer.pData_), static_cast<std::size_t>(buffer.size_)};
 }
 
 cv::Mat asStored(const cv::Mat& upright, int orientation) {
@@ -70,13 +71,13 @@ std::string encodedCmyk(const cv::Mat& picture) {
   info.in_color_space = JCS_CMYK;
   jpeg_set_defaults(&info);
   jpeg_start_compress(&info, TRUE);
-  std::vector<unsigned char> row(4 * static_cast<size_t>(picture.cols));
+  std::vector<unsigned char> row(4 * static_cast<std::size_t>(picture.cols));
   for (int y = 0; y < picture.rows; ++y) {
     for (int x = 0; x < picture.cols; ++x) {
       // Inverted inks: black takes what all colours lack.
       const cv::Vec3b pixel = picture.at<cv::Vec3b>(y, x);
       const int light = std::max({pixel[0], pixel[1], pixel[2], static_cast<unsigned char>(1)});
-      unsigned char* const inks = row.data() + 4 * static_cast<size_t>(x);
+      unsigned char* const inks = row.data() + 4 * static_cast<std::size_t>(x);
       for (int c = 0; c < 3; ++c) inks[c] = static_cast<unsigned char>(pixel[2 - c] * 255 / light);
       inks[3] = static_cast<unsigned char>(light);
     }
@@ -96,7 +97,7 @@ std::string encodedHeic(const cv::Mat& picture, const std::string& colour_profil
                     &image);
   heif_image_add_plane(image, heif_channel_interleaved, picture.cols, picture.rows, 24);
   int stride = 0;
-  uint8_t* const plane = heif_image_get_plane(image, heif_channel_interleaved, &stride);
+  std::uint8_t* const plane = heif_image_get_plane(image, heif_channel_interleaved, &stride);
   for (int y = 0; y < picture.rows; ++y) {
     for (int x = 0; x < picture.cols; ++x) {
       for (int c = 0; c < 3; ++c) {
@@ -117,7 +118,7 @@ std::string encodedHeic(const cv::Mat& picture, const std::string& colour_profil
   std::string bytes;
   heif_writer writer = {};
   writer.writer_api_version = 1;
-  writer.write = [](heif_context*, const void* data, size_t size, void* to) {
+  writer.write = [](heif_context*, const void* data, std::size_t size, void* to) {
     static_cast<std::string*>(to)->assign(static_cast<const char*>(data), size);
     return heif_error{heif_error_Ok, heif_suberror_Unspecified, ""};
   };

@@ -1,4 +1,4 @@
-// Picture files that the image library cannot make by itself.
+/// Picture files that the image library cannot make by itself.
 
 #ifndef OZNA_TESTS_TOOLS_PICTURES_H_
 #define OZNA_TESTS_TOOLS_PICTURES_H_

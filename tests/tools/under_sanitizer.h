@@ -1,4 +1,4 @@
-// Whether the tests and the program are built with a sanitizer.
+/// Whether the tests and the program are built with a sanitizer.
 
 #ifndef OZNA_TESTS_TOOLS_UNDER_SANITIZER_H_
 #define OZNA_TESTS_TOOLS_UNDER_SANITIZER_H_

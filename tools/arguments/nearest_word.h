@@ -13,7 +13,7 @@ namespace oznatool {
 /// into the other, no letter being touched twice.
 ///
 /// Source  F. Damerau, A technique for computer detection and correction of spelling errors, 1964.
-size_t editDistance(const std::string& a, const std::string& b);
+std::size_t editDistance(const std::string& a, const std::string& b);
 
 /// The first of the words that are nearest to word, or an empty text where even the nearest is so
 /// far that the guess would be noise: more than a third of the letters, and more than one, differ, or

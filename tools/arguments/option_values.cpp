@@ -6,6 +6,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 
 #include "tools/arguments/nearest_word.h"
 #include "tools/process/exit_code.h"
@@ -29,7 +30,7 @@ bool parse(const std::string& text, T* value) {
 // "a, b or c"
 std::string listed(const std::vector<std::string>& words) {
   std::string list;
-  for (size_t i = 0; i < words.size(); ++i) {
+  for (std::size_t i = 0; i < words.size(); ++i) {
     if (i > 0) list += i + 1 == words.size() ? " or " : ", ";
     list += words[i];
   }
@@ -80,7 +81,7 @@ std::string word(const std::string& option, const std::string& text,
 
 Shard shard(const std::string& option, const std::string& text) {
   constexpr int kMostShards = 1000000;
-  const size_t slash = text.find('/');
+  const std::size_t slash = text.find('/');
   Shard shard;
   if (slash == std::string::npos || !parse(text.substr(0, slash), &shard.number) ||
       !parse(text.substr(slash + 1), &shard.count) || shard.number < 1 ||
@@ -98,7 +99,7 @@ oznakit::Box box(const std::string& option, const std::string& text) {
   std::array<float, 4> edges;
   const char* at = text.data();
   const char* const end = text.data() + text.size();
-  for (size_t i = 0; i < edges.size(); ++i) {
+  for (std::size_t i = 0; i < edges.size(); ++i) {
     if (i > 0 && (at == end || *at++ != ',')) refuseBox();
     const std::from_chars_result result = std::from_chars(at, end, edges[i]);
     // The comparison also turns NaN away.

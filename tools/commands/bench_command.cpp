@@ -38,7 +38,7 @@ struct Timed {
   std::vector<std::string> stages;
   std::vector<std::vector<double>>
       milliseconds;  // By photograph, then by stage: medians of rounds.
-  size_t faces = 0;
+  std::size_t faces = 0;
   double megapixels = 0;
 };
 
@@ -54,7 +54,7 @@ class Bench {
       searches_.push_back(std::make_unique<FaceFinder>(shorter));
     }
     timed_.stages = {"read", "decode"};
-    for (size_t i = 0; i <= searches_.size(); ++i) timed_.stages.push_back(stageName(i));
+    for (std::size_t i = 0; i <= searches_.size(); ++i) timed_.stages.push_back(stageName(i));
     if (options.points > 0) timed_.stages.push_back("landmarks");
   }
 
@@ -63,7 +63,7 @@ class Bench {
     std::vector<std::vector<double>> rounds(timed_.stages.size());
     for (int round = 0; round < round_count && !interrupted(); ++round) {
       const std::vector<double> times = timeOnce(budget, path, /*is_first=*/round == 0);
-      for (size_t i = 0; i < times.size(); ++i) rounds[i].push_back(times[i]);
+      for (std::size_t i = 0; i < times.size(); ++i) rounds[i].push_back(times[i]);
     }
     std::vector<double> medians;
     for (const std::vector<double>& values : rounds) medians.push_back(medianOf(values));
@@ -73,7 +73,7 @@ class Bench {
   const Timed& timed() const { return timed_; }
 
  private:
-  std::string stageName(size_t stage) const {
+  std::string stageName(std::size_t stage) const {
     if (stage == 0) return "scan";
     const std::string name = "network " + std::to_string(stage + 1);
     // The boxes that go into a later network have been calibrated.
@@ -133,7 +133,7 @@ Sums sumsOf(const Timed& timed) {
   Sums sums;
   sums.stages.resize(timed.stages.size());
   for (const std::vector<double>& photograph : timed.milliseconds) {
-    for (size_t i = 0; i < photograph.size(); ++i) sums.stages[i] += photograph[i];
+    for (std::size_t i = 0; i < photograph.size(); ++i) sums.stages[i] += photograph[i];
     sums.photographs.push_back(std::accumulate(photograph.begin(), photograph.end(), 0.0));
     sums.whole += sums.photographs.back();
   }
@@ -150,7 +150,7 @@ std::string asText(const Timed& timed, int rounds) {
   const Sums sums = sumsOf(timed);
   const auto count = static_cast<double>(timed.milliseconds.size());
   std::vector<std::vector<std::string>> rows = {{"stage", "ms per photograph", "share"}};
-  for (size_t i = 0; i < timed.stages.size(); ++i) {
+  for (std::size_t i = 0; i < timed.stages.size(); ++i) {
     rows.push_back({timed.stages[i], fixed("%15.2f", sums.stages[i] / count),
                     fixed("%5.1f%%", 100 * sums.stages[i] / sums.whole)});
   }
@@ -172,7 +172,7 @@ nlohmann::ordered_json asJson(const Timed& timed, int rounds) {
   const Sums sums = sumsOf(timed);
   const auto count = static_cast<double>(timed.milliseconds.size());
   nlohmann::ordered_json stages = nlohmann::ordered_json::array();
-  for (size_t i = 0; i < timed.stages.size(); ++i) {
+  for (std::size_t i = 0; i < timed.stages.size(); ++i) {
     stages.push_back({{"stage", timed.stages[i]},
                       {"milliseconds", sums.stages[i] / count},
                       {"share", sums.stages[i] / sums.whole}});

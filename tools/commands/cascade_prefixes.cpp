@@ -3,6 +3,7 @@
 #include "tools/commands/cascade_prefixes.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -46,11 +47,11 @@ CascadePrefixes::CascadePrefixes(const std::string& whole) {
     }
     folder_ = folder;
     const std::vector<std::string> lines = stageLines(whole + kStageList);
-    for (size_t count = 1; count < lines.size(); ++count) {
+    for (std::size_t count = 1; count < lines.size(); ++count) {
       const fs::path directory = fs::path(folder_) / std::to_string(count);
       linkAll(whole, directory);
       std::ofstream list(directory / kStageList);
-      for (size_t i = 0; i < count; ++i) list << lines[i] << '\n';
+      for (std::size_t i = 0; i < count; ++i) list << lines[i] << '\n';
       list.close();
       if (!list) throw Failure(kExitOutput, directory.string() + ": " + reasonOf(errno));
       directories_.push_back(directory.string() + "/");

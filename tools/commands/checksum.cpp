@@ -5,6 +5,7 @@
 #include <sha256.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -17,8 +18,8 @@ std::string sha256OfFile(const std::string& path) {
   SHA256Init(&state);
   try {
     InputFile file(path);
-    std::vector<char> part(size_t{1} << 16);
-    while (const size_t count = file.read(part.data(), part.size())) {
+    std::vector<char> part(std::size_t{1} << 16);
+    while (const std::size_t count = file.read(part.data(), part.size())) {
       SHA256Update(&state, reinterpret_cast<const std::uint8_t*>(part.data()), count);
     }
   } catch (const Unreadable&) {

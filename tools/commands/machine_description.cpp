@@ -6,6 +6,7 @@
 #include <link.h>
 
 #include <climits>
+#include <cstddef>
 #include <cstdlib>
 #include <exiv2/version.hpp>
 #include <nlohmann/json.hpp>
@@ -65,7 +66,7 @@ std::string heifVersion() {
 }
 
 // The real files behind the shared libraries of the process whose names hold one of some words.
-int noteLibrary(dl_phdr_info* info, size_t /*size*/, void* data) {
+int noteLibrary(dl_phdr_info* info, std::size_t /*size*/, void* data) {
   const std::string path = info->dlpi_name;
   for (const char* const part : {"libozna", "opencv", "blas", "protobuf", "glog", "leveldb"}) {
     if (path.find(part) == std::string::npos) continue;

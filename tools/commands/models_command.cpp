@@ -1,5 +1,6 @@
 // ozna models.
 
+#include <cstddef>
 #include <filesystem>
 #include <sstream>
 #include <system_error>
@@ -52,7 +53,7 @@ std::string licenceIn(const std::string& description) {
       text += " " + line;
     }
   }
-  const size_t begin = text.find_first_not_of(' ');
+  const std::size_t begin = text.find_first_not_of(' ');
   return begin == std::string::npos ? "not stated: there is no " + description : text.substr(begin);
 }
 

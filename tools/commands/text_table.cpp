@@ -3,18 +3,19 @@
 #include "tools/commands/text_table.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace oznatool {
 
 std::string columnsOf(const std::vector<std::vector<std::string>>& rows) {
-  std::vector<size_t> widths;
+  std::vector<std::size_t> widths;
   for (const std::vector<std::string>& row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (std::size_t i = 0; i + 1 < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
   }
   std::string text;
   for (const std::vector<std::string>& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
       text += "  " + row[i];
       if (i + 1 < row.size()) text += std::string(widths[i] - row[i].size(), ' ');
     }

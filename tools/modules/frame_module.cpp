@@ -4,6 +4,8 @@
 #include <webp/demux.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -15,12 +17,12 @@ namespace {
 
 struct Source {
   const unsigned char* at;
-  size_t left;
+  std::size_t left;
 };
 
 int give(GifFileType* gif, GifByteType* to, int count) {
   auto* const source = static_cast<Source*>(gif->UserData);
-  const size_t given = std::min(source->left, static_cast<size_t>(std::max(count, 0)));
+  const std::size_t given = std::min(source->left, static_cast<std::size_t>(std::max(count, 0)));
   std::memcpy(to, source->at, given);
   source->at += given;
   source->left -= given;
@@ -67,7 +69,7 @@ std::vector<int> rowOrder(int rows, bool is_interlaced) {
   return order;
 }
 
-cv::Mat gifFrame(const unsigned char* bytes, size_t size, const cv::Size& promised) {
+cv::Mat gifFrame(const unsigned char* bytes, std::size_t size, const cv::Size& promised) {
   Source source = {bytes, size};
   const Gif gif(DGifOpen(&source, give, nullptr));
   if (gif == nullptr || cv::Size(gif->SWidth, gif->SHeight) != promised) return {};
@@ -80,16 +82,16 @@ cv::Mat gifFrame(const unsigned char* bytes, size_t size, const cv::Size& promis
   const cv::Vec3b around =
       gif->SColorMap != nullptr ? colourOf(*gif->SColorMap, gif->SBackGroundColor) : cv::Vec3b();
   cv::Mat pixels(promised, CV_8UC3, cv::Scalar(around[0], around[1], around[2]));
-  std::vector<GifPixelType> row(static_cast<size_t>(frame.Width));
+  std::vector<GifPixelType> row(static_cast<std::size_t>(frame.Width));
   for (const int y : rowOrder(frame.Height, frame.Interlace)) {
     if (DGifGetLine(gif.get(), row.data(), frame.Width) != GIF_OK) return {};
     auto* const to = pixels.ptr<cv::Vec3b>(frame.Top + y) + frame.Left;
-    for (int x = 0; x < frame.Width; ++x) to[x] = colourOf(*map, row[static_cast<size_t>(x)]);
+    for (int x = 0; x < frame.Width; ++x) to[x] = colourOf(*map, row[static_cast<std::size_t>(x)]);
   }
   return pixels;
 }
 
-cv::Mat webpFrame(const unsigned char* bytes, size_t size, const cv::Size& promised) {
+cv::Mat webpFrame(const unsigned char* bytes, std::size_t size, const cv::Size& promised) {
   struct Delete {
     void operator()(WebPAnimDecoder* decoder) const { WebPAnimDecoderDelete(decoder); }
   };
@@ -102,13 +104,14 @@ cv::Mat webpFrame(const unsigned char* bytes, size_t size, const cv::Size& promi
   const std::unique_ptr<WebPDemuxer, decltype(&WebPDemuxDelete)> demuxer(WebPDemux(&data),
                                                                          WebPDemuxDelete);
   if (demuxer == nullptr ||
-      WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH) != static_cast<uint32_t>(promised.width) ||
+      WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_WIDTH) !=
+          static_cast<std::uint32_t>(promised.width) ||
       WebPDemuxGetI(demuxer.get(), WEBP_FF_CANVAS_HEIGHT) !=
-          static_cast<uint32_t>(promised.height)) {
+          static_cast<std::uint32_t>(promised.height)) {
     return {};
   }
   const std::unique_ptr<WebPAnimDecoder, Delete> decoder(WebPAnimDecoderNew(&data, &options));
-  uint8_t* canvas = nullptr;
+  std::uint8_t* canvas = nullptr;
   int time = 0;
   if (decoder == nullptr || WebPAnimDecoderGetNext(decoder.get(), &canvas, &time) == 0) return {};
   cv::Mat pixels(promised, CV_8UC3);

@@ -1,5 +1,6 @@
 // The module of the formats that no part of the program reads by itself: the image library's codecs.
 
+#include <cstddef>
 #include <limits>
 #include <new>
 #include <opencv2/core.hpp>
@@ -18,7 +19,7 @@ thread_local bool was_refused = false;
 // it decodes it: this is where its own figures show, whatever another reader made of the file.
 class LimitedAllocator : public cv::MatAllocator {
  public:
-  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, size_t* step,
+  cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step,
                          cv::AccessFlag flags, cv::UMatUsageFlags usage) const override {
     double bytes = static_cast<double>(CV_ELEM_SIZE(type));
     for (int i = 0; i < dims; ++i) bytes *= sizes[i];

@@ -3,6 +3,7 @@
 #include <libraw/libraw.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -19,7 +20,7 @@ int orientationOf(int flip) {
 }
 
 // A file that the library has opened; it borrows the bytes. Null where it does not know it.
-std::unique_ptr<LibRaw> opened(const unsigned char* bytes, size_t size) {
+std::unique_ptr<LibRaw> opened(const unsigned char* bytes, std::size_t size) {
   auto raw = std::make_unique<LibRaw>();
   raw->set_dataerror_handler(nullptr, nullptr);
   raw->imgdata.params.use_camera_wb = 1;
@@ -41,7 +42,7 @@ std::optional<RawHead> headIn(const LibRaw& raw) {
 }
 
 // With the way in which the camera was held, which the settings above keep from being read.
-std::optional<RawHead> head(const unsigned char* bytes, size_t size) {
+std::optional<RawHead> head(const unsigned char* bytes, std::size_t size) {
   try {
     LibRaw raw;
     raw.set_dataerror_handler(nullptr, nullptr);
@@ -56,7 +57,7 @@ std::optional<RawHead> head(const unsigned char* bytes, size_t size) {
   }
 }
 
-std::vector<unsigned char> preview(const unsigned char* bytes, size_t size) {
+std::vector<unsigned char> preview(const unsigned char* bytes, std::size_t size) {
   try {
     const std::unique_ptr<LibRaw> raw = opened(bytes, size);
     if (raw == nullptr || raw->unpack_thumb() != LIBRAW_SUCCESS) return {};
@@ -70,7 +71,7 @@ std::vector<unsigned char> preview(const unsigned char* bytes, size_t size) {
   }
 }
 
-cv::Mat develop(const unsigned char* bytes, size_t size, const cv::Size& promised) {
+cv::Mat develop(const unsigned char* bytes, std::size_t size, const cv::Size& promised) {
   try {
     const std::unique_ptr<LibRaw> raw = opened(bytes, size);
     if (raw == nullptr) return {};

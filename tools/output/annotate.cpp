@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <opencv2/imgproc.hpp>
 #include <string>
@@ -22,8 +23,8 @@ constexpr int kFont = cv::FONT_HERSHEY_SIMPLEX;
 
 // A run of landmarks that one line joins.
 struct Curve {
-  size_t first;
-  size_t last;
+  std::size_t first;
+  std::size_t last;
   bool closed;
 };
 
@@ -124,7 +125,7 @@ bool hasRoomForLines(const Face& face) {
   return sideOf(face) >= kLeastSide;
 }
 
-bool isFinite(const std::vector<float>& points, size_t landmark) {
+bool isFinite(const std::vector<float>& points, std::size_t landmark) {
   return std::isfinite(points[2 * landmark]) && std::isfinite(points[2 * landmark + 1]);
 }
 
@@ -132,7 +133,8 @@ bool isFinite(const std::vector<float>& points, size_t landmark) {
 constexpr int kFractionBits = 4;
 constexpr float kFraction = 1 << kFractionBits;
 
-cv::Point landmarkPixel(const cv::Mat& pixels, const std::vector<float>& points, size_t landmark) {
+cv::Point landmarkPixel(const cv::Mat& pixels, const std::vector<float>& points,
+                        std::size_t landmark) {
   const auto fixed = [](float coordinate, int side) {
     const float margin = 2.0F * static_cast<float>(side);
     return static_cast<int>(std::lround(std::clamp(coordinate, -margin, margin) * kFraction));
@@ -143,7 +145,7 @@ cv::Point landmarkPixel(const cv::Mat& pixels, const std::vector<float>& points,
 void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
   for (const Curve& curve : kCurves) {
     std::vector<cv::Point> line;
-    for (size_t i = curve.first; i <= curve.last; ++i) {
+    for (std::size_t i = curve.first; i <= curve.last; ++i) {
       if (isFinite(points, i)) line.push_back(landmarkPixel(pixels, points, i));
     }
     cv::polylines(pixels, line, curve.closed, kOutlineColour, width, cv::LINE_AA, kFractionBits);
@@ -151,7 +153,7 @@ void drawOutline(cv::Mat& pixels, const std::vector<float>& points, int width) {
 }
 
 void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius, bool has_rim) {
-  for (size_t i = 0; i < points.size() / 2; ++i) {
+  for (std::size_t i = 0; i < points.size() / 2; ++i) {
     if (!isFinite(points, i)) continue;
     // A dark rim, so that they are seen on skin and on white alike.
     for (const auto& [size, colour] :
@@ -167,7 +169,7 @@ void drawPoints(cv::Mat& pixels, const std::vector<float>& points, float radius,
 }  // namespace
 
 void annotate(cv::Mat& pixels, const std::vector<Face>& faces) {
-  constexpr size_t kOutlinedLandmarks = 68;
+  constexpr std::size_t kOutlinedLandmarks = 68;
   for (const Face& face : faces) {
     const cv::Rect box = boxPixels(pixels, face.rect);
     if (!box.empty()) drawFrame(pixels, box, lineWidth(pixels, box));

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -92,11 +93,11 @@ void AsideFile::create(mode_t mode) {
   }
 }
 
-void AsideFile::write(const void* bytes, size_t size) {
+void AsideFile::write(const void* bytes, std::size_t size) {
   const auto* const begin = static_cast<const char*>(bytes);
-  for (size_t written = 0; written < size;) {
+  for (std::size_t written = 0; written < size;) {
     const ssize_t count = ::write(file_, begin + written, size - written);
-    if (count >= 0) written += static_cast<size_t>(count);
+    if (count >= 0) written += static_cast<std::size_t>(count);
     if (count == -1 && errno != EINTR) fail(errno);
   }
 }
@@ -133,7 +134,7 @@ void AsideFile::takeExtendedAttributes(const std::string& path) {
     const bool is_access = std::strcmp(name, "system.posix_acl_access") == 0;
     if (!is_of_users && !(is_access && is_same_owner)) continue;
     const ssize_t length = getxattr(path.c_str(), name, value.data(), value.size());
-    if (length >= 0) fsetxattr(file_, name, value.data(), static_cast<size_t>(length), 0);
+    if (length >= 0) fsetxattr(file_, name, value.data(), static_cast<std::size_t>(length), 0);
   }
 }
 

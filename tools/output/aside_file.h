@@ -24,7 +24,7 @@ class AsideFile {
   AsideFile(const AsideFile&) = delete;
   AsideFile& operator=(const AsideFile&) = delete;
 
-  void write(const void* bytes, size_t size);
+  void write(const void* bytes, std::size_t size);
 
   /// Gives the file the owner, group and mode of another as far as this user may. Where it may not
   /// give the group, the group gets no more than everybody.

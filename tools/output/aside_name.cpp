@@ -11,6 +11,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <mutex>
@@ -26,8 +27,8 @@ namespace {
 
 constexpr std::string_view kBegin = ".ozna-";
 constexpr std::string_view kEnd = ".part";
-constexpr size_t kRandomDigits = 24;
-constexpr size_t kCheckDigits = 8;
+constexpr std::size_t kRandomDigits = 24;
+constexpr std::size_t kCheckDigits = 8;
 
 // The 32 bit FNV-1a hash (Fowler, Noll and Vo) as eight hexadecimal digits.
 std::string checkOf(std::string_view digits) {

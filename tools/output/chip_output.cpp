@@ -3,6 +3,7 @@
 #include "tools/output/chip_output.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -18,7 +19,7 @@ namespace {
 cv::Mat chipOf(const cv::Mat& pixels, const Face& face, int side_px) {
   if (face.points.empty()) return {};
   oznakit::Face wanted;
-  for (size_t i = 0; i + 1 < face.points.size(); i += 2) {
+  for (std::size_t i = 0; i + 1 < face.points.size(); i += 2) {
     wanted.points.push_back({face.points[i], face.points[i + 1]});
   }
   oznakit::ChipOptions options;
@@ -70,7 +71,7 @@ PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
     prepared.bytes += static_cast<std::int64_t>(files->back().size());
   }
   prepared.write = [this, files, stem = stemOf(input)](Record* written) {
-    for (size_t i = 0; i < files->size(); ++i) {
+    for (std::size_t i = 0; i < files->size(); ++i) {
       if ((*files)[i].empty()) continue;
       const std::string name = stem + "-" + std::to_string(i + 1) + ".png";
       // Another photograph of this run may have the same name.

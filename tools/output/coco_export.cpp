@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
@@ -29,7 +30,7 @@ void addLine(std::string* list, const Json& value) {
 // x, y and "labelled and visible" for each landmark.
 Json keypointsOf(const std::vector<float>& points) {
   Json keypoints = Json::array();
-  for (size_t i = 0; i + 1 < points.size(); i += 2) {
+  for (std::size_t i = 0; i + 1 < points.size(); i += 2) {
     const bool is_finite = std::isfinite(points[i]) && std::isfinite(points[i + 1]);
     keypoints.push_back(is_finite ? points[i] : 0.0F);
     keypoints.push_back(is_finite ? points[i + 1] : 0.0F);
@@ -78,7 +79,8 @@ std::string CocoExport::text() const {
   category["supercategory"] = "person";
   if (point_count_ > 0) {
     category["keypoints"] = Json::array();
-    for (size_t i = 0; i < point_count_; ++i) category["keypoints"].push_back(std::to_string(i));
+    for (std::size_t i = 0; i < point_count_; ++i)
+      category["keypoints"].push_back(std::to_string(i));
     category["skeleton"] = Json::array();
   }
   return "{\"info\":{\"description\":\"faces found by ozna\"},\n\"images\":[\n" + images_ +

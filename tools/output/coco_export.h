@@ -28,9 +28,9 @@ class CocoExport {
  private:
   std::string images_;
   std::string annotations_;
-  size_t image_count_ = 0;
-  size_t annotation_count_ = 0;
-  size_t point_count_ = 0;  // Landmarks per face.
+  std::size_t image_count_ = 0;
+  std::size_t annotation_count_ = 0;
+  std::size_t point_count_ = 0;  // Landmarks per face.
 };
 
 }  // namespace oznatool

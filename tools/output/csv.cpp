@@ -3,6 +3,7 @@
 #include "tools/output/csv.h"
 
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace oznatool {
@@ -23,12 +24,12 @@ std::string safeCell(const std::string& name) {
   return name;
 }
 
-std::vector<CsvRow> csvRowsOf(const std::string& text, size_t field_count) {
+std::vector<CsvRow> csvRowsOf(const std::string& text, std::size_t field_count) {
   std::vector<CsvRow> rows;
   CsvRow row;
   std::string field;
   bool quoted = false;
-  for (size_t i = 0; i < text.size(); ++i) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
     const char c = text[i];
     const bool is_wanted = row.fields.size() < field_count;
     if (c == '"') {

@@ -3,6 +3,7 @@
 #ifndef OZNA_TOOLS_OUTPUT_CSV_H_
 #define OZNA_TOOLS_OUTPUT_CSV_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -20,12 +21,12 @@ std::string safeCell(const std::string& name);
 /// A row of a text.
 struct CsvRow {
   std::vector<std::string> fields;  ///< The first ones.
-  size_t end = 0;                   ///< The byte behind its line break.
+  std::size_t end = 0;              ///< The byte behind its line break.
 };
 
 /// The rows of a text with this many of their fields, or all where there are fewer. A row without a
 /// line break at its end does not count.
-std::vector<CsvRow> csvRowsOf(const std::string& text, size_t field_count);
+std::vector<CsvRow> csvRowsOf(const std::string& text, std::size_t field_count);
 
 }  // namespace oznatool
 

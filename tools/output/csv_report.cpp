@@ -3,6 +3,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 
 #include "tools/output/csv.h"
 #include "tools/output/report.h"
@@ -19,7 +20,7 @@ std::string number(float value) {
   return {text.data(), result.ptr};
 }
 
-std::string empties(size_t count) { return std::string(count, ','); }
+std::string empties(std::size_t count) { return std::string(count, ','); }
 
 std::string nameField(const std::string& name, bool safe_cells) {
   return csvField(safe_cells ? safeCell(name) : name);
@@ -30,7 +31,7 @@ std::string stampColumns(const Record& record) {
   return "," + std::to_string(record.stamp->bytes) + "," + record.stamp->modified;
 }
 
-std::string faceColumns(const Face& face, size_t index, bool safe_cells) {
+std::string faceColumns(const Face& face, std::size_t index, bool safe_cells) {
   std::string row = "," + std::to_string(index + 1);
   for (const float edge : {face.rect.left, face.rect.top, face.rect.right, face.rect.bottom}) {
     row += "," + number(edge);
@@ -63,10 +64,10 @@ std::string csvHeading(const CsvColumns& columns) {
 }
 
 std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_cells) {
-  constexpr size_t kPhotographColumns = 4;  // Width, height, orientation, number of faces.
-  constexpr size_t kFaceColumns = 7;        // Face, edges, score, chip.
-  const size_t point_columns = 2 * static_cast<size_t>(columns.points);
-  const size_t last_columns =
+  constexpr std::size_t kPhotographColumns = 4;  // Width, height, orientation, number of faces.
+  constexpr std::size_t kFaceColumns = 7;        // Face, edges, score, chip.
+  const std::size_t point_columns = 2 * static_cast<std::size_t>(columns.points);
+  const std::size_t last_columns =
       point_columns + (columns.turn ? 1 : 0) + (columns.details ? kDetailNames.size() : 0);
   const std::string path = nameField(record.path, safe_cells);
   if (record.failure) {
@@ -81,7 +82,7 @@ std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_c
     return photograph + empties(kFaceColumns + 2) + stampColumns(record) + empties(last_columns) +
            "\n";
   std::string rows;
-  for (size_t i = 0; i < record.faces.size(); ++i) {
+  for (std::size_t i = 0; i < record.faces.size(); ++i) {
     const std::vector<float>& points = record.faces[i].points;
     rows += photograph + faceColumns(record.faces[i], i, safe_cells) + ",," + stampColumns(record);
     for (const float coordinate : points) rows += "," + number(coordinate);

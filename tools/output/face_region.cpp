@@ -5,6 +5,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <cstddef>
 #include <vector>
 
 #include "tools/output/xmp_struct.h"
@@ -55,9 +56,9 @@ std::optional<RegionArea> areaOf(const std::vector<XmpField>& parts) {
 // Our mark: four numbers with a blank between two.
 std::optional<RegionArea> markedArea(const std::string& text) {
   std::array<double, 4> numbers = {};
-  size_t begin = 0;
-  for (size_t i = 0; i < numbers.size(); ++i) {
-    const size_t end = i + 1 < numbers.size() ? text.find(' ', begin) : text.size();
+  std::size_t begin = 0;
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const std::size_t end = i + 1 < numbers.size() ? text.find(' ', begin) : text.size();
     const auto number = numberIn(text.substr(begin, end - begin));
     if (end == std::string::npos || !number) return std::nullopt;
     numbers[i] = *number;

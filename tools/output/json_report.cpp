@@ -1,6 +1,7 @@
 // Records as JSON lines.
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <nlohmann/json.hpp>
 
@@ -34,7 +35,7 @@ void setName(Json* object, const std::string& key, const std::string& name) {
 
 Json pointList(const std::vector<float>& points) {
   Json list = Json::array();
-  for (size_t i = 0; i + 1 < points.size(); i += 2)
+  for (std::size_t i = 0; i + 1 < points.size(); i += 2)
     list.push_back(Json::array({points[i], points[i + 1]}));
   return list;
 }
@@ -49,7 +50,7 @@ Json faceObject(const Face& face, bool tells_turn) {
   if (tells_turn) object["turn"] = face.turn;
   if (face.details) {
     const std::array<float, kDetailNames.size()> numbers = numbersOf(*face.details);
-    for (size_t i = 0; i < numbers.size(); ++i) object[kDetailNames[i]] = numbers[i];
+    for (std::size_t i = 0; i < numbers.size(); ++i) object[kDetailNames[i]] = numbers[i];
   }
   if (!face.points.empty()) object["points"] = pointList(face.points);
   if (!face.chip.empty()) setName(&object, "chip", face.chip);

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstddef>
 #include <exception>
 #include <filesystem>
 #include <new>
@@ -127,7 +128,7 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
   }
 }
 
-void replaceFile(const std::string& path, const void* bytes, size_t size) {
+void replaceFile(const std::string& path, const void* bytes, std::size_t size) {
   const std::string target = targetOf(path);
   const std::optional<struct stat> old = replaced(target, path);
   AsideFile file(target, old ? 0600 : 0666);
@@ -137,7 +138,7 @@ void replaceFile(const std::string& path, const void* bytes, size_t size) {
 }
 
 struct stat replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
-                                 const void* bytes, size_t size) {
+                                 const void* bytes, std::size_t size) {
   const std::string target = targetOf(path);
   AsideFile file(target, former ? 0600 : 0666);
   file.write(bytes, size);

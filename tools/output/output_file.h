@@ -9,6 +9,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <functional>
 #include <optional>
 #include <string>
@@ -39,14 +40,14 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
 /// what is not a regular file, and a file that this user may not write. The new file has the mode and,
 /// where this user may give it, the owner and group of the old one, and its extended attributes; other hard links keep
 /// the old file.
-void replaceFile(const std::string& path, const void* bytes, size_t size);
+void replaceFile(const std::string& path, const void* bytes, std::size_t size);
 
 /// The same, but only as long as the file is as it was when its content was read.
 ///
 /// former   What the system said about it then; nothing where there was no file.
 /// Returns  What it says about the new one.
 struct stat replaceUnchangedFile(const std::string& path, const std::optional<struct stat>& former,
-                                 const void* bytes, size_t size);
+                                 const void* bytes, std::size_t size);
 
 /// Calls what changes a file, and names the file in what it throws.
 ///

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 #include <opencv2/imgproc.hpp>
@@ -21,8 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kMostInThePage = size_t{24} << 20;  // Bytes of pictures.
-constexpr int kThumbnailSide = 480;                  // In pixels.
+constexpr std::size_t kMostInThePage = std::size_t{24} << 20;  // Bytes of pictures.
+constexpr int kThumbnailSide = 480;                            // In pixels.
 constexpr int kChipSide = 96;
 
 const char* const kPage =
@@ -34,7 +35,7 @@ std::string base64(const Bytes& bytes) {
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   std::string text;
   text.reserve(bytes.size() * 4 / 3 + 4);
-  for (size_t i = 0; i < bytes.size(); i += 3) {
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
     const unsigned second = i + 1 < bytes.size() ? bytes[i + 1] : 0;
     const unsigned third = i + 2 < bytes.size() ? bytes[i + 2] : 0;
     const unsigned all = static_cast<unsigned>(bytes[i]) << 16 | second << 8 | third;
@@ -105,31 +106,31 @@ struct ReportOutput::Page {
   std::string photographs;  // JSON objects with commas between them; pictures by number.
   std::string failures;
   std::vector<Bytes> pictures;  // Those that are still in memory.
-  size_t picture_count = 0;
-  size_t bytes = 0;
+  std::size_t picture_count = 0;
+  std::size_t bytes = 0;
   bool has_folder = false;
 
   fs::path folder() const { return fs::path(path).replace_extension().string() + "-files"; }
 
-  void writePicture(size_t number, const Bytes& picture) const {
+  void writePicture(std::size_t number, const Bytes& picture) const {
     const std::string file = (folder() / (std::to_string(number) + ".jpg")).string();
     replaceFile(file, picture.data(), picture.size());
   }
 
   // Where a picture stands: in the page, or beside it once there are too many.
-  std::string sourceOf(size_t number) const {
+  std::string sourceOf(std::size_t number) const {
     if (!has_folder) return "data:image/jpeg;base64," + base64(pictures[number]);
     return folder().filename().string() + "/" + std::to_string(number) + ".jpg";
   }
 
-  size_t add(const Bytes& picture) {
-    const size_t number = picture_count++;
+  std::size_t add(const Bytes& picture) {
+    const std::size_t number = picture_count++;
     bytes += picture.size();
     if (!has_folder && bytes > kMostInThePage) {
       has_folder = true;
       say("the pictures of the report take more than " + std::to_string(kMostInThePage >> 20) +
           " MiB: they lie beside it in " + printable(folder().string()));
-      for (size_t i = 0; i < pictures.size(); ++i) writePicture(i, pictures[i]);
+      for (std::size_t i = 0; i < pictures.size(); ++i) writePicture(i, pictures[i]);
       pictures.clear();
     }
     if (has_folder) {
@@ -178,7 +179,7 @@ PreparedFiles ReportOutput::prepare(const Input& /*input*/, const Record& record
             entry["height"] = written->size.height;
             entry["thumbnail"] = page_->add(*thumbnail);
             entry["faces"] = nlohmann::ordered_json::array();
-            for (size_t i = 0; i < written->faces.size(); ++i) {
+            for (std::size_t i = 0; i < written->faces.size(); ++i) {
               const Face& face = written->faces[i];
               nlohmann::ordered_json shown;
               shown["left"] = std::lround(face.rect.left);
@@ -205,7 +206,7 @@ void ReportOutput::noteFailure(const Record& record) const {
 
 void ReportOutput::finish() const {
   std::string sources = "[";
-  for (size_t i = 0; i < page_->picture_count; ++i) {
+  for (std::size_t i = 0; i < page_->picture_count; ++i) {
     sources += (i == 0 ? "" : ",\n") + inScript(page_->sourceOf(i));
   }
   const std::string data = "{\"photographs\":[" + page_->photographs + "],\n\"failures\":[" +

@@ -1,6 +1,7 @@
 // Records as a table for reading.
 
 #include <cstdarg>
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/output/report.h"
@@ -32,7 +33,7 @@ std::string table(const Record& record, bool lists_points) {
   if (!faces.empty()) {
     text += printed("%6s %9s %9s %9s %9s %8s\n", "face", "left", "top", "right", "bottom", "score");
   }
-  for (size_t i = 0; i < faces.size(); ++i) {
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     const Face& face = faces[i];
     text += printed("%6zu %9.1f %9.1f %9.1f %9.1f", i + 1, face.rect.left, face.rect.top,
                     face.rect.right, face.rect.bottom);
@@ -45,7 +46,7 @@ std::string table(const Record& record, bool lists_points) {
                   "quality", details.quality, details.roll, details.yaw, details.pitch,
                   details.left_eye, details.right_eye, details.sharpness);
     }
-    for (size_t p = 0; lists_points && p + 1 < face.points.size(); p += 2) {
+    for (std::size_t p = 0; lists_points && p + 1 < face.points.size(); p += 2) {
       text +=
           printed("%16s %2zu %9.2f %9.2f\n", "point", p / 2, face.points[p], face.points[p + 1]);
     }

@@ -6,6 +6,7 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -16,8 +17,8 @@ namespace oznatool {
 namespace {
 
 constexpr char kSeparator = '\n';  // Between namespace and name: it stands in neither.
-constexpr size_t kDeepest = 200;
-constexpr size_t kMostElements = 100000;
+constexpr std::size_t kDeepest = 200;
+constexpr std::size_t kMostElements = 100000;
 
 struct Free {
   void operator()(XML_Parser parser) const { XML_ParserFree(parser); }
@@ -25,7 +26,7 @@ struct Free {
 using Parser = std::unique_ptr<XML_ParserStruct, Free>;
 
 XmlName nameOf(const std::string& text) {
-  const size_t at = text.find(kSeparator);
+  const std::size_t at = text.find(kSeparator);
   if (at == std::string::npos) return {"", text};
   return {text.substr(0, at), text.substr(at + 1)};
 }
@@ -59,7 +60,7 @@ class Builder {
   static void XMLCALL onText(void* self, const char* text, int size) {
     static_cast<Builder*>(self)->guarded([&](Builder* builder) {
       if (!builder->open_.empty()) {
-        builder->open_.back().text.append(text, static_cast<size_t>(size));
+        builder->open_.back().text.append(text, static_cast<std::size_t>(size));
       }
     });
   }
@@ -104,8 +105,9 @@ class Builder {
     for (; *attributes != nullptr; attributes += 2) {
       element.attributes.push_back({nameOf(attributes[0]), attributes[1]});
     }
-    element.begin = static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
-    element.inner_begin = element.begin + static_cast<size_t>(XML_GetCurrentByteCount(parser_));
+    element.begin = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_));
+    element.inner_begin =
+        element.begin + static_cast<std::size_t>(XML_GetCurrentByteCount(parser_));
     open_.push_back(std::move(element));
   }
 
@@ -113,8 +115,8 @@ class Builder {
     XmlElement element = std::move(open_.back());
     open_.pop_back();
     // An empty-element tag has an end of no bytes behind it.
-    element.inner_end = static_cast<size_t>(XML_GetCurrentByteIndex(parser_));
-    element.end = element.inner_end + static_cast<size_t>(XML_GetCurrentByteCount(parser_));
+    element.inner_end = static_cast<std::size_t>(XML_GetCurrentByteIndex(parser_));
+    element.end = element.inner_end + static_cast<std::size_t>(XML_GetCurrentByteCount(parser_));
     if (open_.empty()) {
       root_ = std::move(element);
       return;
@@ -129,7 +131,7 @@ class Builder {
 
   XML_Parser parser_;
   std::vector<XmlElement> open_;  // From the root inwards.
-  size_t count_ = 0;
+  std::size_t count_ = 0;
   XmlElement root_;
   std::exception_ptr error_;
 };
@@ -186,25 +188,26 @@ std::string xmlEscaped(const std::string& text) {
   return escaped;
 }
 
-void TextEdits::replace(size_t begin, size_t end, const std::string& text) {
+void TextEdits::replace(std::size_t begin, std::size_t end, const std::string& text) {
   edits_.push_back({begin, end, text});
 }
 
 void TextEdits::append(const std::string& source, const XmlElement& element,
                        const std::string& text) {
   if (!element.isEmptyTag()) {
-    const size_t at = element.children.empty() ? element.inner_begin : element.children.back().end;
+    const std::size_t at =
+        element.children.empty() ? element.inner_begin : element.children.back().end;
     replace(at, at, text);
     return;
   }
   // The tag is opened: its name ends at a blank or at the slash.
-  const size_t name_end = source.find_first_of(" \t\r\n/", element.begin);
+  const std::size_t name_end = source.find_first_of(" \t\r\n/", element.begin);
   const std::string name = source.substr(element.begin + 1, name_end - element.begin - 1);
   replace(element.end - 2, element.end, ">" + text + "</" + name + ">");
 }
 
 void TextEdits::remove(const std::string& source, const XmlElement& element) {
-  size_t begin = element.begin;
+  std::size_t begin = element.begin;
   while (begin > 0 && isBlank(source[begin - 1])) --begin;
   replace(begin, element.end, "");
 }
@@ -214,7 +217,7 @@ std::string TextEdits::applied(const std::string& source) const {
   std::stable_sort(edits.begin(), edits.end(),
                    [](const Edit& a, const Edit& b) { return a.begin < b.begin; });
   std::string changed;
-  size_t copied = 0;
+  std::size_t copied = 0;
   for (const Edit& edit : edits) {
     if (edit.begin < copied) throw std::logic_error("edits overlap");
     changed += source.substr(copied, edit.begin - copied) + edit.text;

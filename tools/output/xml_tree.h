@@ -4,6 +4,7 @@
 #ifndef OZNA_TOOLS_OUTPUT_XML_TREE_H_
 #define OZNA_TOOLS_OUTPUT_XML_TREE_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -32,10 +33,10 @@ struct XmlElement {
 
   // Bytes of the whole text: of the element with its tags, and of what stands between the tags. An
   // empty-element tag has both of the latter at its end.
-  size_t begin = 0;
-  size_t end = 0;
-  size_t inner_begin = 0;
-  size_t inner_end = 0;
+  std::size_t begin = 0;
+  std::size_t end = 0;
+  std::size_t inner_begin = 0;
+  std::size_t inner_end = 0;
 
   bool isEmptyTag() const { return inner_begin == end; }
   /// The value of an attribute, or null.
@@ -56,7 +57,7 @@ std::string xmlEscaped(const std::string& text);
 class TextEdits {
  public:
   /// Puts text in place of the bytes from begin to end.
-  void replace(size_t begin, size_t end, const std::string& text);
+  void replace(std::size_t begin, std::size_t end, const std::string& text);
   /// Puts text behind the last child of an element, or where the first one would stand.
   void append(const std::string& source, const XmlElement& element, const std::string& text);
   /// Takes an element away with the blanks before it.
@@ -68,7 +69,7 @@ class TextEdits {
 
  private:
   struct Edit {
-    size_t begin, end;
+    std::size_t begin, end;
     std::string text;
   };
   std::vector<Edit> edits_;

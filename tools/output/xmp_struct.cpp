@@ -3,6 +3,7 @@
 #include "tools/output/xmp_struct.h"
 
 #include <algorithm>
+#include <cstddef>
 
 namespace oznatool {
 namespace {
@@ -31,7 +32,7 @@ bool isDescription(const XmlElement& property) {
 
 std::string trimmed(const std::string& text) {
   constexpr const char* kBlanks = " \t\r\n";
-  const size_t begin = text.find_first_not_of(kBlanks);
+  const std::size_t begin = text.find_first_not_of(kBlanks);
   if (begin == std::string::npos) return "";
   return text.substr(begin, text.find_last_not_of(kBlanks) - begin + 1);
 }

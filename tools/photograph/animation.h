@@ -7,13 +7,13 @@
 
 namespace oznatool {
 
-bool isGif(const unsigned char* bytes, size_t size);
+bool isGif(const unsigned char* bytes, std::size_t size);
 
 /// Whether the bytes begin as a WebP file does that says of itself that it is animated.
-bool isAnimatedWebp(const unsigned char* bytes, size_t size);
+bool isAnimatedWebp(const unsigned char* bytes, std::size_t size);
 
 /// The number of frames of either, at most 65536; damage ends the count. 0 for other files.
-size_t framesOf(const unsigned char* bytes, size_t size);
+std::size_t framesOf(const unsigned char* bytes, std::size_t size);
 
 }  // namespace oznatool
 

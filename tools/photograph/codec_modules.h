@@ -18,15 +18,15 @@ namespace oznatool {
 /// them.
 struct HeifModule {
   /// Whether the bytes begin as a file of this family does.
-  bool (*isHeif)(const unsigned char* bytes, size_t size);
+  bool (*isHeif)(const unsigned char* bytes, std::size_t size);
   /// The size of the upright main image in pixels; nothing where it is not known.
-  std::optional<cv::Size> (*sizeOf)(const unsigned char* bytes, size_t size);
+  std::optional<cv::Size> (*sizeOf)(const unsigned char* bytes, std::size_t size);
   /// Decodes the main image, turned and cropped as the file says, into packed 8-bit red, green, blue,
   /// in the calling thread. Empty where it cannot be decoded or is not of the promised size, which
   /// shows when the coded picture is decoded.
-  cv::Mat (*decode)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  cv::Mat (*decode)(const unsigned char* bytes, std::size_t size, const cv::Size& promised);
   /// The colour profile of the main image; empty where it has none.
-  std::vector<unsigned char> (*colourProfile)(const unsigned char* bytes, size_t size);
+  std::vector<unsigned char> (*colourProfile)(const unsigned char* bytes, std::size_t size);
   const char* (*version)();
 };
 
@@ -49,8 +49,8 @@ struct PictureModule {
 /// frame into 8-bit red, green, blue of the promised size; empty where it cannot be decoded or the file
 /// is of another size. An alpha channel is dropped without blending.
 struct FrameModule {
-  cv::Mat (*gif)(const unsigned char* bytes, size_t size, const cv::Size& promised);
-  cv::Mat (*webp)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  cv::Mat (*gif)(const unsigned char* bytes, std::size_t size, const cv::Size& promised);
+  cv::Mat (*webp)(const unsigned char* bytes, std::size_t size, const cv::Size& promised);
 };
 
 /// What a raw photograph says of its full picture.
@@ -63,12 +63,12 @@ struct RawHead {
 /// let failed allocations alone through.
 struct RawModule {
   /// Nothing where the library does not know the file.
-  std::optional<RawHead> (*head)(const unsigned char* bytes, size_t size);
+  std::optional<RawHead> (*head)(const unsigned char* bytes, std::size_t size);
   /// The largest embedded JPEG picture, as stored; empty where there is none.
-  std::vector<unsigned char> (*preview)(const unsigned char* bytes, size_t size);
+  std::vector<unsigned char> (*preview)(const unsigned char* bytes, std::size_t size);
   /// Develops the full picture at half its sides, into 8-bit red, green, blue, as stored. Empty where
   /// that is not possible or the full picture is not of the promised size.
-  cv::Mat (*develop)(const unsigned char* bytes, size_t size, const cv::Size& promised);
+  cv::Mat (*develop)(const unsigned char* bytes, std::size_t size, const cv::Size& promised);
   const char* (*version)();
 };
 

@@ -3,6 +3,7 @@
 #include "tools/photograph/file_bytes.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <system_error>
 
@@ -29,11 +30,11 @@ std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t l
     if (stamp != nullptr) *stamp = stampOf(file.status());
     // The size is a hint for the first allocation only: a pipe has none.
     if (file.size() > limit) refuse();
-    bytes.resize(static_cast<size_t>(file.size()) + 4096);
-    size_t filled = 0;
+    bytes.resize(static_cast<std::size_t>(file.size()) + 4096);
+    std::size_t filled = 0;
     while (true) {
       if (filled == bytes.size()) bytes.resize(2 * bytes.size());
-      const size_t count =
+      const std::size_t count =
           file.read(reinterpret_cast<char*>(bytes.data()) + filled, bytes.size() - filled);
       if (count == 0) break;
       filled += count;

@@ -3,6 +3,7 @@
 #include "tools/photograph/jpeg_photograph.h"
 
 #include <csetjmp>
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 // jpeglib.h needs FILE and size_t before it.
@@ -36,7 +37,7 @@ void printNothing(j_common_ptr /*info*/) {}
 // destructors.
 class Reader {
  public:
-  Reader(const unsigned char* bytes, size_t size) : bytes_(bytes), size_(size) {
+  Reader(const unsigned char* bytes, std::size_t size) : bytes_(bytes), size_(size) {
     info_.err = jpeg_std_error(&errors_.base);
     errors_.base.error_exit = leave;
     errors_.base.emit_message = noteWarning;
@@ -92,7 +93,7 @@ class Reader {
 
  private:
   const unsigned char* bytes_;
-  size_t size_;
+  std::size_t size_;
   ErrorManager errors_ = {};
   jpeg_decompress_struct info_ = {};
   bool is_created_ = false;
@@ -110,7 +111,7 @@ void writeColours(const unsigned char* inks, int width, unsigned char* row) {
 }
 
 bool readPixels(Reader* reader, cv::Mat* pixels) {
-  std::vector<unsigned char> inks(reader->hasFourInks() ? 4 * static_cast<size_t>(pixels->cols)
+  std::vector<unsigned char> inks(reader->hasFourInks() ? 4 * static_cast<std::size_t>(pixels->cols)
                                                         : 0);
   for (int y = 0; y < pixels->rows; ++y) {
     unsigned char* const row = pixels->ptr(y);
@@ -122,17 +123,17 @@ bool readPixels(Reader* reader, cv::Mat* pixels) {
 
 }  // namespace
 
-bool isJpeg(const unsigned char* bytes, size_t size) {
+bool isJpeg(const unsigned char* bytes, std::size_t size) {
   return size >= 3 && std::memcmp(bytes, "\xFF\xD8\xFF", 3) == 0;
 }
 
-std::optional<JpegHead> jpegHead(const unsigned char* bytes, size_t size) {
+std::optional<JpegHead> jpegHead(const unsigned char* bytes, std::size_t size) {
   Reader reader(bytes, size);
   if (!reader.readHead(JPEG_APP0 + 1)) return std::nullopt;
   JpegHead head;
   head.stored = reader.stored();
   head.is_progressive = reader.info().progressive_mode == TRUE;
-  constexpr size_t kNameSize = 6;
+  constexpr std::size_t kNameSize = 6;
   for (const jpeg_marker_struct* at = reader.info().marker_list; at != nullptr; at = at->next) {
     if (at->data_length < kNameSize || std::memcmp(at->data, "Exif\0\0", kNameSize) != 0) continue;
     head.exif.assign(at->data + kNameSize, at->data + at->data_length);
@@ -149,7 +150,7 @@ cv::Size reducedSize(const cv::Size& stored, int reduction) {
   return {reduced(stored.width), reduced(stored.height)};
 }
 
-DecodedJpeg decodeJpeg(const unsigned char* bytes, size_t size, const cv::Size& promised,
+DecodedJpeg decodeJpeg(const unsigned char* bytes, std::size_t size, const cv::Size& promised,
                        int reduction) {
   Reader reader(bytes, size);
   DecodedJpeg decoded;

@@ -11,7 +11,7 @@
 namespace oznatool {
 
 /// Whether the bytes begin as a JPEG file does.
-bool isJpeg(const unsigned char* bytes, size_t size);
+bool isJpeg(const unsigned char* bytes, std::size_t size);
 
 /// What stands before the first scan.
 struct JpegHead {
@@ -22,7 +22,7 @@ struct JpegHead {
 
 /// Reads the head. Nothing where the decoder would not go on from it. Cost: the segments before the
 /// first scan.
-std::optional<JpegHead> jpegHead(const unsigned char* bytes, size_t size);
+std::optional<JpegHead> jpegHead(const unsigned char* bytes, std::size_t size);
 
 /// The sides of a picture whose stored sides are reduced so many times: rounded up.
 cv::Size reducedSize(const cv::Size& stored, int reduction);
@@ -42,7 +42,7 @@ struct DecodedJpeg {
 ///            stored pixels that begins at reduction times its place; of the last column and row a
 ///            part may lie outside the picture.
 /// Errors     Failed allocations pass through.
-DecodedJpeg decodeJpeg(const unsigned char* bytes, size_t size, const cv::Size& promised,
+DecodedJpeg decodeJpeg(const unsigned char* bytes, std::size_t size, const cv::Size& promised,
                        int reduction);
 
 }  // namespace oznatool

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <string_view>
 
 namespace oznatool {
@@ -12,7 +13,7 @@ namespace {
 using namespace std::string_view_literals;
 
 struct Mark {
-  size_t at;
+  std::size_t at;
   std::string_view bytes;
   const char* name;  // Null for a format that the program reads.
 };
@@ -57,8 +58,9 @@ constexpr std::array<Mark, 35> kMarks = {{
 
 }  // namespace
 
-std::string reasonWithoutHeader(const unsigned char* bytes, size_t size) {
-  const std::string_view text(reinterpret_cast<const char*>(bytes), std::min<size_t>(size, 64));
+std::string reasonWithoutHeader(const unsigned char* bytes, std::size_t size) {
+  const std::string_view text(reinterpret_cast<const char*>(bytes),
+                              std::min<std::size_t>(size, 64));
   for (const Mark& mark : kMarks) {
     if (text.size() < mark.at || text.substr(mark.at, mark.bytes.size()) != mark.bytes) continue;
     if (mark.name == nullptr) return "is damaged";

@@ -12,7 +12,7 @@ namespace oznatool {
 /// Why a file without a readable header cannot be looked at: "is a PDF document, which is not
 /// supported", "is damaged" where it begins as a supported format does, else "is in no known image
 /// format".
-std::string reasonWithoutHeader(const unsigned char* bytes, size_t size);
+std::string reasonWithoutHeader(const unsigned char* bytes, std::size_t size);
 
 }  // namespace oznatool
 

@@ -103,7 +103,7 @@ void Photograph::enlarge(Face* face) const {
   rect = {x0 + times_x * rect.left, y0 + times_y * rect.top, x0 + times_x * rect.right,
           y0 + times_y * rect.bottom};
   // Landmarks count from the centre of the first pixel, edges from its edge.
-  for (size_t i = 0; i < face->points.size(); ++i) {
+  for (std::size_t i = 0; i < face->points.size(); ++i) {
     const float times = i % 2 == 0 ? times_x : times_y;
     face->points[i] = (i % 2 == 0 ? x0 : y0) + times * (face->points[i] + 0.5F) - 0.5F;
   }

@@ -3,6 +3,7 @@
 #include "tools/photograph/photograph_header.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <exception>
 #include <exiv2/exif.hpp>
@@ -35,8 +36,8 @@ int orientationIn(const Exiv2::ExifData& exif) {
 }
 
 // The size of a portable arbitrary map: lines of a word and a number, in any order.
-std::optional<cv::Size> pamSize(const unsigned char* bytes, size_t size) {
-  constexpr size_t kLongestHeader = 65536;
+std::optional<cv::Size> pamSize(const unsigned char* bytes, std::size_t size) {
+  constexpr std::size_t kLongestHeader = 65536;
   std::istringstream text(std::string(bytes, bytes + std::min(size, kLongestHeader)));
   cv::Size sides;
   for (std::string line; std::getline(text, line) && line != "ENDHDR";) {
@@ -50,10 +51,10 @@ std::optional<cv::Size> pamSize(const unsigned char* bytes, size_t size) {
 }
 
 // The size behind the first two characters of a portable anymap.
-std::optional<cv::Size> anymapSize(const unsigned char* bytes, size_t size) {
+std::optional<cv::Size> anymapSize(const unsigned char* bytes, std::size_t size) {
   if (size < 2 || bytes[0] != 'P' || bytes[1] < '1' || bytes[1] > '7') return std::nullopt;
   if (bytes[1] == '7') return pamSize(bytes, size);
-  constexpr size_t kLongestHeader = 65536;  // Comments have any length.
+  constexpr std::size_t kLongestHeader = 65536;  // Comments have any length.
   std::istringstream text(std::string(bytes + 2, bytes + std::min(size, kLongestHeader)));
   int sides[2] = {0, 0};
   for (int& side : sides) {
@@ -65,7 +66,7 @@ std::optional<cv::Size> anymapSize(const unsigned char* bytes, size_t size) {
   return text ? std::optional<cv::Size>({sides[0], sides[1]}) : std::nullopt;
 }
 
-PhotographHeader jpegHeader(const unsigned char* bytes, size_t size) {
+PhotographHeader jpegHeader(const unsigned char* bytes, std::size_t size) {
   PhotographHeader header;
   header.format = FileFormat::kJpeg;
   const std::optional<JpegHead> head = jpegHead(bytes, size);
@@ -76,7 +77,8 @@ PhotographHeader jpegHeader(const unsigned char* bytes, size_t size) {
   const MetadataLibrary library;
   try {
     Exiv2::ExifData exif;
-    Exiv2::ExifParser::decode(exif, head->exif.data(), static_cast<uint32_t>(head->exif.size()));
+    Exiv2::ExifParser::decode(exif, head->exif.data(),
+                              static_cast<std::uint32_t>(head->exif.size()));
     header.orientation = orientationIn(exif);
   } catch (const std::exception&) {
     // Damaged metadata do no harm to the pixels.
@@ -84,7 +86,7 @@ PhotographHeader jpegHeader(const unsigned char* bytes, size_t size) {
   return header;
 }
 
-PhotographHeader rawHeader(const unsigned char* bytes, size_t size) {
+PhotographHeader rawHeader(const unsigned char* bytes, std::size_t size) {
   PhotographHeader header;
   header.format = FileFormat::kRaw;
   const std::optional<RawHead> head = rawModule().head(bytes, size);
@@ -94,16 +96,16 @@ PhotographHeader rawHeader(const unsigned char* bytes, size_t size) {
   return header;
 }
 
-PhotographHeader gifHeader(const unsigned char* bytes, size_t size) {
+PhotographHeader gifHeader(const unsigned char* bytes, std::size_t size) {
   PhotographHeader header;
   header.format = FileFormat::kGif;
   const cv::Size screen(bytes[6] | bytes[7] << 8, bytes[8] | bytes[9] << 8);
   if (!screen.empty()) header.stored = screen;
-  header.pages = std::max<size_t>(1, framesOf(bytes, size));
+  header.pages = std::max<std::size_t>(1, framesOf(bytes, size));
   return header;
 }
 
-PhotographHeader heifHeader(const unsigned char* bytes, size_t size) {
+PhotographHeader heifHeader(const unsigned char* bytes, std::size_t size) {
   PhotographHeader header;
   header.format = FileFormat::kHeif;
   header.stored = heifModule().sizeOf(bytes, size);
@@ -111,12 +113,12 @@ PhotographHeader heifHeader(const unsigned char* bytes, size_t size) {
 }
 
 // Files of this family begin with a box of this type, as do films.
-bool mayBeHeif(const unsigned char* bytes, size_t size) {
+bool mayBeHeif(const unsigned char* bytes, std::size_t size) {
   return size >= 12 && std::memcmp(bytes + 4, "ftyp", 4) == 0;
 }
 
 // What the metadata library finds. size_is_told  Whether it is asked for the size too.
-void readMetadata(const unsigned char* bytes, size_t size, bool size_is_told,
+void readMetadata(const unsigned char* bytes, std::size_t size, bool size_is_told,
                   PhotographHeader* header) {
   const MetadataLibrary library;
   try {
@@ -161,7 +163,7 @@ int decoderBytes(FileFormat format) {
 
 }  // namespace
 
-PhotographHeader readHeader(const unsigned char* bytes, size_t size, bool is_raw) {
+PhotographHeader readHeader(const unsigned char* bytes, std::size_t size, bool is_raw) {
   if (is_raw) return rawHeader(bytes, size);
   if (isJpeg(bytes, size)) return jpegHeader(bytes, size);
   if (mayBeHeif(bytes, size) && heifModule().isHeif(bytes, size)) return heifHeader(bytes, size);
@@ -174,10 +176,10 @@ PhotographHeader readHeader(const unsigned char* bytes, size_t size, bool is_raw
   }
   readMetadata(bytes, size, /*size_is_told=*/is_png, &header);
   if (header.format == FileFormat::kTiff)
-    header.pages = std::max<size_t>(1, tiffPages(bytes, size));
+    header.pages = std::max<std::size_t>(1, tiffPages(bytes, size));
   if (isAnimatedWebp(bytes, size)) {
     header.format = FileFormat::kAnimatedWebp;
-    header.pages = std::max<size_t>(1, framesOf(bytes, size));
+    header.pages = std::max<std::size_t>(1, framesOf(bytes, size));
   }
   if (!header.stored) header.stored = anymapSize(bytes, size);
   if (header.stored && (header.stored->width < 1 || header.stored->height < 1)) {

@@ -27,8 +27,8 @@ struct PhotographHeader {
   FileFormat format = FileFormat::kOther;
   /// Size as stored in pixels, at least 1 by 1; nothing where the file has no known form.
   std::optional<cv::Size> stored;
-  int orientation = 1;  ///< How the stored pixels are to be turned: see orientation.h.
-  size_t pages = 1;     ///< Pictures or frames in the file, of which the first is read.
+  int orientation = 1;    ///< How the stored pixels are to be turned: see orientation.h.
+  std::size_t pages = 1;  ///< Pictures or frames in the file, of which the first is read.
 };
 
 /// Reads the header of an image file.
@@ -41,7 +41,7 @@ struct PhotographHeader {
 /// is_raw  Whether the file is to be read as the raw photograph of a camera: many of them look like a
 ///         TIFF file of their own thumbnail.
 /// Errors  MissingModule.
-PhotographHeader readHeader(const unsigned char* bytes, size_t size, bool is_raw = false);
+PhotographHeader readHeader(const unsigned char* bytes, std::size_t size, bool is_raw = false);
 
 /// Whether pictures of a format may have an alpha channel.
 bool mayHaveAlpha(FileFormat format);

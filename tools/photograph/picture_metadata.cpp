@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <exception>
 #include <exiv2/exif.hpp>
 #include <exiv2/image.hpp>
@@ -34,15 +36,15 @@ Bytes bytesOf(const Exiv2::DataBuf& buffer) {
 }
 
 // Whether the bytes begin as a file of the HEIF family, whose Exif data count from another place.
-bool isHeif(const unsigned char* bytes, size_t size) {
+bool isHeif(const unsigned char* bytes, std::size_t size) {
   return size >= 12 && std::equal(bytes + 4, bytes + 8, "ftyp") && heifModule().isHeif(bytes, size);
 }
 
 // The metadata library, up to the version in use, gives the profile of a WebP file that had none of the
 // longer form's chunks the name of the chunk before it, and no reader then finds it.
 void nameProfileChunk(Bytes* file) {
-  constexpr size_t kFirst = 12;  // Behind the header of the file.
-  constexpr size_t kSecond = 30;
+  constexpr std::size_t kFirst = 12;  // Behind the header of the file.
+  constexpr std::size_t kSecond = 30;
   const std::string name = "VP8X";
   const std::string right = "ICCP";
   if (file->size() < kSecond + 4 || !std::equal(name.begin(), name.end(), file->begin() + kFirst) ||
@@ -54,7 +56,7 @@ void nameProfileChunk(Bytes* file) {
 
 }  // namespace
 
-PictureMetadata metadataOf(const unsigned char* bytes, size_t size) {
+PictureMetadata metadataOf(const unsigned char* bytes, std::size_t size) {
   PictureMetadata metadata;
   if (isHeif(bytes, size)) {
     metadata.colour_profile = heifModule().colourProfile(bytes, size);
@@ -69,7 +71,7 @@ PictureMetadata metadataOf(const unsigned char* bytes, size_t size) {
     for (const Exiv2::Exifdatum& field : image->exifData()) {
       // A TIFF file keeps its profile among these fields.
       if (field.key() == "Exif.Image.InterColorProfile" && metadata.colour_profile.empty()) {
-        metadata.colour_profile.resize(static_cast<size_t>(field.size()));
+        metadata.colour_profile.resize(static_cast<std::size_t>(field.size()));
         field.copy(metadata.colour_profile.data(), Exiv2::littleEndian);
       }
       if (isKept(field)) kept.add(field);
@@ -96,12 +98,12 @@ Bytes withMetadata(const Bytes& copy, const PictureMetadata& metadata, const cv:
     if (!metadata.exif.empty()) {
       Exiv2::ExifData kept;
       Exiv2::ExifParser::decode(kept, metadata.exif.data(),
-                                static_cast<uint32_t>(metadata.exif.size()));
+                                static_cast<std::uint32_t>(metadata.exif.size()));
       for (const Exiv2::Exifdatum& field : kept) fields.add(field);
       for (const auto& [key, side] : {std::pair("Exif.Photo.PixelXDimension", size.width),
                                       std::pair("Exif.Photo.PixelYDimension", size.height)}) {
         if (fields.findKey(Exiv2::ExifKey(key)) != fields.end()) {
-          fields[key] = static_cast<uint32_t>(side);
+          fields[key] = static_cast<std::uint32_t>(side);
         }
       }
     }

@@ -22,7 +22,7 @@ struct PictureMetadata {
 /// and how the pixels lie in the file. Damaged metadata are left out.
 ///
 /// bytes  The file of the photograph.
-PictureMetadata metadataOf(const unsigned char* bytes, size_t size);
+PictureMetadata metadataOf(const unsigned char* bytes, std::size_t size);
 
 /// Puts the metadata into the file of a copy. size  Of the copy in pixels. A format that has no place for
 /// them, and one that the metadata library does not write, is given back as it was.

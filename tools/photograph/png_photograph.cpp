@@ -5,21 +5,23 @@
 #include <png.h>
 
 #include <csetjmp>
+#include <cstddef>
 #include <cstring>
 #include <vector>
 
 namespace oznatool {
 namespace {
 
-constexpr size_t kSignatureSize = 8;
-constexpr size_t kSizeAt = 16;  // Behind the signature, the length and the name of the first chunk.
+constexpr std::size_t kSignatureSize = 8;
+constexpr std::size_t kSizeAt =
+    16;  // Behind the signature, the length and the name of the first chunk.
 
 struct Source {
   const unsigned char* at;
-  size_t left;
+  std::size_t left;
 };
 
-void give(png_structp png, png_bytep out, size_t count) {
+void give(png_structp png, png_bytep out, std::size_t count) {
   auto* const source = static_cast<Source*>(png_get_io_ptr(png));
   if (count > source->left) png_error(png, "end of file");
   std::memcpy(out, source->at, count);
@@ -37,7 +39,7 @@ void ignore(png_structp /*png*/, png_const_charp /*text*/) {}
 // destructors.
 class Reader {
  public:
-  Reader(const unsigned char* bytes, size_t size) : source_{bytes, size} {
+  Reader(const unsigned char* bytes, std::size_t size) : source_{bytes, size} {
     png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, leave, ignore);
     if (png_ != nullptr) info_ = png_create_info_struct(png_);
   }
@@ -71,7 +73,7 @@ class Reader {
     return {static_cast<int>(png_get_image_width(png_, info_)),
             static_cast<int>(png_get_image_height(png_, info_))};
   }
-  size_t rowBytes() const { return png_get_rowbytes(png_, info_); }
+  std::size_t rowBytes() const { return png_get_rowbytes(png_, info_); }
 
  private:
   Source source_;
@@ -81,11 +83,11 @@ class Reader {
 
 }  // namespace
 
-bool isPng(const unsigned char* bytes, size_t size) {
+bool isPng(const unsigned char* bytes, std::size_t size) {
   return size >= kSignatureSize && png_sig_cmp(bytes, 0, kSignatureSize) == 0;
 }
 
-std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size) {
+std::optional<cv::Size> pngSize(const unsigned char* bytes, std::size_t size) {
   Reader reader(bytes, size);
   if (reader.readHead()) return reader.size();
   // Where the decoder refuses, by its own limits for instance, the first chunk still has the size.
@@ -95,7 +97,7 @@ std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size) {
   return stored.width > 0 && stored.height > 0 ? std::optional<cv::Size>(stored) : std::nullopt;
 }
 
-cv::Mat decodePng(const unsigned char* bytes, size_t size, const cv::Size& promised) {
+cv::Mat decodePng(const unsigned char* bytes, std::size_t size, const cv::Size& promised) {
   Reader reader(bytes, size);
   if (!reader.readHead() || reader.size() != promised) return {};
   cv::Mat pixels(promised, CV_8UC3);

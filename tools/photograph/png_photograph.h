@@ -10,11 +10,11 @@
 namespace oznatool {
 
 /// Whether the bytes begin as a PNG file does.
-bool isPng(const unsigned char* bytes, size_t size);
+bool isPng(const unsigned char* bytes, std::size_t size);
 
 /// The size in pixels that the decoder takes from the head, also one that it refuses to decode;
 /// nothing where there is none.
-std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size);
+std::optional<cv::Size> pngSize(const unsigned char* bytes, std::size_t size);
 
 /// Decodes a file into 8-bit red, green, blue, as stored. Grey becomes three equal channels, 16 bits
 /// become 8, and an alpha channel is dropped without blending.
@@ -22,7 +22,7 @@ std::optional<cv::Size> pngSize(const unsigned char* bytes, size_t size);
 /// promised  The size that pngSize returned: a decoder that finds another one decodes nothing.
 /// Returns   Empty where the file cannot be decoded to its end.
 /// Errors    Failed allocations pass through.
-cv::Mat decodePng(const unsigned char* bytes, size_t size, const cv::Size& promised);
+cv::Mat decodePng(const unsigned char* bytes, std::size_t size, const cv::Size& promised);
 
 }  // namespace oznatool
 

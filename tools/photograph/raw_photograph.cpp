@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <filesystem>
 #include <opencv2/imgproc.hpp>
 
@@ -48,7 +49,8 @@ bool hasRawEnding(const std::string& name) {
   return std::find(kEndings.begin(), kEndings.end(), ending) != kEndings.end();
 }
 
-cv::Mat decodeRaw(const unsigned char* bytes, size_t size, const cv::Size& promised, bool whole) {
+cv::Mat decodeRaw(const unsigned char* bytes, std::size_t size, const cv::Size& promised,
+                  bool whole) {
   const RawModule& module = rawModule();
   const QuietStandardError quiet;
   cv::Mat pixels = decodePreview(module.preview(bytes, size), promised);

@@ -20,7 +20,8 @@ bool hasRawEnding(const std::string& name);
 /// whole     Whether the result is to have that size: it is then enlarged.
 /// Returns   8-bit red, green, blue, as stored; empty where the file cannot be decoded.
 /// Errors    MissingModule; failed allocations pass through.
-cv::Mat decodeRaw(const unsigned char* bytes, size_t size, const cv::Size& promised, bool whole);
+cv::Mat decodeRaw(const unsigned char* bytes, std::size_t size, const cv::Size& promised,
+                  bool whole);
 
 }  // namespace oznatool
 

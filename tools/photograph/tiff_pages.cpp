@@ -2,6 +2,7 @@
 
 #include "tools/photograph/tiff_pages.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace oznatool {
@@ -10,7 +11,7 @@ namespace {
 // Numbers of a file, of either byte order; 0 beyond its end, where every count and place ends.
 class Numbers {
  public:
-  Numbers(const unsigned char* bytes, size_t size, bool big_end)
+  Numbers(const unsigned char* bytes, std::size_t size, bool big_end)
       : bytes_(bytes), size_(size), big_end_(big_end) {}
 
   std::uint64_t at(std::uint64_t place, int length) const {
@@ -29,7 +30,7 @@ class Numbers {
 
  private:
   const unsigned char* bytes_;
-  size_t size_;
+  std::size_t size_;
   bool big_end_;
 };
 
@@ -50,17 +51,17 @@ constexpr std::uint64_t kSubfileType = 254;
 
 }  // namespace
 
-size_t tiffPages(const unsigned char* bytes, size_t size) {
-  constexpr size_t kMostPages = 65536;  // A chain may lead in a circle.
+std::size_t tiffPages(const unsigned char* bytes, std::size_t size) {
+  constexpr std::size_t kMostPages = 65536;  // A chain may lead in a circle.
   if (size < 8 || bytes[0] != bytes[1] || (bytes[0] != 'I' && bytes[0] != 'M')) return 0;
   const Numbers numbers(bytes, size, bytes[0] == 'M');
   const std::uint64_t version = numbers.at(2, 2);
   if (version != 42 && version != 43) return 0;
   const Form& form = version == 42 ? kClassic : kBig;
 
-  size_t pages = 0;
+  std::size_t pages = 0;
   std::uint64_t place = numbers.at(form.first_page, form.next);
-  for (size_t visited = 0; place != 0 && visited < kMostPages; ++visited) {
+  for (std::size_t visited = 0; place != 0 && visited < kMostPages; ++visited) {
     const std::uint64_t count = numbers.at(place, form.count);
     const std::uint64_t entries = place + static_cast<std::uint64_t>(form.count);
     if (count == 0 || count > 65535 || !numbers.holds(entries, count * form.entry)) break;

@@ -11,7 +11,7 @@ namespace oznatool {
 /// smaller versions of another page or masks. 0 where the bytes are no such file.
 ///
 /// Damage ends the count: what was counted before it holds. At most 65536.
-size_t tiffPages(const unsigned char* bytes, size_t size);
+std::size_t tiffPages(const unsigned char* bytes, std::size_t size);
 
 }  // namespace oznatool
 

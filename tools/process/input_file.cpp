@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstddef>
 
 #include "tools/process/interrupt.h"
 #include "tools/process/system_reason.h"
@@ -54,10 +55,10 @@ InputFile::InputFile(const std::string& path) : descriptor_(-1) {
 
 InputFile::~InputFile() { close(descriptor_); }
 
-size_t InputFile::read(char* to, size_t size) {
+std::size_t InputFile::read(char* to, std::size_t size) {
   while (true) {
     const ssize_t count = ::read(descriptor_, to, size);
-    if (count >= 0) return static_cast<size_t>(count);
+    if (count >= 0) return static_cast<std::size_t>(count);
     if (errno != EAGAIN && errno != EINTR) throw Unreadable(errno, reasonOf(errno));
     if (interrupted()) throw Unreadable(0, "interrupted");
     // A writer that has not come yet wakes this up as one that has written.
@@ -73,7 +74,7 @@ void InputFile::skip(std::int64_t bytes) {
 std::string InputFile::readAll(std::int64_t largest) {
   std::string text;
   std::array<char, 65536> part;
-  while (const size_t count = read(part.data(), part.size())) {
+  while (const std::size_t count = read(part.data(), part.size())) {
     text.append(part.data(), count);
     if (static_cast<std::int64_t>(text.size()) > largest) {
       throw Unreadable(0, "is a file of more than " + std::to_string(largest >> 20) + " MiB");

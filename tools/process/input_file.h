@@ -5,6 +5,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -42,7 +43,7 @@ class InputFile {
   std::int64_t size() const { return S_ISREG(status_.st_mode) ? status_.st_size : 0; }
 
   /// Reads at most so many bytes. Returns 0 at the end. Errors  Unreadable, also for an interrupt.
-  size_t read(char* to, size_t size);
+  std::size_t read(char* to, std::size_t size);
 
   /// Goes past so many bytes of a regular file. Errors  Unreadable.
   void skip(std::int64_t bytes);

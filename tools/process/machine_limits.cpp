@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <fstream>
 #include <sstream>
 #include <vector>
@@ -68,8 +69,8 @@ GroupLimits groupLimits(const std::string& root) {
   std::ifstream membership(root + "/proc/self/cgroup");
   // A line a hierarchy: number, controllers, path. Version 2 has no controllers.
   for (std::string line; std::getline(membership, line);) {
-    const size_t first = line.find(':');
-    const size_t second = first == std::string::npos ? first : line.find(':', first + 1);
+    const std::size_t first = line.find(':');
+    const std::size_t second = first == std::string::npos ? first : line.find(':', first + 1);
     if (second == std::string::npos) continue;
     const std::string controllers = line.substr(first + 1, second - first - 1);
     const std::string mount =

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
@@ -32,12 +33,12 @@ const char* const kEraseLine = "\r\x1b[K";
 
 // Writes to the messages what it can: where it cannot, nowhere is left to say so.
 void writeMessage(std::string_view text) {
-  size_t written = 0;
+  std::size_t written = 0;
   while (written < text.size()) {
     const ssize_t count = write(message_descriptor, text.data() + written, text.size() - written);
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return;
-    written += static_cast<size_t>(count);
+    written += static_cast<std::size_t>(count);
   }
 }
 

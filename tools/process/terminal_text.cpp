@@ -3,6 +3,7 @@
 #include "tools/process/terminal_text.h"
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 
 namespace oznatool {
@@ -11,19 +12,19 @@ namespace {
 // A character and the number of its bytes.
 struct Character {
   char32_t code;
-  size_t size;
+  std::size_t size;
   bool is_valid;  // Otherwise one byte that begins no character.
 };
 
-Character characterAt(const std::string& text, size_t at) {
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+Character characterAt(const std::string& text, std::size_t at) {
+  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
   const Character invalid = {byte(at), 1, false};
   const unsigned char first = byte(at);
   if (first < 0x80) return {first, 1, true};
-  const size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+  const std::size_t size = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
   if (first < 0xC2 || first > 0xF4 || at + size > text.size()) return invalid;
   char32_t code = first & (0xFFU >> (size + 1));
-  for (size_t i = 1; i < size; ++i) {
+  for (std::size_t i = 1; i < size; ++i) {
     if ((byte(at + i) & 0xC0U) != 0x80U) return invalid;
     code = code << 6 | (byte(at + i) & 0x3FU);
   }
@@ -51,7 +52,7 @@ std::string printed(const char* format, char32_t code) {
 
 std::string escapedForTerminal(const std::string& text, bool keeps_lines) {
   std::string shown;
-  for (size_t at = 0; at < text.size();) {
+  for (std::size_t at = 0; at < text.size();) {
     const Character character = characterAt(text, at);
     if (keeps_lines && character.code == '\n') {
       shown += '\n';
@@ -69,7 +70,7 @@ std::string escapedForTerminal(const std::string& text, bool keeps_lines) {
 
 std::string escapedInJson(const std::string& json) {
   std::string escaped;
-  for (size_t at = 0; at < json.size();) {
+  for (std::size_t at = 0; at < json.size();) {
     const Character character = characterAt(json, at);
     // Those below 0x20 are escaped already, or stand between values.
     const bool is_active =
@@ -85,7 +86,7 @@ std::string escapedInJson(const std::string& json) {
 }
 
 bool isUtf8(const std::string& text) {
-  for (size_t at = 0; at < text.size();) {
+  for (std::size_t at = 0; at < text.size();) {
     const Character character = characterAt(text, at);
     if (!character.is_valid) return false;
     at += character.size;

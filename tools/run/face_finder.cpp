@@ -3,6 +3,7 @@
 #include "tools/run/face_finder.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 
 #include "tools/photograph/photograph_failure.h"
@@ -155,7 +156,7 @@ void FaceFinder::align(const Photograph& photograph, std::vector<Face>* faces) c
   }
   const std::vector<oznakit::Face> placed =
       finder_.align(imageOf(photograph.pixels), boxes, turns, landmarks, details);
-  for (size_t i = 0; i < placed.size(); ++i) {
+  for (std::size_t i = 0; i < placed.size(); ++i) {
     const oznakit::Face& found = placed[i];
     if (details) {
       (*faces)[i].details = {found.quality,  found.roll,      found.yaw,      found.pitch,

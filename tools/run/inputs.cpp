@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string_view>
@@ -25,7 +26,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t kLongestName = 65536;  // In bytes. The system takes shorter ones alone.
+constexpr std::size_t kLongestName = 65536;  // In bytes. The system takes shorter ones alone.
 
 constexpr std::array<const char*, 20> kEndings = {
     ".jpg", ".jpeg", ".jpe", ".jfif", ".png", ".tif", ".tiff", ".webp", ".heic", ".heif",
@@ -54,14 +55,15 @@ std::vector<fs::directory_entry> entriesOf(const fs::path& folder, std::error_co
 
 }  // namespace
 
-bool beginsAsPicture(const char* bytes, size_t size) {
+bool beginsAsPicture(const char* bytes, std::size_t size) {
   using namespace std::string_view_literals;
   const std::string_view text(bytes, size);
   for (const std::string_view mark : {"\xFF\xD8\xFF"sv, "\x89PNG\r\n\x1A\n"sv, "II*\0"sv, "MM\0*"sv,
                                       "GIF89a"sv, "GIF87a"sv, "\0\0\0\x0CjP  "sv}) {
     if (text.substr(0, mark.size()) == mark) return true;
   }
-  return (text.substr(0, 4) == "RIFF"sv && text.substr(std::min<size_t>(8, size), 4) == "WEBP"sv) ||
+  return (text.substr(0, 4) == "RIFF"sv &&
+          text.substr(std::min<std::size_t>(8, size), 4) == "WEBP"sv) ||
          (size >= 12 && text.substr(0, 3) == "\0\0\0"sv && text.substr(4, 4) == "ftyp"sv);
 }
 
@@ -110,9 +112,9 @@ std::optional<Input> Inputs::next(const std::function<bool()>& stop) {
   return input;
 }
 
-std::optional<size_t> Inputs::total() const {
+std::optional<std::size_t> Inputs::total() const {
   const std::lock_guard<std::mutex> lock(mutex_);
-  return finished_ ? std::optional<size_t>(gathered_) : std::nullopt;
+  return finished_ ? std::optional<std::size_t>(gathered_) : std::nullopt;
 }
 
 bool Inputs::maySeveral(const InputOptions& options) {
@@ -169,7 +171,7 @@ void Inputs::gatherOne(const std::string& name) {
 }
 
 void Inputs::gatherFolder(const std::string& folder) {
-  size_t found = 0;
+  std::size_t found = 0;
   // The folders still to be looked into, the next one last; files of a folder come before its
   // subfolders. No recursion: a chain of folders may be deeper than the stack.
   std::vector<fs::path> waiting = {fs::path(folder)};
@@ -206,13 +208,13 @@ void Inputs::gatherFolder(const std::string& folder) {
 
 // Reads the rest of a picture that begins with these bytes.
 void Inputs::gatherPicture(std::vector<unsigned char> bytes) {
-  constexpr size_t kLargest = size_t{1} << 30;
+  constexpr std::size_t kLargest = std::size_t{1} << 30;
   say("standard input holds a picture and no list of names: it is read, as -i - does");
   const std::string path = "/dev/stdin";
   try {
     InputFile rest(path);
     std::array<char, 65536> part;
-    while (const size_t count = rest.read(part.data(), part.size())) {
+    while (const std::size_t count = rest.read(part.data(), part.size())) {
       bytes.insert(bytes.end(), part.data(), part.data() + count);
       if (bytes.size() > kLargest) throw Unreadable(0, "is a file of more than 1024 MiB");
     }
@@ -235,7 +237,7 @@ void Inputs::gatherList() {
     if (size == -1 && errno == EINTR) continue;
     if (size == -1) giveUpList(kExitPhotographs, reasonOf(errno));
     if (size <= 0) break;
-    if (is_begin && beginsAsPicture(buffer, static_cast<size_t>(size))) {
+    if (is_begin && beginsAsPicture(buffer, static_cast<std::size_t>(size))) {
       gatherPicture({buffer, buffer + size});
       return;
     }

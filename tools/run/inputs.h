@@ -56,7 +56,7 @@ class Inputs {
   std::optional<Input> next(const std::function<bool()>& stop);
 
   /// The number of all inputs, once it is known.
-  std::optional<size_t> total() const;
+  std::optional<std::size_t> total() const;
 
   /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for what is
   /// not a list, kExitPhotographs for one that cannot be read to its end.
@@ -88,7 +88,7 @@ class Inputs {
   mutable std::mutex mutex_;
   std::condition_variable changed_;
   std::deque<Input> waiting_;  // Guarded by mutex_, as what follows.
-  size_t gathered_ = 0;
+  std::size_t gathered_ = 0;
   bool finished_ = false;
   ExitCode status_ = kExitOk;
   RunSummary left_out_;
@@ -102,7 +102,7 @@ class Inputs {
 bool isOfShard(const std::string& path, const Shard& shard);
 
 /// Whether bytes begin as a picture does and as no list of names.
-bool beginsAsPicture(const char* bytes, size_t size);
+bool beginsAsPicture(const char* bytes, std::size_t size);
 
 /// Whether a file name ends as photographs do that the program reads, in letters of any case.
 bool hasPhotographEnding(const std::string& name);

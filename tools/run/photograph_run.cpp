@@ -6,6 +6,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <csignal>
+#include <cstddef>
 #include <exception>
 #include <map>
 #include <mutex>
@@ -30,7 +31,7 @@ namespace {
 
 // An input on its way through a thread.
 struct Job {
-  size_t index = 0;
+  std::size_t index = 0;
   Input input;
   ReadFile file;
   std::optional<Photograph> photograph;      // Once it is decoded; within the memory of file.
@@ -71,7 +72,7 @@ class Run {
     // Several threads read and search side by side anyway.
     reads_ahead_ = jobs_ == 1 && Inputs::maySeveral(options_.inputs);
     // How far the threads may run ahead of a slow photograph.
-    window_ = 4 * static_cast<size_t>(jobs_) + 16;
+    window_ = 4 * static_cast<std::size_t>(jobs_) + 16;
   }
 
   ExitCode run() {
@@ -80,7 +81,7 @@ class Run {
       writeData(csvHeading(options_.report.columns));
     }
     std::vector<std::thread> threads;
-    threads.reserve(static_cast<size_t>(jobs_));
+    threads.reserve(static_cast<std::size_t>(jobs_));
     try {
       for (int i = 1; i < jobs_; ++i) threads.emplace_back([this] { work(); });
     } catch (const std::exception&) {
@@ -250,7 +251,7 @@ class Run {
   }
 
   // Takes a result and writes all those that are due.
-  void deliver(size_t index, Result result) {
+  void deliver(std::size_t index, Result result) {
     const std::lock_guard<std::mutex> lock(writing_);
     waiting_.emplace(index, std::move(result));
     while (!waiting_.empty() && waiting_.begin()->first == written_ && !error_) {
@@ -317,7 +318,7 @@ class Run {
       say(summaryLine(summary) + (pace.empty() ? "" : " (" + pace + ")"));
     }
     if (!interrupted()) return;
-    const std::optional<size_t> total = inputs_.total();
+    const std::optional<std::size_t> total = inputs_.total();
     std::string line = "interrupted after " + std::to_string(written_);
     if (total) line += " of " + std::to_string(*total);
     if (!options_.quiet &&
@@ -344,21 +345,21 @@ class Run {
   ReductionOf reduction_of_;  // Null where an output needs whole photographs.
   bool reads_ahead_ = false;
   Purpose purpose_ = Purpose::kSearch;
-  size_t window_ = 0;
+  std::size_t window_ = 0;
   std::atomic<bool> stopped_{false};
 
   std::mutex reading_;
-  size_t begun_ = 0;  // Guarded by reading_.
+  std::size_t begun_ = 0;  // Guarded by reading_.
   MemoryBudget budget_;
   Inputs inputs_;
 
   std::mutex writing_;  // Guards what follows.
   std::condition_variable moved_on_;
-  std::map<size_t, Result> waiting_;  // By index.
-  size_t written_ = 0;
+  std::map<std::size_t, Result> waiting_;  // By index.
+  std::size_t written_ = 0;
   CocoExport coco_;
-  size_t failed_ = 0;
-  size_t faces_ = 0;
+  std::size_t failed_ = 0;
+  std::size_t faces_ = 0;
   ExitCode highest_ = kExitOk;
   std::exception_ptr error_;
   Progress progress_;

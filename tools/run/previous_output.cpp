@@ -37,7 +37,7 @@ std::string readText(const std::string& path) {
 // The bytes that pairs of hexadecimal digits stand for; nothing where the text is none.
 std::optional<std::string> bytesOfHex(const std::string& text) {
   std::string bytes;
-  for (size_t at = 0; at < text.size(); at += 2) {
+  for (std::size_t at = 0; at < text.size(); at += 2) {
     unsigned value = 0;
     const char* const begin = text.data() + at;
     if (at + 1 == text.size()) return std::nullopt;
@@ -73,10 +73,11 @@ std::optional<FileStamp> stampIn(const nlohmann::json& line) {
 }
 
 // The photographs of JSON lines. end  Receives the number of bytes of whole lines.
-std::vector<Done> recordsOfJson(const std::string& path, const std::string& text, size_t* end) {
+std::vector<Done> recordsOfJson(const std::string& path, const std::string& text,
+                                std::size_t* end) {
   std::vector<Done> paths;
   *end = 0;
-  for (size_t next = 0; (next = text.find('\n', *end)) != std::string::npos; *end = next + 1) {
+  for (std::size_t next = 0; (next = text.find('\n', *end)) != std::string::npos; *end = next + 1) {
     const nlohmann::json line = nlohmann::json::parse(
         text.begin() + static_cast<std::ptrdiff_t>(*end),
         text.begin() + static_cast<std::ptrdiff_t>(next), nullptr, /*allow_exceptions=*/false);
@@ -92,7 +93,7 @@ std::vector<Done> recordsOfJson(const std::string& path, const std::string& text
 // The stamp in a row of CSV, whose columns the heading names.
 std::optional<FileStamp> stampIn(const std::vector<std::string>& heading,
                                  const std::vector<std::string>& fields) {
-  enum Column : size_t { kBytes = 14, kModified = 15, kCount = 16 };
+  enum Column : std::size_t { kBytes = 14, kModified = 15, kCount = 16 };
   if (heading.size() < kCount || fields.size() < kCount || heading[kBytes] != "bytes" ||
       heading[kModified] != "modified") {
     return std::nullopt;
@@ -109,8 +110,8 @@ std::optional<FileStamp> stampIn(const std::vector<std::string>& heading,
 
 // The photographs of CSV rows. A photograph whose last faces are missing, as a full disk leaves it, does
 // not count. end  Receives the number of bytes of the rows that count.
-std::vector<Done> recordsOfCsv(const std::string& text, size_t* end) {
-  enum Column : size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6, kRead = 16 };
+std::vector<Done> recordsOfCsv(const std::string& text, std::size_t* end) {
+  enum Column : std::size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6, kRead = 16 };
   std::vector<CsvRow> rows = csvRowsOf(text, kRead);
   const auto is_within = [](const CsvRow& row) {
     return row.fields.size() >= kNeeded && row.fields[kFace] != row.fields[kFaces] &&
@@ -120,7 +121,7 @@ std::vector<Done> recordsOfCsv(const std::string& text, size_t* end) {
   while (rows.size() > 1 && is_within(rows.back())) rows.pop_back();
   *end = rows.empty() ? 0 : rows.back().end;
   std::vector<Done> paths;
-  for (size_t i = 1; i < rows.size(); ++i) {
+  for (std::size_t i = 1; i < rows.size(); ++i) {
     paths.push_back({rows[i].fields[kPath], stampIn(rows[0].fields, rows[i].fields)});
   }
   return paths;
@@ -138,7 +139,7 @@ bool isStandardOutput(const std::string& path) {
 PreviousOutput::PreviousOutput(const std::string& path) {
   const std::string text = readText(path);
   std::vector<Done> records;
-  size_t end = 0;
+  std::size_t end = 0;
   if (text.rfind('{', 0) == 0) {
     records = recordsOfJson(path, text, &end);
   } else if (text.rfind("path,", 0) == 0) {

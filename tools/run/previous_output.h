@@ -3,6 +3,7 @@
 #ifndef OZNA_TOOLS_RUN_PREVIOUS_OUTPUT_H_
 #define OZNA_TOOLS_RUN_PREVIOUS_OUTPUT_H_
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -31,7 +32,7 @@ class PreviousOutput {
   /// Whether its file has another size or time now than it had then. False where the output does not
   /// say, as those of older versions, and where there is no file now.
   bool isReplaced(const std::string& photograph) const;
-  size_t size() const { return photographs_.size(); }
+  std::size_t size() const { return photographs_.size(); }
 
   /// Whether standard output goes on in this file behind a line of it.
   bool isContinued() const { return continued_; }

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 
@@ -46,14 +47,14 @@ std::string numbers(const ProgressState& state) {
 
 }  // namespace
 
-std::string progressLine(const ProgressState& state, size_t columns) {
-  constexpr size_t kLongestBar = 40;
-  constexpr size_t kShortestBar = 5;
+std::string progressLine(const ProgressState& state, std::size_t columns) {
+  constexpr std::size_t kLongestBar = 40;
+  constexpr std::size_t kShortestBar = 5;
   const std::string text = numbers(state);
   if (!state.total || columns < text.size() + kShortestBar + 4) return text.substr(0, columns);
   // Two brackets and two blanks stand around the bar.
-  const size_t length = std::min(kLongestBar, columns - text.size() - 4);
-  const size_t filled = *state.total == 0 ? length : length * state.done / *state.total;
+  const std::size_t length = std::min(kLongestBar, columns - text.size() - 4);
+  const std::size_t filled = *state.total == 0 ? length : length * state.done / *state.total;
   return "[" + std::string(filled, '#') + std::string(length - filled, '-') + "]  " + text;
 }
 
@@ -82,7 +83,7 @@ std::string Progress::finish() {
   return text;
 }
 
-void Progress::update(size_t done, size_t failed, std::optional<size_t> total) {
+void Progress::update(std::size_t done, std::size_t failed, std::optional<std::size_t> total) {
   state_.done = done;
   state_.failed = failed;
   if (columns_ && total && !state_.total) last_shown_.reset();  // There is a bar from now on.
@@ -99,7 +100,7 @@ void Progress::show() {
   state_.seconds = std::chrono::duration<double>(now - begin_).count();
   if (columns_) {
     // The last column stays free: some terminals begin a new line there.
-    showStatus(progressLine(state_, static_cast<size_t>(std::max(1, *columns_ - 1))));
+    showStatus(progressLine(state_, static_cast<std::size_t>(std::max(1, *columns_ - 1))));
   } else if (!first) {
     say(progressLine(state_, 100));
   }

@@ -14,15 +14,15 @@ enum class ProgressMode { kAuto, kAlways, kNever };
 
 /// How far a run has come.
 struct ProgressState {
-  size_t done = 0;
-  size_t failed = 0;            ///< Of those done.
-  std::optional<size_t> total;  ///< Once it is known.
-  double seconds = 0;           ///< Since the beginning.
+  std::size_t done = 0;
+  std::size_t failed = 0;            ///< Of those done.
+  std::optional<std::size_t> total;  ///< Once it is known.
+  double seconds = 0;                ///< Since the beginning.
 };
 
 /// The state in one line of at most this many characters: bar, numbers, photographs per second,
 /// remaining time and failures. Bar and remaining time need the total.
-std::string progressLine(const ProgressState& state, size_t columns);
+std::string progressLine(const ProgressState& state, std::size_t columns);
 
 /// Threads  One at a time.
 class Progress {
@@ -37,7 +37,7 @@ class Progress {
 
   /// Shows a new state. A terminal sees at most ten per second, and the first with a total at once,
   /// so that the shortest run has a bar; other targets see one every five seconds.
-  void update(size_t done, size_t failed, std::optional<size_t> total);
+  void update(std::size_t done, std::size_t failed, std::optional<std::size_t> total);
 
   /// Takes the bar away. Returns what the closing line says of time, as "in 0:05, 2.0/s"; an
   /// empty text where no progress was shown.

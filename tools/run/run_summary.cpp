@@ -3,6 +3,7 @@
 #include "tools/run/run_summary.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -10,18 +11,18 @@
 namespace oznatool {
 namespace {
 
-std::string counted(size_t count, const std::string& one, const std::string& several) {
+std::string counted(std::size_t count, const std::string& one, const std::string& several) {
   return std::to_string(count) + " " + (count == 1 ? one : several);
 }
 
 std::string listOf(const PassedOver& kinds) {
-  constexpr size_t kMostKinds = 8;
-  std::vector<std::pair<std::string, size_t>> sorted(kinds.begin(), kinds.end());
+  constexpr std::size_t kMostKinds = 8;
+  std::vector<std::pair<std::string, std::size_t>> sorted(kinds.begin(), kinds.end());
   std::stable_sort(sorted.begin(), sorted.end(),
                    [](const auto& a, const auto& b) { return a.second > b.second; });
   std::string list;
-  size_t others = 0;
-  for (size_t i = 0; i < sorted.size(); ++i) {
+  std::size_t others = 0;
+  for (std::size_t i = 0; i < sorted.size(); ++i) {
     if (i >= kMostKinds) {
       others += sorted[i].second;
     } else {
@@ -34,7 +35,7 @@ std::string listOf(const PassedOver& kinds) {
 }  // namespace
 
 std::string kindOfFile(const std::string& name) {
-  constexpr size_t kLongest = 10;
+  constexpr std::size_t kLongest = 10;
   std::string ending = std::filesystem::path(name).extension().string();
   if (ending.size() < 2) return "without ending";
   ending.erase(0, 1);

@@ -10,7 +10,7 @@
 namespace oznatool {
 
 /// How many files of folders were no photographs, by their kind.
-using PassedOver = std::map<std::string, size_t>;
+using PassedOver = std::map<std::string, std::size_t>;
 
 /// The kind under which a file of a folder is counted that the program does not read: its ending in
 /// small letters without the dot, as "mov"; "without ending"; "others" for an ending that is not a word.
@@ -18,11 +18,11 @@ std::string kindOfFile(const std::string& name);
 
 /// What became of the inputs of a run.
 struct RunSummary {
-  size_t photographs = 0;   ///< Worked on, failed ones included.
-  size_t faces = 0;         ///< In all of them.
-  size_t failed = 0;        ///< Of the photographs.
-  size_t done_before = 0;   ///< Left out since a previous output has them.
-  size_t named_before = 0;  ///< Left out since the same path was named before.
+  std::size_t photographs = 0;   ///< Worked on, failed ones included.
+  std::size_t faces = 0;         ///< In all of them.
+  std::size_t failed = 0;        ///< Of the photographs.
+  std::size_t done_before = 0;   ///< Left out since a previous output has them.
+  std::size_t named_before = 0;  ///< Left out since the same path was named before.
   PassedOver passed_over;
 };
 

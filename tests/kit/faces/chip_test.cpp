@@ -110,13 +110,13 @@ TEST(Chip, OfTheSameScaleIsACopy) {
             0);
   // With a quarter of the square's side around it on each side.
   oznakit_chip_options options = optionsOf(60, 60);
-  options.padding = 0.25f;
+  options.padding = 0.25F;
   EXPECT_LE(largestDifference(cut(stored.image(), faceOf(0, 40, 20, 10), options),
                               rgb(cv::Rect(10, 0, 60, 60))),
             0);
   // The middle fifth alone.
   options = optionsOf(8, 8);
-  options.padding = -0.4f;
+  options.padding = -0.4F;
   EXPECT_LE(largestDifference(cut(stored.image(), faceOf(0, 40, 20, 10), options),
                               rgb(cv::Rect(36, 26, 8, 8))),
             0);
@@ -285,7 +285,7 @@ TEST(Chip, UsesTheFiveCentresOf68Points) {
   const auto put = [&](int first, int count, int of_five) {
     for (int i = first; i < first + count; ++i) {
       // Lids and corners around the centre, whose mean it is.
-      const float offset = count == 1 ? 0 : static_cast<float>(i - first) - 2.5f;
+      const float offset = count == 1 ? 0 : static_cast<float>(i - first) - 2.5F;
       all.points[2 * i] = five.points[2 * of_five] + offset;
       all.points[2 * i + 1] = five.points[2 * of_five + 1] - offset;
     }
@@ -309,7 +309,7 @@ TEST(Chip, FollowsBoxAndTurnWithoutPoints) {
   box.bottom = 110;
   oznakit_face face = OZNAKIT_FACE_INIT;
   face.point_count = 5;
-  const float places[10] = {52.3f, 50, 89.7f, 50, 71.1f, 71.5f, 55, 90.3f, 87.2f, 90.3f};
+  const float places[10] = {52.3F, 50, 89.7F, 50, 71.1F, 71.5F, 55, 90.3F, 87.2F, 90.3F};
   std::copy_n(places, 10, face.points);
   const cv::Mat rgb = coloured(150, 130, OZNAKIT_RGB);
   const StoredPicture upright(rgb, OZNAKIT_RGB, 1, 0, /*upwards=*/false);
@@ -345,7 +345,7 @@ oznakit_status spoilt(const Spoil& spoil) {
   spoil(image, face, options, pixels, row_bytes);
   const oznakit_status status = oznakit_chip(&image, &face, &options, pixels, row_bytes);
   if (status != OZNAKIT_OK) {
-    EXPECT_EQ(std::string(oznakit_last_message()).rfind("Expected ", 0), 0u)
+    EXPECT_EQ(std::string(oznakit_last_message()).rfind("Expected ", 0), 0U)
         << oznakit_last_message();
   }
   return status;
@@ -372,7 +372,7 @@ TEST(Chip, RefusesBadArguments) {
     EXPECT_EQ(SPOILT(options.width = side), OZNAKIT_BAD_ARGUMENT);
     EXPECT_EQ(SPOILT(options.height = side), OZNAKIT_BAD_ARGUMENT);
   }
-  for (const float padding : {-0.41f, 4.1f, kNan, kInfinity, -kInfinity}) {
+  for (const float padding : {-0.41F, 4.1F, kNan, kInfinity, -kInfinity}) {
     EXPECT_EQ(SPOILT(options.padding = padding), OZNAKIT_BAD_ARGUMENT);
   }
   EXPECT_EQ(SPOILT(options.border = 2), OZNAKIT_BAD_ARGUMENT);
@@ -381,11 +381,11 @@ TEST(Chip, RefusesBadArguments) {
     EXPECT_EQ(SPOILT(face.point_count = count), OZNAKIT_BAD_ARGUMENT);
   }
   for (int i = 0; i < 10; ++i) {
-    for (const float wrong : {kNan, kInfinity, -kInfinity, 1e6f, -1e30f}) {
+    for (const float wrong : {kNan, kInfinity, -kInfinity, 1e6F, -1e30F}) {
       EXPECT_EQ(SPOILT(face.points[i] = wrong), OZNAKIT_BAD_ARGUMENT);
     }
   }
-  EXPECT_EQ(SPOILT(std::fill_n(face.points, 10, 20.0f)), OZNAKIT_BAD_ARGUMENT);
+  EXPECT_EQ(SPOILT(std::fill_n(face.points, 10, 20.0F)), OZNAKIT_BAD_ARGUMENT);
   // Without points it is the box that has to be one.
   EXPECT_EQ(SPOILT(face.point_count = 0), OZNAKIT_BAD_ARGUMENT);
   const auto box = [](oznakit_face& face, float left, float top, float right, float bottom) {
@@ -400,7 +400,7 @@ TEST(Chip, RefusesBadArguments) {
   EXPECT_EQ(SPOILT(box(face, 50, 5, 50, 50)), OZNAKIT_BAD_ARGUMENT);
   EXPECT_EQ(SPOILT(box(face, 5, kNan, 50, 50)), OZNAKIT_BAD_ARGUMENT);
   EXPECT_EQ(SPOILT(box(face, 5, 5, kInfinity, 50)), OZNAKIT_BAD_ARGUMENT);
-  EXPECT_EQ(SPOILT(box(face, -1e30f, 5, 1e30f, 50)), OZNAKIT_BAD_ARGUMENT);
+  EXPECT_EQ(SPOILT(box(face, -1e30F, 5, 1e30F, 50)), OZNAKIT_BAD_ARGUMENT);
 }
 
 TEST(Chip, RefusesNullPointers) {

@@ -59,7 +59,7 @@ std::vector<float> corePoints(const cv::Mat& rgb, const Rect& rect, bool five) {
 
 TEST(DescribeFace, GivesThePointsOfTheCoreInEveryWayOfStoring) {
   const cv::Mat rgb = rgbPhotograph();
-  for (const Rect& rect : {kBox, Rect{100.5f, 60.25f, 420.75f, 380}, Rect{-50, -40, 300, 320},
+  for (const Rect& rect : {kBox, Rect{100.5F, 60.25F, 420.75F, 380}, Rect{-50, -40, 300, 320},
                            Rect{200, 300, 600, 700}}) {
     const std::vector<float> expected = corePoints(rgb, rect, /*five=*/false);
     for (const int format : {OZNAKIT_RGB, OZNAKIT_BGR, OZNAKIT_ARGB}) {
@@ -79,13 +79,13 @@ TEST(DescribeFace, FillsInWhatIsAskedFor) {
   const oznakit_image image = imageOf(photograph());
   EXPECT_TRUE(described(image, {9, 9, 3, 3}, 0, 0).points.empty());  // Nothing is looked at.
   const Face points = described(image, kBox, 0, OZNAKIT_WITH_POINTS_68);
-  EXPECT_EQ(points.points.size(), 136u);
+  EXPECT_EQ(points.points.size(), 136U);
   EXPECT_TRUE(std::isnan(points.quality) && std::isnan(points.roll) && std::isnan(points.yaw) &&
               std::isnan(points.pitch) && std::isnan(points.left_eye) &&
               std::isnan(points.right_eye) && std::isnan(points.sharpness));
   const Face details = described(image, kBox, 0, OZNAKIT_WITH_DETAILS);
   EXPECT_TRUE(details.points.empty());
-  EXPECT_GT(details.quality, 0.5f);
+  EXPECT_GT(details.quality, 0.5F);
   EXPECT_NEAR(details.roll, 0, 10);
   EXPECT_NEAR(details.yaw, 0, 25);
   EXPECT_NEAR(details.pitch, 0, 25);
@@ -94,7 +94,7 @@ TEST(DescribeFace, FillsInWhatIsAskedFor) {
   EXPECT_NEAR(details.right_eye, 0.3, 0.12);
   EXPECT_NEAR(details.sharpness, 0.6, 0.15);
   const Face five = described(image, kBox, 0, OZNAKIT_WITH_POINTS_5 | OZNAKIT_WITH_DETAILS);
-  EXPECT_EQ(five.points.size(), 10u);
+  EXPECT_EQ(five.points.size(), 10U);
   EXPECT_EQ(five.quality, details.quality);
 }
 
@@ -116,7 +116,7 @@ TEST(DescribeFace, FollowsFacesThatLieAndStandOnTheirHeads) {
             ? Rect{width - kBox.right, height - kBox.bottom, width - kBox.left, height - kBox.top}
             : Rect{height - kBox.bottom, kBox.left, height - kBox.top, kBox.right};
     const Face face = described(imageOf(turned), rect, turns, kAll);
-    ASSERT_EQ(face.points.size(), 136u);
+    ASSERT_EQ(face.points.size(), 136U);
     for (std::size_t i = 0; i < 136; i += 2) {
       const float x = expected.points[i];
       const float y = expected.points[i + 1];
@@ -151,11 +151,11 @@ TEST(DescribeFace, TellsRollWithinTwoDegreesOnATurnedPhotograph) {
 TEST(DescribeFace, TellsGoodPointsFromBadOnes) {
   const oznakit_image image = imageOf(photograph());
   const float good = described(image, kBox, 0, OZNAKIT_WITH_DETAILS).quality;
-  EXPECT_GT(good, 0.6f);
-  EXPECT_LE(good, 1.0f);
+  EXPECT_GT(good, 0.6F);
+  EXPECT_LE(good, 1.0F);
   // Half beside the face, and on the uniform.
-  EXPECT_LT(described(image, {30, 60, 180, 210}, 0, OZNAKIT_WITH_DETAILS).quality, 0.4f * good);
-  EXPECT_LT(described(image, {180, 400, 330, 550}, 0, OZNAKIT_WITH_DETAILS).quality, 0.4f * good);
+  EXPECT_LT(described(image, {30, 60, 180, 210}, 0, OZNAKIT_WITH_DETAILS).quality, 0.4F * good);
+  EXPECT_LT(described(image, {180, 400, 330, 550}, 0, OZNAKIT_WITH_DETAILS).quality, 0.4F * good);
 }
 
 TEST(FitSpread, IsTheMeanDistanceOverTheSizeOfTheFace) {
@@ -163,16 +163,16 @@ TEST(FitSpread, IsTheMeanDistanceOverTheSizeOfTheFace) {
   // off to the right, the other one 1.5 below: a mean of 1.
   oznalib::Placement68 placement;
   placement.points = {0, 0, 2, 0, 2, 2, 0, 2};
-  placement.outcomes = {{0.5f, 0, 2.5f, 0, 2.5f, 2, 0.5f, 2}, {0, 1.5f, 2, 1.5f, 2, 3.5f, 0, 3.5f}};
+  placement.outcomes = {{0.5F, 0, 2.5F, 0, 2.5F, 2, 0.5F, 2}, {0, 1.5F, 2, 1.5F, 2, 3.5F, 0, 3.5F}};
   EXPECT_NEAR(kit::fitSpread(placement), 1 / std::sqrt(2.0), 1e-6);
 }
 
 TEST(PointQuality, FallsFromOneToNothing) {
-  EXPECT_EQ(kit::pointQuality(0, 0.1f), 1);
-  EXPECT_GT(kit::pointQuality(0.01f, 0.1f), kit::pointQuality(0.02f, 0.1f));
-  EXPECT_GT(kit::pointQuality(0.01f, 0.1f), kit::pointQuality(0.01f, 0.2f));
-  EXPECT_LT(kit::pointQuality(0.5f, 0.2f), 0.05f);
-  EXPECT_EQ(kit::pointQuality(std::numeric_limits<float>::quiet_NaN(), 0.1f), 0);
+  EXPECT_EQ(kit::pointQuality(0, 0.1F), 1);
+  EXPECT_GT(kit::pointQuality(0.01F, 0.1F), kit::pointQuality(0.02F, 0.1F));
+  EXPECT_GT(kit::pointQuality(0.01F, 0.1F), kit::pointQuality(0.01F, 0.2F));
+  EXPECT_LT(kit::pointQuality(0.5F, 0.2F), 0.05F);
+  EXPECT_EQ(kit::pointQuality(std::numeric_limits<float>::quiet_NaN(), 0.1F), 0);
 }
 
 TEST(DescribeFace, RefusesBoxesWithoutArea) {
@@ -224,7 +224,7 @@ TEST(DescribeFace, TakesAnyOtherBoxOfAnyPicture) {
     const Rect rect = {x - log_uniform(reach), y - log_uniform(reach), x + log_uniform(reach),
                        y + log_uniform(reach)};
     const Face face = described(imageOf(bgr), rect, static_cast<int>(random() % 4), kAll);
-    EXPECT_TRUE(face.points.empty() || face.points.size() == 136u);
+    EXPECT_TRUE(face.points.empty() || face.points.size() == 136U);
     placed += face.points.empty() ? 0 : 1;
   }
   EXPECT_GT(placed, 10);
@@ -258,7 +258,7 @@ TEST(DescribeFace, LooksAtTheFaceAndHalfItsSizeAroundAlone) {
     image.orientation = orientation;
     EXPECT_EQ(described(image, {kBox.left, 710, kBox.right, 916}, 0, OZNAKIT_WITH_POINTS_68)
                   .points.size(),
-              136u);
+              136U);
   }
   munmap(block, rows * page);
 }

@@ -18,7 +18,7 @@ using kit_test::imageOf;
 using kit_test::photograph;
 
 TEST(EyeOpenness, IsHeightOverWidth) {
-  std::vector<float> points(136, 0.0f);
+  std::vector<float> points(136, 0.0F);
   const auto put = [&](std::size_t i, float x, float y) {
     points[2 * i] = x;
     points[2 * i + 1] = y;
@@ -48,15 +48,15 @@ const std::vector<float> kFive = {213, 195, 293, 193, 257, 238, 225, 283, 292, 2
 float sharpnessOf(const cv::Mat& bgr, float scale = 1) {
   std::vector<float> points;
   for (const float coordinate : kFive) {
-    points.push_back((coordinate + 0.5f) * scale - 0.5f);
+    points.push_back((coordinate + 0.5F) * scale - 0.5F);
   }
   return faceSharpness(Picture(imageOf(bgr)), points);
 }
 
 TEST(FaceSharpness, FallsWithBlur) {
   const float sharp = sharpnessOf(photograph());
-  EXPECT_GT(sharp, 0.45f);
-  EXPECT_LT(sharp, 0.9f);
+  EXPECT_GT(sharp, 0.45F);
+  EXPECT_LT(sharp, 0.9F);
   float last = sharp;
   for (const double sigma : {1.0, 2.0, 3.0, 5.0, 8.0}) {
     cv::Mat blurred;
@@ -65,13 +65,13 @@ TEST(FaceSharpness, FallsWithBlur) {
     EXPECT_LT(less, last) << sigma;
     last = less;
   }
-  EXPECT_LT(last, 0.3f);
+  EXPECT_LT(last, 0.3F);
 }
 
 TEST(FaceSharpness, SeesABlurAlongOneWay) {
   cv::Mat moved;
   cv::blur(photograph(), moved, cv::Size(15, 1));
-  EXPECT_LT(sharpnessOf(moved), 0.7f * sharpnessOf(photograph()));
+  EXPECT_LT(sharpnessOf(moved), 0.7F * sharpnessOf(photograph()));
 }
 
 TEST(FaceSharpness, DoesNotDependOnContrastAndBrightness) {
@@ -87,16 +87,16 @@ TEST(FaceSharpness, IsMuchTheSameAtEverySizeThatHasTheDetails) {
   EXPECT_NEAR(sharpnessOf(large, 3), full, 0.06);
   cv::Mat small;
   cv::resize(photograph(), small, cv::Size(), 0.5, 0.5, cv::INTER_AREA);
-  EXPECT_NEAR(sharpnessOf(small, 0.5f), full, 0.08);
+  EXPECT_NEAR(sharpnessOf(small, 0.5F), full, 0.08);
   // An eighth of the size does not have them.
   cv::resize(photograph(), small, cv::Size(), 0.125, 0.125, cv::INTER_AREA);
-  EXPECT_LT(sharpnessOf(small, 0.125f), 0.75f * full);
+  EXPECT_LT(sharpnessOf(small, 0.125F), 0.75F * full);
 }
 
 TEST(FaceSharpness, OfAnEvenSurfaceIsNone) {
   const cv::Mat even(600, 512, CV_8UC3, cv::Scalar(90, 120, 150));
   EXPECT_EQ(sharpnessOf(even), 0);
-  EXPECT_TRUE(std::isnan(faceSharpness(Picture(imageOf(even)), std::vector<float>(10, 3.0f))));
+  EXPECT_TRUE(std::isnan(faceSharpness(Picture(imageOf(even)), std::vector<float>(10, 3.0F))));
 }
 
 }  // namespace

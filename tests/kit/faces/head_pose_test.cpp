@@ -127,7 +127,7 @@ TEST(HeadPose, TurnsWithThePicture) {
 }
 
 TEST(HeadPose, IsUnknownWithoutAFace) {
-  for (const float wrong : {0.0f, 1e6f}) {
+  for (const float wrong : {0.0F, 1e6F}) {
     const HeadPose pose = headPose(std::vector<float>(136, wrong));
     EXPECT_TRUE(std::isnan(pose.roll) && std::isnan(pose.yaw) && std::isnan(pose.pitch) &&
                 std::isnan(pose.misfit));

@@ -65,10 +65,10 @@ TEST(Cascade, TakesSoundFiles) {
   EXPECT_EQ(cascade.scanInput().width, 24);
   const auto detector = cascade.makeDetector();
   ASSERT_TRUE(detector->loaded);
-  ASSERT_EQ(detector->stages.size(), 2u);
+  ASSERT_EQ(detector->stages.size(), 2U);
   EXPECT_EQ(detector->stages[1].threshold, 0.3F);
-  EXPECT_EQ(detector->stages[1].mean.size(), 48u);
-  EXPECT_EQ(detector->calibration.offsets.size(), 3u);
+  EXPECT_EQ(detector->stages[1].mean.size(), 48U);
+  EXPECT_EQ(detector->calibration.offsets.size(), 3U);
   // The weights are those of the file, and held once by all detectors.
   const auto other = cascade.makeDetector();
   const caffe::Blob<float>& weights = *detector->stages[0].net->params()[0];

@@ -56,10 +56,10 @@ std::string refusal(const std::string& bytes) {
 }
 
 TEST(LandmarkModel, IsReadLikeTheCoreReadsIt) {
-  SDMModel model = synthetic::randomModel(68, {2, 1}, 0.01f, 3);
+  SDMModel model = synthetic::randomModel(68, {2, 1}, 0.01F, 3);
   model.auxMatrices = {mp::matrix(0, 0), mp::matrix(2, 3)};
   model.stageBias.assign(2, mp::matrix(1, 136));
-  model.stageBias[1].fill(0.25f);
+  model.stageBias[1].fill(0.25F);
   model.auxValues = {1, 2};
   model.levelsPerOctave = 4;
   model.faceWidth = 120;
@@ -156,11 +156,11 @@ TEST(LandmarkModel, IsRefusedWithNumbersOutOfRange) {
             "face68.sdm: expected a number of matrices of 0 to 1000000 at byte 0, found -1.");
   EXPECT_EQ(refusal(with(bytes, kMeanCountAt, std::int32_t{134})),
             "face68.sdm: expected a number of mean coordinates of 136 at byte 8, found 134.");
-  for (const float place : {-1.01f, 2.01f, 1e30f, std::numeric_limits<float>::infinity(),
+  for (const float place : {-1.01F, 2.01F, 1e30F, std::numeric_limits<float>::infinity(),
                             std::numeric_limits<float>::quiet_NaN()}) {
     EXPECT_NE(refusal(with(bytes, kMeanAt + 4 * 135, place)), "") << place;
   }
-  for (const float place : {-1.0f, 2.0f}) {
+  for (const float place : {-1.0F, 2.0F}) {
     EXPECT_EQ(refusal(with(bytes, kMeanAt + 4 * 135, place)), "") << place;
   }
   EXPECT_NE(refusal(with(bytes, kLevelCountAt, std::int32_t{0})), "");
@@ -239,7 +239,7 @@ TEST(LandmarkModel, ThatIsTakenNeverHarmsAnAlignment) {
       const auto model = readLandmarkModel("face68.sdm", bytes);
       ++taken;
       const auto placement = kit::placeLandmarks(*model, picture, {10, 10, 40, 40});
-      EXPECT_TRUE(placement.points.empty() || placement.points.size() == 136u);
+      EXPECT_TRUE(placement.points.empty() || placement.points.size() == 136U);
     } catch (const kit::Error& error) {
       EXPECT_EQ(error.status(), OZNAKIT_BAD_MODEL);
     }

@@ -38,7 +38,7 @@ std::string tableRefusal(const std::string& text) {
 
 TEST(ParseStageList, ReadsDirectoriesAndThresholds) {
   const auto stages = parseStageList("list", "# comment\ncascades/a 0.4\r\n  b/c\t-1e1 \n");
-  ASSERT_EQ(stages.size(), 2u);
+  ASSERT_EQ(stages.size(), 2U);
   EXPECT_EQ(stages[0].directory, "cascades/a");
   EXPECT_EQ(stages[0].threshold, 0.4F);
   EXPECT_EQ(stages[1].directory, "b/c");
@@ -90,7 +90,7 @@ TEST(ParseMean, ReadsPointsWhateverTheLocaleOfTheHost) {
 
 TEST(ParseOffsets, TakesThreeNumbersForEachPattern) {
   const auto offsets = parseOffsets("table", "0 0 1\n-4 5 0.83\n", 2);
-  ASSERT_EQ(offsets.size(), 2u);
+  ASSERT_EQ(offsets.size(), 2U);
   EXPECT_EQ(offsets[1].dx, -4);
   EXPECT_EQ(offsets[1].dy, 5);
   EXPECT_EQ(offsets[1].scale, 0.83F);

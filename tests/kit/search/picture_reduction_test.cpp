@@ -193,7 +193,7 @@ TEST_F(Plan, FindsTheSameFacesInTheReducedPicture) {
     options.margin = margin;
     const kit_test::Found expected =
         kit_test::find(finder_.get(), kit_test::viewOf(whole), options);
-    ASSERT_EQ(expected.faces.size(), 1u);
+    ASSERT_EQ(expected.faces.size(), 1U);
     const oznakit_plan plan = of(whole.cols, whole.rows, options);
     ASSERT_EQ(plan.reduction, 2);
     cv::Mat reduced;
@@ -201,7 +201,7 @@ TEST_F(Plan, FindsTheSameFacesInTheReducedPicture) {
     options.scan = &plan.scan;
     options.margin = plan.margin;
     const kit_test::Found found = kit_test::find(finder_.get(), kit_test::viewOf(reduced), options);
-    ASSERT_EQ(found.faces.size(), 1u);
+    ASSERT_EQ(found.faces.size(), 1U);
     const oznakit_face& face = expected.faces[0];
     const float side = face.right - face.left;
     EXPECT_NEAR(2 * found.faces[0].left, face.left, 0.02F * side);

@@ -37,7 +37,7 @@ double smallestOf(const Scan& scan) {
 
 TEST(PlanScans, WithoutSmallestFaceItIsOneScanWithTheGivenParameters) {
   const std::vector<Scan> scans = planScans({4000, 3000}, 4000, balanced(), kInput);
-  ASSERT_EQ(scans.size(), 1u);
+  ASSERT_EQ(scans.size(), 1U);
   EXPECT_EQ(scans[0].region, cv::Rect(0, 0, 4000, 3000));
   EXPECT_EQ(scans[0].parameter.minFaceFraction, 0.05F);
   EXPECT_EQ(scans[0].parameter.maxImageSide, 640);
@@ -46,7 +46,7 @@ TEST(PlanScans, WithoutSmallestFaceItIsOneScanWithTheGivenParameters) {
 TEST(PlanScans, FacesThatOneScanCanFindNeedNoTiles) {
   // 13 / 64 of 1280 is 260.
   const std::vector<Scan> scans = plan(1280, 700, 64);
-  ASSERT_EQ(scans.size(), 1u);
+  ASSERT_EQ(scans.size(), 1U);
   EXPECT_EQ(workingSize({1280, 700}, scans[0].parameter).width, 260);
   EXPECT_EQ(workingSize({1280, 700}, scans[0].parameter).height, 142);
   EXPECT_EQ(scans[0].parameter.pyramidLevels, 12);
@@ -76,7 +76,7 @@ TEST(PlanScans, EveryFaceLiesWholeInTheScanWhoseCoreHoldsItsCentre) {
   constexpr int kWidth = 4000;
   constexpr int kHeight = 3000;
   const std::vector<Scan> scans = plan(kWidth, kHeight, 20);
-  ASSERT_GT(scans.size(), 10u);
+  ASSERT_GT(scans.size(), 10U);
   // Faces of all sizes from the smallest one on, on a coarse raster.
   for (double side = 20; side < 2000; side *= 1.25) {
     for (double x = side / 2; x <= kWidth - side / 2; x += 97) {

@@ -47,7 +47,7 @@ TEST(WorkProgress, PausesDoNotAskAgainAtOnce) {
   WorkProgress progress(note, &told);
   progress.beginPart(1, 1);
   for (int i = 0; i < 1000; ++i) progress.pause();
-  EXPECT_LT(told.size(), 100u);
+  EXPECT_LT(told.size(), 100U);
 }
 
 TEST(WorkProgress, AsksNobodyWithoutACallback) {

@@ -8,14 +8,14 @@ namespace oznatool {
 namespace {
 
 TEST(EditDistance, CountsInsertionsDeletionsReplacementsAndExchanges) {
-  EXPECT_EQ(editDistance("", ""), 0u);
-  EXPECT_EQ(editDistance("json", "json"), 0u);
-  EXPECT_EQ(editDistance("", "abc"), 3u);
-  EXPECT_EQ(editDistance("jsno", "json"), 1u);
-  EXPECT_EQ(editDistance("jsn", "json"), 1u);
-  EXPECT_EQ(editDistance("jason", "json"), 1u);
-  EXPECT_EQ(editDistance("jsan", "json"), 1u);
-  EXPECT_EQ(editDistance("kitten", "sitting"), 3u);
+  EXPECT_EQ(editDistance("", ""), 0U);
+  EXPECT_EQ(editDistance("json", "json"), 0U);
+  EXPECT_EQ(editDistance("", "abc"), 3U);
+  EXPECT_EQ(editDistance("jsno", "json"), 1U);
+  EXPECT_EQ(editDistance("jsn", "json"), 1U);
+  EXPECT_EQ(editDistance("jason", "json"), 1U);
+  EXPECT_EQ(editDistance("jsan", "json"), 1U);
+  EXPECT_EQ(editDistance("kitten", "sitting"), 3U);
 }
 
 TEST(NearestWord, IsTheFirstOfTheNearest) {

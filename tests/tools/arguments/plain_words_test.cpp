@@ -1,5 +1,7 @@
 // What people type who have not read the manual, and the short forms of the output.
 
+#include <cstddef>
+
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -20,7 +22,7 @@ TEST_F(PlainWords, PhotographAloneIsSearchedForFaces) {
   const Outcome run = runOzna({kFace});
   EXPECT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(run.out, runOzna({"detect", kFace}).out);
-  EXPECT_EQ(linesOf(runOzna({kFace, "--json"}).out).size(), 1u);
+  EXPECT_EQ(linesOf(runOzna({kFace, "--json"}).out).size(), 1U);
   expectFailure(runOzna({"missing.jpg"}), 1, "missing.jpg: No such file or directory");
 }
 
@@ -50,10 +52,10 @@ TEST_F(PlainWords, ResumeNamesTheFormatsThatItNeeds) {
 
 TEST_F(PlainWords, TextIsALineAFaceUnlessPointsAreAskedFor) {
   // Photograph, heading, face.
-  EXPECT_EQ(linesOf(runOzna({"align", kFace}).out).size(), 3u);
-  EXPECT_EQ(linesOf(runOzna({"align", "--points", "68", kFace}).out).size(), 3u + 68u);
-  EXPECT_EQ(linesOf(runOzna({"align", "--points", "5", kFace}).out).size(), 3u + 5u);
-  EXPECT_EQ(parsed(runOzna({"align", "--json", kFace}).out)["faces"][0]["points"].size(), 68u);
+  EXPECT_EQ(linesOf(runOzna({"align", kFace}).out).size(), 3U);
+  EXPECT_EQ(linesOf(runOzna({"align", "--points", "68", kFace}).out).size(), 3U + 68U);
+  EXPECT_EQ(linesOf(runOzna({"align", "--points", "5", kFace}).out).size(), 3U + 5U);
+  EXPECT_EQ(parsed(runOzna({"align", "--json", kFace}).out)["faces"][0]["points"].size(), 68U);
 }
 
 TEST_F(PlainWords, ListsThePhotographsWithFacesOrThoseWithout) {
@@ -70,10 +72,10 @@ TEST_F(PlainWords, ListsThePhotographsWithFacesOrThoseWithout) {
 TEST_F(PlainWords, FacesOfALowerScoreAreLeftOut) {
   const nlohmann::ordered_json all =
       parsed(runOzna({"detect", "--json", OZNA_SOURCE_DIR "/samples/group.jpg"}).out)["faces"];
-  ASSERT_GT(all.size(), 2u);
+  ASSERT_GT(all.size(), 2U);
   // Best first: this many have at least the score of the middle one.
   const float middle = all[all.size() / 2]["score"].get<float>();
-  size_t expected = 0;
+  std::size_t expected = 0;
   for (const auto& face : all) expected += face["score"].get<float>() >= middle ? 1 : 0;
   ASSERT_LT(expected, all.size());
   const std::string least = all[all.size() / 2]["score"].dump();
@@ -91,10 +93,10 @@ TEST_F(PlainWords, CocoIsOneDocumentOfTheWholeRun) {
                                none, OZNA_SOURCE_DIR "/samples/group.jpg"});
   EXPECT_EQ(run.exit_code, 1);
   const nlohmann::ordered_json coco = parsed(run.out);
-  ASSERT_EQ(coco["images"].size(), 2u);
+  ASSERT_EQ(coco["images"].size(), 2U);
   EXPECT_EQ(coco["images"][0]["file_name"], none);
   EXPECT_EQ(coco["images"][1]["width"], 1280);
-  ASSERT_EQ(coco["annotations"].size(), 9u);
+  ASSERT_EQ(coco["annotations"].size(), 9U);
   const nlohmann::ordered_json face =
       parsed(runOzna({"detect", "--json", OZNA_SOURCE_DIR "/samples/group.jpg"}).out)["faces"][0];
   const nlohmann::ordered_json& first = coco["annotations"][0];
@@ -103,9 +105,9 @@ TEST_F(PlainWords, CocoIsOneDocumentOfTheWholeRun) {
   EXPECT_FLOAT_EQ(first["bbox"][0].get<float>(), face["left"].get<float>());
   EXPECT_NEAR(first["bbox"][2].get<float>(), face["right"].get<float>() - face["left"].get<float>(),
               1e-3);
-  EXPECT_EQ(first["keypoints"].size(), 15u);
-  EXPECT_EQ(coco["categories"][0]["keypoints"].size(), 5u);
-  EXPECT_EQ(parsed(runOzna({"detect", "--format", "coco", none}).out)["annotations"].size(), 0u);
+  EXPECT_EQ(first["keypoints"].size(), 15U);
+  EXPECT_EQ(coco["categories"][0]["keypoints"].size(), 5U);
+  EXPECT_EQ(parsed(runOzna({"detect", "--format", "coco", none}).out)["annotations"].size(), 0U);
 }
 
 TEST_F(PlainWords, SidecarsAreNamedAsThePhotoManagerWants) {

@@ -96,8 +96,8 @@ TEST_F(Usage, HelpFitsTheScreen) {
     EXPECT_EQ(run.err, "");
     EXPECT_NE(run.out.find("ozna"), std::string::npos);
     const std::vector<std::string> lines = linesOf(run.out);
-    EXPECT_LE(lines.size(), arguments.size() == 1 ? 24u : 48u);
-    for (const std::string& line : lines) EXPECT_LE(line.size(), 80u) << line;
+    EXPECT_LE(lines.size(), arguments.size() == 1 ? 24U : 48U);
+    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
   }
 }
 

@@ -1,5 +1,7 @@
 // ozna align.
 
+#include <cstddef>
+
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -28,15 +30,15 @@ TEST_F(Align, PlacesSixtyEightPointsInGivenBox) {
   const Outcome run = alignBox({"--json"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json faces = parsed(run.out)["faces"];
-  ASSERT_EQ(faces.size(), 1u);
+  ASSERT_EQ(faces.size(), 1U);
   EXPECT_EQ(faces[0]["left"], 50);
   EXPECT_EQ(faces[0]["bottom"], 250);
   EXPECT_FALSE(faces[0].contains("score"));
   const nlohmann::ordered_json& points = faces[0]["points"];
-  ASSERT_EQ(points.size(), 68u);
+  ASSERT_EQ(points.size(), 68U);
   const std::vector<float> mean = spreadShape();
-  for (size_t i = 0; i < 68; ++i) {
-    ASSERT_EQ(points[i].size(), 2u);
+  for (std::size_t i = 0; i < 68; ++i) {
+    ASSERT_EQ(points[i].size(), 2U);
     EXPECT_NEAR(points[i][0].get<float>(), expectedX(mean[2 * i]), kTolerancePx) << i;
     EXPECT_NEAR(points[i][1].get<float>(), expectedY(mean[2 * i + 1]), kTolerancePx) << i;
   }
@@ -46,11 +48,11 @@ TEST_F(Align, PlacesFivePoints) {
   const Outcome run = alignBox({"--json", "--points", "5"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json points = parsed(run.out)["faces"][0]["points"];
-  ASSERT_EQ(points.size(), 5u);
+  ASSERT_EQ(points.size(), 5U);
   // The eyes are the means of landmarks 36 to 41 and 42 to 47; nose and corners of the mouth are
   // 30, 48 and 54.
   const float landmarks[5] = {38.5F, 44.5F, 30.0F, 48.0F, 54.0F};
-  for (size_t i = 0; i < 5; ++i) {
+  for (std::size_t i = 0; i < 5; ++i) {
     EXPECT_NEAR(points[i][0].get<float>(), expectedX(landmarks[i] / 100.0F), kTolerancePx) << i;
     EXPECT_NEAR(points[i][1].get<float>(), expectedY(0.9F - landmarks[i] / 90.0F), kTolerancePx)
         << i;
@@ -61,12 +63,12 @@ TEST_F(Align, TableHasOneRowAPoint) {
   const Outcome run = alignBox({"--points", "68"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 3u + 68u);
+  ASSERT_EQ(lines.size(), 3U + 68U);
   EXPECT_NE(lines[0].find("250 x 250  1 face"), std::string::npos);
   // The first point: (0 + 16) * 2.4 and (108 * 0.9 + 33) * 2.4.
   EXPECT_NE(lines[3].find("38.40"), std::string::npos) << lines[3];
   EXPECT_NE(lines[3].find("312.48"), std::string::npos) << lines[3];
-  EXPECT_EQ(linesOf(alignBox({"--points", "5"}).out).size(), 3u + 5u);
+  EXPECT_EQ(linesOf(alignBox({"--points", "5"}).out).size(), 3U + 5U);
 }
 
 TEST_F(Align, DetectsFacesAndPlacesPointsInEach) {
@@ -78,11 +80,11 @@ TEST_F(Align, DetectsFacesAndPlacesPointsInEach) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json faces = parsed(run.out)["faces"];
   const nlohmann::ordered_json expected = parsed(found.out)["faces"];
-  ASSERT_GE(faces.size(), 1u);
+  ASSERT_GE(faces.size(), 1U);
   ASSERT_EQ(faces.size(), expected.size());
-  for (size_t i = 0; i < faces.size(); ++i) {
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     nlohmann::ordered_json face = faces[i];
-    EXPECT_EQ(face["points"].size(), 68u);
+    EXPECT_EQ(face["points"].size(), 68U);
     face.erase("points");
     EXPECT_EQ(face, expected[i]);
   }
@@ -101,7 +103,7 @@ TEST_F(Align, TellsPhotographThatBoxMisses) {
   const Outcome run = runOzna(
       {"align", "--json", "--models", makeLandmarkModels(), "--box", "40,40,90,90", small, large});
   expectFailure(run, 1, small + ": the box lies outside the photograph of 20 x 20 pixels");
-  ASSERT_EQ(linesOf(run.out).size(), 2u);
+  ASSERT_EQ(linesOf(run.out).size(), 2U);
   EXPECT_EQ(parsed(linesOf(run.out)[0])["error"]["kind"], "search");
   EXPECT_EQ(parsed(linesOf(run.out)[1])["path"], large);
 }
@@ -116,7 +118,7 @@ TEST_F(Align, SurvivesBoxesOfAnySize) {
     const Outcome run = runOzna({"align", "--json", "--models", models, "--box", box, photograph});
     EXPECT_EQ(run.signal, 0);
     EXPECT_TRUE(run.exit_code == 0 || run.exit_code == 1) << run.exit_code;
-    EXPECT_EQ(linesOf(run.out).size(), 1u);
+    EXPECT_EQ(linesOf(run.out).size(), 1U);
     EXPECT_EQ(parsed(run.out).contains("error"), run.exit_code == 1);
     expectMessagesNameProgram(run);
   }

@@ -1,5 +1,6 @@
 // What an installation of the program's component holds beside the program.
 
+#include <cstddef>
 #include <cstdlib>
 
 #include "tests/tools/pictures.h"
@@ -49,7 +50,7 @@ TEST_F(Installation, ReadsEveryFormatWhereverItIsMovedTo) {
   const std::string run = "cd '" + at("") + "' && moved/bin/ozna detect --json --models '" +
                           OZNA_SOURCE_DIR "/public' a.heic" + names + " 2>&1";
   std::vector<std::string> lines = linesOf(outputOf(run));
-  ASSERT_EQ(lines.size(), 9u);
+  ASSERT_EQ(lines.size(), 9U);
   EXPECT_EQ(lines.back(), "ozna: 8 photographs, 0 faces");
   lines.pop_back();
   for (const std::string& line : lines) EXPECT_EQ(parsed(line)["width"], 64) << line;
@@ -65,10 +66,11 @@ TEST_F(Installation, ReadsEveryFormatWhereverItIsMovedTo) {
       outputOf("cd '" + at("") + "' && moved/bin/ozna detect --json --models '" +
                OZNA_SOURCE_DIR "/public' a.jpg a.png a.webp a.heic 2> '" + at("messages") + "'");
   const std::vector<std::string> left = linesOf(without);
-  ASSERT_EQ(left.size(), 4u);
+  ASSERT_EQ(left.size(), 4U);
   EXPECT_EQ(parsed(left[0])["width"], 64);
   EXPECT_EQ(parsed(left[1])["width"], 64);
-  for (size_t i = 2; i < 4; ++i) EXPECT_EQ(parsed(left[i])["error"]["kind"], "format") << left[i];
+  for (std::size_t i = 2; i < 4; ++i)
+    EXPECT_EQ(parsed(left[i])["error"]["kind"], "format") << left[i];
   EXPECT_NE(readFile(at("messages")).find("a.webp: cannot be decoded: ozna-pictures.so"),
             std::string::npos);
 }

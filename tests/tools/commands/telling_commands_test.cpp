@@ -17,9 +17,9 @@ TEST_F(Telling, ModelsNamesEveryFileWithSizeChecksumAndLicence) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json told = parsed(run.out);
   EXPECT_EQ(told["directory"], models + "/");
-  ASSERT_EQ(told["models"].size(), 2u);
+  ASSERT_EQ(told["models"].size(), 2U);
   EXPECT_EQ(told["models"][0]["name"], "cascade");
-  EXPECT_EQ(told["models"][0]["files"].size(), 13u);
+  EXPECT_EQ(told["models"][0]["files"].size(), 13U);
   EXPECT_EQ(told["models"][1]["name"], "landmarks");
   EXPECT_EQ(told["models"][1]["licence"], "For tests alone.");
   for (const auto& model : told["models"]) {
@@ -49,8 +49,8 @@ TEST_F(Telling, InfoTellsEveryDefaultWithItsSource) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json told = parsed(run.out);
   EXPECT_EQ(told["version"], OZNA_VERSION);
-  EXPECT_GE(told["instruction_set"].size(), 2u);
-  EXPECT_GE(told["libraries"].size(), 4u);
+  EXPECT_GE(told["instruction_set"].size(), 2U);
+  EXPECT_GE(told["libraries"].size(), 4U);
   std::vector<std::string> options;
   for (const auto& entry : told["defaults"]) {
     options.push_back(entry["option"].get<std::string>());
@@ -109,7 +109,7 @@ TEST_F(Telling, BenchTellsTheShareOfEachStage) {
 TEST_F(Telling, BenchGoesOnBehindPhotographsThatFail) {
   const Outcome run = runOzna({"bench", "--rounds", "1", at("missing.png"), makePicture("a.png")});
   expectFailure(run, 1, "missing.png: No such file or directory");
-  EXPECT_EQ(run.out.rfind("1 photograph of ", 0), 0u) << run.out;
+  EXPECT_EQ(run.out.rfind("1 photograph of ", 0), 0U) << run.out;
   expectFailure(runOzna({"bench", at("missing.png")}), 1, "no photograph could be timed");
   expectFailure(runOzna({"bench", "--rounds", "0", at("a.png")}), 2,
                 "--rounds takes a whole number from 1 to 1000");

@@ -1,5 +1,6 @@
 // Aligned chips of faces.
 
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -17,10 +18,10 @@ TEST_F(Crop, WritesAChipAFaceAndNamesItInTheRecord) {
       {"crop", "--json", "--size", "96", "-o", at("chips"), OZNA_SOURCE_DIR "/samples/group.jpg"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json faces = parsed(run.out)["faces"];
-  ASSERT_EQ(faces.size(), 9u);
-  for (size_t i = 0; i < faces.size(); ++i) {
+  ASSERT_EQ(faces.size(), 9U);
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     EXPECT_EQ(faces[i]["chip"], at("chips/group-" + std::to_string(i + 1) + ".png"));
-    EXPECT_EQ(faces[i]["points"].size(), 5u);
+    EXPECT_EQ(faces[i]["points"].size(), 5U);
     EXPECT_EQ(cv::imread(faces[i]["chip"].get<std::string>()).size(), cv::Size(96, 96));
   }
 }

@@ -1,5 +1,6 @@
 // Drawn copies: what they keep of the photograph, and where they go.
 
+#include <cstddef>
 #include <exiv2/exiv2.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -44,7 +45,8 @@ class Copies : public ProgramTest {
 
   static std::string profileIn(Exiv2::Image& image) {
     const Exiv2::DataBuf* const profile = image.iccProfile();
-    return {reinterpret_cast<const char*>(profile->pData_), static_cast<size_t>(profile->size_)};
+    return {reinterpret_cast<const char*>(profile->pData_),
+            static_cast<std::size_t>(profile->size_)};
   }
 };
 
@@ -124,7 +126,7 @@ TEST_F(Copies, OfFormerRunsAreOverwrittenOrSkippedOnDemand) {
   writeFile(at("out/a.png"), "old");
   const Outcome skipped = runOzna(
       {"annotate", "--json", "--skip-existing", "-o", at("out"), a, makePicture("in/b.png")});
-  EXPECT_EQ(linesOf(skipped.out).size(), 1u);
+  EXPECT_EQ(linesOf(skipped.out).size(), 1U);
   EXPECT_NE(skipped.err.find("1 photograph, 0 faces; 1 done before"), std::string::npos);
   EXPECT_EQ(readFile(at("out/a.png")), "old");
   ASSERT_EQ(runOzna({"annotate", "--overwrite", "-o", at("out"), a}).exit_code, 0);

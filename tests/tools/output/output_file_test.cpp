@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <set>
 
@@ -70,7 +71,7 @@ TEST_F(OutputFile, KeepsModeAndOwnerOfAReplacedFile) {
   replace(at("a"), "new");
   struct stat status;
   ASSERT_EQ(stat(at("a").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  EXPECT_EQ(status.st_mode & 07777, 0640U);
   EXPECT_EQ(status.st_uid, is_root ? 12345 : geteuid());
   EXPECT_EQ(status.st_gid, is_root ? 54321 : getegid());
   EXPECT_EQ(readFile(at("a")), "new");
@@ -82,7 +83,7 @@ TEST_F(OutputFile, NewOneHasTheModeThatTheMaskLeaves) {
   umask(before);
   struct stat status;
   ASSERT_EQ(stat(at("a").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  EXPECT_EQ(status.st_mode & 07777, 0640U);
 }
 
 TEST_F(OutputFile, LinksStayAndTheirFilesAreReplaced) {
@@ -140,7 +141,7 @@ TEST_F(OutputFile, NamesOfUsersAreNoAsideNames) {
   const std::string name = oznatool::newAsideName();
   EXPECT_TRUE(oznatool::isAsideName(name));
   EXPECT_NE(name, oznatool::newAsideName());
-  for (size_t i = 0; i < name.size(); ++i) {
+  for (std::size_t i = 0; i < name.size(); ++i) {
     std::string other = name;
     other[i] = other[i] == '0' ? '1' : '0';
     EXPECT_FALSE(oznatool::isAsideName(other)) << other;
@@ -209,7 +210,7 @@ TEST_F(OutputFile, FullDiskLeavesTheOldPictureAndSidecar) {
   EXPECT_EQ(readFile(at("second")), "4\n");
   EXPECT_NE(err.find("a.png.xmp: No space left on device"), std::string::npos) << err;
   EXPECT_EQ(readFile(at("names")), "keep.png\n");
-  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2u);
+  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2U);
 }
 
 TEST_F(OutputFile, LimitOfFileSizesIsNamedAndTheOldPictureStays) {

@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <csignal>
+#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 
@@ -22,7 +23,7 @@ std::vector<std::string> keysOf(const nlohmann::ordered_json& object) {
 
 // The text of the number behind a key.
 std::string numberText(const std::string& line, const std::string& key) {
-  const size_t at = line.find("\"" + key + "\":") + key.size() + 3;
+  const std::size_t at = line.find("\"" + key + "\":") + key.size() + 3;
   return line.substr(at, line.find_first_of(",}", at) - at);
 }
 
@@ -35,7 +36,7 @@ std::string shortest(float value) {
 TEST_F(Report, JsonKeysStandInTheirOrder) {
   const Outcome run = runOzna({"detect", "--json", OZNA_SOURCE_DIR "/samples/astronaut.png"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
-  ASSERT_EQ(linesOf(run.out).size(), 1u);
+  ASSERT_EQ(linesOf(run.out).size(), 1U);
   const nlohmann::ordered_json line = parsed(run.out);
   EXPECT_EQ(keysOf(line), (std::vector<std::string>{"schema", "path", "bytes", "modified", "width",
                                                     "height", "orientation", "faces"}));
@@ -45,7 +46,7 @@ TEST_F(Report, JsonKeysStandInTheirOrder) {
             std::string("2026-11-22T09:41:07.000000000Z").size());
   EXPECT_EQ(line["schema"], 1);
   EXPECT_EQ(line["orientation"], 1);
-  ASSERT_GE(line["faces"].size(), 1u);
+  ASSERT_GE(line["faces"].size(), 1U);
   EXPECT_EQ(keysOf(line["faces"][0]),
             (std::vector<std::string>{"left", "top", "right", "bottom", "score"}));
 }
@@ -58,7 +59,7 @@ TEST_F(Report, JsonNumbersAreShortestThatGiveBackTheFloat) {
   EXPECT_GT(value, 0.9F);
   EXPECT_LE(value, 1.0F);
   // "1.0" may stand for "1".
-  EXPECT_LE(score.size(), std::max<size_t>(3, shortest(value).size()));
+  EXPECT_LE(score.size(), std::max<std::size_t>(3, shortest(value).size()));
 }
 
 TEST_F(Report, JsonGivesBackRectanglesBitForBit) {
@@ -78,7 +79,7 @@ TEST_F(Report, FindsTheFaceOfTheAstronaut) {
   const nlohmann::ordered_json line = parsed(run.out);
   EXPECT_EQ(line["width"], 512);
   EXPECT_EQ(line["height"], 512);
-  ASSERT_EQ(line["faces"].size(), 1u) << run.out;
+  ASSERT_EQ(line["faces"].size(), 1U) << run.out;
   const nlohmann::ordered_json& face = line["faces"][0];
   // The tip of her nose, read off the picture, and the distance from chin to hairline, about 115
   // pixels.
@@ -96,8 +97,8 @@ TEST_F(Report, LinesFollowTheOrderOfArguments) {
   for (const char* name : {"c.png", "a.png", "b.png"}) arguments.push_back(makePicture(name));
   const Outcome run = runOzna(arguments);
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 3u);
-  for (size_t i = 0; i < 3; ++i) EXPECT_EQ(parsed(lines[i])["path"], arguments[i + 2]);
+  ASSERT_EQ(lines.size(), 3U);
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_EQ(parsed(lines[i])["path"], arguments[i + 2]);
 }
 
 TEST_F(Report, PathThatIsNoUtf8IsReplacedInJson) {
@@ -112,7 +113,7 @@ TEST_F(Report, TableTellsPhotographAndFaces) {
   const Outcome run = runOzna({"detect", OZNA_SOURCE_DIR "/samples/astronaut.png"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 3u);
+  ASSERT_EQ(lines.size(), 3U);
   EXPECT_EQ(lines[0], OZNA_SOURCE_DIR "/samples/astronaut.png  512 x 512  1 face");
   EXPECT_NE(lines[1].find("score"), std::string::npos);
   EXPECT_EQ(run.err, "");
@@ -151,7 +152,7 @@ TEST_F(Report, ReaderThatLeavesEndsARunOfManyWithWholeLines) {
   EXPECT_EQ(readFile(at("err")), "");
   EXPECT_EQ(readFile(at("status")), std::to_string(128 + SIGPIPE) + "\n");
   const std::vector<std::string> lines = linesOf(readFile(at("out")));
-  ASSERT_EQ(lines.size(), 2u);
+  ASSERT_EQ(lines.size(), 2U);
   for (const std::string& line : lines) EXPECT_TRUE(parsed(line).is_object());
 }
 

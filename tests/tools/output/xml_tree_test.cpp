@@ -29,7 +29,7 @@ TEST(XmlTree, ElementsKnowTheirBytes) {
   EXPECT_EQ(root.text, "\xC3\xA4  <g/>");
   EXPECT_EQ(outer(text, root).substr(0, 5), "<p:a ");
   EXPECT_EQ(outer(text, root).substr(outer(text, root).size() - 7), "</p:a >");
-  ASSERT_EQ(root.children.size(), 2u);
+  ASSERT_EQ(root.children.size(), 2U);
   EXPECT_EQ(outer(text, root.children[0]), "<c/>");
   EXPECT_TRUE(root.children[0].isEmptyTag());
   EXPECT_EQ(outer(text, root.children[1]), "<d p:e='&amp;'><f>x</f></d>");

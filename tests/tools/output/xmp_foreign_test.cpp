@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstddef>
 #include <regex>
 
 #include "tests/tools/program.h"
@@ -156,8 +157,8 @@ TEST(XmpOfOthers, StatementsWithoutRegionsGetThem) {
        {"", "<mwg-rs:RegionList/>", "<mwg-rs:RegionList><rdf:Bag/></mwg-rs:RegionList>",
         "<mwg-rs:RegionList><rdf:Bag></rdf:Bag></mwg-rs:RegionList>"}) {
     const std::string whole = sidecarOf("");
-    const size_t begin = whole.find("<mwg-rs:RegionList>");
-    const size_t end = whole.find("   </mwg-rs:Regions>");
+    const std::size_t begin = whole.find("<mwg-rs:RegionList>");
+    const std::size_t end = whole.find("   </mwg-rs:Regions>");
     const std::string former = whole.substr(0, begin) + list + whole.substr(end);
     EXPECT_NE(oznatool::xmpWithRegions(recordWith({kLeft}), former).find("stArea:x=\"0.200000\""),
               std::string::npos)
@@ -211,7 +212,7 @@ TEST_F(XmpFiles, KeepModeAndLinkAndEverythingOfOthers) {
   EXPECT_TRUE(fs::is_symlink(at("xmp/astronaut.png.xmp")));
   struct stat status;
   ASSERT_EQ(stat(at("archive/real.xmp").c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0600u);
+  EXPECT_EQ(status.st_mode & 07777, 0600U);
   const std::string text = readFile(at("archive/real.xmp"));
   EXPECT_NE(text, former);
   EXPECT_EQ(oursIn(text), former);
@@ -228,7 +229,7 @@ TEST_F(XmpFiles, ThatAreOtherXmlAreLeftAlone) {
   const Outcome run = runOzna({"detect", "--json", "--xmp", at("xmp"), makePicture("a.png")});
   expectFailure(run, 4, "a.png.xmp: holds something that is no XMP");
   EXPECT_EQ(readFile(at("xmp/a.png.xmp")), svg);
-  EXPECT_EQ(linesOf(run.out).size(), 1u);
+  EXPECT_EQ(linesOf(run.out).size(), 1U);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Sidecar files, read back by exiftool.
 
+#include <cstddef>
 #include <cstdio>
 #include <exiv2/exiv2.hpp>
 #include <opencv2/imgcodecs.hpp>
@@ -58,7 +59,7 @@ TEST_F(Xmp, RegionsLieInTheStoredFrameForAllOrientations) {
     EXPECT_EQ(info["AppliedToDimensions"]["W"], expected.width);
     EXPECT_EQ(info["AppliedToDimensions"]["H"], expected.height);
     EXPECT_EQ(info["AppliedToDimensions"]["Unit"], "pixel");
-    ASSERT_EQ(info["RegionList"].size(), 1u);
+    ASSERT_EQ(info["RegionList"].size(), 1U);
     const nlohmann::ordered_json& region = info["RegionList"][0];
     EXPECT_EQ(region["Type"], "Face");
     EXPECT_EQ(region["Area"]["Unit"], "normalized");
@@ -75,9 +76,9 @@ TEST_F(Xmp, RegionsHoldTheDetectedFaces) {
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json faces = parsed(run.out)["faces"];
   const nlohmann::ordered_json regions = regionInfo(at("xmp/group.jpg.xmp"))["RegionList"];
-  ASSERT_GT(faces.size(), 1u);
+  ASSERT_GT(faces.size(), 1U);
   ASSERT_EQ(regions.size(), faces.size());
-  for (size_t i = 0; i < faces.size(); ++i) {
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     const double centre = (faces[i]["left"].get<double>() + faces[i]["right"].get<double>()) / 2;
     EXPECT_NEAR(regions[i]["Area"]["X"].get<double>() * 1280, centre, 0.01);
   }
@@ -121,7 +122,7 @@ TEST_F(Xmp, FormerSidecarKeepsAllButItsRegions) {
   writeFile(at("xmp/a.png.xmp"), sidecarWith(""));
   regionsOfBox("20,10,60,50", photograph);
   const nlohmann::ordered_json again = regionsOfBox("100,10,140,50", photograph);
-  ASSERT_EQ(again["RegionList"].size(), 1u);
+  ASSERT_EQ(again["RegionList"].size(), 1U);
   EXPECT_NEAR(again["RegionList"][0]["Area"]["X"].get<double>(), 0.6, 1e-6);
   EXPECT_NE(readFile(at("xmp/a.png.xmp")).find("Rating=\"4\""), std::string::npos);
 }
@@ -141,8 +142,8 @@ TEST_F(Xmp, NameGivenInAnotherProgramStaysAndTheOtherFacesAreReplaced) {
   const auto width = [](const nlohmann::ordered_json& face) {
     return face["right"].get<double>() - face["left"].get<double>();
   };
-  size_t smallest = 0;
-  for (size_t i = 0; i < faces.size(); ++i) {
+  std::size_t smallest = 0;
+  for (std::size_t i = 0; i < faces.size(); ++i) {
     if (width(faces[i]) < width(faces[smallest])) smallest = i;
   }
   const auto file = Exiv2::ImageFactory::open(sidecar);
@@ -154,17 +155,17 @@ TEST_F(Xmp, NameGivenInAnotherProgramStaysAndTheOtherFacesAreReplaced) {
   ASSERT_EQ(named.size(), faces.size());
   ASSERT_EQ(named[smallest]["Name"], "Grace");
 
-  const auto expectGrace = [&](size_t count) {
+  const auto expectGrace = [&](std::size_t count) {
     const nlohmann::ordered_json regions = regionInfo(sidecar)["RegionList"];
     EXPECT_EQ(regions.size(), count);
-    size_t graces = 0;
+    std::size_t graces = 0;
     for (const nlohmann::ordered_json& region : regions) {
       if (!region.contains("Name")) continue;
       ++graces;
       EXPECT_EQ(region["Name"], "Grace");
       EXPECT_EQ(region["Area"], named[smallest]["Area"]);
     }
-    EXPECT_EQ(graces, 1u);
+    EXPECT_EQ(graces, 1U);
   };
   detect("");
   expectGrace(faces.size());
@@ -186,7 +187,7 @@ TEST_F(Xmp, EqualNamesDoNotShareASidecar) {
                                makePicture("x/a.png", 200, 100), makePicture("y/a.png", 100, 100)});
   expectFailure(run, 4, "a.png.xmp: is the sidecar of another photograph");
   EXPECT_EQ(regionInfo(at("xmp/a.png.xmp"))["AppliedToDimensions"]["W"], 200);
-  EXPECT_EQ(linesOf(run.out).size(), 2u);
+  EXPECT_EQ(linesOf(run.out).size(), 2U);
 }
 
 TEST_F(Xmp, SubfoldersAreKept) {

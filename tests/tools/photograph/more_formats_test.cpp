@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <opencv2/imgcodecs.hpp>
@@ -15,7 +16,7 @@ namespace {
 
 template <class T>
 void put(std::string* bytes, T value) {
-  for (size_t i = 0; i < sizeof(T); ++i) {
+  for (std::size_t i = 0; i < sizeof(T); ++i) {
     *bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 255);
   }
 }
@@ -37,18 +38,18 @@ class Directory {
   void setText(std::uint16_t tag, const std::string& text) {
     fields_[tag] = {2, static_cast<std::uint32_t>(text.size() + 1), text + '\0'};
   }
-  size_t size() const {
-    size_t total = 2 + 12 * fields_.size() + 4;
+  std::size_t size() const {
+    std::size_t total = 2 + 12 * fields_.size() + 4;
     for (const auto& [tag, field] : fields_)
       total += field.bytes.size() > 4 ? field.bytes.size() : 0;
     return total + total % 2;
   }
   // Its bytes where it stands at this place of the file.
-  std::string at(size_t place) const {
+  std::string at(std::size_t place) const {
     std::string table;
     std::string behind;
     put<std::uint16_t>(&table, static_cast<std::uint16_t>(fields_.size()));
-    size_t next = place + 2 + 12 * fields_.size() + 4;
+    std::size_t next = place + 2 + 12 * fields_.size() + 4;
     for (const auto& [tag, field] : fields_) {
       put<std::uint16_t>(&table, tag);
       put<std::uint16_t>(&table, field.type);
@@ -133,7 +134,7 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
 
   // The places follow from the sizes, which no value changes.
   std::vector<std::uint32_t> parts(preview.empty() ? 1 : 2, 0);
-  const auto fill = [&](size_t raw_at, size_t small_at, size_t data_at) {
+  const auto fill = [&](std::size_t raw_at, std::size_t small_at, std::size_t data_at) {
     parts[0] = static_cast<std::uint32_t>(raw_at);
     if (parts.size() > 1) parts[1] = static_cast<std::uint32_t>(small_at);
     first.set(330, 4, parts);
@@ -147,9 +148,9 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
     if (!preview.empty()) strip(&small, preview);
   };
   fill(0, 0, 0);
-  const size_t raw_at = 8 + first.size();
-  const size_t small_at = raw_at + raw.size();
-  const size_t data_at = small_at + (preview.empty() ? 0 : small.size());
+  const std::size_t raw_at = 8 + first.size();
+  const std::size_t small_at = raw_at + raw.size();
+  const std::size_t data_at = small_at + (preview.empty() ? 0 : small.size());
   fill(raw_at, small_at, data_at);
   std::string file("II*\0\x08\0\0\0", 8);
   file += first.at(8) + raw.at(raw_at);
@@ -181,7 +182,7 @@ TEST_F(MoreFormats, RawPhotographIsDevelopedAndSpeaksOfItsFullPicture) {
   // Not the thumbnail's 16 by 12, nor the half of the development.
   EXPECT_EQ(line["width"], 512);
   EXPECT_EQ(line["height"], 512);
-  ASSERT_EQ(line["faces"].size(), 1u) << run.out;
+  ASSERT_EQ(line["faces"].size(), 1U) << run.out;
   // Half as many pixels may give the next larger box that the search looks for, around the same face.
   const nlohmann::ordered_json& found = line["faces"][0];
   const nlohmann::ordered_json expected = faceOfSample();
@@ -213,7 +214,7 @@ TEST_F(MoreFormats, RawPhotographIsTurnedUpright) {
   EXPECT_EQ(line["orientation"], 6);
   EXPECT_EQ(line["width"], 480);
   EXPECT_EQ(line["height"], 512);
-  EXPECT_EQ(line["faces"].size(), 1u);
+  EXPECT_EQ(line["faces"].size(), 1U);
 }
 
 TEST_F(MoreFormats, PreviewOfARawPhotographIsTakenWhereItIsLargeEnough) {
@@ -231,9 +232,9 @@ TEST_F(MoreFormats, PreviewOfARawPhotographIsTakenWhereItIsLargeEnough) {
   EXPECT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json line = parsed(linesOf(run.out)[0]);
   EXPECT_EQ(line["width"], 2048);
-  ASSERT_EQ(line["faces"].size(), 1u);
+  ASSERT_EQ(line["faces"].size(), 1U);
   expectNear(line["faces"][0], faceOfSample(), 4, 40);
-  EXPECT_EQ(parsed(linesOf(run.out)[1])["faces"].size(), 0u);
+  EXPECT_EQ(parsed(linesOf(run.out)[1])["faces"].size(), 0U);
   // A drawn copy has the full size.
   ASSERT_EQ(runOzna({"annotate", "-o", at("a.png"), at("large.dng")}).exit_code, 0);
   EXPECT_EQ(cv::imread(at("a.png")).size(), cv::Size(2048, 2048));
@@ -246,7 +247,7 @@ TEST_F(MoreFormats, DamagedRawPhotographsFailAndFoldersHaveThem) {
   writeFile(at("in/c.nef"), whole.substr(0, 200));
   const Outcome run = runOzna({"detect", "--json", "-r", at("in")});
   EXPECT_EQ(run.exit_code, 1);
-  ASSERT_EQ(linesOf(run.out).size(), 3u);
+  ASSERT_EQ(linesOf(run.out).size(), 3U);
   EXPECT_EQ(parsed(linesOf(run.out)[0])["width"], 80);
   EXPECT_NE(run.err.find("b.cr2: is damaged, or a raw photograph of an unknown kind"),
             std::string::npos)
@@ -280,13 +281,14 @@ std::string gif() {
   return file + ';';
 }
 
-size_t framesIn(const std::string& file) {
+std::size_t framesIn(const std::string& file) {
   return oznatool::framesOf(reinterpret_cast<const unsigned char*>(file.data()), file.size());
 }
 
 TEST_F(MoreFormats, FirstFrameOfAGifIsTaken) {
-  EXPECT_EQ(framesIn(gif()), 2u);
-  for (size_t size = 0; size < gif().size(); ++size) EXPECT_LE(framesIn(gif().substr(0, size)), 2u);
+  EXPECT_EQ(framesIn(gif()), 2U);
+  for (std::size_t size = 0; size < gif().size(); ++size)
+    EXPECT_LE(framesIn(gif().substr(0, size)), 2U);
   writeFile(at("a.gif"), gif());
   const Outcome run = runOzna({"annotate", "--json", "-o", at("a.png"), at("a.gif")});
   EXPECT_EQ(run.exit_code, 0) << run.err;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -78,7 +79,7 @@ TEST_F(OddPhotographs, HaveOneRecordEachInEveryCommandAndSearch) {
     expectMessagesNameProgram(run);
     const std::vector<std::string> lines = linesOf(run.out);
     ASSERT_EQ(lines.size(), odd.size());
-    for (size_t i = 0; i < odd.size(); ++i) {
+    for (std::size_t i = 0; i < odd.size(); ++i) {
       SCOPED_TRACE(odd[i].path);
       const nlohmann::ordered_json line = parsed(lines[i]);
       EXPECT_EQ(line["path"], odd[i].path);
@@ -91,7 +92,7 @@ TEST_F(OddPhotographs, HaveOneRecordEachInEveryCommandAndSearch) {
       EXPECT_EQ(line["width"], odd[i].width);
       EXPECT_EQ(line["height"], odd[i].height);
       if (odd[i].faces == 0) {
-        EXPECT_EQ(line["faces"].size(), 0u);
+        EXPECT_EQ(line["faces"].size(), 0U);
         continue;
       }
       // The tip of the nose, read off the picture, lies in one of the faces.
@@ -114,10 +115,10 @@ TEST_F(OddPhotographs, GiveTheSameFormToRowsOfCsv) {
   // A heading, and one row each: one face at most.
   ASSERT_EQ(lines.size(), 1 + odd.size());
   const auto commas = std::count(lines[0].begin(), lines[0].end(), ',');
-  for (size_t i = 0; i < odd.size(); ++i) {
+  for (std::size_t i = 0; i < odd.size(); ++i) {
     const std::string& row = lines[i + 1];
     EXPECT_EQ(std::count(row.begin(), row.end(), ','), commas) << row;
-    EXPECT_EQ(row.rfind(odd[i].path + ",", 0), 0u) << row;
+    EXPECT_EQ(row.rfind(odd[i].path + ",", 0), 0U) << row;
     EXPECT_NE(row.find("," + odd[i].error + ","), std::string::npos) << row;
   }
 }

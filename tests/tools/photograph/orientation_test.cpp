@@ -2,6 +2,7 @@
 
 #include "tools/photograph/orientation.h"
 
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -65,8 +66,8 @@ TEST_F(Orientations, AreAppliedAndToldInEveryFormat) {
   const Outcome run = runOzna(arguments);
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 32u);
-  for (size_t i = 0; i < lines.size(); ++i) {
+  ASSERT_EQ(lines.size(), 32U);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     const nlohmann::ordered_json line = parsed(lines[i]);
     SCOPED_TRACE(line["path"].get<std::string>());
     EXPECT_EQ(line["orientation"], static_cast<int>(i % 8 + 1));
@@ -105,9 +106,9 @@ TEST_F(Orientations, FacesAreTheSameForEveryWayToHoldTheCamera) {
   const Outcome run = runOzna(arguments);
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 8u);
+  ASSERT_EQ(lines.size(), 8U);
   const nlohmann::ordered_json faces = parsed(lines[0])["faces"];
-  ASSERT_EQ(faces.size(), 1u);
+  ASSERT_EQ(faces.size(), 1U);
   for (const std::string& line : lines) EXPECT_EQ(parsed(line)["faces"], faces);
 }
 

@@ -1,6 +1,7 @@
 // Files whose parts tell different sizes: the memory is set aside for one of them, and the decoder must
 // not take another.
 
+#include <cstddef>
 #include <opencv2/core.hpp>
 
 #include "tests/tools/pictures.h"
@@ -48,12 +49,12 @@ class PhotographClaims : public ProgramTest {
 
 TEST_F(PhotographClaims, OfTwoHeadsInAPngFileTheDecodersCounts) {
   const std::string large = encoded(".png", cv::Mat(6000, 6000, CV_8UC1, cv::Scalar(90)));
-  const size_t end = large.size() - 12;  // The last chunk has no data.
+  const std::size_t end = large.size() - 12;  // The last chunk has no data.
   const Outcome run = detect("two.png", large.substr(0, end) + pngHead(10, 10) + large.substr(end));
   expectFailure(run, 1, "two.png: needs 104 MiB to be decoded");
   EXPECT_EQ(parsed(run.out)["error"]["kind"], "memory");
   // Both heads before the pixels.
-  const size_t pixels = large.find("IDAT") - 4;
+  const std::size_t pixels = large.find("IDAT") - 4;
   const Outcome early =
       detect("early.png", large.substr(0, pixels) + pngHead(10, 10) + large.substr(pixels));
   expectFailure(early, 1, "early.png: needs 104 MiB to be decoded");
@@ -61,7 +62,7 @@ TEST_F(PhotographClaims, OfTwoHeadsInAPngFileTheDecodersCounts) {
 
 TEST_F(PhotographClaims, BoxThatTellsLessThanTheCodestreamIsRefused) {
   std::string bytes = encoded(".jp2", cv::Mat(6000, 6000, CV_8UC3, cv::Scalar(90, 90, 90)));
-  const size_t box = bytes.find("ihdr");
+  const std::size_t box = bytes.find("ihdr");
   ASSERT_NE(box, std::string::npos);
   bytes.replace(box + 4, 8, bigEndian(10) + bigEndian(10));
   expectFailure(detect("small.jp2", bytes), 1, "small.jp2: ");
@@ -69,7 +70,7 @@ TEST_F(PhotographClaims, BoxThatTellsLessThanTheCodestreamIsRefused) {
 
 TEST_F(PhotographClaims, ItemThatTellsLessThanItsPictureIsRefused) {
   std::string bytes = encodedHeic(cv::Mat(2048, 2048, CV_8UC3, cv::Scalar(90, 90, 90)));
-  const size_t box = bytes.find("ispe");
+  const std::size_t box = bytes.find("ispe");
   ASSERT_NE(box, std::string::npos);
   bytes.replace(box + 8, 8, bigEndian(64) + bigEndian(64));
   expectFailure(detect("small.heic", bytes), 1, "small.heic: ");

@@ -1,5 +1,6 @@
 // Photographs that can be read, in all their forms, and some that cannot.
 
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -35,7 +36,7 @@ std::string orientationSegment(int orientation) {
   exif += std::string("\x12\x01\x03\0\x01\0\0\0", 8);  // tag 0x0112, 16-bit, one value,
   exif += static_cast<char>(orientation) + std::string(3, '\0');  // the value,
   exif += std::string(4, '\0');                                   // no further directory.
-  const size_t length = exif.size() + 2;
+  const std::size_t length = exif.size() + 2;
   return std::string("\xFF\xE1", 2) + static_cast<char>(length >> 8) +
          static_cast<char>(length & 255) + exif;
 }
@@ -124,7 +125,7 @@ TEST_F(Photographs, ThatFailAreToldAndTheOthersGoOn) {
   EXPECT_EQ(run.exit_code, 1);
   expectMessagesNameProgram(run);
   const std::vector<std::string> messages = linesOf(run.err);
-  ASSERT_EQ(messages.size(), 5u) << run.err;
+  ASSERT_EQ(messages.size(), 5U) << run.err;
   EXPECT_EQ(messages[0], "ozna: " + missing + ": No such file or directory");
   EXPECT_EQ(messages[1], "ozna: " + empty + ": is empty");
   EXPECT_EQ(messages[2], "ozna: " + folder + ": is a directory; -r looks into it");
@@ -133,12 +134,12 @@ TEST_F(Photographs, ThatFailAreToldAndTheOthersGoOn) {
 
   // Each has its record, in order; those that were not looked at have no faces, not even none.
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 6u);
+  ASSERT_EQ(lines.size(), 6U);
   EXPECT_EQ(parsed(lines[0])["path"], first);
   EXPECT_EQ(parsed(lines[5])["path"], last);
   EXPECT_EQ(parsed(lines[5])["width"], 50);
   const std::vector<std::string> kinds = {"read", "format", "read", "format"};
-  for (size_t i = 0; i < kinds.size(); ++i) {
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
     const nlohmann::ordered_json line = parsed(lines[i + 1]);
     EXPECT_EQ(line["path"], (std::vector<std::string>{missing, empty, folder, text})[i]);
     EXPECT_EQ(line["error"]["kind"], kinds[i]);
@@ -160,11 +161,11 @@ TEST_F(Photographs, CutShortAreToldInEveryFormat) {
     const std::string path = at("cut" + ending);
     for (const double part : {0.02, 0.5, 0.95}) {
       SCOPED_TRACE(part);
-      writeFile(path,
-                bytes.substr(0, static_cast<size_t>(part * static_cast<double>(bytes.size()))));
+      writeFile(path, bytes.substr(
+                          0, static_cast<std::size_t>(part * static_cast<double>(bytes.size()))));
       const Outcome run = align({path});
       expectFailure(run, 1, "ozna: " + path + ": ");
-      EXPECT_EQ(linesOf(run.err).size(), 1u) << run.err;
+      EXPECT_EQ(linesOf(run.err).size(), 1U) << run.err;
       EXPECT_EQ(parsed(run.out)["error"]["kind"], "format");
     }
   }
@@ -180,7 +181,7 @@ TEST_F(Photographs, JpegWithoutItsLastBytesIsReadWithAWarningUnlessTheRunIsStric
   const Outcome run = align({path});
   EXPECT_EQ(run.exit_code, 0);
   EXPECT_EQ(run.err, "ozna: " + path + ": is cut short: what is missing is searched as grey\n");
-  EXPECT_EQ(parsed(run.out)["warnings"].size(), 1u);
+  EXPECT_EQ(parsed(run.out)["warnings"].size(), 1U);
   const Outcome strict = runOzna({"detect", "--json", "--strict", path});
   expectFailure(strict, 1, path + ": is cut short");
   EXPECT_EQ(parsed(strict.out)["error"]["kind"], "format");
@@ -192,9 +193,9 @@ TEST_F(Photographs, JpegWithoutItsLastBytesIsReadWithAWarningUnlessTheRunIsStric
 TEST_F(Photographs, WithDamagedBytesNeverEndTheProgram) {
   const std::string good = encoded(".jpg", gradientPicture(80, 60));
   std::vector<std::string> arguments;
-  for (size_t i = 0; i < 40; ++i) {
+  for (std::size_t i = 0; i < 40; ++i) {
     std::string bytes = good;
-    for (size_t k = 0; k < 8; ++k) {
+    for (std::size_t k = 0; k < 8; ++k) {
       bytes[(i * 7919 + k * 104729) % bytes.size()] = static_cast<char>(31 * i + 17 * k);
     }
     arguments.push_back(at("damaged" + std::to_string(i) + ".jpg"));
@@ -213,7 +214,7 @@ TEST_F(Photographs, OfAbsurdSizeAreRefused) {
   std::string header(
       "\x89PNG\r\n\x1A\n\0\0\0\x0DIHDR\x7F\xFF\xFF\xFF\x7F\xFF\xFF\xFF\x08\x02\0\0\0", 29);
   std::uint32_t check = 0xFFFFFFFFU;
-  for (size_t i = 12; i < header.size(); ++i) {
+  for (std::size_t i = 12; i < header.size(); ++i) {
     check ^= static_cast<unsigned char>(header[i]);
     for (int bit = 0; bit < 8; ++bit)
       check = (check & 1) != 0 ? 0xEDB88320U ^ (check >> 1) : check >> 1;
@@ -229,14 +230,14 @@ TEST_F(Photographs, OfAbsurdSizeAreRefused) {
   expectFailure(run, 1, "bomb.png: ");
   expectFailure(run, 1, "bomb.bmp: ");
   // Two failures and the closing line.
-  EXPECT_EQ(linesOf(run.err).size(), 3u) << run.err;
-  EXPECT_EQ(linesOf(run.out).size(), 3u);
+  EXPECT_EQ(linesOf(run.err).size(), 3U) << run.err;
+  EXPECT_EQ(linesOf(run.out).size(), 3U);
   EXPECT_EQ(parsed(linesOf(run.out)[0])["error"]["kind"], "memory");
 }
 
 TEST_F(Photographs, CannotForgeMessageLines) {
   const Outcome run = align({at("a\nozna: all is well")});
-  EXPECT_EQ(linesOf(run.err).size(), 1u);
+  EXPECT_EQ(linesOf(run.err).size(), 1U);
 }
 
 TEST_F(Photographs, TooNarrowToBeSearchedHaveNoFaces) {
@@ -255,7 +256,7 @@ TEST_F(Photographs, OfFewPixelsHaveNoFaces) {
     const Outcome run = runOzna({"detect", "--json", makePicture("small.png", width, height)});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     EXPECT_EQ(run.signal, 0);
-    EXPECT_EQ(parsed(run.out)["faces"].size(), 0u);
+    EXPECT_EQ(parsed(run.out)["faces"].size(), 0U);
   }
 }
 

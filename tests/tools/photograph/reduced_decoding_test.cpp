@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <limits>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -82,7 +83,8 @@ TEST(DecodeJpeg, DecodesNothingOfAnotherSizeAndTellsOfMissingEnds) {
   EXPECT_TRUE(decodeJpeg(bytesOf(jpeg), jpeg.size(), {80, 61}, 1).pixels.empty());
   for (const int reduction : {1, 8}) {
     EXPECT_FALSE(decodeJpeg(bytesOf(jpeg), jpeg.size(), {80, 60}, reduction).is_cut_short);
-    for (const size_t less : {size_t{1}, size_t{2}, jpeg.size() / 3, jpeg.size() - 20}) {
+    for (const std::size_t less :
+         {std::size_t{1}, std::size_t{2}, jpeg.size() / 3, jpeg.size() - 20}) {
       EXPECT_TRUE(decodeJpeg(bytesOf(jpeg), jpeg.size() - less, {80, 60}, reduction).is_cut_short)
           << less;
     }
@@ -176,12 +178,12 @@ class ReducedDecoding : public ProgramTest {
         best = off;
         best_points = 0;
         if (!face.contains("points")) continue;
-        for (size_t i = 0; i < face["points"].size(); ++i) {
+        for (std::size_t i = 0; i < face["points"].size(); ++i) {
           best_points +=
               std::hypot(other["points"][i][0].get<double>() - face["points"][i][0].get<double>(),
                          other["points"][i][1].get<double>() - face["points"][i][1].get<double>());
         }
-        best_points /= static_cast<double>(std::max<size_t>(1, face["points"].size()));
+        best_points /= static_cast<double>(std::max<std::size_t>(1, face["points"].size()));
       }
       EXPECT_LE(best / side, boxes) << face;
       EXPECT_LE(best_points / side, points) << face;
@@ -198,7 +200,7 @@ TEST_F(ReducedDecoding, FindsTheFacesOfTheWholePhotograph) {
     const Outcome run = runOzna({"align", "--points", "68", "--json", jpeg, whole});
     ASSERT_EQ(run.exit_code, 0) << run.err;
     const std::vector<std::string> lines = linesOf(run.out);
-    ASSERT_EQ(lines.size(), 2u);
+    ASSERT_EQ(lines.size(), 2U);
     EXPECT_NE(lines[0].substr(lines[0].find("faces")), lines[1].substr(lines[1].find("faces")))
         << "decoded whole";
     // Other roundings of the pixels may choose a neighbouring pattern of the calibration, whose steps
@@ -240,8 +242,8 @@ TEST_F(ReducedDecoding, HoldsForEveryOrientationAndWithABorder) {
   const Outcome run = runOzna(arguments);
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 9u);
-  for (size_t i = 1; i < lines.size(); ++i) {
+  ASSERT_EQ(lines.size(), 9U);
+  for (std::size_t i = 1; i < lines.size(); ++i) {
     SCOPED_TRACE(i);
     expectNear(parsed(lines[i]), parsed(lines[0]), 0.1, 1);
   }

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <thread>
 
@@ -40,7 +41,7 @@ class Interrupt : public ProgramTest {
   }
 
   // Waits until the output has as many lines.
-  void awaitLines(size_t count) const {
+  void awaitLines(std::size_t count) const {
     for (int i = 0; i < 600; ++i) {
       if (std::filesystem::exists(at("out")) && linesOf(readFile(at("out"))).size() >= count)
         return;
@@ -68,7 +69,7 @@ TEST_F(Interrupt, EndsARunThatWaitsForItsList) {
   // Records come while the list goes on.
   awaitLines(2);
   EXPECT_EQ(interruptAndWait(), 130);
-  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2u);
+  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2U);
   EXPECT_EQ(readFile(at("err")),
             "ozna: 2 photographs, 0 faces\nozna: interrupted after 2; go on with --resume " +
                 at("out") + "\n");
@@ -83,8 +84,8 @@ TEST_F(Interrupt, RequestToEndIsOneToo) {
   start(arguments);
   awaitLines(1);
   EXPECT_EQ(interruptAndWait(SIGTERM), 143);
-  const size_t done = linesOf(readFile(at("out"))).size();
-  EXPECT_LT(done, 40u);
+  const std::size_t done = linesOf(readFile(at("out"))).size();
+  EXPECT_LT(done, 40U);
   EXPECT_EQ(linesOf(readFile(at("err"))).back(), "ozna: interrupted after " + std::to_string(done) +
                                                      " of 40; go on with --resume " + at("out"));
 }
@@ -106,14 +107,14 @@ TEST_F(Interrupt, SecondOneEndsTheProgramAtOnce) {
   close(input_);
   ASSERT_TRUE(WIFSIGNALED(status));
   EXPECT_EQ(WTERMSIG(status), SIGINT);
-  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 1u);
+  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 1U);
 }
 
 TEST_F(Interrupt, LeavesWholeRecordsOfTheFirstInputs) {
-  constexpr size_t kCount = 400;
+  constexpr std::size_t kCount = 400;
   std::vector<std::string> arguments = {"detect", "--json", "-j", "2"};
   const std::string photograph = OZNA_SOURCE_DIR "/samples/group.jpg";
-  for (size_t i = 0; i < kCount; ++i) {
+  for (std::size_t i = 0; i < kCount; ++i) {
     arguments.push_back(at(std::to_string(i) + ".jpg"));
     std::filesystem::create_symlink(photograph, arguments.back());
   }
@@ -122,13 +123,13 @@ TEST_F(Interrupt, LeavesWholeRecordsOfTheFirstInputs) {
   EXPECT_EQ(interruptAndWait(), 130);
   const std::string out = readFile(at("out"));
   const std::vector<std::string> lines = linesOf(out);
-  ASSERT_GE(lines.size(), 3u);
+  ASSERT_GE(lines.size(), 3U);
   EXPECT_LT(lines.size(), kCount);
   EXPECT_EQ(out.back(), '\n');
-  for (size_t i = 0; i < lines.size(); ++i) {
+  for (std::size_t i = 0; i < lines.size(); ++i) {
     const nlohmann::ordered_json line = parsed(lines[i]);
     EXPECT_EQ(line["path"], arguments[i + 4]);
-    EXPECT_EQ(line["faces"].size(), 9u);
+    EXPECT_EQ(line["faces"].size(), 9U);
   }
 }
 

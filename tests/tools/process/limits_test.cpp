@@ -38,7 +38,7 @@ TEST_F(FewOf, DescriptorsAreNamed) {
   const Outcome run =
       runOznaUnder({"prlimit", "--nofile=16:64"}, {"detect", "--json", "-j", "2", photograph});
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(linesOf(run.out).size(), 1u);
+  EXPECT_EQ(linesOf(run.out).size(), 1U);
 }
 
 TEST_F(FewOf, ThreadsAreNamed) {

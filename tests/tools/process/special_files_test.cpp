@@ -9,6 +9,7 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <thread>
 
 #include "tests/tools/program.h"
@@ -42,7 +43,7 @@ class SpecialFiles : public ProgramTest {
     EXPECT_EQ(run.exit_code, 1) << run.err;
     const std::vector<std::string> lines = linesOf(run.out);
     ASSERT_EQ(lines.size(), special.size() + 1);
-    for (size_t i = 0; i < special.size(); ++i) {
+    for (std::size_t i = 0; i < special.size(); ++i) {
       const nlohmann::ordered_json line = parsed(lines[i]);
       EXPECT_EQ(line["path"], special[i].first);
       EXPECT_EQ(line["error"]["kind"], "read");
@@ -131,7 +132,7 @@ TEST_F(SpecialFiles, InterruptEndsTheWaitForAPipe) {
   close(ends[1]);
   ASSERT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 130);
-  EXPECT_EQ(linesOf(readFile(out)).size(), 1u);
+  EXPECT_EQ(linesOf(readFile(out)).size(), 1U);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Faces that lie, and what is told of a face beside its box.
 
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 
@@ -16,7 +17,7 @@ class Details : public ProgramTest {
     const Outcome run = runOzna(words);
     EXPECT_EQ(run.exit_code, 0) << run.err;
     const nlohmann::ordered_json faces = parsed(run.out)["faces"];
-    EXPECT_EQ(faces.size(), 1u);
+    EXPECT_EQ(faces.size(), 1U);
     return faces.empty() ? nlohmann::ordered_json() : faces[0];
   }
 
@@ -48,7 +49,7 @@ TEST_F(Details, AreToldOfEachFaceWhereTheyAreAskedFor) {
   const nlohmann::ordered_json aligned =
       face({"align", "--json", "--points", "5", "--details", kAstronaut});
   EXPECT_EQ(aligned["roll"], told["roll"]);
-  EXPECT_EQ(aligned["points"].size(), 5u);
+  EXPECT_EQ(aligned["points"].size(), 5U);
   const Outcome text = runOzna({"detect", "--details", kAstronaut});
   EXPECT_NE(text.out.find("quality "), std::string::npos) << text.out;
   EXPECT_FALSE(face({"detect", "--json", kAstronaut}).contains("quality"));
@@ -59,7 +60,7 @@ TEST_F(Details, StandInCsvBehindThePoints) {
   const Outcome run = runOzna({"align", "--points", "5", "--format", "csv", "--details", "--turns",
                                "4", kAstronaut, none, at("missing.png")});
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 4u);
+  ASSERT_EQ(lines.size(), 4U);
   const std::string last = ",x4,y4,turn,quality,roll,yaw,pitch,left_eye,right_eye,sharpness";
   EXPECT_EQ(lines[0].substr(lines[0].size() - last.size()), last);
   const auto columns = [](const std::string& line) {
@@ -72,7 +73,7 @@ TEST_F(Details, StandInCsvBehindThePoints) {
 
 TEST_F(Details, FacesThatLieAreFoundByQuarterTurns) {
   const std::string photograph = lying();
-  EXPECT_EQ(parsed(runOzna({"detect", "--json", photograph}).out)["faces"].size(), 0u);
+  EXPECT_EQ(parsed(runOzna({"detect", "--json", photograph}).out)["faces"].size(), 0U);
   const nlohmann::ordered_json upright = face({"align", "--json", kAstronaut});
   const nlohmann::ordered_json found =
       face({"align", "--json", "--details", "--turns", "4", photograph});
@@ -81,7 +82,7 @@ TEST_F(Details, FacesThatLieAreFoundByQuarterTurns) {
   // (x, y) of the upright photograph of 512 pixels lies at (y, 511 - x).
   EXPECT_NEAR(found["left"].get<float>(), upright["top"].get<float>(), 3);
   EXPECT_NEAR(found["bottom"].get<float>(), 512 - upright["left"].get<float>(), 3);
-  for (const size_t i : {8, 30, 57}) {
+  for (const std::size_t i : {8, 30, 57}) {
     EXPECT_NEAR(found["points"][i][0].get<float>(), upright["points"][i][1].get<float>(), 4) << i;
     EXPECT_NEAR(found["points"][i][1].get<float>(), 511 - upright["points"][i][0].get<float>(), 4)
         << i;

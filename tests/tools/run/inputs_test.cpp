@@ -1,6 +1,7 @@
 // Files, folders and lists: which photographs are worked on, and in which order.
 
 #include <algorithm>
+#include <cstddef>
 
 #include "tests/tools/pictures.h"
 #include "tests/tools/program.h"
@@ -103,7 +104,7 @@ TEST_F(InputsOfProgram, ListWithoutEndsOfNamesIsGivenUp) {
   // A shorter one names a file that cannot be, and not the one before the NUL.
   const Outcome cut = runOznaOn(a + '\0' + a + '\n', {"detect", "--json", "-"});
   expectFailure(cut, 1, "holds a NUL byte; --null is for lists");
-  EXPECT_EQ(linesOf(cut.out).size(), 1u);
+  EXPECT_EQ(linesOf(cut.out).size(), 1U);
 }
 
 TEST_F(InputsOfProgram, ListThatCannotBeReadIsToldInTheStatus) {
@@ -142,7 +143,7 @@ TEST_F(InputsOfProgram, SharesOfARunAreItsPhotographsEachInOneShare) {
       EXPECT_TRUE(std::is_sorted(paths.begin(), paths.end(), [&](const auto& a, const auto& b) {
         return std::find(all.begin(), all.end(), a) < std::find(all.begin(), all.end(), b);
       }));
-      EXPECT_GE(paths.size(), 2u);
+      EXPECT_GE(paths.size(), 2U);
       together.insert(together.end(), paths.begin(), paths.end());
     }
     std::sort(together.begin(), together.end());
@@ -175,9 +176,9 @@ TEST_F(InputsOfProgram, HeicPhotographsAreRead) {
 
 TEST_F(InputsOfProgram, MetadataThatIsDamagedDoesNotHideTheRecord) {
   std::string jpeg = encodedWithOrientation(".jpg", gradientPicture(96, 64), 6);
-  const size_t exif = jpeg.find("Exif");
+  const std::size_t exif = jpeg.find("Exif");
   ASSERT_NE(exif, std::string::npos);
-  for (size_t i = exif + 8; i < exif + 24; ++i) jpeg[i] = '\xFF';
+  for (std::size_t i = exif + 8; i < exif + 24; ++i) jpeg[i] = '\xFF';
   writeFile(at("a.jpg"), jpeg);
   const Outcome run = runOzna({"detect", "--json", at("a.jpg")});
   EXPECT_EQ(run.exit_code, 0) << run.err;

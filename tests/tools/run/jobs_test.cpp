@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <opencv2/imgcodecs.hpp>
 
@@ -65,14 +66,14 @@ TEST_F(Jobs, FilesAreThoseOfOne) {
   withJobs("1", {"crop", "--size", "32", "-o", at("one")}, paths);
   const Outcome run = withJobs("3", {"crop", "--size", "32", "-o", at("three")}, paths);
   EXPECT_EQ(run.exit_code, 1) << run.err;
-  size_t count = 0;
+  std::size_t count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(at("one"))) {
     const std::string name = entry.path().filename().string();
     EXPECT_EQ(readFile(at("three/" + name)), readFile(entry.path())) << name;
     ++count;
   }
   // Nine faces and one, four times each.
-  EXPECT_EQ(count, 40u);
+  EXPECT_EQ(count, 40U);
 }
 
 TEST_F(Jobs, ThreadsThatTheSystemRefusesAreDoneWithout) {
@@ -84,7 +85,7 @@ TEST_F(Jobs, ThreadsThatTheSystemRefusesAreDoneWithout) {
                               at("out") + "' 2> '" + at("err") + "'";
   EXPECT_EQ(std::system(("bash -c \"" + command + "\"").c_str()), 0);
   EXPECT_NE(readFile(at("err")).find("threads, not 16"), std::string::npos) << readFile(at("err"));
-  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2u);
+  EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2U);
 }
 
 TEST_F(Jobs, AutoIsAccepted) {
@@ -107,13 +108,13 @@ TEST_F(Jobs, AutoHonoursTheProcessorsOfTheProcess) {
   const Outcome run = runOzna({"info", "--json"});
   ASSERT_EQ(sched_setaffinity(0, sizeof(all), &all), 0);
   const nlohmann::ordered_json info = parsed(run.out);
-  size_t checked = 0;
+  std::size_t checked = 0;
   for (const auto& entry : info["defaults"]) {
     if (entry["option"] != "--jobs") continue;
     EXPECT_EQ(entry["value"], "1");
     ++checked;
   }
-  EXPECT_EQ(checked, 1u);
+  EXPECT_EQ(checked, 1U);
 }
 
 TEST_F(Jobs, AutoHonoursTheLimitOfTheControlGroup) {
@@ -132,7 +133,7 @@ TEST_F(Jobs, AutoHonoursTheLimitOfTheControlGroup) {
   if (std::system(command.c_str()) != 0) {
     GTEST_SKIP() << "no mount of its own for a process here: " << readFile(at("messages"));
   }
-  size_t checked = 0;
+  std::size_t checked = 0;
   const nlohmann::ordered_json info = parsed(readFile(at("told")));
   for (const auto& entry : info["defaults"]) {
     if (entry["option"] != "--jobs" && entry["option"] != "--memory") continue;
@@ -140,7 +141,7 @@ TEST_F(Jobs, AutoHonoursTheLimitOfTheControlGroup) {
     EXPECT_NE(entry["source"].get<std::string>().find("control group"), std::string::npos);
     ++checked;
   }
-  EXPECT_EQ(checked, 2u);
+  EXPECT_EQ(checked, 2U);
 }
 
 TEST_F(Jobs, PhotographBeyondTheMemoryIsRefusedBeforeItIsDecoded) {
@@ -173,7 +174,7 @@ TEST_F(Jobs, MemoryStaysWithinItsBoundForHundredMegapixels) {
     rusage after;
     getrusage(RUSAGE_CHILDREN, &after);
     ASSERT_EQ(run.exit_code, 0) << run.err;
-    ASSERT_EQ(linesOf(run.out).size(), 3u);
+    ASSERT_EQ(linesOf(run.out).size(), 3U);
     EXPECT_EQ(parsed(linesOf(run.out)[2])["width"], 10030);
     // The manual's bound: the memory, one file (less than 1 MiB), 100 MiB and 80 MiB a thread.
     EXPECT_LE(after.ru_maxrss / 1024, 320 + 1 + 100 + std::atoi(jobs) * 80);

@@ -1,5 +1,7 @@
 // Models that are missing or damaged: the program says which file and never dies of it.
 
+#include <cstddef>
+
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -19,7 +21,7 @@ class ModelFiles : public ProgramTest {
     SCOPED_TRACE(path);
     const Outcome run = detect();
     expectFailure(run, 3, "ozna: " + path + ": ");
-    EXPECT_EQ(linesOf(run.err).size(), 1u) << run.err;
+    EXPECT_EQ(linesOf(run.err).size(), 1U) << run.err;
     EXPECT_EQ(run.out, "");
   }
 
@@ -131,7 +133,7 @@ TEST_F(ModelFiles, NetworkWithoutProbabilitiesIsFoundOut) {
     const std::string whole = readFile(model(name));
     std::string renamed = whole;
     const std::string output = "top: \"probs\"";
-    const size_t at_output = renamed.find(output);
+    const std::size_t at_output = renamed.find(output);
     ASSERT_NE(at_output, std::string::npos);
     writeFile(model(name), renamed.replace(at_output, output.size(), "top: \"other\""));
     expectNamed(model(name));
@@ -170,7 +172,7 @@ TEST_F(ModelFiles, LandmarkModelIsNamedWhenMissingOrDamaged) {
     EXPECT_NE(run.err.find(reason), std::string::npos) << run.err;
     EXPECT_EQ(run.out, "");
   };
-  const auto withNumber = [&](size_t offset, std::int32_t number) {
+  const auto withNumber = [&](std::size_t offset, std::int32_t number) {
     std::string changed = whole;
     std::memcpy(&changed[offset], &number, sizeof(number));
     return changed;
@@ -194,7 +196,7 @@ TEST_F(ModelFiles, LandmarkModelIsNamedWhenMissingOrDamaged) {
   expectLandmarksNamed("expected a mean coordinate of -1.000000 to 2.000000 at byte 12, found nan");
   // Behind the counts and the mean shape: unused numbers, maps, levels, the level, two words, blur
   // levels, face width.
-  const size_t tail = 12 + 136 * 4;
+  const std::size_t tail = 12 + 136 * 4;
   writeFile(path, withNumber(tail + 4, 1));
   expectLandmarksNamed("expected the mean of a stage of 1 by 8704");
   writeFile(path, withNumber(tail + 12, 6));

@@ -6,6 +6,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstddef>
+
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -42,7 +44,7 @@ TEST(ProgressLine, TellsHours) {
 }
 
 TEST(ProgressLine, FitsEveryWidth) {
-  for (size_t columns = 1; columns < 120; ++columns) {
+  for (std::size_t columns = 1; columns < 120; ++columns) {
     EXPECT_LE(progressLine({50, 2, 200, 25}, columns).size(), columns);
   }
 }
@@ -67,7 +69,7 @@ class ProgressOfProgram : public ProgramTest {
     std::string seen;
     char buffer[4096];
     for (ssize_t count = 0; (count = read(terminal, buffer, sizeof(buffer))) > 0;) {
-      seen.append(buffer, static_cast<size_t>(count));
+      seen.append(buffer, static_cast<std::size_t>(count));
     }
     int status = 0;
     waitpid(child, &status, 0);
@@ -85,7 +87,7 @@ TEST_F(ProgressOfProgram, TerminalSeesABarAndTheLastNumbers) {
   EXPECT_NE(seen.find("ozna: 3 photographs, 0 faces; 1 failed (in 0:0"), std::string::npos) << seen;
   // Data stays free of it.
   const std::vector<std::string> lines = linesOf(readFile(at("out")));
-  ASSERT_EQ(lines.size(), 3u);
+  ASSERT_EQ(lines.size(), 3U);
   for (const std::string& line : lines) EXPECT_TRUE(parsed(line).is_object());
 }
 
@@ -102,7 +104,7 @@ TEST_F(ProgressOfProgram, ElsewhereItIsLinesAndOnlyOnDemand) {
   EXPECT_EQ(runOzna({"detect", paths[0], paths[1]}).err, "ozna: 2 photographs, 0 faces\n");
   const Outcome run = runOzna({"detect", "--progress", "always", paths[0], paths[1]});
   EXPECT_EQ(run.err.find('\r'), std::string::npos);
-  EXPECT_EQ(run.err.rfind("ozna: 2 photographs, 0 faces (in 0:0", 0), 0u) << run.err;
+  EXPECT_EQ(run.err.rfind("ozna: 2 photographs, 0 faces (in 0:0", 0), 0U) << run.err;
   expectFailure(runOzna({"detect", "--progress", "alway", paths[0]}), 2,
                 "--progress takes auto, always or never, not alway; did you mean always?");
 }

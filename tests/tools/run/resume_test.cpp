@@ -15,7 +15,7 @@ class Resume : public ProgramTest {
     paths_.push_back(at("missing.png"));
   }
 
-  Outcome detect(const std::vector<std::string>& options, size_t count) const {
+  Outcome detect(const std::vector<std::string>& options, std::size_t count) const {
     std::vector<std::string> arguments = {"detect"};
     arguments.insert(arguments.end(), options.begin(), options.end());
     arguments.insert(arguments.end(), paths_.begin(),
@@ -56,7 +56,8 @@ TEST_F(Resume, CutsOffHalfALine) {
   for (const std::string format : {"json", "csv"}) {
     SCOPED_TRACE(format);
     const std::string whole = detect({"--format", format}, 4).out;
-    for (const size_t size : {whole.size() - 1, whole.size() / 2, size_t{30}, size_t{3}}) {
+    for (const std::size_t size :
+         {whole.size() - 1, whole.size() / 2, std::size_t{30}, std::size_t{3}}) {
       const std::string file = at("out." + format);
       // Half a heading of CSV is no CSV.
       if (format == "csv" && size < 5) continue;
@@ -72,10 +73,10 @@ TEST_F(Resume, CutsOffAPhotographWithoutAllOfItsFaces) {
   paths_.insert(paths_.begin() + 1, OZNA_SOURCE_DIR "/samples/group.jpg");
   const std::string whole = detect({"--format", "csv"}, 5).out;
   const std::vector<std::string> lines = linesOf(whole);
-  ASSERT_EQ(lines.size(), 1u + 1u + 9u + 3u);
-  for (const size_t left : {size_t{3}, size_t{10}, size_t{11}}) {
+  ASSERT_EQ(lines.size(), 1U + 1U + 9U + 3U);
+  for (const std::size_t left : {std::size_t{3}, std::size_t{10}, std::size_t{11}}) {
     std::string begun;
-    for (size_t i = 0; i < left; ++i) begun += lines[i] + "\n";
+    for (std::size_t i = 0; i < left; ++i) begun += lines[i] + "\n";
     writeFile(at("out.csv"), begun);
     goOn("csv", at("out.csv"));
     EXPECT_EQ(readFile(at("out.csv")), whole) << left;
@@ -88,9 +89,9 @@ TEST_F(Resume, LeavesAnotherFileAsItIsAndBeginsAnew) {
   const Outcome run = detect({"--format", "csv", "--resume", at("former.csv")}, 3);
   EXPECT_EQ(readFile(at("former.csv")), former + "half a li");
   const std::vector<std::string> lines = linesOf(run.out);
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].rfind("path,", 0), 0u);
-  EXPECT_EQ(lines[1].rfind(paths_[2] + ",", 0), 0u);
+  ASSERT_EQ(lines.size(), 2U);
+  EXPECT_EQ(lines[0].rfind("path,", 0), 0U);
+  EXPECT_EQ(lines[1].rfind(paths_[2] + ",", 0), 0U);
 }
 
 TEST_F(Resume, PhotographThatWasReplacedIsDoneAgain) {
@@ -140,7 +141,7 @@ TEST_F(Resume, NamesThatAreNoTextStayDifferent) {
   for (const std::string format : {"json", "csv"}) {
     SCOPED_TRACE(format);
     const std::string whole = detect({"--format", format}, 3).out;
-    for (const size_t done : {0, 1, 2, 3}) {
+    for (const std::size_t done : {0, 1, 2, 3}) {
       const std::string file = at("out." + format);
       writeFile(file, detect({"--format", format}, done + (done == 0 ? 1 : 0)).out);
       if (done == 0) writeFile(file, "");

@@ -1,6 +1,7 @@
 // Presets, smallest face, margin and choice, by the faces that the program finds.
 
 #include <algorithm>
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -47,7 +48,7 @@ bool holds(const nlohmann::ordered_json& face, double x, double y) {
 TEST_F(Search, SmallFacesOfALargePhotographAreFoundByTilesAndOnce) {
   const std::string photograph = crowd();
   const nlohmann::ordered_json group = faces({}, kGroup);
-  ASSERT_EQ(group.size(), 9u);
+  ASSERT_EQ(group.size(), 9U);
   // A scan of the whole is made for faces from 5 percent of 4000 pixels on: those of half that size
   // are out of its reach.
   const nlohmann::ordered_json at_once = faces({}, photograph);
@@ -70,7 +71,8 @@ TEST_F(Search, SmallFacesOfALargePhotographAreFoundByTilesAndOnce) {
       EXPECT_EQ(count, 1) << x + dx << ", " << y + dy;
     }
   }
-  for (size_t i = 1; i < found.size(); ++i) EXPECT_GE(found[i - 1]["score"], found[i]["score"]);
+  for (std::size_t i = 1; i < found.size(); ++i)
+    EXPECT_GE(found[i - 1]["score"], found[i]["score"]);
 }
 
 TEST_F(Search, SmallestFaceInPixelsIsThatOfThePhotograph) {
@@ -83,8 +85,8 @@ TEST_F(Search, SmallestFaceInPixelsIsThatOfThePhotograph) {
 
 TEST_F(Search, PresetsAreAccepted) {
   EXPECT_EQ(faces({"--preset", "balanced"}, kGroup), faces({}, kGroup));
-  EXPECT_LT(faces({"--preset", "fast"}, kGroup).size(), 9u);
-  EXPECT_GE(faces({"--preset", "thorough"}, kGroup).size(), 9u);
+  EXPECT_LT(faces({"--preset", "fast"}, kGroup).size(), 9U);
+  EXPECT_GE(faces({"--preset", "thorough"}, kGroup).size(), 9U);
 }
 
 TEST_F(Search, MarginFindsAFaceThatFillsThePhotographAndIsTakenOffAgain) {
@@ -92,9 +94,9 @@ TEST_F(Search, MarginFindsAFaceThatFillsThePhotographAndIsTakenOffAgain) {
   const cv::Rect cut(180, 78, 80, 80);
   const std::string path = at("filled.png");
   writeFile(path, encoded(".png", cv::imread(kAstronaut)(cut)));
-  EXPECT_EQ(faces({}, path).size(), 0u);
+  EXPECT_EQ(faces({}, path).size(), 0U);
   const nlohmann::ordered_json found = faces({"--margin", "30"}, path);
-  ASSERT_EQ(found.size(), 1u);
+  ASSERT_EQ(found.size(), 1U);
   EXPECT_TRUE(holds(found[0], 220 - cut.x, 120 - cut.y));
   EXPECT_GT(width(found[0]), 70);
 }
@@ -106,11 +108,11 @@ TEST_F(Search, MarginMovesNeitherBoxesNorLandmarks) {
   ASSERT_EQ(with_margin.exit_code, 0) << with_margin.err;
   const nlohmann::ordered_json line = parsed(with_margin.out);
   EXPECT_EQ(line["width"], 512);
-  ASSERT_EQ(line["faces"].size(), 1u);
+  ASSERT_EQ(line["faces"].size(), 1U);
   const nlohmann::ordered_json expected = parsed(plain.out)["faces"][0];
   EXPECT_NEAR(line["faces"][0]["left"].get<double>(), expected["left"].get<double>(), 15);
-  for (size_t i = 0; i < 5; ++i) {
-    for (size_t c = 0; c < 2; ++c) {
+  for (std::size_t i = 0; i < 5; ++i) {
+    for (std::size_t c = 0; c < 2; ++c) {
       EXPECT_NEAR(line["faces"][0]["points"][i][c].get<double>(),
                   expected["points"][i][c].get<double>(), 4);
     }
@@ -120,10 +122,10 @@ TEST_F(Search, MarginMovesNeitherBoxesNorLandmarks) {
 TEST_F(Search, BiggestAndBestLeaveOneFace) {
   const nlohmann::ordered_json all = faces({}, kGroup);
   const nlohmann::ordered_json biggest = faces({"--biggest"}, kGroup);
-  ASSERT_EQ(biggest.size(), 1u);
+  ASSERT_EQ(biggest.size(), 1U);
   for (const auto& face : all) EXPECT_LE(width(face), width(biggest[0]));
   const nlohmann::ordered_json best = faces({"--best"}, kGroup);
-  ASSERT_EQ(best.size(), 1u);
+  ASSERT_EQ(best.size(), 1U);
   EXPECT_EQ(best[0], all[0]);
   EXPECT_NE(best[0], biggest[0]);
   EXPECT_EQ(runOzna({"detect", "--best", "--biggest", kGroup}).exit_code, 2);

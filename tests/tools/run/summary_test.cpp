@@ -1,5 +1,6 @@
 // What a run says it did, and what it says it left out.
 
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/program.h"
@@ -68,7 +69,7 @@ TEST_F(Summary, PathThatIsNamedTwiceIsWorkedOnOnce) {
   const std::string b = makePicture("in/b.png");
   const Outcome run =
       runOznaOn(a + "\n", {"detect", "--json", "-r", at("in/./b.png"), at("in"), "-", a});
-  EXPECT_EQ(linesOf(run.out).size(), 2u) << run.out;
+  EXPECT_EQ(linesOf(run.out).size(), 2U) << run.out;
   EXPECT_EQ(run.err, "ozna: 2 photographs, 0 faces; 3 named twice\n");
 }
 
@@ -77,13 +78,13 @@ TEST_F(Summary, FoldersOfResultsAreNotSearched) {
   fs::copy_file(OZNA_SOURCE_DIR "/samples/astronaut.png", at("in/b.png"));
   for (int i = 0; i < 2; ++i) {
     const Outcome run = runOzna({"crop", "--json", "-o", at("in/chips"), "-r", at("in")});
-    EXPECT_EQ(linesOf(run.out).size(), 2u) << run.out;
+    EXPECT_EQ(linesOf(run.out).size(), 2U) << run.out;
     EXPECT_NE(run.err.find("passed over: 1 folder of results"), std::string::npos) << run.err;
   }
   EXPECT_TRUE(fs::exists(at("in/chips/b-1-2.png")));
   // Where results go among the photographs, those are still worked on, and so are the two chips.
   EXPECT_EQ(linesOf(runOzna({"annotate", "-o", at("in"), "--json", "-r", at("in")}).out).size(),
-            4u);
+            4U);
 }
 
 TEST_F(Summary, TellsOfFurtherPagesOfATiff) {
@@ -103,9 +104,9 @@ TEST_F(Summary, TellsOfFurtherPagesOfATiff) {
 // A TIFF file of directories, each with one entry: the kind of the page.
 std::string directories(const std::vector<int>& kinds, bool leads_in_a_circle) {
   std::string file("II*\0\x08\0\0\0", 8);
-  for (size_t i = 0; i < kinds.size(); ++i) {
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
     const bool is_last = i + 1 == kinds.size();
-    const size_t next = !is_last ? file.size() + 18 : leads_in_a_circle ? 8 : 0;
+    const std::size_t next = !is_last ? file.size() + 18 : leads_in_a_circle ? 8 : 0;
     file += std::string("\x01\0\xFE\0\x04\0\x01\0\0\0", 10);
     file += std::string({static_cast<char>(kinds[i]), 0, 0, 0});
     file += std::string({static_cast<char>(next), 0, 0, 0});
@@ -113,23 +114,23 @@ std::string directories(const std::vector<int>& kinds, bool leads_in_a_circle) {
   return file;
 }
 
-size_t pagesOf(const std::string& file) {
+std::size_t pagesOf(const std::string& file) {
   return oznatool::tiffPages(reinterpret_cast<const unsigned char*>(file.data()), file.size());
 }
 
 TEST(TiffPages, DoNotCountSmallerVersionsNorMasks) {
-  EXPECT_EQ(pagesOf(directories({0, 1, 2, 4}, false)), 2u);
-  EXPECT_EQ(pagesOf(directories({0, 2}, false)), 2u);
-  EXPECT_EQ(pagesOf("II*"), 0u);
-  EXPECT_EQ(pagesOf("no such file"), 0u);
+  EXPECT_EQ(pagesOf(directories({0, 1, 2, 4}, false)), 2U);
+  EXPECT_EQ(pagesOf(directories({0, 2}, false)), 2U);
+  EXPECT_EQ(pagesOf("II*"), 0U);
+  EXPECT_EQ(pagesOf("no such file"), 0U);
 }
 
 TEST(TiffPages, EndAtDamage) {
   const std::string whole = directories({0, 2, 2}, false);
-  for (size_t size = 0; size < whole.size(); ++size) {
-    EXPECT_LE(pagesOf(whole.substr(0, size)), 3u) << size;
+  for (std::size_t size = 0; size < whole.size(); ++size) {
+    EXPECT_LE(pagesOf(whole.substr(0, size)), 3U) << size;
   }
-  EXPECT_EQ(pagesOf(directories({0, 2}, /*leads_in_a_circle=*/true)), 65536u);
+  EXPECT_EQ(pagesOf(directories({0, 2}, /*leads_in_a_circle=*/true)), 65536U);
 }
 
 }  // namespace
