@@ -79,8 +79,10 @@ TEST_F(Search, SmallestFaceInPixelsIsThatOfThePhotograph) {
   // 64 pixels are 5 percent of 1280, which is the default.
   EXPECT_EQ(faces({"--min-face", "64"}, kGroup), faces({}, kGroup));
   EXPECT_EQ(faces({"--min-face", "5%"}, kGroup), faces({}, kGroup));
-  // A smallest scanned window may be calibrated to a box of two thirds of its side.
-  for (const auto& face : faces({"--min-face", "110"}, kGroup)) EXPECT_GT(width(face), 73);
+  // Both calibrations may shrink a smallest scanned window to 1 / 1.3 of its side. Without the option, boxes of 64 are found.
+  const nlohmann::ordered_json large = faces({"--min-face", "160"}, kGroup);
+  EXPECT_GT(large.size(), 0U);
+  for (const auto& face : large) EXPECT_GT(width(face), 160 / (1.3 * 1.3) - 2);
 }
 
 TEST_F(Search, PresetsAreAccepted) {
