@@ -212,6 +212,14 @@ TEST_F(FindFaces, FindsSmallFacesByTilesOnce) {
   }
 }
 
+// In how many seconds of processor time a search promises to ask, and to stop. Sanitizers and code without optimisation make the work
+// between two questions four times as long.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr double kPromised = 0.2;
+#else
+constexpr double kPromised = 0.05;
+#endif
+
 // Counts calls and stops at one of them.
 struct Stopper {
   int calls = 0;
@@ -269,7 +277,7 @@ TEST_F(FindFaces, CancellingLeavesTheFinderUsable) {
     const Found found = find(finder_, viewOf(photo), options);
     if (stopper.calls <= stop_at) break;  // The search was over before.
     EXPECT_EQ(found.status, OZNAKIT_CANCELLED) << stop_at;
-    EXPECT_LT(threadSeconds() - stopper.stopped_at, 0.05);
+    EXPECT_LT(threadSeconds() - stopper.stopped_at, kPromised);
     EXPECT_EQ(stopper.calls, stop_at + 1);
     expectSameFaces(find(finder_, viewOf(photo), defaultSearch()).faces, expected.faces);
   }
@@ -286,7 +294,7 @@ TEST_F(FindFaces, ASearchOf100MegapixelsWithAMarginAsksEvery50Milliseconds) {
   options.margin = 0.1;
   stopper.before = threadSeconds();
   EXPECT_EQ(find(finder_, viewOf(large), options).status, OZNAKIT_OK);
-  EXPECT_LT(stopper.longest_gap, 0.05);
+  EXPECT_LT(stopper.longest_gap, kPromised);
   RecordProperty("longest_gap_ms", static_cast<int>(1000 * stopper.longest_gap));
 }
 
@@ -307,8 +315,8 @@ TEST_F(FindFaces, AThoroughSearchOf100MegapixelsMayBeCancelledEvery50Millisecond
   options.preset = OZNAKIT_THOROUGH;
   stopper.before = threadSeconds();
   EXPECT_EQ(find(finder_, viewOf(large), options).status, OZNAKIT_CANCELLED);
-  EXPECT_LT(threadSeconds() - stopper.stopped_at, 0.05);
-  EXPECT_LT(stopper.longest_gap, 0.05);
+  EXPECT_LT(threadSeconds() - stopper.stopped_at, kPromised);
+  EXPECT_LT(stopper.longest_gap, kPromised);
   RecordProperty("longest_gap_ms", static_cast<int>(1000 * stopper.longest_gap));
 }
 
