@@ -172,11 +172,10 @@ PacketPlace jpegPlace(std::string_view file) {
   place.end = place.begin;
   std::string extension;
   bool is_found = false;
-  const Segment* with_index = nullptr;
+  std::vector<const Segment*> with_index;
   for (const Segment& segment : segments) {
     if (segment.marker == kApp2 && begins(segment.content, "MPF\0"sv)) {
-      if (with_index != nullptr) fail("has two indexes of further pictures");
-      with_index = &segment;
+      with_index.push_back(&segment);
     }
     if (segment.marker != kApp1) continue;
     if (begins(segment.content, kExtensionMark) && segment.content.size() > kExtensionHead) {
@@ -192,13 +191,14 @@ PacketPlace jpegPlace(std::string_view file) {
   if (extension.find(kRegionSpace) != std::string::npos) {
     fail("has regions in an extension of its XMP packet");
   }
-  if (with_index == nullptr) {
+  if (with_index.empty()) {
     place.keeps_size = !isCountedFromEnd(file.substr(picture_end));
-  } else if (const auto index = wholeIndex(file, segments, *with_index, picture_end)) {
-    place.growing = index->growingWith(place.begin, place.end);
-  } else {
-    place.keeps_size = true;
+    return place;
   }
+  std::optional<PictureIndex> index;
+  if (with_index.size() == 1) index = wholeIndex(file, segments, *with_index[0], picture_end);
+  place.keeps_size = !index;
+  if (index) place.growing = index->growingWith(place.begin, place.end);
   return place;
 }
 

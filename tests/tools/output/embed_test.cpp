@@ -433,6 +433,7 @@ TEST_F(SecondPictures, WithSomethingElseThatCountsTheirPlacesAreRefused) {
            {"from the Exif data", noted(place - 12, true)},
            {"something between", withSecondPicture("", "", "?" + second, false)},
            {"not whole", whole.substr(0, whole.size() - 1)},
+           {"two indexes", withSecondPicture(indexOf(1, 2, 3, false), "", second, false)},
            {"something behind", withSecondPicture("", "", second, false, "something else")}}) {
     SCOPED_TRACE(refused.name);
     writeFile(at("a.jpg"), refused.bytes);

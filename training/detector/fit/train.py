@@ -184,12 +184,11 @@ class Trainer:
         """Keeps a teacher's answers for the windows, the mean over each and its mirror image; the teacher is fitted from nothing,
         or is the network as it stands, alone or with that of the cascade that the run began with."""
         data, role = self._windows(what), self.shape.networks[network].role
-        cascades = [None]
+        # Whose definitions and mean images the teachers have; the growing cascade's where none is named.
+        cascades = [None, self.arguments.start] if what.get("start") else [None]
         if what.get("itself"):
-            if what.get("start"):
-                cascades.append(self.arguments.start)
             teachers = [self._twin(network, cascade=cascade) for cascade in cascades]
-            told = f"its own answers for {len(data):,} windows" + (", and those of the network of the start" if what.get("start") else "")
+            told = f"its own answers for {len(data):,} windows{', and those of the network of the start' if what.get('start') else ''}"
         else:
             torch.manual_seed(self.arguments.seed)
             patterns = self._patterns()
@@ -314,6 +313,8 @@ def main():
         parser.error(f"there is no plan {arguments.plan} of the shape {arguments.shape}")
     if arguments.plan == "further" and not arguments.start:
         parser.error("the plan further goes on from a cascade, which --start names")
+    if arguments.plan == "further" and not shapes.SHAPES[arguments.shape].has_stages_of(arguments.start):
+        parser.error(f"--start {arguments.start} does not have the stages of the shape {arguments.shape}, from which the plan further goes on")
     Trainer(arguments).run()
 
 

@@ -672,6 +672,8 @@ def test_a_tiny_training_goes_on_from_a_cascade(data, tmp_path):
 
 
 @pytest.mark.parametrize("options, words", [(["--shape", "compact", "--plan", "further"], "--start"),
+                                            (["--shape", "compact", "--plan", "further", "--start", os.path.join(ROOT, "public")],
+                                             "does not have the stages of the shape compact"),
                                             (["--plan", "further", "--start", "public"], "no plan further of the shape built-in")])
 def test_a_plan_that_cannot_begin_is_refused(tmp_path, options, words):
     command = [sys.executable, os.path.join(TRAINING, "train.py"), str(tmp_path), "--work", str(tmp_path / "work"), *options]
