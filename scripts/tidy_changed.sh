@@ -15,7 +15,7 @@ skip() {
 
 command -v clang-tidy-diff >/dev/null || skip "clang-tidy is not installed (scripts/install_packages.sh tidy)"
 [ -f build/release/compile_commands.json ] || skip "build/release is not configured"
-base=${1:-$(git merge-base HEAD origin/main 2>/dev/null || git rev-parse --verify --quiet HEAD~1 || true)}
+base=${1:-$(git merge-base HEAD origin/main 2>/dev/null || git rev-parse --verify --quiet HEAD~1 2>/dev/null || true)}
 [ -n "$base" ] || skip "there is neither origin/main nor an earlier commit to compare with"
 git rev-parse --verify --quiet "$base^{commit}" >/dev/null || { echo "tidy_changed.sh: expected a commit, found '$base'" >&2; exit 2; }
 
