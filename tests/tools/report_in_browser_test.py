@@ -190,7 +190,9 @@ def try_keyboard(browser, faces):
 
 def try_looks(browser, work):
     """Boxes are green and stand where the faces are; the page is light, or dark for those who want it so."""
-    browser.wait("[...document.images].filter(image => !image.complete || !image.naturalWidth).length", 0)
+    # Those of a hidden tab are loaded when it is shown: the tab of the faces may have been left before they were.
+    browser.wait("[...document.images].filter(image => image.getClientRects().length"
+                 " && (!image.complete || !image.naturalWidth)).length", 0)
     browser.value("document.activeElement.blur()")
     box = browser.value("(r => [r.left, r.top, r.width, r.height])(document.querySelector('.box').getBoundingClientRect())")
     left, top, width, height = map(round, box)
