@@ -5,6 +5,7 @@
 #include <zlib.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <stdexcept>
@@ -20,17 +21,20 @@ using namespace std::string_view_literals;
 
 constexpr std::string_view kPacketMark = "http://ns.adobe.com/xap/1.0/\0"sv;
 constexpr std::string_view kExtensionMark = "http://ns.adobe.com/xmp/extension/\0"sv;
-constexpr size_t kExtensionHead = kExtensionMark.size() + 32 + 4 + 4;  // Check sum, length, place.
+constexpr std::size_t kExtensionHead =
+    kExtensionMark.size() + 32 + 4 + 4;  // Check sum, length, place.
 constexpr std::string_view kPngMark = "\x89PNG\r\n\x1a\n"sv;
 constexpr std::string_view kPngKey = "XML:com.adobe.xmp\0"sv;
-constexpr size_t kMostInSegment = 65502;
+constexpr std::size_t kMostInSegment = 65502;
 
 [[noreturn]] void fail(const std::string& reason) { throw std::runtime_error(reason); }
 [[noreturn]] void failCut() { fail("is damaged or cut short, and stays as it is"); }
 
-unsigned at(std::string_view file, size_t place) { return static_cast<unsigned char>(file[place]); }
+unsigned at(std::string_view file, std::size_t place) {
+  return static_cast<unsigned char>(file[place]);
+}
 
-std::uint32_t word(std::string_view file, size_t place) {
+std::uint32_t word(std::string_view file, std::size_t place) {
   return at(file, place) << 24 | at(file, place + 1) << 16 | at(file, place + 2) << 8 |
          at(file, place + 3);
 }
@@ -42,22 +46,22 @@ bool begins(std::string_view text, std::string_view mark) {
 // A segment before the picture's data.
 struct Segment {
   unsigned marker;
-  size_t begin, end;         // With its marker.
+  std::size_t begin, end;    // With its marker.
   std::string_view content;  // Behind its length.
 };
 
 // The end of a segment whose marker's second byte stands at a place.
-size_t segmentEnd(std::string_view file, size_t marker) {
+std::size_t segmentEnd(std::string_view file, std::size_t marker) {
   if (file.size() < marker + 3) failCut();
-  const size_t length = at(file, marker + 1) << 8 | at(file, marker + 2);
-  const size_t end = marker + 1 + length;
+  const std::size_t length = at(file, marker + 1) << 8 | at(file, marker + 2);
+  const std::size_t end = marker + 1 + length;
   if (length < 2 || end > file.size()) failCut();
   return end;
 }
 
 // The end of the picture whose data begin at a place: the marker of its end stands before it.
 // Further scans, with their tables, are passed.
-size_t pictureEnd(std::string_view file, size_t place) {
+std::size_t pictureEnd(std::string_view file, std::size_t place) {
   while (place + 1 < file.size()) {
     if (at(file, place) != 0xFF) {
       ++place;
@@ -79,19 +83,19 @@ size_t pictureEnd(std::string_view file, size_t place) {
 }
 
 // The segments before the picture's data, and the end of the picture.
-std::vector<Segment> segmentsIn(std::string_view file, size_t* picture_end) {
+std::vector<Segment> segmentsIn(std::string_view file, std::size_t* picture_end) {
   std::vector<Segment> segments;
-  size_t place = 2;
+  std::size_t place = 2;
   while (true) {
     if (place >= file.size() || at(file, place) != 0xFF) failCut();
     while (place < file.size() && at(file, place) == 0xFF) ++place;
     if (place >= file.size()) failCut();
-    const size_t begin =
+    const std::size_t begin =
         place - 1;  // Further bytes of this value before a marker fill the file up.
     const unsigned marker = at(file, place);
     constexpr unsigned kFirstWithLength = 0xC0;
     if (marker < kFirstWithLength || (marker >= 0xD0 && marker <= 0xD9)) failCut();
-    const size_t end = segmentEnd(file, place);
+    const std::size_t end = segmentEnd(file, place);
     constexpr unsigned kStartOfScan = 0xDA;
     if (marker == kStartOfScan) {
       *picture_end = pictureEnd(file, end);
@@ -104,9 +108,10 @@ std::vector<Segment> segmentsIn(std::string_view file, size_t* picture_end) {
 
 // Whether what stands behind a picture is found from the end of the file, or is nothing at all.
 bool isCountedFromEnd(std::string_view behind) {
-  const size_t last = behind.find_last_not_of('\0');
+  const std::size_t last = behind.find_last_not_of('\0');
   if (last == std::string_view::npos) return true;
-  const bool is_film = behind.substr(0, 12).substr(std::min<size_t>(4, behind.size()), 4) == "ftyp";
+  const bool is_film =
+      behind.substr(0, 12).substr(std::min<std::size_t>(4, behind.size()), 4) == "ftyp";
   const bool is_list = behind.size() >= 4 && behind.substr(behind.size() - 4) == "SEFT";
   return is_film || is_list;
 }
@@ -115,18 +120,18 @@ bool isCountedFromEnd(std::string_view behind) {
 // cameras note of previews that lie behind the picture.
 bool isPointedTo(std::string_view file, const std::vector<Segment>& segments,
                  const PictureIndex& index) {
-  std::vector<size_t> places;
-  for (size_t i = 1; i < index.pictures.size(); ++i) places.push_back(index.pictures[i].begin);
-  const auto is_one = [&places](size_t place) {
+  std::vector<std::size_t> places;
+  for (std::size_t i = 1; i < index.pictures.size(); ++i) places.push_back(index.pictures[i].begin);
+  const auto is_one = [&places](std::size_t place) {
     return std::binary_search(places.begin(), places.end(), place);
   };
   for (const Segment& segment : segments) {
     if (begins(segment.content, "MPF\0"sv)) continue;
-    const size_t exif = segment.content.data() - file.data() + 6;  // Behind "Exif\0\0".
-    for (size_t i = 0; i + 4 <= segment.content.size(); ++i) {
+    const std::size_t exif = segment.content.data() - file.data() + 6;  // Behind "Exif\0\0".
+    for (std::size_t i = 0; i + 4 <= segment.content.size(); ++i) {
       const std::uint32_t big = word(segment.content, i);
       const std::uint32_t little = __builtin_bswap32(big);
-      for (const size_t distance : {big, little}) {
+      for (const std::size_t distance : {big, little}) {
         if (is_one(distance) || is_one(exif + distance)) return true;
       }
     }
@@ -137,12 +142,12 @@ bool isPointedTo(std::string_view file, const std::vector<Segment>& segments,
 // The index of the pictures behind the first one, where all that stands there is a picture of it or is counted from
 // the end, and nothing else counts its place.
 std::optional<PictureIndex> wholeIndex(std::string_view file, const std::vector<Segment>& segments,
-                                       const Segment& segment, size_t picture_end) {
-  const size_t content = segment.content.data() - file.data();
+                                       const Segment& segment, std::size_t picture_end) {
+  const std::size_t content = segment.content.data() - file.data();
   auto index = pictureIndexIn(file, content, segment.end, picture_end);
   if (!index) return std::nullopt;
-  size_t end = picture_end;
-  for (size_t i = 1; i < index->pictures.size(); ++i) {
+  std::size_t end = picture_end;
+  for (std::size_t i = 1; i < index->pictures.size(); ++i) {
     const PictureIndex::Picture& picture = index->pictures[i];
     const std::string_view between = file.substr(end, picture.begin - end);
     if (between.find_last_not_of('\0') != std::string_view::npos) return std::nullopt;
@@ -158,7 +163,7 @@ PacketPlace jpegPlace(std::string_view file) {
   constexpr unsigned kApp0 = 0xE0;
   constexpr unsigned kApp1 = 0xE1;
   constexpr unsigned kApp2 = 0xE2;
-  size_t picture_end = 0;
+  std::size_t picture_end = 0;
   const std::vector<Segment> segments = segmentsIn(file, &picture_end);
   PacketPlace place;
   // A new packet follows the segments that readers expect at the beginning.
@@ -220,7 +225,7 @@ std::string packetInChunk(std::string_view content) {
   if (content[0] != '\0') fail("has a compressed XMP packet");
   content.remove_prefix(2);
   for (int i = 0; i < 2; ++i) {  // A language, and the key in that language.
-    const size_t zero = content.find('\0');
+    const std::size_t zero = content.find('\0');
     if (zero == std::string_view::npos) failCut();
     content.remove_prefix(zero + 1);
   }
@@ -228,16 +233,16 @@ std::string packetInChunk(std::string_view content) {
 }
 
 PacketPlace pngPlace(std::string_view file) {
-  constexpr size_t kFrame = 12;  // Length, kind and check sum around the content of a chunk.
+  constexpr std::size_t kFrame = 12;  // Length, kind and check sum around the content of a chunk.
   PacketPlace place;
   place.is_png = true;
   bool is_found = false;
   bool has_pixels = false;
-  for (size_t begin = kPngMark.size();;) {
+  for (std::size_t begin = kPngMark.size();;) {
     if (file.size() < begin + kFrame) failCut();
-    const size_t size = word(file, begin);
+    const std::size_t size = word(file, begin);
     if (file.size() - begin - kFrame < size) failCut();
-    const size_t end = begin + kFrame + size;
+    const std::size_t end = begin + kFrame + size;
     const std::string_view kind = file.substr(begin + 4, 4);
     const std::string_view content = file.substr(begin + 8, size);
     if (checkOf(file.substr(begin + 4, size + 4)) != word(file, end - 4)) failCut();
@@ -259,12 +264,12 @@ PacketPlace pngPlace(std::string_view file) {
 
 // The text with as many blanks before its last instruction as make it that long; nothing where it has
 // too few to take away.
-std::optional<std::string> ofSize(const std::string& text, size_t size) {
-  const size_t end = text.rfind("<?xpacket end");
+std::optional<std::string> ofSize(const std::string& text, std::size_t size) {
+  const std::size_t end = text.rfind("<?xpacket end");
   if (end == std::string::npos) return std::nullopt;
-  const size_t last = text.find_last_not_of(" \t\r\n", end - 1);
-  const size_t begin = last == std::string::npos ? 0 : last + 1;
-  const size_t rest = text.size() - (end - begin);
+  const std::size_t last = text.find_last_not_of(" \t\r\n", end - 1);
+  const std::size_t begin = last == std::string::npos ? 0 : last + 1;
+  const std::size_t rest = text.size() - (end - begin);
   if (rest > size) return std::nullopt;
   return text.substr(0, begin) + std::string(size - rest, ' ') + text.substr(end);
 }
@@ -298,7 +303,7 @@ std::string withPacket(const std::string& file, const PacketPlace& place, const 
            wordBytes(checkOf(content));
   } else {
     if (packet.size() > kMostInSegment) fail("has too little room for the packet in its segment");
-    const size_t length = 2 + kPacketMark.size() + packet.size();
+    const std::size_t length = 2 + kPacketMark.size() + packet.size();
     part = "\xFF\xE1";
     part += static_cast<char>(length >> 8);
     part += static_cast<char>(length & 0xFF);

@@ -15,7 +15,7 @@ namespace oznatool {
 struct PacketPlace {
   bool is_png = false;
   /// Bytes of the file that the packet takes with its segment or chunk; both the same where it has none.
-  size_t begin = 0, end = 0;
+  std::size_t begin = 0, end = 0;
   std::string text;  ///< The packet; empty where there is none.
   /// The file must not grow or shrink: something behind the picture is found by counting from the beginning, and
   /// not all that counts so is known.

@@ -14,22 +14,22 @@ namespace oznatool {
 
 /// A number of 32 bits in a file that becomes larger by what the file grows before the place it speaks of.
 struct GrowingNumber {
-  size_t place = 0;  ///< Of its first byte.
+  std::size_t place = 0;  ///< Of its first byte.
   bool is_big_endian = false;
 };
 
 /// What an index says, in bytes of the file.
 struct PictureIndex {
   struct Picture {
-    size_t entry = 0;  ///< Where its entry stands: a word of properties, the size, the place.
-    size_t begin = 0, size = 0;
+    std::size_t entry = 0;  ///< Where its entry stands: a word of properties, the size, the place.
+    std::size_t begin = 0, size = 0;
   };
-  size_t base = 0;  ///< From here the places in the index are counted.
+  std::size_t base = 0;  ///< From here the places in the index are counted.
   bool is_big_endian = false;
   std::vector<Picture> pictures;  ///< The first one is that at the beginning of the file.
 
   /// The numbers that grow with a part of the first picture, which ends at a place; the index lies outside of it.
-  std::vector<GrowingNumber> growingWith(size_t part_begin, size_t part_end) const;
+  std::vector<GrowingNumber> growingWith(std::size_t part_begin, std::size_t part_end) const;
 };
 
 /// The index in a segment of a file; none where the segment has none or has one that cannot be understood in full: a
@@ -38,8 +38,8 @@ struct PictureIndex {
 /// file          All its bytes.
 /// begin, end    The content of the segment that begins with "MPF\0".
 /// picture_end   Behind the first picture.
-std::optional<PictureIndex> pictureIndexIn(std::string_view file, size_t begin, size_t end,
-                                           size_t picture_end);
+std::optional<PictureIndex> pictureIndexIn(std::string_view file, std::size_t begin,
+                                           std::size_t end, std::size_t picture_end);
 
 /// Adds to numbers of a file.
 ///

@@ -1,6 +1,7 @@
 // Help, manual and completions know every option of every command.
 
 #include <algorithm>
+#include <cstddef>
 #include <map>
 
 #include "tests/tools/program.h"
@@ -130,7 +131,7 @@ TEST_F(Completion, FishOffersCommandsOptionsAndValues) {
   const std::vector<std::string> lines = linesOf(
       outputOf("HOME='" + at("") + "' fish --no-config '" + at("complete.fish") + "' 2>&1"));
   std::map<std::string, std::vector<std::string>> offers;
-  size_t number = 0;
+  std::size_t number = 0;
   for (const std::string& line : lines) {
     if (line == "?") {
       ++number;
@@ -165,8 +166,8 @@ TEST_F(Completion, HelpTellsEveryOptionInTwoScreens) {
     const Outcome run = runOzna({command, "--help"});
     EXPECT_EQ(run.exit_code, 0);
     const std::vector<std::string> lines = linesOf(run.out);
-    EXPECT_LE(lines.size(), 48u);
-    for (const std::string& line : lines) EXPECT_LE(line.size(), 80u) << line;
+    EXPECT_LE(lines.size(), 48U);
+    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
     for (const std::string& option : oznatool::optionNames(command)) {
       if (option == "--help" || option == "-h") continue;
       EXPECT_NE(run.out.find(option), std::string::npos) << option;
@@ -187,7 +188,7 @@ TEST_F(Completion, ManualTellsEveryOptionAndIsSound) {
   }
 }
 
-TEST_F(Completion, UnknownWordsAreToldWithTheNearestKnownOne) {
+TEST_F(Completion, UnknownWordsAreReportedWithTheNearestKnownOne) {
   expectFailure(runOzna({"detct", "a.png"}), 2, "unknown command detct; did you mean detect?");
   expectFailure(runOzna({"recognise", "a.png"}), 2, "unknown command recognise (see ozna --help)");
   expectFailure(runOzna({"detect", "--jsno", "a.png"}), 2,

@@ -4,6 +4,7 @@
 #include <sys/xattr.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -22,9 +23,9 @@ const char* const kGroup = OZNA_SOURCE_DIR "/samples/group.jpg";
 // Whether one file is the other with bytes put in at one place.
 bool isInserted(const std::string& before, const std::string& after) {
   if (after.size() <= before.size()) return false;
-  const size_t head =
+  const std::size_t head =
       std::mismatch(before.begin(), before.end(), after.begin()).first - before.begin();
-  const size_t tail =
+  const std::size_t tail =
       std::mismatch(before.rbegin(), before.rend(), after.rbegin()).first - before.rbegin();
   return head + tail >= before.size();
 }
@@ -71,7 +72,7 @@ TEST_F(Embed, JpegGetsTheRegionsOfASidecarAndKeepsEveryOtherByte) {
     const Outcome run = embedBox("20,10,60,50", path, {"--xmp", at("xmp")});
     ASSERT_EQ(run.exit_code, 0) << run.err;
     EXPECT_TRUE(isInserted(before, readFile(path)));
-    EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1u);
+    EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1U);
     EXPECT_EQ(regionInfo(path), regionInfo(at("xmp/" + name + ".xmp")));
   }
 }
@@ -81,7 +82,7 @@ TEST_F(Embed, PixelsAndCodedDataOfARealPhotographStay) {
   const Outcome run = runOzna({"detect", "--json", "--embed", path});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const nlohmann::ordered_json faces = parsed(run.out)["faces"];
-  ASSERT_GT(faces.size(), 1u);
+  ASSERT_GT(faces.size(), 1U);
   EXPECT_EQ(regionInfo(path)["RegionList"].size(), faces.size());
   EXPECT_TRUE(isInserted(readFile(kGroup), readFile(path)));
   EXPECT_EQ(cv::norm(cv::imread(kGroup), cv::imread(path), cv::NORM_INF), 0);
@@ -101,7 +102,7 @@ TEST_F(Embed, PngGetsRegionsTooAndKeepsEveryOtherByte) {
   EXPECT_NEAR(regionInfo(path)["RegionList"][0]["Area"]["X"].get<double>(), 0.2, 1e-6);
   EXPECT_EQ(cv::norm(cv::imread(path), gradientPicture(200, 100), cv::NORM_INF), 0);
   ASSERT_EQ(embedBox("100,10,140,50", path).exit_code, 0);
-  ASSERT_EQ(regionInfo(path)["RegionList"].size(), 1u);
+  ASSERT_EQ(regionInfo(path)["RegionList"].size(), 1U);
   EXPECT_NEAR(regionInfo(path)["RegionList"][0]["Area"]["X"].get<double>(), 0.6, 1e-6);
 }
 
@@ -117,7 +118,7 @@ TEST_F(Embed, SecondRunWritesNothingAndAnotherFaceReplacesOurs) {
   EXPECT_EQ(first.st_mtim.tv_nsec, second.st_mtim.tv_nsec);
   ASSERT_EQ(embedBox("100,10,140,50", path).exit_code, 0);
   const nlohmann::ordered_json regions = regionInfo(path)["RegionList"];
-  ASSERT_EQ(regions.size(), 1u);
+  ASSERT_EQ(regions.size(), 1U);
   EXPECT_NEAR(regions[0]["Area"]["X"].get<double>(), 0.6, 1e-6);
 }
 
@@ -131,7 +132,7 @@ TEST_F(Embed, NamesThatAnotherProgramGaveStay) {
       "Face},{Area={X=0.9,"
       "Y=0.8,W=0.1,H=0.1,Unit=normalized},Type=Face}]}' '" +
       path + "'");
-  ASSERT_EQ(regionInfo(path)["RegionList"].size(), 2u);
+  ASSERT_EQ(regionInfo(path)["RegionList"].size(), 2U);
   const std::string before = readFile(path);
   // A face that Grace's region shows: nothing is to be written.
   ASSERT_EQ(embedBox("20,10,60,50", path).exit_code, 0);
@@ -139,7 +140,7 @@ TEST_F(Embed, NamesThatAnotherProgramGaveStay) {
   for (const auto& [box, x] : {std::pair("100,10,140,50", 0.6), std::pair("110,10,150,50", 0.65)}) {
     ASSERT_EQ(embedBox(box, path).exit_code, 0);
     const nlohmann::ordered_json regions = regionInfo(path)["RegionList"];
-    ASSERT_EQ(regions.size(), 3u);
+    ASSERT_EQ(regions.size(), 3U);
     EXPECT_EQ(regions[0]["Name"], "Grace");
     EXPECT_EQ(regions[1]["Area"]["X"], 0.9);
     EXPECT_NEAR(regions[2]["Area"]["X"].get<double>(), x, 1e-6);
@@ -155,7 +156,7 @@ TEST_F(Embed, PhotographWithoutFacesIsNotWritten) {
   const std::string before = readFile(path);
   const Outcome run = runOzna({"detect", "--json", "--embed", path});
   EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_EQ(parsed(run.out)["faces"].size(), 0u);
+  EXPECT_EQ(parsed(run.out)["faces"].size(), 0U);
   EXPECT_EQ(readFile(path), before);
 }
 
@@ -169,13 +170,13 @@ TEST_F(Embed, ModeOwnerAttributesAndLinkStay) {
   const Outcome run = embedBox("20,10,60,50", at("link.jpg"));
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_TRUE(fs::is_symlink(at("link.jpg")));
-  EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1u);
+  EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1U);
   struct stat status;
   ASSERT_EQ(stat(path.c_str(), &status), 0);
-  EXPECT_EQ(status.st_mode & 07777, 0640u);
+  EXPECT_EQ(status.st_mode & 07777, 0640U);
   if (is_given) {
-    EXPECT_EQ(status.st_uid, 1234u);
-    EXPECT_EQ(status.st_gid, 4321u);
+    EXPECT_EQ(status.st_uid, 1234U);
+    EXPECT_EQ(status.st_gid, 4321U);
   }
   char tags[16];
   if (has_tag) {
@@ -195,7 +196,7 @@ TEST_F(Embed, PhotographThatCannotBeWrittenWholeStaysAsItIs) {
       {"prlimit", limit}, {"align", "--json", "--points", "5", "--models", makeLandmarkModels(),
                            "--box", "20,10,60,50", "--embed", path});
   expectFailure(run, 4, "a.jpg: ");
-  EXPECT_EQ(linesOf(run.out).size(), 1u);
+  EXPECT_EQ(linesOf(run.out).size(), 1U);
   EXPECT_EQ(readFile(path), before);
   expectNoLeftovers();
 }
@@ -227,7 +228,7 @@ TEST_F(Embed, TwoNamesOfOnePhotographAreBothDone) {
     const Outcome run = runOzna({"detect", "--json", "--embed", jobs, path, path, at("other.jpg")});
     EXPECT_EQ(run.exit_code, 0) << run.err;
     const std::vector<std::string> lines = linesOf(run.out);
-    ASSERT_EQ(lines.size(), 2u);
+    ASSERT_EQ(lines.size(), 2U);
     EXPECT_EQ(parsed(lines[0])["faces"], parsed(lines[1])["faces"]);
     EXPECT_EQ(parsed(lines[0])["modified"], parsed(lines[1])["modified"]);
     EXPECT_EQ(regionInfo(path)["RegionList"].size(), parsed(lines[0])["faces"].size());
@@ -236,7 +237,7 @@ TEST_F(Embed, TwoNamesOfOnePhotographAreBothDone) {
 
 // A JPEG segment.
 std::string segment(char marker, const std::string& content) {
-  const size_t length = content.size() + 2;
+  const std::size_t length = content.size() + 2;
   return std::string("\xFF") + marker + static_cast<char>(length >> 8) +
          static_cast<char>(length & 0xFF) + content;
 }
@@ -291,7 +292,7 @@ TEST_F(Embed, FilesThatCannotBeWrittenSafelyAreRefusedAndStay) {
     const Outcome run = embedBox("20,10,60,50", path);
     expectFailure(run, 4, refused.reason);
     EXPECT_NE(run.err.find(refused.name), std::string::npos);
-    EXPECT_EQ(linesOf(run.out).size(), 1u);
+    EXPECT_EQ(linesOf(run.out).size(), 1U);
     EXPECT_EQ(readFile(path), refused.bytes);
   }
   expectFailure(runOznaOn(jpeg, {"detect", "--embed", "-i", "-"}), 2, "--embed writes into files");
@@ -319,11 +320,11 @@ TEST_F(Embed, FilmBehindAPhotographAndMovedPicturesStayWhereTheyAre) {
   const std::string written = readFile(at("several.jpg"));
   EXPECT_EQ(written.size(), several.size());
   EXPECT_EQ(written.substr(written.size() - jpeg.size()), jpeg);
-  EXPECT_EQ(regionInfo(at("several.jpg"))["RegionList"].size(), 1u);
+  EXPECT_EQ(regionInfo(at("several.jpg"))["RegionList"].size(), 1U);
 }
 
 // A number of 32 bits.
-std::string number(size_t value, bool is_big_endian) {
+std::string number(std::size_t value, bool is_big_endian) {
   std::string bytes;
   for (int i = 0; i < 4; ++i) {
     bytes += static_cast<char>(value >> 8 * (is_big_endian ? 3 - i : i) & 0xFF);
@@ -332,10 +333,10 @@ std::string number(size_t value, bool is_big_endian) {
 }
 
 // An index of two pictures, as telephones write it.
-std::string indexOf(size_t first_size, size_t second_place, size_t second_size,
+std::string indexOf(std::size_t first_size, std::size_t second_place, std::size_t second_size,
                     bool is_big_endian) {
-  const auto word = [&](size_t value) { return number(value, is_big_endian); };
-  const auto half = [&](size_t value) {
+  const auto word = [&](std::size_t value) { return number(value, is_big_endian); };
+  const auto half = [&](std::size_t value) {
     return is_big_endian ? word(value).substr(2) : word(value).substr(0, 2);
   };
   std::string index = is_big_endian ? std::string("MM\0*", 4) : std::string("II*\0", 4);
@@ -354,9 +355,9 @@ std::string withSecondPicture(const std::string& before, const std::string& behi
                               const std::string& second, bool is_big_endian,
                               const std::string& end = "") {
   const std::string jpeg = encoded(".jpg", gradientPicture(200, 100));
-  const size_t index_size = indexOf(0, 0, 0, is_big_endian).size();
-  const size_t size = jpeg.size() + before.size() + index_size + behind.size();
-  const size_t base = 2 + before.size() + 8;  // Places count from behind "MPF".
+  const std::size_t index_size = indexOf(0, 0, 0, is_big_endian).size();
+  const std::size_t size = jpeg.size() + before.size() + index_size + behind.size();
+  const std::size_t base = 2 + before.size() + 8;  // Places count from behind "MPF".
   return withSegment(
              jpeg, before + indexOf(size, size + 5 - base, second.size(), is_big_endian) + behind) +
          std::string(5, '\0') + second + end;
@@ -406,7 +407,7 @@ TEST_F(SecondPictures, AreFoundByTheirIndexWhereverThePacketStands) {
           number(written.size() - second.size() - 5, is_big_endian) + std::string(8, '\0');
       EXPECT_NE(written.find(size), std::string::npos);
       if (*box != '\0') {
-        EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1u);
+        EXPECT_EQ(regionInfo(path)["RegionList"].size(), 1U);
       }
     }
   }
@@ -418,8 +419,8 @@ TEST_F(SecondPictures, WithSomethingElseThatCountsTheirPlacesAreRefused) {
   const std::string exif("Exif\0\0MM\0*\0\0\0\x08\0\0\0\0\0\0",
                          20);  // A directory without entries.
   // The number in this segment is the place of the second picture, from the file's begin or from the Exif data.
-  const size_t place = whole.size() - second.size() + 4 + exif.size() + 4;
-  const auto noted = [&](size_t value, bool is_big_endian) {
+  const std::size_t place = whole.size() - second.size() + 4 + exif.size() + 4;
+  const auto noted = [&](std::size_t value, bool is_big_endian) {
     const std::string note = segment('\xE1', exif + number(value, is_big_endian));
     return withSecondPicture(note, "", second, false);
   };
@@ -450,9 +451,9 @@ TEST_F(SecondPictures, WithSomethingElseThatCountsTheirPlacesAreRefused) {
 TEST_F(SecondPictures, WithAnIndexThatIsCutOrWrongAreRefused) {
   const std::string second = encoded(".jpg", gradientPicture(50, 40));
   const std::string whole = withSecondPicture("", "", second, true);
-  const size_t index = whole.find("MPF") + 4;
+  const std::size_t index = whole.find("MPF") + 4;
   // The directory's place, the number of its fields, the kind, size and place of the list.
-  for (const size_t byte : {0, 4, 8, 34, 35, 36, 37, 38, 40, 42}) {
+  for (const std::size_t byte : {0, 4, 8, 34, 35, 36, 37, 38, 40, 42}) {
     SCOPED_TRACE(byte);
     std::string changed = whole;
     changed[index + byte] = '\x7F';
@@ -467,10 +468,10 @@ TEST(EmbeddedPacket, IsFoundAndExchangedInEveryCutOfAFileOrRefused) {
                                        segment('\xE1', kPacketKey + "<?xpacket begin=''?>"));
   const std::string png = encoded(".png", gradientPicture(20, 10));
   const std::string two = withSecondPicture("", "", jpeg, false);
-  EXPECT_EQ(oznatool::packetPlaceIn(two).growing.size(), 1u);
+  EXPECT_EQ(oznatool::packetPlaceIn(two).growing.size(), 1U);
   for (const std::string& whole : {jpeg, png}) {
     EXPECT_NO_THROW(oznatool::packetPlaceIn(whole));
-    for (size_t size = 0; size < whole.size(); ++size) {
+    for (std::size_t size = 0; size < whole.size(); ++size) {
       EXPECT_THROW(oznatool::packetPlaceIn(whole.substr(0, size)), std::runtime_error) << size;
     }
   }

@@ -1,5 +1,6 @@
 // The page of ozna report: what stands in it. report_in_browser_test.py opens it in a browser.
 
+#include <cstddef>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
@@ -15,14 +16,14 @@ class ReportPage : public ProgramTest {
   // What the script of a page works on.
   static nlohmann::ordered_json dataOf(const std::string& page) {
     const std::string begin = "const data = ";
-    const size_t at = page.find(begin) + begin.size();
+    const std::size_t at = page.find(begin) + begin.size();
     return parsed(page.substr(at, page.find(";\nconst by", at) - at));
   }
 
   // The picture of a data address.
   static cv::Mat pictureOf(const std::string& address) {
     const std::string begin = "data:image/jpeg;base64,";
-    EXPECT_EQ(address.rfind(begin, 0), 0u);
+    EXPECT_EQ(address.rfind(begin, 0), 0U);
     std::vector<uchar> bytes;
     unsigned buffer = 0;
     int bits = 0;
@@ -48,20 +49,21 @@ TEST_F(ReportPage, HasThumbnailsChipsAndFailures) {
   EXPECT_EQ(linesOf(run.err).back(), "ozna: 3 photographs, 9 faces; 1 failed");
   const std::string page = readFile(at("report.html"));
   const nlohmann::ordered_json data = dataOf(page);
-  ASSERT_EQ(data["photographs"].size(), 2u);
+  ASSERT_EQ(data["photographs"].size(), 2U);
   const nlohmann::ordered_json& first = data["photographs"][0];
   EXPECT_EQ(first["path"], group);
   EXPECT_EQ(first["width"], 1280);
-  ASSERT_EQ(first["faces"].size(), 9u);
-  EXPECT_EQ(data["photographs"][1]["faces"].size(), 0u);
-  ASSERT_EQ(data["failures"].size(), 1u);
+  ASSERT_EQ(first["faces"].size(), 9U);
+  EXPECT_EQ(data["photographs"][1]["faces"].size(), 0U);
+  ASSERT_EQ(data["failures"].size(), 1U);
   EXPECT_EQ(data["failures"][0]["message"], "No such file or directory");
   // Two thumbnails and nine chips, each one named once.
-  ASSERT_EQ(data["pictures"].size(), 11u);
-  const cv::Mat thumbnail = pictureOf(data["pictures"][first["thumbnail"].get<size_t>()]);
+  ASSERT_EQ(data["pictures"].size(), 11U);
+  const cv::Mat thumbnail = pictureOf(data["pictures"][first["thumbnail"].get<std::size_t>()]);
   EXPECT_EQ(thumbnail.cols, 480);
   for (const auto& face : first["faces"]) {
-    EXPECT_EQ(pictureOf(data["pictures"][face["chip"].get<size_t>()]).size(), cv::Size(96, 96));
+    EXPECT_EQ(pictureOf(data["pictures"][face["chip"].get<std::size_t>()]).size(),
+              cv::Size(96, 96));
     EXPECT_GT(face["sharpness"].get<int>(), 0);
   }
   // No network: no address but those of the pictures.
@@ -72,7 +74,7 @@ TEST_F(ReportPage, HasThumbnailsChipsAndFailures) {
   EXPECT_NE(page.find("[hidden] { display: none !important; }"), std::string::npos);
   // A second run replaces the page, and nothing else is left there.
   EXPECT_EQ(runOzna({"report", "-o", at("report.html"), none}).exit_code, 0);
-  EXPECT_EQ(dataOf(readFile(at("report.html")))["photographs"].size(), 1u);
+  EXPECT_EQ(dataOf(readFile(at("report.html")))["photographs"].size(), 1U);
   EXPECT_FALSE(fs::exists(at("report-files")));
 }
 
@@ -86,7 +88,7 @@ TEST_F(ReportPage, SharperFacesCountAsSharper) {
                 .exit_code,
             0);
   const nlohmann::ordered_json photographs = dataOf(readFile(at("r.html")))["photographs"];
-  ASSERT_EQ(photographs[1]["faces"].size(), 1u);
+  ASSERT_EQ(photographs[1]["faces"].size(), 1U);
   EXPECT_GT(photographs[0]["faces"][0]["sharpness"].get<int>(),
             2 * photographs[1]["faces"][0]["sharpness"].get<int>());
 }
@@ -100,7 +102,7 @@ TEST_F(ReportPage, NamesCannotLeaveTheScript) {
   EXPECT_EQ(dataOf(page)["photographs"][0]["path"], path);
 }
 
-TEST_F(ReportPage, TargetThatCannotBeIsTold) {
+TEST_F(ReportPage, TargetThatCannotBeIsReported) {
   const std::string photograph = makePicture("a.png");
   expectFailure(runOzna({"report", "-o", at("no/r.html"), photograph}), 4, "does not exist");
   expectFailure(runOzna({"report", "-o", directory_.string(), photograph}), 4, "is a directory");
