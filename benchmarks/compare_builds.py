@@ -79,7 +79,7 @@ class Host:
 
 
 def environment(kernels, threads=True):
-    """The environment of a run. The older build's mathematics library starts threads unless it is told not to."""
+    """The environment of a run. The older build's mathematics library starts threads unless its environment forbids it."""
     result = {name: value for name, value in os.environ.items() if not name.startswith(("OPENBLAS", "OMP", "BLIS", "GOTO"))}
     if not threads:
         result["OPENBLAS_NUM_THREADS"] = "1"

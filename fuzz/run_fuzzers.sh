@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # run_fuzzers.sh LENGTH [BUILD_FOLDER [TARGET...]]: builds the fuzz targets with clang and runs each of them, or those
 # named, for that many seconds, or that many executions where LENGTH ends in 'runs': 3600, or 5000000runs. Inputs collect
-# in BUILD_FOLDER/corpus, findings and logs in BUILD_FOLDER/findings; the build folder is build/fuzz if none is named. A line a target tells executions and coverage.
+# in BUILD_FOLDER/corpus, findings and logs in BUILD_FOLDER/findings; the build folder is build/fuzz if none is named. One line per target reports executions and coverage.
 # The exit status is 1 if there is a finding. To run one again:
 #   build/fuzz/fuzz/net_fuzzer build/fuzz/findings/net-crash-...
 set -euo pipefail

@@ -14,14 +14,14 @@
 namespace kit {
 namespace {
 
-// Of a fixed size, since what is to be told may be that there is no memory.
+// Of a fixed size, since what is to be reported may be that there is no memory.
 constexpr std::size_t kMessageSize = 1024;
 thread_local char message[kMessageSize];
 
 bool isContinuation(char byte) { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
 
 // Keeps a sentence; one that is too long is cut between characters.
-oznakit_status tell(oznakit_status status, const char* first, const char* second = "") {
+oznakit_status report(oznakit_status status, const char* first, const char* second = "") {
   std::size_t length = 0;
   for (const char* const part : {first, second}) {
     std::size_t count = std::strlen(part);
@@ -37,7 +37,7 @@ oznakit_status tell(oznakit_status status, const char* first, const char* second
 }
 
 oznakit_status tellNoMemory() {
-  return tell(OZNAKIT_NO_MEMORY, "Expected memory for the call, but an allocation failed.");
+  return report(OZNAKIT_NO_MEMORY, "Expected memory for the call, but an allocation failed.");
 }
 
 }  // namespace
@@ -46,16 +46,16 @@ oznakit_status reportException() noexcept {
   try {
     throw;
   } catch (const Error& error) {
-    return tell(error.status(), error.what());
+    return report(error.status(), error.what());
   } catch (const std::bad_alloc&) {
     return tellNoMemory();
   } catch (const cv::Exception& error) {
     if (error.code == cv::Error::StsNoMem) return tellNoMemory();
-    return tell(OZNAKIT_INTERNAL, "A fault of the library: ", error.what());
+    return report(OZNAKIT_INTERNAL, "A fault of the library: ", error.what());
   } catch (const std::exception& error) {
-    return tell(OZNAKIT_INTERNAL, "A fault of the library: ", error.what());
+    return report(OZNAKIT_INTERNAL, "A fault of the library: ", error.what());
   } catch (...) {
-    return tell(OZNAKIT_INTERNAL, "A fault of the library: an exception of an unknown kind.");
+    return report(OZNAKIT_INTERNAL, "A fault of the library: an exception of an unknown kind.");
   }
 }
 

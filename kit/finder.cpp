@@ -97,18 +97,18 @@ oznakit_status oznakit_finder_get_info(const oznakit_finder* finder, oznakit_fin
     kit::requireGiven(finder, "a finder");
     kit::requireGiven(info, "a place for the info");
     kit::requireSize(*info, "oznakit_finder_info");
-    oznakit_finder_info told = OZNAKIT_FINDER_INFO_INIT;
-    told.models = finder->models.c_str();
-    told.source = finder->source.c_str();
+    oznakit_finder_info filled = OZNAKIT_FINDER_INFO_INIT;
+    filled.models = finder->models.c_str();
+    filled.source = finder->source.c_str();
     if (finder->cascade != nullptr) {
-      told.parts |= OZNAKIT_DETECTION;
-      told.stages = finder->cascade->stageCount();
-      told.scan_width = static_cast<std::int32_t>(finder->cascade->scanInput().width);
-      told.scan_height = static_cast<std::int32_t>(finder->cascade->scanInput().height);
-      told.detectors = finder->pool->count();
+      filled.parts |= OZNAKIT_DETECTION;
+      filled.stages = finder->cascade->stageCount();
+      filled.scan_width = static_cast<std::int32_t>(finder->cascade->scanInput().width);
+      filled.scan_height = static_cast<std::int32_t>(finder->cascade->scanInput().height);
+      filled.detectors = finder->pool->count();
     }
-    if (finder->landmarks != nullptr) told.parts |= OZNAKIT_LANDMARKS;
-    *info = told;
+    if (finder->landmarks != nullptr) filled.parts |= OZNAKIT_LANDMARKS;
+    *info = filled;
   });
 }
 

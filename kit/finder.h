@@ -16,7 +16,7 @@
 
 /// Threads  Any number may use one at once; nothing but the pool changes.
 struct oznakit_finder {
-  std::string models;  ///< As oznakit_finder_info tells them.
+  std::string models;  ///< As oznakit_finder_info returns them.
   std::string source;
   std::vector<std::string> files;         ///< Names of those that were read, in that order.
   std::unique_ptr<kit::Cascade> cascade;  ///< Null without detection.

@@ -1,6 +1,6 @@
 /* Oznakit: face analysis for applications, as a C interface.
  *
- * It finds the faces in pictures as a host holds them in memory, places landmarks on them, tells
+ * It finds the faces in pictures as a host holds them in memory, places landmarks on them, measures
  * what follows from those (pose, openness of the eyes, sharpness) and cuts upright chips.
  *
  *     oznakit_finder* finder = NULL;
@@ -317,7 +317,7 @@ typedef struct oznakit_plan {
                          * the faces as well: decoders of JPEG files make one in a fraction of the time. */
   oznakit_scan
       scan;      /* Where reduction is above 1, what to search the reduced picture with, instead */
-  double margin; /* of preset, smallest face, scan and margin. Faces are then told in its pixels. */
+  double margin; /* of preset, smallest face, scan and margin. Faces are then in its pixels. */
 } oznakit_plan;
 #define OZNAKIT_PLAN_INIT \
   { sizeof(oznakit_plan), 0, 0, 0, 0, 1, OZNAKIT_SCAN_INIT, 0 }

@@ -159,14 +159,14 @@ class Points {
   std::size_t size_ = 0;
 };
 
-/// One face. The details are not-a-number where they were not asked for or cannot be known.
+/// One face. The details are NaN where they were not asked for or cannot be known.
 struct Face {
   static constexpr float kUnknown = std::numeric_limits<float>::quiet_NaN();
 
   Box box;
-  float score = kUnknown;  ///< 0 to 1; not-a-number for a box that the host gave.
+  float score = kUnknown;  ///< 0 to 1; NaN for a box that the host gave.
   std::int32_t turn = 0;   ///< Quarter turns clockwise that bring the face upright, 0 to 3.
-  Points points;           ///< 68, 5 or none; the order is told at oznakit_face.
+  Points points;           ///< 68, 5 or none; for the order see oznakit_face.
   float quality = kUnknown;
   float roll = kUnknown;  ///< Degrees, as the two below.
   float yaw = kUnknown;
@@ -227,7 +227,7 @@ struct File {
   std::size_t byte_count = 0;
 };
 
-/// Where models come from: at most one of the first three. None: as told at oznakit_model_options.
+/// Where models come from: at most one of the first three. None: see oznakit_model_options.
 struct ModelOptions {
   std::optional<std::string> directory;
   std::vector<File> files;

@@ -11,7 +11,7 @@ namespace kit {
 /// for the life of the process. Where it finds none and gets no memory for another, it can only end
 /// the process: its locks are held at that moment. Each of these objects stands for one workspace, the
 /// most that a thread uses at a time. What a workspace consists of is learnt from the first; the
-/// pieces of the others are made here, where an exception can tell that there is no memory for them,
+/// pieces of the others are made here, where an exception can say that there is no memory for them,
 /// and are what the library gets when it asks.
 ///
 /// Threads  Any number at once, with an object each.

@@ -36,7 +36,7 @@ void requireSide(const char* name, std::int32_t side) {
 void requireOptions(const oznakit_chip_options& options) {
   requireSide("width", options.width);
   requireSide("height", options.height);
-  // Written so that not-a-number is refused too.
+  // Written so that NaN is refused too.
   if (!(options.padding >= kLeastPadding && options.padding <= kMostPadding)) {
     throw Error(OZNAKIT_BAD_ARGUMENT, "Expected the padding of a chip to be -0.4 to 4, found " +
                                           std::to_string(options.padding) + ".");

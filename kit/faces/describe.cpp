@@ -23,7 +23,7 @@ namespace {
 using Rect = oznalib::Rectangle<float>;
 
 void requireRect(const Rect& rect) {
-  // Written so that not-a-number is refused too.
+  // Written so that NaN is refused too.
   const bool has_area = std::isfinite(rect.left) && std::isfinite(rect.top) &&
                         std::isfinite(rect.right) && std::isfinite(rect.bottom) &&
                         rect.left < rect.right && rect.top < rect.bottom;

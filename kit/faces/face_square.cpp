@@ -29,7 +29,7 @@ const Places kInBox = {
 std::optional<Similarity> chipMap(const std::vector<float>& points, const cv::Size& chip,
                                   double padding) {
   for (const float coordinate : points) {
-    // The comparison also turns not-a-number away.
+    // The comparison also turns NaN away.
     if (!(std::abs(double{coordinate}) < kFarthest)) {
       return std::nullopt;
     }

@@ -10,7 +10,7 @@
 namespace kit {
 namespace {
 
-// The spread tells fits that found no face from those that did; the misfit tells apart the ones that
+// The spread separates fits that found no face from those that did; the misfit finds the ones that
 // agree on something that is not a face. Their product orders faces by their error better than either
 // alone. At this product the quality is a half: seven in ten faces in boxes of a detector are better.
 constexpr float kHalfBad = 0.003F;
@@ -45,7 +45,7 @@ float fitSpread(const oznalib::Placement68& placement) {
 
 float pointQuality(float spread, float misfit) {
   const float badness = spread * misfit;
-  return badness >= 0 ? 1 / (1 + badness / kHalfBad) : 0;  // 0 for not-a-number.
+  return badness >= 0 ? 1 / (1 + badness / kHalfBad) : 0;  // 0 for NaN.
 }
 
 }  // namespace kit

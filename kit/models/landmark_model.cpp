@@ -77,7 +77,7 @@ class Reader {
   T within(const char* what, T least, T most) {
     const std::size_t at = position_;
     const T value = number<T>();
-    // Written so that not-a-number is refused too.
+    // Written so that NaN is refused too.
     if (!(value >= least && value <= most)) {
       const std::string range = least < most ? " to " + std::to_string(most) : std::string();
       refuse(at, std::string(what) + " of " + std::to_string(least) + range, std::to_string(value));

@@ -8,7 +8,7 @@ namespace kit {
 /// What brings a stored picture upright: first its sides are exchanged (pixel (x, y) goes to
 /// (y, x)), then columns or rows are mirrored, or both.
 ///
-/// Numbered 1 to 8 as in the Exif tag 0x0112, which tells where the stored first row and first
+/// Numbered 1 to 8 as in the Exif tag 0x0112, which says where the stored first row and first
 /// column belong.
 struct Orientation {
   bool exchanges_sides;

@@ -120,7 +120,7 @@ struct Search {
                            static_cast<float>(candidate.y + candidate.height)},
                           scan.region.x, scan.region.y);
       face.score = candidate.score;
-      // Not a number where damaged weights run out of range.
+      // NaN where damaged weights run out of range.
       if (face.score >= request.least_score && centreLiesIn(face.rect, scan.core)) {
         faces->push_back(std::move(face));
       }

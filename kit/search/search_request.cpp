@@ -29,7 +29,7 @@ std::string textOf(double value) {
   return text.str();
 }
 
-// The comparisons turn not-a-number away too.
+// The comparisons turn NaN away too.
 void requireRange(const char* field, double value, double least, double most) {
   if (value >= least && value <= most) return;
   throw Error(OZNAKIT_BAD_ARGUMENT, std::string("Expected ") + field + " of " + textOf(least) +

@@ -1,4 +1,4 @@
-"""Finds the faces in photographs, places landmarks on them and tells what follows from those.
+"""Finds the faces in photographs, places landmarks on them and measures what follows from those.
 
     import ozna
     finder = ozna.Finder()

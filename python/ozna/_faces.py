@@ -18,7 +18,7 @@ class Face:
     """A face: its box and score, and what else was asked for.
 
     box         left, top, right, bottom in pixels of the upright image; right and bottom are edges.
-    score       0 to 1; not-a-number for a box that the program gave.
+    score       0 to 1; NaN for a box that the program gave.
     turn        Quarter turns clockwise that bring the face upright, 0 to 3.
     points      (68, 2), (5, 2) or (0, 2): x, y; 0 is the centre of the first pixel.
     quality     Of the points: 1 where the fits agree, towards 0 where they do not.
@@ -26,7 +26,7 @@ class Face:
     left_eye, right_eye  Height over width of each eye, as they lie in the image.
     sharpness   0 to 1.
 
-    Numbers that are not known are not-a-number. As a sequence, and as an array, a face is left, top,
+    Numbers that are not known are NaN. As a sequence, and as an array, a face is left, top,
     right, bottom, score; numpy.array(faces) has a row for each. All arrays are of dtype float32.
     """
 

@@ -136,7 +136,7 @@ class Finder:
         order        Of the channels: "rgb", "bgr", "rgba", "bgra" or "argb".
         orientation  As in Exif, 1 to 8. Coordinates are those of the upright image.
         points       68 or 5, to have landmarks placed; or call align with faces of your choice.
-        details      Whether to tell quality, pose, eyes and sharpness.
+        details      Whether to measure quality, pose, eyes and sharpness.
         progress     Called with the share that is done, 0 to 1, in this thread. Returning False
                      (and not None) stops the search, which raises Cancelled.
 

@@ -1,4 +1,4 @@
-/// An allocator of the whole process that fails where it is told to, and counts what is not freed.
+/// An allocator of the whole process that fails where it is asked to, and counts what is not freed.
 ///
 /// Linked into a program, it takes the place of malloc and its kin, and so of operator new, for the
 /// libraries of the program too. A sanitizer, which needs malloc for itself, goes without it.

@@ -28,8 +28,8 @@ __attribute__((constructor)) void start() {
                                                : Failure::kOne);
 }
 
-// Without an allocation; children that were forked do not tell theirs.
-__attribute__((destructor)) void tell() {
+// Without an allocation; children that were forked do not write theirs.
+__attribute__((destructor)) void writeCount() {
   const long count = failing_allocator::disarm();
   const char* const path = std::getenv("OZNA_COUNT_FILE");
   if (path == nullptr || started != getpid()) return;

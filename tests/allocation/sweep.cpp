@@ -270,13 +270,13 @@ int inProcess(const Sweep& sweep, const Step& step) {
   }
   int status = 0;
   waitpid(child, &status, 0);
-  std::string told(4096, '\0');
+  std::string written(4096, '\0');
   std::rewind(messages);
-  told.resize(std::fread(told.data(), 1, told.size(), messages));
+  written.resize(std::fread(written.data(), 1, written.size(), messages));
   std::fclose(messages);
   Progress& progress = *sweep.progress;
   if (WIFEXITED(status) && WEXITSTATUS(status) == 255 && progress.in_call &&
-      told.find("Unable to allocate memory\n") != std::string::npos) {
+      written.find("Unable to allocate memory\n") != std::string::npos) {
     progress.in_call = false;
     ++progress.blobs;
     progress.next += sweep.step;
@@ -284,7 +284,7 @@ int inProcess(const Sweep& sweep, const Step& step) {
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) == 1) {
     std::fprintf(stderr, "allocation %ld of %s: status %d\n%s\n", progress.next,
-                 sweep.operation.c_str(), status, told.c_str());
+                 sweep.operation.c_str(), status, written.c_str());
     std::exit(1);
   }
   return WEXITSTATUS(status);

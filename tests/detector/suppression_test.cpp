@@ -259,7 +259,7 @@ TEST(Suppressions, AgreeWithASlowReferenceOnRandomBoxes) {
       FaceCandidate candidate =
           box(static_cast<int>(engine() % 40), static_cast<int>(engine() % 40),
               4 + static_cast<int>(engine() % 4) * 5, 0);
-      // Distinct scores, since the order of equal ones is free; the level tells the boxes apart.
+      // Distinct scores, since the order of equal ones is free; the level distinguishes the boxes.
       candidate.score = static_cast<float>((i * 7919) % 1009) / 1009.0F;
       candidate.level = i;
       list.candidates.push_back(candidate);

@@ -82,7 +82,7 @@ class CountingSink : public google::LogSink {
   std::vector<std::string> messages_;
 };
 
-// Multiplies matrices of ones until told to stop; every product is checked.
+// Multiplies matrices of ones until asked to stop; every product is checked.
 void keepBlasBusy(const std::atomic<bool>& stop) {
   constexpr int kSide = 96;
   const std::vector<float> ones(kSide * kSide, 1.0F);
@@ -94,7 +94,7 @@ void keepBlasBusy(const std::atomic<bool>& stop) {
   }
 }
 
-// Scales pictures of one grey until told to stop.
+// Scales pictures of one grey until asked to stop.
 void keepOpenCVBusy(const std::atomic<bool>& stop) {
   const cv::Mat grey(480, 640, CV_8UC3, cv::Scalar::all(77));
   while (!stop) {

@@ -143,17 +143,17 @@ TEST_F(DescribedFaces, RefusesBoxesThatAreNone) {
 }
 
 TEST_F(DescribedFaces, ProgressCoversThePointsToo) {
-  std::vector<float> told;
+  std::vector<float> reported;
   oznakit_search_options options = kit_test::defaultSearch();
   options.with = OZNAKIT_WITH_POINTS_5;
   options.progress = [](float done, void* context) -> std::int32_t {
     static_cast<std::vector<float>*>(context)->push_back(done);
     return done < 0.95F;
   };
-  options.context = &told;
+  options.context = &reported;
   EXPECT_EQ(kit_test::find(finder_, kit_test::viewOf(photo_), options).status, OZNAKIT_CANCELLED);
-  ASSERT_FALSE(told.empty());
-  EXPECT_GE(told.back(), 0.95F);
+  ASSERT_FALSE(reported.empty());
+  EXPECT_GE(reported.back(), 0.95F);
 }
 
 }  // namespace

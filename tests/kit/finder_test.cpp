@@ -1,4 +1,4 @@
-// Opening finders and what they tell of themselves.
+// Opening finders and what they report of themselves.
 
 #include <gtest/gtest.h>
 

@@ -68,7 +68,7 @@ def test_landmark_model_may_be_loaded_beside_alignments(small, landmarks):
 
 
 def share_of_calls_with_progress_elsewhere(call, calls):
-    """Runs call so often in a thread; tells during how many of them this thread went on."""
+    """Runs call so often in a thread; returns during how many of them this thread went on."""
     spans, ticks = [], []
 
     def work():

@@ -9,7 +9,7 @@ cd "$work"
 mkdir bin photos photos/below
 ln -s "$program" bin/ozna
 export PATH=$work/bin:$PATH
-# Small and grey: only which ones are told counts here.
+# Small and grey: only which ones are listed counts here.
 { printf 'P6 32 32 255\n'; head -c 3072 /dev/zero; } >photos/1.ppm
 for i in $(seq 2 30); do cp photos/1.ppm "photos/$i.ppm"; done
 for i in $(seq 10); do cp photos/1.ppm "photos/below/$i.ppm"; done

@@ -14,14 +14,15 @@ namespace oznatool {
 constexpr int kSchemaVersion = 1;
 
 /// One record as one line of JSON with its line break:
-///   {"schema":1,"path":..,"bytes":..,"modified":..,"width":..,"height":..,"orientation":..,"faces":[{"left":..,"top":..,
-///    "right":..,"bottom":..,"score":..,"points":[[x,y],..],"chip":..},..],"warnings":[..]}
+///   {"schema":1,"path":..,"bytes":..,"modified":..,"width":..,"height":..,"orientation":..,
+///    "faces":[{"left":..,"top":..,"right":..,"bottom":..,"score":..,"points":[[x,y],..],"chip":..},..],"warnings":[..]}
 /// or, where the photograph could not be looked at,
 ///   {"schema":1,"path":..,"bytes":..,"modified":..,"error":{"kind":..,"message":..}}
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
-/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where the input is not a regular file. Numbers carry the digits that give back the same 32-bit
-/// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
+/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where
+/// the input is not a regular file. Numbers carry the digits that give back the same 32-bit float; one
+/// that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
 /// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
 /// a terminal would obey are escaped.
 ///

@@ -39,7 +39,8 @@ struct InputOptions {
 
 /// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is
 /// known early and a list that comes slowly is worked on as it comes. A list with a name of more than
-/// 64 KiB, which no file can have, ends there; what begins as a picture does is taken for one. A path that was named before is left out.
+/// 64 KiB, which no file can have, ends there; what begins as a picture does is taken for one. A path
+/// that was named before is left out.
 class Inputs {
  public:
   /// skip  Inputs that it is true for are left out; called in the gathering thread.

@@ -191,7 +191,7 @@ class ModelTrainer {
       describe(dev_, stage++, dev_rows_);
       applyTrainedStage(trained, options_.stage, dev_rows_);
     }
-    log_ << "going on from " << options_.checkpoint_folder << std::endl;
+    log_ << "continuing from " << options_.checkpoint_folder << std::endl;
     report(stages, curve);
     return stages;
   }

@@ -37,7 +37,7 @@ struct TrainingCurve {
 /// here; it may be empty. `curve` may be null.
 ///
 /// Checkpoints  After each stage the model so far (stage-N.sdm) and the rows' shapes (shapes.bin).
-///              A run in the same folder goes on behind the last stage that it finds; use a fresh
+///              A run in the same folder continues after the last stage that it finds; use a fresh
 ///              folder for other data or options (a wrong number of rows is noticed, no more).
 /// Memory       8704 bytes per row, the samples, and what trainStage takes.
 oznalib::SDMModel trainModel(const std::vector<AlignmentSample>& train,

@@ -1,4 +1,4 @@
-// Cascades that are refused, each with a sentence that tells what was expected and found.
+// Cascades that are refused, each with a sentence that says what was expected and found.
 
 #include "kit/models/cascade.h"
 

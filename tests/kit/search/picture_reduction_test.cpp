@@ -182,7 +182,7 @@ TEST_F(Plan, RefusesWhatASearchWould) {
   EXPECT_EQ(oznakit_finder_plan(finder_.get(), 100, 100, nullptr, nullptr), OZNAKIT_BAD_ARGUMENT);
 }
 
-// The faces of a picture and of its half, told in the pixels of the whole.
+// The faces of a picture and of its half, both in the pixels of the whole.
 TEST_F(Plan, FindsTheSameFacesInTheReducedPicture) {
   const cv::Mat photograph = kit_test::readSample("astronaut");
   cv::Mat whole;

@@ -21,15 +21,15 @@ std::int32_t note(float done, void* context) {
 std::int32_t stop(float /*done*/, void* /*context*/) { return 0; }
 
 TEST(WorkProgress, RisesToOneThroughItsParts) {
-  std::vector<float> told;
-  WorkProgress progress(note, &told);
+  std::vector<float> reported;
+  WorkProgress progress(note, &reported);
   progress.beginPart(4, 0.5);
   progress.finishUnits(1);
   progress.finishUnits(3);
   progress.beginPart(2, 1);
   progress.finishUnits(1);
   progress.finish();
-  EXPECT_THAT(told, testing::ElementsAre(0, 0.125F, 0.5F, 0.5F, 0.75F, 1));
+  EXPECT_THAT(reported, testing::ElementsAre(0, 0.125F, 0.5F, 0.5F, 0.75F, 1));
 }
 
 TEST(WorkProgress, EndsTheCallWhereTheHostSaysSo) {
@@ -43,11 +43,11 @@ TEST(WorkProgress, EndsTheCallWhereTheHostSaysSo) {
 }
 
 TEST(WorkProgress, PausesDoNotAskAgainAtOnce) {
-  std::vector<float> told;
-  WorkProgress progress(note, &told);
+  std::vector<float> reported;
+  WorkProgress progress(note, &reported);
   progress.beginPart(1, 1);
   for (int i = 0; i < 1000; ++i) progress.pause();
-  EXPECT_LT(told.size(), 100U);
+  EXPECT_LT(reported.size(), 100U);
 }
 
 TEST(WorkProgress, AsksNobodyWithoutACallback) {

@@ -32,7 +32,7 @@ TEST_F(PlainWords, FolderIsAnsweredWithTheOptionThatIsMissing) {
   expectFailure(runOzna({at("in")}), 1, "-r looks into it");
 }
 
-TEST_F(PlainWords, OptionBeforeTheCommandIsToldItsPlace) {
+TEST_F(PlainWords, OptionBeforeTheCommandNamesItsPlace) {
   expectFailure(runOzna({"--json", kFace}), 2,
                 "--json stands behind a command, as in ozna detect --json");
 }

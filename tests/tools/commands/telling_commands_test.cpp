@@ -1,4 +1,4 @@
-// The commands that tell: models, info, bench.
+// The commands that report: models, info, bench.
 
 #include <stdlib.h>
 
@@ -15,14 +15,14 @@ TEST_F(Telling, ModelsNamesEveryFileWithSizeChecksumAndLicence) {
   writeFile(models + "/models/MODEL.md", "# A model\n\n**Use.** For tests\nalone.\n\nMore.\n");
   const Outcome run = runOzna({"models", "--json", "--models", models});
   ASSERT_EQ(run.exit_code, 0) << run.err;
-  const nlohmann::ordered_json told = parsed(run.out);
-  EXPECT_EQ(told["directory"], models + "/");
-  ASSERT_EQ(told["models"].size(), 2U);
-  EXPECT_EQ(told["models"][0]["name"], "cascade");
-  EXPECT_EQ(told["models"][0]["files"].size(), 13U);
-  EXPECT_EQ(told["models"][1]["name"], "landmarks");
-  EXPECT_EQ(told["models"][1]["licence"], "For tests alone.");
-  for (const auto& model : told["models"]) {
+  const nlohmann::ordered_json reported = parsed(run.out);
+  EXPECT_EQ(reported["directory"], models + "/");
+  ASSERT_EQ(reported["models"].size(), 2U);
+  EXPECT_EQ(reported["models"][0]["name"], "cascade");
+  EXPECT_EQ(reported["models"][0]["files"].size(), 13U);
+  EXPECT_EQ(reported["models"][1]["name"], "landmarks");
+  EXPECT_EQ(reported["models"][1]["licence"], "For tests alone.");
+  for (const auto& model : reported["models"]) {
     EXPECT_FALSE(model["licence"].get<std::string>().empty());
     for (const auto& file : model["files"]) {
       const std::string path = file["path"].get<std::string>();
@@ -33,26 +33,26 @@ TEST_F(Telling, ModelsNamesEveryFileWithSizeChecksumAndLicence) {
   }
   const Outcome text = runOzna({"models", "--models", models});
   EXPECT_NE(text.out.find("licence: For tests alone."), std::string::npos);
-  EXPECT_NE(text.out.find(told["models"][1]["files"][0]["sha256"].get<std::string>()),
+  EXPECT_NE(text.out.find(reported["models"][1]["files"][0]["sha256"].get<std::string>()),
             std::string::npos);
 }
 
-TEST_F(Telling, ModelsTellsWhereThereAreNone) {
+TEST_F(Telling, ModelsSaysWhereThereAreNone) {
   expectFailure(runOzna({"models", "--models", directory_.string()}), 3, "holds neither");
   const std::string models = copyModels();
   writeFile(models + "/cascades/x32Net/proto", "");
   expectFailure(runOzna({"models", "--models", models}), 3, "x32Net/proto");
 }
 
-TEST_F(Telling, InfoTellsEveryDefaultWithItsSource) {
+TEST_F(Telling, InfoListsEveryDefaultWithItsSource) {
   const Outcome run = runOzna({"info", "--json"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
-  const nlohmann::ordered_json told = parsed(run.out);
-  EXPECT_EQ(told["version"], OZNA_VERSION);
-  EXPECT_GE(told["instruction_set"].size(), 2U);
-  EXPECT_GE(told["libraries"].size(), 4U);
+  const nlohmann::ordered_json reported = parsed(run.out);
+  EXPECT_EQ(reported["version"], OZNA_VERSION);
+  EXPECT_GE(reported["instruction_set"].size(), 2U);
+  EXPECT_GE(reported["libraries"].size(), 4U);
   std::vector<std::string> options;
-  for (const auto& entry : told["defaults"]) {
+  for (const auto& entry : reported["defaults"]) {
     options.push_back(entry["option"].get<std::string>());
     EXPECT_FALSE(entry["value"].get<std::string>().empty()) << options.back();
     EXPECT_FALSE(entry["source"].get<std::string>().empty()) << options.back();
@@ -84,17 +84,17 @@ TEST_F(Telling, ModelsOfTheEnvironmentCountWhereNoOptionNamesOthers) {
   EXPECT_EQ(of_empty.out, runOzna({"info"}).out);
 }
 
-TEST_F(Telling, BenchTellsTheShareOfEachStage) {
+TEST_F(Telling, BenchMeasuresTheShareOfEachStage) {
   const Outcome run = runOzna({"bench", "--json", "--rounds", "1", "--points", "5",
                                OZNA_SOURCE_DIR "/samples/astronaut.png", makePicture("a.png")});
   ASSERT_EQ(run.exit_code, 0) << run.err;
-  const nlohmann::ordered_json told = parsed(run.out);
-  EXPECT_EQ(told["photographs"], 2);
-  EXPECT_EQ(told["faces"], 1);
+  const nlohmann::ordered_json reported = parsed(run.out);
+  EXPECT_EQ(reported["photographs"], 2);
+  EXPECT_EQ(reported["faces"], 1);
   std::vector<std::string> names;
   double share = 0;
   double milliseconds = 0;
-  for (const auto& stage : told["stages"]) {
+  for (const auto& stage : reported["stages"]) {
     names.push_back(stage["stage"].get<std::string>());
     share += stage["share"].get<double>();
     milliseconds += stage["milliseconds"].get<double>();
@@ -103,7 +103,7 @@ TEST_F(Telling, BenchTellsTheShareOfEachStage) {
                                              "network 3 and calibration",
                                              "network 4 and calibration", "landmarks"}));
   EXPECT_NEAR(share, 1, 1e-6);
-  EXPECT_NEAR(milliseconds, told["milliseconds"].get<double>(), 1e-6 * milliseconds);
+  EXPECT_NEAR(milliseconds, reported["milliseconds"].get<double>(), 1e-6 * milliseconds);
 }
 
 TEST_F(Telling, BenchGoesOnBehindPhotographsThatFail) {

@@ -175,7 +175,7 @@ TEST_F(Annotate, NameWithoutWritableFormatGetsOne) {
   EXPECT_EQ(cv::imread(at("out/photograph.png")).rows, 90);
 }
 
-TEST_F(Annotate, TargetThatCannotBeWrittenIsToldWithItsOwnStatus) {
+TEST_F(Annotate, TargetThatCannotBeWrittenIsReportedWithItsOwnStatus) {
   const std::string photograph = makePicture("a.png", 100, 90);
   writeFile(at("file"), "no directory");
   const std::vector<std::pair<std::string, std::vector<std::string>>> wrong = {
@@ -193,14 +193,14 @@ TEST_F(Annotate, TargetThatCannotBeWrittenIsToldWithItsOwnStatus) {
   EXPECT_EQ(readFile(at("file")), "no directory");
 }
 
-TEST_F(Annotate, DeviceIsToldAndTheDataStillPrinted) {
+TEST_F(Annotate, DeviceIsReportedAndTheDataStillPrinted) {
   fs::create_symlink("/dev/full", at("full.png"));
   const Outcome run = annotate(at("full.png"), {makePicture("a.png", 100, 90)});
   expectFailure(run, 4, "full.png: is not a regular file");
   EXPECT_NE(run.out, "");
 }
 
-TEST_F(Annotate, ImageTooLargeForItsFormatIsTold) {
+TEST_F(Annotate, ImageTooLargeForItsFormatIsReported) {
   // A JPEG file has at most 65535 columns.
   const Outcome run = annotate(at("out.jpg"), {makePicture("wide.png", 66000, 90)});
   expectFailure(run, 4, "cannot be written as .jpg");

@@ -109,7 +109,7 @@ TEST_F(Report, PathThatIsNoUtf8IsReplacedInJson) {
   EXPECT_EQ(parsed(run.out)["path"], at("a\xEF\xBF\xBD.png"));
 }
 
-TEST_F(Report, TableTellsPhotographAndFaces) {
+TEST_F(Report, TableHasPhotographAndFaces) {
   const Outcome run = runOzna({"detect", OZNA_SOURCE_DIR "/samples/astronaut.png"});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   const std::vector<std::string> lines = linesOf(run.out);
@@ -119,7 +119,7 @@ TEST_F(Report, TableTellsPhotographAndFaces) {
   EXPECT_EQ(run.err, "");
 }
 
-TEST_F(Report, FullDiskIsToldWithItsOwnStatus) {
+TEST_F(Report, FullDiskIsReportedWithItsOwnStatus) {
   const std::string photograph = makePicture("a.png");
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"detect", "--json", photograph},

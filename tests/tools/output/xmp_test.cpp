@@ -98,7 +98,7 @@ TEST_F(Xmp, PhotographWithoutFacesHasNoRegion) {
   ASSERT_EQ(runOzna({"detect", "--xmp", at("xmp"), makePicture("a.png", 200, 100)}).exit_code, 0);
   const nlohmann::ordered_json info = regionInfo(at("xmp/a.png.xmp"));
   EXPECT_EQ(info["AppliedToDimensions"]["W"], 200);
-  // The list is there, since the schema wants one, and empty, which exiftool tells as no text.
+  // The list is there, since the schema wants one, and empty, which exiftool prints as no text.
   EXPECT_EQ(info["RegionList"], "");
 }
 
@@ -198,7 +198,7 @@ TEST_F(Xmp, SubfoldersAreKept) {
   EXPECT_TRUE(fs::exists(at("xmp/y/a.png.xmp")));
 }
 
-TEST_F(Xmp, DirectoryThatCannotBeMadeIsTold) {
+TEST_F(Xmp, DirectoryThatCannotBeMadeIsReported) {
   writeFile(at("file"), "");
   expectFailure(runOzna({"detect", "--xmp", at("file"), makePicture("a.png")}), 4, at("file"));
 }

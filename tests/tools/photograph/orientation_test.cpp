@@ -53,7 +53,7 @@ TEST(InStoredFrame, FindsTheRectangleThatTheStoredPixelsHold) {
 
 class Orientations : public ProgramTest {};
 
-TEST_F(Orientations, AreAppliedAndToldInEveryFormat) {
+TEST_F(Orientations, AreAppliedAndReportedInEveryFormat) {
   const cv::Mat upright = threeCorners();
   std::vector<std::string> arguments = {"annotate", "--points", "0", "--json", "-o", at("seen")};
   for (const std::string ending : {".jpg", ".png", ".tiff", ".webp"}) {

@@ -1,4 +1,4 @@
-// Files whose parts tell different sizes: the memory is set aside for one of them, and the decoder must
+// Files whose parts claim different sizes: the memory is set aside for one of them, and the decoder must
 // not take another.
 
 #include <cstddef>
@@ -60,7 +60,7 @@ TEST_F(PhotographClaims, OfTwoHeadsInAPngFileTheDecodersCounts) {
   expectFailure(early, 1, "early.png: needs 104 MiB to be decoded");
 }
 
-TEST_F(PhotographClaims, BoxThatTellsLessThanTheCodestreamIsRefused) {
+TEST_F(PhotographClaims, BoxThatClaimsLessThanTheCodestreamIsRefused) {
   std::string bytes = encoded(".jp2", cv::Mat(6000, 6000, CV_8UC3, cv::Scalar(90, 90, 90)));
   const std::size_t box = bytes.find("ihdr");
   ASSERT_NE(box, std::string::npos);
@@ -68,7 +68,7 @@ TEST_F(PhotographClaims, BoxThatTellsLessThanTheCodestreamIsRefused) {
   expectFailure(detect("small.jp2", bytes), 1, "small.jp2: ");
 }
 
-TEST_F(PhotographClaims, ItemThatTellsLessThanItsPictureIsRefused) {
+TEST_F(PhotographClaims, ItemThatClaimsLessThanItsPictureIsRefused) {
   std::string bytes = encodedHeic(cv::Mat(2048, 2048, CV_8UC3, cv::Scalar(90, 90, 90)));
   const std::size_t box = bytes.find("ispe");
   ASSERT_NE(box, std::string::npos);
@@ -95,7 +95,7 @@ TEST_F(PhotographClaims, DecoderThatReadsAnotherSizeGetsNoMemoryForIt) {
   }
 }
 
-// A program that asked for the picture that tells to be the main one would read 10 by 10; the decoder takes the first.
+// A program that asked for the picture that claims to be the main one would read 10 by 10; the decoder takes the first.
 TEST_F(PhotographClaims, OfTwoPicturesInATiffFileTheFirstCounts) {
   const auto entry = [](std::uint16_t tag, std::uint32_t value) {
     return littleEndian(tag, 2) + littleEndian(4, 2) + littleEndian(1, 4) + littleEndian(value, 4);

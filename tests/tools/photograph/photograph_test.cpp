@@ -47,7 +47,7 @@ TEST_F(Photographs, AreTurnedUprightByAllEightOrientations) {
   cv::rectangle(stored, cv::Rect(0, 0, 32, 32), cv::Scalar(0, 0, 255), cv::FILLED);
   const std::string jpeg = encoded(".jpg", stored);
 
-  // The tag tells where the stored first row and first column belong: 1 top left, 2 top right, 3
+  // The tag says where the stored first row and first column belong: 1 top left, 2 top right, 3
   // bottom right, 4 bottom left, and with sides exchanged 5 left top, 6 right top, 7 right bottom,
   // 8 left bottom.
   struct Upright {
@@ -110,7 +110,7 @@ TEST_F(Photographs, MayBeAPipe) {
   EXPECT_EQ(parsed(readFile(at("out")))["width"], 40);
 }
 
-TEST_F(Photographs, ThatFailAreToldAndTheOthersGoOn) {
+TEST_F(Photographs, ThatFailAreReportedAndTheOthersGoOn) {
   const std::string first = makePicture("first.png", 40, 30);
   const std::string missing = at("missing.jpg");
   const std::string empty = at("empty.jpg");
@@ -151,7 +151,7 @@ TEST_F(Photographs, ThatFailAreToldAndTheOthersGoOn) {
   }
 }
 
-TEST_F(Photographs, CutShortAreToldInEveryFormat) {
+TEST_F(Photographs, CutShortAreReportedInEveryFormat) {
   cv::Mat noise(120, 160, CV_8UC3);
   cv::theRNG().state = 7;
   cv::randu(noise, 0, 256);

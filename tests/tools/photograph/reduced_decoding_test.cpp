@@ -78,7 +78,7 @@ TEST(DecodeJpeg, AveragesSquaresWhereItReduces) {
   }
 }
 
-TEST(DecodeJpeg, DecodesNothingOfAnotherSizeAndTellsOfMissingEnds) {
+TEST(DecodeJpeg, DecodesNothingOfAnotherSizeAndReportsMissingEnds) {
   const std::string jpeg = encoded(".jpg", gradientPicture(80, 60));
   EXPECT_TRUE(decodeJpeg(bytesOf(jpeg), jpeg.size(), {80, 61}, 1).pixels.empty());
   for (const int reduction : {1, 8}) {
@@ -214,7 +214,7 @@ TEST_F(ReducedDecoding, LeavesAnnotatedPicturesAndChipsWhole) {
   const Outcome run = runOzna({"annotate", "--points", "5", "--json", "-o", at("out.bmp"), jpeg});
   ASSERT_EQ(run.exit_code, 0) << run.err;
   EXPECT_EQ(cv::imread(at("out.bmp")).size(), cv::Size(5000, 5000));
-  // What is drawn is what is told of the pixels of the whole photograph.
+  // What is drawn is what is reported of the pixels of the whole photograph.
   const Outcome same = runOzna({"annotate", "--points", "5", "--json", "-o", at("two.bmp"), whole});
   EXPECT_EQ(parsed(run.out)["faces"], parsed(same.out)["faces"]);
   // A sidecar needs no pixels.

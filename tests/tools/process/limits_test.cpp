@@ -54,16 +54,16 @@ TEST_F(FewOf, BytesOfAFileAreNamed) {
   expectFailure(run, 4, "standard output: File too large: the limit of this process is 100 bytes");
   const Outcome bench =
       runOznaUnder({"prlimit", "--fsize=10"}, {"bench", "--rounds", "1", photograph});
-  // The message itself has ten bytes: the status tells.
+  // The message itself has ten bytes: the status shows it.
   EXPECT_EQ(bench.exit_code, 4) << bench.err;
   EXPECT_EQ(bench.err.find("damaged"), std::string::npos) << bench.err;
 }
 
-TEST_F(FewOf, MemoryIsToldInTwoWords) {
+TEST_F(FewOf, MemoryIsReportedInTwoWords) {
   if (kUnderSanitizer) GTEST_SKIP() << "a sanitizer needs more addresses";
   // From where the program starts at all to where it has enough, both found by trying.
   const std::string photograph = OZNA_SOURCE_DIR "/samples/astronaut.png";
-  int told = 0;
+  int reported = 0;
   int exit_code = -1;
   for (int mib = 20; mib <= 600 && exit_code != 0; mib += 10) {
     SCOPED_TRACE(mib);
@@ -75,10 +75,10 @@ TEST_F(FewOf, MemoryIsToldInTwoWords) {
     EXPECT_NE(exit_code, 124) << run.err;
     EXPECT_EQ(run.err.find("ulimit -u"), std::string::npos) << run.err;
     EXPECT_EQ(run.err.find("damaged"), std::string::npos) << run.err;
-    if (exit_code == 5 && run.err == "ozna: no memory\n") ++told;
+    if (exit_code == 5 && run.err == "ozna: no memory\n") ++reported;
   }
   EXPECT_EQ(exit_code, 0);
-  EXPECT_GE(told, 1);
+  EXPECT_GE(reported, 1);
 }
 
 }  // namespace

@@ -22,7 +22,7 @@ const std::vector<std::string> kForAWhile = {"timeout", "20"};
 
 class SpecialFiles : public ProgramTest {
  protected:
-  // A pipe, a socket and a link to a device, with the reasons that are told of them.
+  // A pipe, a socket and a link to a device, with the reasons that are reported.
   std::vector<std::pair<std::string, std::string>> make(const std::string& folder) const {
     std::filesystem::create_directories(at(folder));
     EXPECT_EQ(mkfifo(at(folder + "/a.jpg").c_str(), 0600), 0);
@@ -53,13 +53,13 @@ class SpecialFiles : public ProgramTest {
   }
 };
 
-TEST_F(SpecialFiles, OfAFolderAreToldAndTheOthersGoOn) {
+TEST_F(SpecialFiles, OfAFolderAreReportedAndTheOthersGoOn) {
   const auto special = make("in");
   makePicture("in/d.png");
   expectRecords(runOznaUnder(kForAWhile, {"detect", "--json", "-r", at("in")}), special);
 }
 
-TEST_F(SpecialFiles, ThatAreNamedAreToldAndTheOthersGoOn) {
+TEST_F(SpecialFiles, ThatAreNamedAreReportedAndTheOthersGoOn) {
   const auto special = make("in");
   std::vector<std::string> arguments = {"detect", "--json"};
   for (const auto& [path, reason] : special) arguments.push_back(path);

@@ -1,4 +1,4 @@
-// Faces that lie, and what is told of a face beside its box.
+// Faces that lie, and what is reported of a face beside its box.
 
 #include <cstddef>
 #include <opencv2/core.hpp>
@@ -31,24 +31,24 @@ class Details : public ProgramTest {
   }
 };
 
-TEST_F(Details, AreToldOfEachFaceWhereTheyAreAskedFor) {
-  const nlohmann::ordered_json told = face({"detect", "--json", "--details", kAstronaut});
-  EXPECT_GT(told["quality"].get<float>(), 0.5F);
-  EXPECT_LE(told["quality"].get<float>(), 1);
+TEST_F(Details, AreReportedOfEachFaceWhereTheyAreAskedFor) {
+  const nlohmann::ordered_json reported = face({"detect", "--json", "--details", kAstronaut});
+  EXPECT_GT(reported["quality"].get<float>(), 0.5F);
+  EXPECT_LE(reported["quality"].get<float>(), 1);
   for (const char* angle : {"roll", "yaw", "pitch"}) {
-    EXPECT_LT(std::abs(told[angle].get<float>()), 45) << angle;
+    EXPECT_LT(std::abs(reported[angle].get<float>()), 45) << angle;
   }
   for (const char* eye : {"left_eye", "right_eye"}) {
-    EXPECT_GT(told[eye].get<float>(), 0.1F) << eye;
-    EXPECT_LT(told[eye].get<float>(), 0.8F) << eye;
+    EXPECT_GT(reported[eye].get<float>(), 0.1F) << eye;
+    EXPECT_LT(reported[eye].get<float>(), 0.8F) << eye;
   }
-  EXPECT_GT(told["sharpness"].get<float>(), 0);
-  EXPECT_FALSE(told.contains("points"));
-  EXPECT_FALSE(told.contains("turn"));
+  EXPECT_GT(reported["sharpness"].get<float>(), 0);
+  EXPECT_FALSE(reported.contains("points"));
+  EXPECT_FALSE(reported.contains("turn"));
   // The same beside points, and in the other forms.
   const nlohmann::ordered_json aligned =
       face({"align", "--json", "--points", "5", "--details", kAstronaut});
-  EXPECT_EQ(aligned["roll"], told["roll"]);
+  EXPECT_EQ(aligned["roll"], reported["roll"]);
   EXPECT_EQ(aligned["points"].size(), 5U);
   const Outcome text = runOzna({"detect", "--details", kAstronaut});
   EXPECT_NE(text.out.find("quality "), std::string::npos) << text.out;
@@ -67,8 +67,8 @@ TEST_F(Details, StandInCsvBehindThePoints) {
     return std::count(line.begin(), line.end(), ',');
   };
   for (const std::string& line : lines) EXPECT_EQ(columns(line), columns(lines[0])) << line;
-  const nlohmann::ordered_json told = face({"detect", "--json", "--details", kAstronaut});
-  EXPECT_NE(lines[1].find("," + told["roll"].dump() + ","), std::string::npos) << lines[1];
+  const nlohmann::ordered_json reported = face({"detect", "--json", "--details", kAstronaut});
+  EXPECT_NE(lines[1].find("," + reported["roll"].dump() + ","), std::string::npos) << lines[1];
 }
 
 TEST_F(Details, FacesThatLieAreFoundByQuarterTurns) {
@@ -97,9 +97,9 @@ TEST_F(Details, OfAGivenBoxNeedNoSearch) {
   for (const char* edge : {"left", "top", "right", "bottom"}) {
     box += (box.empty() ? "" : ",") + found[edge].dump();
   }
-  const nlohmann::ordered_json told =
+  const nlohmann::ordered_json reported =
       face({"align", "--json", "--details", "--box", box, kAstronaut});
-  EXPECT_EQ(told["roll"], face({"detect", "--json", "--details", kAstronaut})["roll"]);
+  EXPECT_EQ(reported["roll"], face({"detect", "--json", "--details", kAstronaut})["roll"]);
 }
 
 }  // namespace

@@ -52,7 +52,7 @@ TEST_F(InputsOfProgram, FolderWithoutRecursiveIsAnInputThatFails) {
   EXPECT_EQ(parsed(run.out)["error"]["kind"], "read");
 }
 
-TEST_F(InputsOfProgram, FolderWithoutPhotographsIsTold) {
+TEST_F(InputsOfProgram, FolderWithoutPhotographsIsReported) {
   fs::create_directory(at("in"));
   const Outcome run = runOzna({"detect", "--json", "-r", at("in")});
   EXPECT_EQ(run.exit_code, 0);
@@ -107,7 +107,7 @@ TEST_F(InputsOfProgram, ListWithoutEndsOfNamesIsGivenUp) {
   EXPECT_EQ(linesOf(cut.out).size(), 1U);
 }
 
-TEST_F(InputsOfProgram, ListThatCannotBeReadIsToldInTheStatus) {
+TEST_F(InputsOfProgram, ListThatCannotBeReadIsReportedInTheStatus) {
   const Outcome run = runOznaUnder({"sh", "-c", "exec \"$@\" </", "sh"}, {"detect", "--json", "-"});
   expectFailure(run, 1, "list on standard input: Is a directory");
 }

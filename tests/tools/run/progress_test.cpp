@@ -82,7 +82,7 @@ TEST_F(ProgressOfProgram, TerminalSeesABarAndTheLastNumbers) {
   const std::string seen = onTerminal(
       {"detect", "--json", makePicture("a.png"), at("missing.png"), makePicture("b.png")});
   EXPECT_NE(seen.find("\r\x1b[K["), std::string::npos) << seen;
-  // The last state may come too soon after the one before: the closing line tells it.
+  // The last state may come too soon after the one before: the closing line has it.
   EXPECT_NE(seen.find("/3  "), std::string::npos) << seen;
   EXPECT_NE(seen.find("ozna: 3 photographs, 0 faces; 1 failed (in 0:0"), std::string::npos) << seen;
   // Data stays free of it.

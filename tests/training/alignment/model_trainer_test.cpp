@@ -59,7 +59,7 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
   oznalib::unloadSDMModel();
 }
 
-TEST(TrainModel, GoesOnFromACheckpointToTheSameFile) {
+TEST(TrainModel, ContinuesFromACheckpointToTheSameFile) {
   const ozna_test::TemporaryFolder folder;
   drawDataset(folder.path(), "train", 9, /*seed=*/21);
   const auto faces = readLandmarkFaces(folder.path(), "train");
@@ -71,7 +71,7 @@ TEST(TrainModel, GoesOnFromACheckpointToTheSameFile) {
   trainModel(train, {}, options, log, nullptr);
   options.stage_levels = {3, 1};
   writeModel(trainModel(train, {}, options, log, nullptr), folder.file("b.sdm"));
-  EXPECT_NE(log.str().find("going on from"), std::string::npos);
+  EXPECT_NE(log.str().find("continuing from"), std::string::npos);
   const std::string bytes = bytesOf(folder.file("a.sdm"));
   EXPECT_GT(bytes.size(), 9000000U);
   EXPECT_TRUE(bytes == bytesOf(folder.file("b.sdm")));

@@ -39,7 +39,7 @@ TEST(TrainStage, MovesAFoldByWhatTheOthersTeachOnly) {
   std::vector<Shape> truths(40, Shape(kCoordinates));
   for (int i = 0; i < 40; ++i) {
     samples[i].face = i;
-    for (float& value : truths[i]) value = normal(random);  // Nothing in the descriptors tells it.
+    for (float& value : truths[i]) value = normal(random);  // Nothing in the descriptors shows it.
     truths[i][2 * 36] = -50.0F;
     truths[i][2 * 45] = 50.0F;
   }

@@ -35,8 +35,8 @@ TEST(DrawRecallCurves, RisesAtTheRatesOfTheWrongBoxes) {
   const training::PlotArea area;
   Measurement measurement = handMade();
   const cv::Mat plot = drawRecallCurves({measurement});
-  // With one wrong box in ten photographs two of four faces are found, with two of them three. The width stands for two decades from
-  // 0.01 on, the height for recalls from 0.5 to 1.
+  // With one wrong box in ten photographs two of four faces are found, with two of them three. The
+  // width stands for two decades from 0.01 on, the height for recalls from 0.5 to 1.
   const cv::Scalar ink = training::inkOf(0);
   EXPECT_EQ(pixelAt(plot, area, 0.9, 0.5), ink);  // 0.63 wrong per photograph: recall 0.75.
   EXPECT_NE(pixelAt(plot, area, 0.55, 0.5), ink);

@@ -34,7 +34,8 @@ TEST(Evaluation, FindsTheThresholdOfARate) {
 }
 
 TEST(Evaluation, CountsHowManyOfTheBoxesOfAScoreAreFaces) {
-  // From 0.5 to 0.95: faces of 0.5 and 0.9, a wrong box of 0.6; the wrong one of 0.95 is above, and nothing was missed at -1.
+  // From 0.5 to 0.95: faces of 0.5 and 0.9, a wrong box of 0.6; the wrong one of 0.95 is above, and
+  // nothing was missed at -1.
   const Reliability middle = reliabilityOf(handMade(), 0.5F, 0.95F);
   EXPECT_EQ(middle.boxes, 3);
   EXPECT_NEAR(middle.share, 2.0 / 3, 1e-12);
