@@ -1,58 +1,21 @@
-// Tests of the unfolding of images into columns, its transpose, and the layer around them.
+// Tests of the unfolding of images into columns and of its transpose.
 
 #include "caffe/util/im2col.hpp"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstddef>
 #include <limits>
-#include <string>
 #include <vector>
 
-#include "caffe/vision_layers.hpp"
 #include "tests/caffe/test_helpers.h"
+#include "tests/caffe/unfolding.h"
 
 namespace caffe_test {
 namespace {
 
 using caffe::col2im_cpu;
 using caffe::im2col_cpu;
-using caffe::Im2colLayer;
-using testing::HasSubstr;
-
-struct Unfolding {
-  int channels, height, width, ksize, pad, stride;
-
-  int out_height() const { return (height + 2 * pad - ksize) / stride + 1; }
-  int out_width() const { return (width + 2 * pad - ksize) / stride + 1; }
-  int image_count() const { return channels * height * width; }
-  int column_count() const { return channels * ksize * ksize * out_height() * out_width(); }
-  std::string text() const {
-    return "channels " + std::to_string(channels) + " height " + std::to_string(height) +
-           " width " + std::to_string(width) + " ksize " + std::to_string(ksize) + " pad " +
-           std::to_string(pad) + " stride " + std::to_string(stride);
-  }
-
-  // Index into the image of each element of the columns, -1 for the padding, by definition.
-  std::vector<int> Sources() const {
-    std::vector<int> sources;
-    for (int row = 0; row < channels * ksize * ksize; ++row) {
-      const int channel = row / ksize / ksize;
-      const int kernel_row = (row / ksize) % ksize;
-      const int kernel_col = row % ksize;
-      for (int h = 0; h < out_height(); ++h) {
-        for (int w = 0; w < out_width(); ++w) {
-          const int y = h * stride - pad + kernel_row;
-          const int x = w * stride - pad + kernel_col;
-          const bool inside = y >= 0 && y < height && x >= 0 && x < width;
-          sources.push_back(inside ? (channel * height + y) * width + x : -1);
-        }
-      }
-    }
-    return sources;
-  }
-};
 
 // Odd and even shapes around every border case: kernels larger than the image, strides larger than
 // the kernel, padding larger than the kernel.
@@ -163,70 +126,6 @@ TEST(Col2im, AddsEachElementToItsSource) {
                image.data());
     ASSERT_EQ(image, expected);
   }
-}
-
-constexpr char kLayer[] = "type: IM2COL convolution_param { kernel_size: 3 stride: 2 pad: 1 }";
-
-TEST(Im2colLayerTest, UnfoldsEachImage) {
-  LayerBench bench(kLayer, {{3, 2, 6, 5}});
-  EXPECT_EQ(ShapeOf(*bench.top(0)), (std::vector<int>{3, 18, 3, 3}));
-  const auto& layer = bench.layer_as<Im2colLayer<float>>();
-  EXPECT_EQ(layer.kernel_size_, 3);
-  EXPECT_EQ(layer.stride_, 2);
-  EXPECT_EQ(layer.pad_, 1);
-  EXPECT_EQ(layer.channels_, 2);
-  EXPECT_EQ(layer.height_, 6);
-  EXPECT_EQ(layer.width_, 5);
-
-  const Unfolding u{2, 6, 5, 3, 1, 2};
-  const std::vector<int> sources = u.Sources();
-  FillSeeded(bench.bottom(0), 5);
-  ExpectLayerMatchesReference(bench, [&](const std::vector<std::vector<double>>& inputs) {
-    std::vector<double> top;
-    for (int n = 0; n < 3; ++n) {
-      for (int source : sources) {
-        top.push_back(source < 0 ? 0.0 : inputs[0][n * u.image_count() + source]);
-      }
-    }
-    return std::vector<std::vector<double>>{top};
-  });
-}
-
-TEST(Im2colLayerTest, BackwardWithoutPropagationLeavesTheGradientAlone) {
-  LayerBench bench(kLayer, {{1, 1, 3, 3}});
-  SetDiff(bench.bottom(0), std::vector<float>(9, 7.0F));
-  bench.Forward();
-  SetDiff(bench.top(0), std::vector<float>(bench.top(0)->count(), 1.0F));
-  bench.Backward(/*propagate_down=*/false);
-  EXPECT_EQ(DiffOf(*bench.bottom(0)), std::vector<float>(9, 7.0F));
-}
-
-TEST(Im2colLayerDeathTest, ChecksNumbersOfBlobs) {
-  EXPECT_DEATH(LayerBench(kLayer, {{1, 1, 3, 3}, {1, 1, 3, 3}}),
-               HasSubstr("Check failed: bottom.size() == 1 (2 vs. 1) Im2col Layer takes a single "
-                         "blob as input."));
-  EXPECT_DEATH(LayerBench(kLayer, {{1, 1, 3, 3}}, 2),
-               HasSubstr("Check failed: top->size() == 1 (2 vs. 1) Im2col Layer takes a single "
-                         "blob as output."));
-}
-
-TEST(Im2colLayerDeathTest, ForwardStopsAtAnInputBeyondTheSizeAtSetUp) {
-  LayerBench bench(kLayer, {{2, 1, 3, 3}});
-  bench.bottom(0)->OverwriteShape(2, 1, 4, 3);
-  EXPECT_DEATH(bench.Forward(), HasSubstr("beyond the memory that it got at SetUp"));
-}
-
-TEST(Im2colLayerDeathTest, RefusesBadWindows) {
-  EXPECT_DEATH(LayerBench("type: IM2COL convolution_param { stride: 1 }", {{1, 1, 3, 3}}),
-               HasSubstr("kernel_size_ > 0"));
-  EXPECT_DEATH(
-      LayerBench("type: IM2COL convolution_param { kernel_size: 1 stride: 0 }", {{1, 1, 3, 3}}),
-      HasSubstr("stride should be at least 1."));
-  EXPECT_DEATH(LayerBench("type: IM2COL convolution_param { kernel_size: 5 }", {{1, 1, 3, 3}}),
-               HasSubstr("height >= 0"));
-  EXPECT_DEATH(
-      LayerBench("type: IM2COL convolution_param { kernel_size: 9000 pad: 9000 }", {{1, 1, 3, 3}}),
-      HasSubstr("too many elements"));
 }
 
 }  // namespace
