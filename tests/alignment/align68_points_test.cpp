@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <limits>
 #include <thread>
 #include <vector>
@@ -17,7 +16,6 @@ namespace {
 
 using oznalib::AlignmentWindow;
 using oznalib::cutAlignmentWindow;
-using oznalib::placeLandmarks5;
 using oznalib::placeLandmarks68;
 using oznalib::SDMModel;
 using oznalib::StatusOk;
@@ -294,53 +292,6 @@ TEST_F(Align68Threads, ShareTheModel) {
       EXPECT_NEAR(result[i], expected[i], 0.01F);
     }
   }
-}
-
-TEST(GroupCentres, AveragesEachGroup) {
-  std::vector<float> landmarks(136);
-  for (std::size_t i = 0; i < 68; ++i) {
-    landmarks[2 * i] = static_cast<float>(i * i);
-    landmarks[2 * i + 1] = -static_cast<float>(i);
-  }
-  const std::vector<float> centres = oznalib::groupCentres(landmarks);
-  const auto mean = [](int first, int last, auto value) {
-    float sum = 0;
-    for (int i = first; i <= last; ++i) sum += value(i);
-    return sum / static_cast<float>(last - first + 1);
-  };
-  const auto x = [](int i) { return static_cast<float>(i * i); };
-  const auto y = [](int i) { return -static_cast<float>(i); };
-  EXPECT_EQ(centres, (std::vector<float>{mean(36, 41, x), mean(36, 41, y), mean(42, 47, x),
-                                         mean(42, 47, y), 900, -30, 48 * 48, -48, 54 * 54, -54}));
-}
-
-TEST_F(Align68, FivePointsAreAveragesOfThe68) {
-  ASSERT_EQ(ModelFile(synthetic::randomModel(68, {1, 0}, 0.002F, 4)).load(), StatusOk);
-  const cv::Mat image = texturedImage(400, 400, 3, 2);
-  const Box rect = {120, 120, 250, 260};
-  const std::vector<float> all = place(image, rect);
-  std::vector<float> five(77, 5.0F);
-  EXPECT_EQ(placeLandmarks5(view(image), rect, five), StatusOk);
-  ASSERT_EQ(five.size(), 10U);
-  const std::size_t single[] = {30, 48, 54};
-  for (std::size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(five[4 + 2 * i], all[2 * single[i]]);
-    EXPECT_EQ(five[5 + 2 * i], all[2 * single[i] + 1]);
-  }
-  float x = 0;
-  float y = 0;
-  for (std::size_t i = 36; i <= 41; ++i) {
-    x += all[2 * i];
-    y += all[2 * i + 1];
-  }
-  EXPECT_EQ(five[0], x / 6.0F);
-  EXPECT_EQ(five[1], y / 6.0F);
-}
-
-TEST_F(Align68, FivePointsWithoutAModelAreZero) {
-  std::vector<float> five;
-  EXPECT_EQ(placeLandmarks5(view(texturedImage(50, 50, 3, 1)), {0, 0, 40, 40}, five), StatusOk);
-  EXPECT_EQ(five, std::vector<float>(10, 0.0F));
 }
 
 }  // namespace

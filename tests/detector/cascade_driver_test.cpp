@@ -6,19 +6,24 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstddef>
 #include <vector>
 
 #include "detector/stage_results.h"
+#include "tests/detector/bright_pixels.h"
 #include "tests/detector/handmade_cascade.h"
 
 namespace {
 
+using detector_test::blackImage;
+using detector_test::boxesOf;
 using detector_test::boxOf;
+using detector_test::brighten;
+using detector_test::brightPixelNet;
 using detector_test::constantNet;
 using detector_test::DenseNet;
 using detector_test::FlatNet;
 using detector_test::logistic;
+using detector_test::plainScan;
 using oznalib::CandidateList;
 using oznalib::CascadeParameter;
 using oznalib::DetectorImpl;
@@ -29,37 +34,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
-// In the cascades below a face is a pixel whose third byte is bright: the dense stage
-// looks at single pixels, one in four, and its score is the logistic function of
-// 0.04 * byte - 4 (the biases are 0 and -4, and the corrections 0 and 0, as 100 * 0.04 = 4).
-
-DenseNet brightPixelNet(int side) {
-  DenseNet net;
-  net.height = net.width = side;
-  net.kernel = 1;
-  net.stride = 4;
-  net.weights = {0, 0, 0, 0.04F, 0, 0};
-  net.bias = {0, -4};
-  return net;
-}
-
 double brightScore(int byte) { return logistic(0.04 * byte - 4); }
-
-// Scale 1, one level, window 4: on 21 by 21 pixels the cells are 6 by 6, over positions 0 to 16,
-// 3.2 apart: 0, 3, 6, 10, 13, 16.
-CascadeParameter plainScan() { return {1, 21, 4.5F / 21, 1, 2, 4}; }
-
-cv::Mat blackImage() { return cv::Mat::zeros(21, 21, CV_8UC3); }
-
-void brighten(cv::Mat& image, int cell_row, int cell_column, int byte) {
-  image.at<cv::Vec3b>(4 * cell_row, 4 * cell_column)[2] = static_cast<unsigned char>(byte);
-}
-
-std::vector<std::vector<int>> boxesOf(const CandidateList& list) {
-  std::vector<std::vector<int>> boxes;
-  for (const FaceCandidate& candidate : list.candidates) boxes.push_back(boxOf(candidate));
-  return boxes;
-}
 
 TEST(RunCascade, ScansAndThresholdsAndSuppressesWithOneStage) {
   DetectorImpl detector;
@@ -77,30 +52,6 @@ TEST(RunCascade, ScansAndThresholdsAndSuppressesWithOneStage) {
                                           ElementsAre(0, 0, 4, 4), ElementsAre(6, 0, 4, 4)));
   EXPECT_NEAR(faces.candidates[1].score, brightScore(200), 1e-6);
   EXPECT_NEAR(faces.candidates[3].score, brightScore(90), 1e-6);
-}
-
-TEST(RunCascade, TracesEachStageBeforeItsThreshold) {
-  DetectorImpl detector;
-  detector.stages.push_back(brightPixelNet(21).stage(0.4F));
-  detector.stages.push_back(constantNet(4, {0.7, 0.3}).stage(0.5F));
-  cv::Mat image = blackImage();
-  brighten(image, 0, 0, 120);
-  brighten(image, 5, 5, 250);
-  StageResults trace(2);
-  EXPECT_THAT(runCascade(detector, image, trace, plainScan()).candidates, IsEmpty());
-  ASSERT_EQ(trace[0].size(), 1U);
-  ASSERT_EQ(trace[0][0].candidates.size(), 36U);
-  for (std::size_t i = 1; i < 36; ++i) {
-    EXPECT_GE(trace[0][0].candidates[i - 1].score, trace[0][0].candidates[i].score);
-  }
-  ASSERT_EQ(trace[1].size(), 1U);
-  EXPECT_THAT(boxesOf(trace[1][0]),
-              ElementsAre(ElementsAre(16, 16, 4, 4), ElementsAre(0, 0, 4, 4)));
-  EXPECT_NEAR(trace[1][0].candidates[0].score, 0.3, 1e-6);
-  // One list per run and stage.
-  runCascade(detector, image, trace, plainScan());
-  EXPECT_EQ(trace[0].size(), 2U);
-  EXPECT_EQ(trace[1].size(), 2U);
 }
 
 TEST(RunCascade, DropsAScoreEqualToTheThreshold) {

@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <ctime>
-#include <limits>
 #include <opencv2/imgproc.hpp>
 #include <string>
 #include <vector>

@@ -13,11 +13,13 @@
 #include "caffe/proto/caffe.pb.h"
 #include "detector/stage_scoring.h"
 #include "kit/error.h"
+#include "tests/kit/models/refusal.h"
 #include "tests/kit/small_cascade.h"
 
 namespace kit {
 namespace {
 
+using kit_test::expectWords;
 using Files = std::map<std::string, std::string>;
 
 // The sentence of a refusal, or "taken".
@@ -40,10 +42,6 @@ std::string refusalWith(const std::string& name, const std::string& from, const 
   EXPECT_NE(at, std::string::npos) << from;
   text.replace(at, from.size(), to);
   return refusalOf(files);
-}
-
-void expectWords(const std::string& sentence, const std::string& words) {
-  EXPECT_NE(sentence.find(words), std::string::npos) << sentence;
 }
 
 // A small cascade whose weights of a stage were changed.

@@ -76,19 +76,6 @@ TEST(FramedPicture, BorrowsRgbPixelsWithoutBorder) {
   EXPECT_EQ(rgb.data, pixels.bytes.data() + 3 * (2 * 7 + 1));
 }
 
-// Of 40 and 12 megabytes, by pieces of 32: the second begins anew in a block that is empty again.
-TEST(PixelBlock, HoldsWholePicturesUntilItGivesThemBack) {
-  WorkProgress progress(nullptr, nullptr);
-  for (const cv::Size& size : {cv::Size(4001, 3333), cv::Size(2000, 2000), cv::Size(1, 1)}) {
-    PixelBlock block;
-    cv::Mat picture = block.make(size);
-    picture.setTo(cv::Scalar(1, 2, 3));
-    EXPECT_EQ(picture.at<cv::Vec3b>(size.height - 1, size.width - 1), cv::Vec3b(1, 2, 3));
-    block.release(&progress);
-    block.release(&progress);
-  }
-}
-
 TEST(BorderPixels, AreAShareOfTheLongerSide) {
   EXPECT_EQ(borderPixels({100, 50}, 0.25), 25);
   EXPECT_EQ(borderPixels({50, 101}, 0.5), 51);  // 50.5 is rounded away from 0.

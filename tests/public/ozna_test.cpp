@@ -1,5 +1,7 @@
 // detect: from a caller's pixels to detections, with cascades whose results are known.
 
+#include "ozna.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +13,6 @@
 #include <string>
 #include <vector>
 
-#include "ozna.h"
 #include "tests/detector/handmade_cascade.h"
 #include "tests/detector/host_directory.h"
 

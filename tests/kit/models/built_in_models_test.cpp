@@ -4,7 +4,6 @@
 #include <stdlib.h>
 
 #include <algorithm>
-#include <cstdint>
 
 #include "kit/oznakit.h"
 #include "tests/kit/open_finder.h"
