@@ -1,4 +1,4 @@
-// Help, manual and completions know every option of every command.
+// Manual and completions know every option of every command.
 
 #include <algorithm>
 #include <cstddef>
@@ -158,21 +158,6 @@ TEST_F(Completion, FishOffersCommandsOptionsAndValues) {
   EXPECT_EQ(offers["ozna bench --format c"], Words{});
   EXPECT_EQ(offers["ozna help cr"], Words{"crop"});
   EXPECT_EQ(offers["ozna detect '" + at("photo")], Words{at("photograph.png")});
-}
-
-TEST_F(Completion, HelpTellsEveryOptionInTwoScreens) {
-  for (const std::string& command : oznatool::commandNames()) {
-    SCOPED_TRACE(command);
-    const Outcome run = runOzna({command, "--help"});
-    EXPECT_EQ(run.exit_code, 0);
-    const std::vector<std::string> lines = linesOf(run.out);
-    EXPECT_LE(lines.size(), 48U);
-    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
-    for (const std::string& option : oznatool::optionNames(command)) {
-      if (option == "--help" || option == "-h") continue;
-      EXPECT_NE(run.out.find(option), std::string::npos) << option;
-    }
-  }
 }
 
 TEST_F(Completion, ManualTellsEveryOptionAndIsSound) {

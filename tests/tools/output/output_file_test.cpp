@@ -2,19 +2,13 @@
 
 #include "tools/output/output_file.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <csignal>
-#include <cstddef>
-#include <opencv2/imgcodecs.hpp>
 #include <set>
 
 #include "tests/tools/program.h"
-#include "tools/output/aside_name.h"
 #include "tools/process/exit_code.h"
 
 namespace ozna_test {
@@ -135,42 +129,6 @@ TEST_F(OutputFile, FileThatMayNotBeWrittenIsNotReplaced) {
   writeFile(at("a"), "old");
   chmod(at("a").c_str(), 0444);
   EXPECT_THROW(replace(at("a"), "new"), oznatool::Failure);
-}
-
-TEST_F(OutputFile, NamesOfUsersAreNoAsideNames) {
-  const std::string name = oznatool::newAsideName();
-  EXPECT_TRUE(oznatool::isAsideName(name));
-  EXPECT_NE(name, oznatool::newAsideName());
-  for (std::size_t i = 0; i < name.size(); ++i) {
-    std::string other = name;
-    other[i] = other[i] == '0' ? '1' : '0';
-    EXPECT_FALSE(oznatool::isAsideName(other)) << other;
-  }
-  for (const char* other :
-       {"", ".", "a.xmp.part", ".ozna-.part", ".ozna-0123456789abcdef0123456789abcdef.part"}) {
-    EXPECT_FALSE(oznatool::isAsideName(other)) << other;
-  }
-}
-
-TEST_F(OutputFile, LeftoversOfAKilledRunAreRemovedAndThoseAtWorkAreNot) {
-  fs::create_directory(at("out"));
-  const std::string abandoned = at("out/" + oznatool::newAsideName());
-  const std::string at_work = at("out/" + oznatool::newAsideName());
-  writeFile(abandoned, "half a pict");
-  writeFile(at_work, "half");
-  writeFile(at("out/a.xmp.part"), "of the user");
-  // One that looks like a leftover and leads to a file of the user.
-  const std::string link = at("out/" + oznatool::newAsideName());
-  fs::create_symlink(at("out/a.xmp.part"), link);
-  const int writer = open(at_work.c_str(), O_WRONLY);
-  ASSERT_EQ(flock(writer, LOCK_EX), 0);
-  const Outcome run = runOzna({"detect", "--annotate", at("out/"), makePicture("a.png")});
-  close(writer);
-  EXPECT_EQ(run.exit_code, 0) << run.err;
-  EXPECT_FALSE(fs::exists(abandoned));
-  EXPECT_EQ(readFile(at_work), "half");
-  EXPECT_TRUE(fs::is_symlink(link));
-  EXPECT_EQ(readFile(at("out/a.xmp.part")), "of the user");
 }
 
 TEST_F(OutputFile, PartOfAUserIsNoPlaceToWriteTo) {

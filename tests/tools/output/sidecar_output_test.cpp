@@ -3,7 +3,6 @@
 #include <cstddef>
 #include <cstdio>
 #include <exiv2/exiv2.hpp>
-#include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/pictures.h"
 #include "tests/tools/program.h"

@@ -2,12 +2,9 @@
 
 #include <sched.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdlib>
-#include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/program.h"
 #include "tests/tools/under_sanitizer.h"

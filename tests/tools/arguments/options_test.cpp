@@ -1,7 +1,5 @@
 // Arguments that the program understands and refuses.
 
-#include <algorithm>
-
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -85,19 +83,6 @@ TEST_F(Usage, RefusesBoxesThatAreNone) {
     const Outcome run = runOzna({"align", "--models", models, "--box", box, photograph});
     expectFailure(run, 2, "--box");
     EXPECT_EQ(run.out, "");
-  }
-}
-
-TEST_F(Usage, HelpFitsTheScreen) {
-  for (const std::vector<std::string>& arguments :
-       {std::vector<std::string>{"--help"}, {"detect", "--help"}, {"align", "--help"}}) {
-    const Outcome run = runOzna(arguments);
-    EXPECT_EQ(run.exit_code, 0);
-    EXPECT_EQ(run.err, "");
-    EXPECT_NE(run.out.find("ozna"), std::string::npos);
-    const std::vector<std::string> lines = linesOf(run.out);
-    EXPECT_LE(lines.size(), arguments.size() == 1 ? 24U : 48U);
-    for (const std::string& line : lines) EXPECT_LE(line.size(), 80U) << line;
   }
 }
 
