@@ -47,8 +47,8 @@ const BuiltInFile kFiles[] = {
 
 }  // namespace
 
-const BuiltInFile* const builtInFiles = kFiles;
-const std::size_t builtInFileCount = sizeof(kFiles) / sizeof(kFiles[0]);
+const BuiltInFile* const kBuiltInFiles = kFiles;
+const std::size_t kBuiltInFileCount = sizeof(kFiles) / sizeof(kFiles[0]);
 
 }  // namespace kit
 ]==])

@@ -12,13 +12,13 @@
 
 namespace oznalib {
 
-CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stageResults,
+CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stage_results,
                          const CascadeParameter& parameter) {
   const WorkingImage working = makeWorkingImage(image, parameter);
   CandidateList list = scanDenseStage(detector.stages[0], working.pixels, parameter);
   mapToImage(list, working.scale);
   sortByScore(list);
-  stageResults[0].push_back(list);
+  stage_results[0].push_back(list);
   keepAboveThreshold(list, detector.stages[0].threshold);
 
   const std::size_t last = detector.stages.size() - 1;
@@ -28,7 +28,7 @@ CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResu
       calibrateCandidates(detector.calibration, image, list);
       list = suppressBySize(list, kScoreFloor, kUnionLimit);
     }
-    stageResults[i].push_back(list);
+    stage_results[i].push_back(list);
     keepAboveThreshold(list, detector.stages[i].threshold);
   }
   return suppressContained(list, kScoreFloor, kContainmentLimit);

@@ -19,8 +19,8 @@ using StageResults = std::vector<std::vector<CandidateList>>;
 /// runCascade, with the same faces in the same order, in more time: also the boxes that a threshold
 /// drops anyway are calibrated, since the trace shows them.
 ///
-/// stageResults  One element per stage of the detector; each gets one list more.
-CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stageResults,
+/// stage_results  One element per stage of the detector; each gets one list more.
+CandidateList runCascade(DetectorImpl& detector, const cv::Mat& image, StageResults& stage_results,
                          const CascadeParameter& parameter);
 
 }  // namespace oznalib

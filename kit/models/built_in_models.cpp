@@ -32,8 +32,8 @@ class BuiltInSource : public ModelSource {
 
  private:
   static const BuiltInFile* find(const std::string& name) {
-    for (std::size_t i = 0; i < builtInFileCount; ++i) {
-      if (name == builtInFiles[i].name) return &builtInFiles[i];
+    for (std::size_t i = 0; i < kBuiltInFileCount; ++i) {
+      if (name == kBuiltInFiles[i].name) return &kBuiltInFiles[i];
     }
     return nullptr;
   }
@@ -42,7 +42,7 @@ class BuiltInSource : public ModelSource {
 }  // namespace
 
 std::unique_ptr<ModelSource> builtInSource() {
-  if (builtInFileCount == 0) return nullptr;
+  if (kBuiltInFileCount == 0) return nullptr;
   return std::make_unique<BuiltInSource>();
 }
 

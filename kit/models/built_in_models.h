@@ -14,8 +14,8 @@ struct BuiltInFile {
 };
 
 /// The build writes both; a library without models has none of them.
-extern const BuiltInFile* const builtInFiles;
-extern const std::size_t builtInFileCount;
+extern const BuiltInFile* const kBuiltInFiles;
+extern const std::size_t kBuiltInFileCount;
 
 }  // namespace kit
 

@@ -4,7 +4,7 @@
 
 namespace kit {
 
-const BuiltInFile* const builtInFiles = nullptr;
-const std::size_t builtInFileCount = 0;
+const BuiltInFile* const kBuiltInFiles = nullptr;
+const std::size_t kBuiltInFileCount = 0;
 
 }  // namespace kit

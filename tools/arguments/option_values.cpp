@@ -93,20 +93,20 @@ Shard shard(const std::string& option, const std::string& text) {
 
 oznakit::Box box(const std::string& option, const std::string& text) {
   constexpr float kFarthest = 1e6F;  // In pixels. No photograph is as large.
-  const auto refuseBox = [&] {
+  const auto refuse_box = [&] {
     refuse(option, "left,top,right,bottom with left below right and top below bottom", text);
   };
   std::array<float, 4> edges;
   const char* at = text.data();
   const char* const end = text.data() + text.size();
   for (std::size_t i = 0; i < edges.size(); ++i) {
-    if (i > 0 && (at == end || *at++ != ',')) refuseBox();
+    if (i > 0 && (at == end || *at++ != ',')) refuse_box();
     const std::from_chars_result result = std::from_chars(at, end, edges[i]);
     // The comparison also turns NaN away.
-    if (result.ec != std::errc() || !(std::abs(edges[i]) <= kFarthest)) refuseBox();
+    if (result.ec != std::errc() || !(std::abs(edges[i]) <= kFarthest)) refuse_box();
     at = result.ptr;
   }
-  if (at != end || edges[0] >= edges[2] || edges[1] >= edges[3]) refuseBox();
+  if (at != end || edges[0] >= edges[2] || edges[1] >= edges[3]) refuse_box();
   return {edges[0], edges[1], edges[2], edges[3]};
 }
 
