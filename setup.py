@@ -1,4 +1,4 @@
-"""Builds the Python package by CMake; pyproject.toml tells how to call it.
+"""Builds the Python package by CMake; pyproject.toml says how to call it.
 
 The variable CMAKE_ARGS of the environment adds options of cmake.
 """

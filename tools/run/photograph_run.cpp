@@ -324,7 +324,7 @@ class Run {
     if (!options_.quiet &&
         (options_.report.format == Format::kJson || options_.report.format == Format::kCsv)) {
       const std::string output = standardOutputFile();
-      line += "; go on with --resume " + (output.empty() ? "FILE" : printable(output));
+      line += "; continue with --resume " + (output.empty() ? "FILE" : printable(output));
     }
     say(line);
   }

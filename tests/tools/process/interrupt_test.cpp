@@ -43,8 +43,9 @@ class Interrupt : public ProgramTest {
   // Waits until the output has as many lines.
   void awaitLines(std::size_t count) const {
     for (int i = 0; i < 600; ++i) {
-      if (std::filesystem::exists(at("out")) && linesOf(readFile(at("out"))).size() >= count)
+      if (std::filesystem::exists(at("out")) && linesOf(readFile(at("out"))).size() >= count) {
         return;
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
     FAIL() << "no " << count << " lines within half a minute";
@@ -71,7 +72,7 @@ TEST_F(Interrupt, EndsARunThatWaitsForItsList) {
   EXPECT_EQ(interruptAndWait(), 130);
   EXPECT_EQ(linesOf(readFile(at("out"))).size(), 2U);
   EXPECT_EQ(readFile(at("err")),
-            "ozna: 2 photographs, 0 faces\nozna: interrupted after 2; go on with --resume " +
+            "ozna: 2 photographs, 0 faces\nozna: interrupted after 2; continue with --resume " +
                 at("out") + "\n");
 }
 
@@ -87,7 +88,7 @@ TEST_F(Interrupt, RequestToEndIsOneToo) {
   const std::size_t done = linesOf(readFile(at("out"))).size();
   EXPECT_LT(done, 40U);
   EXPECT_EQ(linesOf(readFile(at("err"))).back(), "ozna: interrupted after " + std::to_string(done) +
-                                                     " of 40; go on with --resume " + at("out"));
+                                                     " of 40; continue with --resume " + at("out"));
 }
 
 TEST_F(Interrupt, SecondOneEndsTheProgramAtOnce) {

@@ -110,7 +110,7 @@ class Compact(Shape):
             file.write(text)
 
 
-# Steps of a plan, in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step goes on from the
+# Steps of a plan, in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step continues from the
 # network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
 # the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone; that of the
 # `start`, the cascade that the run began with, may have a say in it. A fit that

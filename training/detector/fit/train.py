@@ -312,9 +312,9 @@ def main():
     if arguments.plan not in shapes.SHAPES[arguments.shape].plans:
         parser.error(f"there is no plan {arguments.plan} of the shape {arguments.shape}")
     if arguments.plan == "further" and not arguments.start:
-        parser.error("the plan further goes on from a cascade, which --start names")
+        parser.error("the plan further continues from a cascade, which --start names")
     if arguments.plan == "further" and not shapes.SHAPES[arguments.shape].has_stages_of(arguments.start):
-        parser.error(f"--start {arguments.start} does not have the stages of the shape {arguments.shape}, from which the plan further goes on")
+        parser.error(f"--start {arguments.start} does not have the stages of the shape {arguments.shape}, from which the plan further continues")
     Trainer(arguments).run()
 
 
