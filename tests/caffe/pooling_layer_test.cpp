@@ -274,8 +274,9 @@ TEST(PoolingBackward, IsTheGradient) {
     LayerBench bench(pooling.text(), {{2, 2, 8, 5}});
     // All different and further apart than the step, so that the maximum is smooth.
     std::vector<float> values(bench.bottom(0)->count());
-    for (std::size_t i = 0; i < values.size(); ++i)
+    for (std::size_t i = 0; i < values.size(); ++i) {
       values[i] = static_cast<float>(i * 61 % 160) / 100;
+    }
     SetData(bench.bottom(0), values);
     ExpectLayerMatchesReference(bench, [&](const std::vector<std::vector<double>>& inputs) {
       return std::vector<std::vector<double>>{ReferencePool(pooling, inputs[0], 4, 8, 5)};

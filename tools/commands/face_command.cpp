@@ -36,8 +36,9 @@ ExitCode faceCommand(const Options& options) {
     owned.push_back(std::make_unique<ChipOutput>(files.chips, files.chip_side, taken));
   }
   if (!files.report.empty()) owned.push_back(std::make_unique<ReportOutput>(files.report));
-  if (!files.xmp.empty())
+  if (!files.xmp.empty()) {
     owned.push_back(std::make_unique<SidecarOutput>(files.xmp, files.xmp_by_stem));
+  }
   if (files.embed) owned.push_back(std::make_unique<EmbedOutput>());
   // The last one, since it draws into the photograph.
   if (!files.annotate.empty()) {

@@ -17,8 +17,9 @@ std::vector<std::vector<std::string>> rowsOf(const NamedTexts& texts) {
 
 std::string asText(const std::vector<Default>& defaults) {
   std::vector<std::vector<std::string>> rows = {{"option", "value", "source"}};
-  for (const Default& one : defaults)
+  for (const Default& one : defaults) {
     rows.push_back({one.option, printable(one.value), one.source});
+  }
   return "ozna " OZNA_VERSION "\n\ninstruction set\n" + columnsOf(rowsOf(instructionSets())) +
          "\nlibraries\n" + columnsOf(rowsOf(libraryVersions())) + "\ndefaults\n" + columnsOf(rows);
 }

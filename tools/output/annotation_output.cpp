@@ -62,11 +62,13 @@ AnnotationOutput::AnnotationOutput(const std::string& target, const std::vector<
   if (fs::equivalent(target, names.front(), error)) {
     throw Failure(kExitUsage, printable(target) + " would overwrite the photograph");
   }
-  if (!namesImageFormat(target))
+  if (!namesImageFormat(target)) {
     fail(target, "its ending names no image format that can be written");
+  }
   const fs::path directory = fs::path(target).parent_path();
-  if (!directory.empty() && !fs::is_directory(directory, error))
+  if (!directory.empty() && !fs::is_directory(directory, error)) {
     fail(target, "its directory does not exist");
+  }
 }
 
 std::string AnnotationOutput::nameFor(const Input& input) const {

@@ -79,8 +79,9 @@ std::string CocoExport::text() const {
   category["supercategory"] = "person";
   if (point_count_ > 0) {
     category["keypoints"] = Json::array();
-    for (std::size_t i = 0; i < point_count_; ++i)
+    for (std::size_t i = 0; i < point_count_; ++i) {
       category["keypoints"].push_back(std::to_string(i));
+    }
     category["skeleton"] = Json::array();
   }
   return "{\"info\":{\"description\":\"faces found by ozna\"},\n\"images\":[\n" + images_ +

@@ -78,9 +78,10 @@ std::string csvRows(const Record& record, const CsvColumns& columns, bool safe_c
   const std::string photograph =
       path + "," + std::to_string(record.size.width) + "," + std::to_string(record.size.height) +
       "," + std::to_string(record.orientation) + "," + std::to_string(record.faces.size());
-  if (record.faces.empty())
+  if (record.faces.empty()) {
     return photograph + empties(kFaceColumns + 2) + stampColumns(record) + empties(last_columns) +
            "\n";
+  }
   std::string rows;
   for (std::size_t i = 0; i < record.faces.size(); ++i) {
     const std::vector<float>& points = record.faces[i].points;

@@ -35,8 +35,9 @@ void setName(Json* object, const std::string& key, const std::string& name) {
 
 Json pointList(const std::vector<float>& points) {
   Json list = Json::array();
-  for (std::size_t i = 0; i + 1 < points.size(); i += 2)
+  for (std::size_t i = 0; i + 1 < points.size(); i += 2) {
     list.push_back(Json::array({points[i], points[i + 1]}));
+  }
   return list;
 }
 

@@ -175,8 +175,9 @@ PhotographHeader readHeader(const unsigned char* bytes, std::size_t size, bool i
     header.stored = pngSize(bytes, size);
   }
   readMetadata(bytes, size, /*size_is_told=*/is_png, &header);
-  if (header.format == FileFormat::kTiff)
+  if (header.format == FileFormat::kTiff) {
     header.pages = std::max<std::size_t>(1, tiffPages(bytes, size));
+  }
   if (isAnimatedWebp(bytes, size)) {
     header.format = FileFormat::kAnimatedWebp;
     header.pages = std::max<std::size_t>(1, framesOf(bytes, size));

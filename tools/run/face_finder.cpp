@@ -125,8 +125,9 @@ std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
   if (!findsFaces()) return {givenFace(photograph, *options_.box)};
   std::vector<Face> faces;
   try {
-    for (const oznakit::Face& face : run(photograph))
+    for (const oznakit::Face& face : run(photograph)) {
       faces.push_back({face.box, face.score, {}, face.turn});
+    }
     if (faces.empty()) reportNarrow(photograph);
   } catch (const oznakit::Error& error) {
     if (error.status() != OZNAKIT_BAD_ARGUMENT) throw;

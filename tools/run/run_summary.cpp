@@ -51,8 +51,9 @@ std::string summaryLine(const RunSummary& summary) {
                      counted(summary.faces, "face", "faces");
   if (summary.failed > 0) line += "; " + std::to_string(summary.failed) + " failed";
   if (summary.done_before > 0) line += "; " + std::to_string(summary.done_before) + " done before";
-  if (summary.named_before > 0)
+  if (summary.named_before > 0) {
     line += "; " + std::to_string(summary.named_before) + " named twice";
+  }
   if (!summary.passed_over.empty()) line += "; passed over: " + listOf(summary.passed_over);
   return line;
 }

@@ -69,8 +69,9 @@ TEST_F(Installation, ReadsEveryFormatWhereverItIsMovedTo) {
   ASSERT_EQ(left.size(), 4U);
   EXPECT_EQ(parsed(left[0])["width"], 64);
   EXPECT_EQ(parsed(left[1])["width"], 64);
-  for (std::size_t i = 2; i < 4; ++i)
+  for (std::size_t i = 2; i < 4; ++i) {
     EXPECT_EQ(parsed(left[i])["error"]["kind"], "format") << left[i];
+  }
   EXPECT_NE(readFile(at("messages")).find("a.webp: cannot be decoded: ozna-pictures.so"),
             std::string::npos);
 }

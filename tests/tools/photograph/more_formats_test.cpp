@@ -27,8 +27,8 @@ class MoreFormats : public ProgramTest {
   const cv::Mat astronaut_ = cv::imread(OZNA_SOURCE_DIR "/samples/astronaut.png");
 };
 
-// A GIF of two frames of 8 by 8 pixels, of which the first is red but for its blue first pixel. Codes of
-// nine bits that each stand for one pixel, with a code of clearing before each.
+// A GIF of two frames of 8 by 8 pixels, of which the first is red but for its blue first pixel.
+// Codes of nine bits that each stand for one pixel, with a code of clearing before each.
 std::string gif() {
   std::string file("GIF89a\x08\0\x08\0\x80\0\0", 13);
   file += std::string("\xFF\0\0\0\0\xFF", 6);  // Red, blue.
@@ -60,8 +60,9 @@ std::size_t framesIn(const std::string& file) {
 
 TEST_F(MoreFormats, FirstFrameOfAGifIsTaken) {
   EXPECT_EQ(framesIn(gif()), 2U);
-  for (std::size_t size = 0; size < gif().size(); ++size)
+  for (std::size_t size = 0; size < gif().size(); ++size) {
     EXPECT_LE(framesIn(gif().substr(0, size)), 2U);
+  }
   writeFile(at("a.gif"), gif());
   const Outcome run = runOzna({"annotate", "--json", "-o", at("a.png"), at("a.gif")});
   EXPECT_EQ(run.exit_code, 0) << run.err;

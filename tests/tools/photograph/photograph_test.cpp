@@ -216,8 +216,9 @@ TEST_F(Photographs, OfAbsurdSizeAreRefused) {
   std::uint32_t check = 0xFFFFFFFFU;
   for (std::size_t i = 12; i < header.size(); ++i) {
     check ^= static_cast<unsigned char>(header[i]);
-    for (int bit = 0; bit < 8; ++bit)
+    for (int bit = 0; bit < 8; ++bit) {
       check = (check & 1) != 0 ? 0xEDB88320U ^ (check >> 1) : check >> 1;
+    }
   }
   for (int shift = 24; shift >= 0; shift -= 8) header += static_cast<char>(~check >> shift);
   writeFile(at("bomb.png"), header + std::string("\0\0\x10\0IDAT", 8) + std::string(4096, 'x'));

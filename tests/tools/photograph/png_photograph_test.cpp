@@ -16,8 +16,9 @@ std::string chunk(const std::string& name, const std::string& data) {
   std::uint32_t check = 0xFFFFFFFFU;
   for (const char byte : name + data) {
     check ^= static_cast<unsigned char>(byte);
-    for (int bit = 0; bit < 8; ++bit)
+    for (int bit = 0; bit < 8; ++bit) {
       check = (check & 1) != 0 ? 0xEDB88320U ^ (check >> 1) : check >> 1;
+    }
   }
   return bigEndian(static_cast<std::uint32_t>(data.size())) + name + data + bigEndian(~check);
 }

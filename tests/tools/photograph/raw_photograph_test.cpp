@@ -14,8 +14,8 @@
 namespace ozna_test {
 namespace {
 
-// A directory of a TIFF file: fields by their number, of a type and their values. Values of more than
-// four bytes come behind it.
+// A directory of a TIFF file: fields by their number, of a type and their values. Values of more
+// than four bytes come behind it.
 class Directory {
  public:
   void set(std::uint16_t tag, std::uint16_t type, const std::vector<std::uint32_t>& values) {
@@ -33,8 +33,9 @@ class Directory {
   }
   std::size_t size() const {
     std::size_t total = 2 + 12 * fields_.size() + 4;
-    for (const auto& [tag, field] : fields_)
+    for (const auto& [tag, field] : fields_) {
       total += field.bytes.size() > 4 ? field.bytes.size() : 0;
+    }
     return total + total % 2;
   }
   // Its bytes where it stands at this place of the file.
@@ -71,9 +72,9 @@ class Directory {
   std::map<std::uint16_t, Field> fields_;
 };
 
-// A raw photograph of an upright picture, blue first, as a camera held upright stores it: behind one
-// filter of red, green, green and blue, 16 bits a sample, without compression. Its first page is a
-// thumbnail of 16 by 12 pixels. preview  A JPEG file; empty for none.
+// A raw photograph of an upright picture, blue first, as a camera held upright stores it: behind
+// one filter of red, green, green and blue, 16 bits a sample, without compression. Its first page
+// is a thumbnail of 16 by 12 pixels. preview  A JPEG file; empty for none.
 std::string dng(const cv::Mat& picture, const std::string& preview, int orientation = 1) {
   std::string sensor;
   for (int y = 0; y < picture.rows; ++y) {
@@ -176,7 +177,8 @@ TEST_F(RawPhotographs, RawPhotographIsDevelopedAndSpeaksOfItsFullPicture) {
   EXPECT_EQ(line["width"], 512);
   EXPECT_EQ(line["height"], 512);
   ASSERT_EQ(line["faces"].size(), 1U) << run.out;
-  // Half as many pixels may give the next larger box that the search looks for, around the same face.
+  // Half as many pixels may give the next larger box that the search looks for, around the same
+  // face.
   const nlohmann::ordered_json& found = line["faces"][0];
   const nlohmann::ordered_json expected = faceOfSample();
   const auto shared = [&](const char* first, const char* last) {

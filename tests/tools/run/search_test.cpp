@@ -71,15 +71,17 @@ TEST_F(Search, SmallFacesOfALargePhotographAreFoundByTilesAndOnce) {
       EXPECT_EQ(count, 1) << x + dx << ", " << y + dy;
     }
   }
-  for (std::size_t i = 1; i < found.size(); ++i)
+  for (std::size_t i = 1; i < found.size(); ++i) {
     EXPECT_GE(found[i - 1]["score"], found[i]["score"]);
+  }
 }
 
 TEST_F(Search, SmallestFaceInPixelsIsThatOfThePhotograph) {
   // 64 pixels are 5 percent of 1280, which is the default.
   EXPECT_EQ(faces({"--min-face", "64"}, kGroup), faces({}, kGroup));
   EXPECT_EQ(faces({"--min-face", "5%"}, kGroup), faces({}, kGroup));
-  // Both calibrations may shrink a smallest scanned window to 1 / 1.3 of its side. Without the option, boxes of 64 are found.
+  // Both calibrations may shrink a smallest scanned window to 1 / 1.3 of its side. Without the
+  // option, boxes of 64 are found.
   const nlohmann::ordered_json large = faces({"--min-face", "160"}, kGroup);
   EXPECT_GT(large.size(), 0U);
   for (const auto& face : large) EXPECT_GT(width(face), 160 / (1.3 * 1.3) - 2);

@@ -160,8 +160,9 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
   std::vector<Window> windows;
   for (const std::size_t i : choose(labels, options, random)) {
     cv::Mat& level = levels[places[i].box.level];
-    if (level.empty())
+    if (level.empty()) {
       level = oznalib::makeLevelImage(working.pixels, places[i].box.level, training::kSearch);
+    }
     const cv::Rect field(kStride * places[i].column, kStride * places[i].row, kReceptiveField,
                          kReceptiveField);
     // Pooling rounds up, so the last cells look over the edge by a pixel or two.

@@ -234,8 +234,9 @@ void MaxForwardStride2(const PoolingLayer<float>& layer, int planes, const float
   const std::int64_t plane = std::int64_t{layer.height_} * layer.width_;
   const std::int64_t pooled_plane = std::int64_t{layer.pooled_height_} * layer.pooled_width_;
   for (int p = 0; p < planes; ++p, input += plane, output += pooled_plane) {
-    if (rows > 0)
+    if (rows > 0) {
       MaxStride2<kKernel>(input, layer.width_, rows, cells, output, layer.pooled_width_);
+    }
     MaxRest(layer, input, rows, cells, output);
   }
 }

@@ -103,8 +103,9 @@ TEST(DetectionPhotographs, AreDividedByNameAlone) {
 TEST(DetectionPhotographs, WithoutFacesComeInTheOrderOfTheirNames) {
   const ozna_test::TemporaryFolder folder;
   std::filesystem::create_directories(folder.file("negatives"));
-  for (const char* name : {"b.jpg", "c.jpg", "a.jpg"})
+  for (const char* name : {"b.jpg", "c.jpg", "a.jpg"}) {
     std::ofstream(folder.file("negatives/") + name);
+  }
   std::vector<std::string> paths;
   for (const Photograph& photograph : listNegatives(folder.path())) {
     EXPECT_TRUE(photograph.faces.empty());
