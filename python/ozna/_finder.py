@@ -140,7 +140,7 @@ class Finder:
         progress     Called with the share that is done, 0 to 1, in this thread. Returning False
                      (and not None) stops the search, which raises Cancelled.
 
-        Raises TypeError and ValueError for what is no image; Cancelled; what progress raised.
+        Raises TypeError and ValueError for what is not an image; Cancelled; what progress raised.
         """
         view = view_of(image, order)
         numbers, own = self._impl.find(

@@ -61,7 +61,7 @@ class Detector:
         Returns an array of shape (faces, 5) and dtype float32, best face first: left, top, right,
         bottom, score. Boxes are not clipped to the image. The score is 0 to 1.
 
-        Raises TypeError or ValueError for what is no image, and ValueError for parameters that
+        Raises TypeError or ValueError for what is not an image, and ValueError for parameters that
         cannot work.
         """
         scan = (

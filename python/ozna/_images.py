@@ -33,7 +33,7 @@ def format_number(order: str) -> int:
 def _array_of(image: Any) -> "_np.ndarray[Any, Any]":
     if isinstance(image, _np.ndarray):
         return image
-    # A picture of PIL, whose other modes are no channels of eight bits.
+    # A picture of PIL, whose other modes do not have channels of eight bits.
     mode: Optional[str] = getattr(image, "mode", None)
     if isinstance(mode, str) and hasattr(image, "convert") and mode not in _PLAIN_MODES:
         image = image.convert("RGB")
@@ -45,7 +45,7 @@ def _array_of(image: Any) -> "_np.ndarray[Any, Any]":
 def view_of(image: Any, order: str = "rgb") -> View:
     """The image as the library reads it: in place where its pixels lie side by side, a copy elsewhere.
 
-    Raises TypeError where it is no array of uint8, ValueError for shapes without pixels and for an
+    Raises TypeError where it is not an array of uint8, ValueError for shapes without pixels and for an
     order that does not go with the number of channels.
     """
     format_number(order)

@@ -121,7 +121,7 @@ def write(folder, shape, arguments, record, table):
 
     shape      what was trained (`shapes.Shape`)
     arguments  those of train.py
-    record     of the steps: key, told, minutes; empty where the remarks tell of the training
+    record     of the steps: key, told, minutes; empty where the remarks describe the training
     table      what evaluate_detector printed
     """
     models = "public" if shape.fixed_thresholds else f"{shape.home} public"
