@@ -2,9 +2,11 @@
 
 #include "training/alignment/dataset.h"
 
+#include <cstddef>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
+#include <utility>
 
 namespace alignment_training {
 namespace {
@@ -39,6 +41,16 @@ std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std
     }
   }
   return faces;
+}
+
+std::vector<LandmarkFace> holdOut(int n, std::vector<LandmarkFace>& faces) {
+  std::vector<LandmarkFace> kept;
+  std::vector<LandmarkFace> held;
+  for (std::size_t i = 0; i < faces.size(); ++i) {
+    (static_cast<int>(i % n) == n - 1 ? held : kept).push_back(std::move(faces[i]));
+  }
+  faces = std::move(kept);
+  return held;
 }
 
 }  // namespace alignment_training

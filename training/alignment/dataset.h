@@ -21,6 +21,9 @@ struct LandmarkFace {
 /// and "points", 68 pairs. Throws std::runtime_error that names the file and the line.
 std::vector<LandmarkFace> readLandmarkFaces(const std::string& folder, const std::string& split);
 
+/// Takes every n-th face, the n-th first, out of the list and returns those that it took.
+std::vector<LandmarkFace> holdOut(int n, std::vector<LandmarkFace>& faces);
+
 }  // namespace alignment_training
 
 #endif  // OZNA_TRAINING_ALIGNMENT_DATASET_H_

@@ -19,7 +19,8 @@ struct Arguments {
   std::string data;
   std::string out;
   std::string boxes;
-  int limit = 0;  // Every n-th face so that about so many remain; 0 for all.
+  int limit = 0;     // Every n-th face so that about so many remain; 0 for all.
+  int hold_out = 0;  // Every n-th face is measured and not learnt from; 0 for dev.jsonl instead.
   at::SamplerOptions sampler;
   at::ModelOptions model;
 };
@@ -32,6 +33,10 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--out", arguments.out, "Model file to write")->required();
   app.add_option("--boxes", arguments.boxes, "Detector boxes, as detect_boxes writes them");
   app.add_option("--limit", arguments.limit, "Train on about so many faces only");
+  app.add_option("--hold-out", arguments.hold_out,
+                 "Measure on every n-th face of train.jsonl in place of dev.jsonl, and learn from "
+                 "the others")
+      ->check(CLI::Range(2, 1000));
   app.add_option("--seed", model.seed, "Seed of all random choices")->capture_default_str();
   app.add_option("--threads", model.stage.threads, "Threads")->capture_default_str();
   app.add_option("--checkpoints", model.checkpoint_folder,
@@ -87,8 +92,9 @@ void train(Arguments& arguments) {
   if (!arguments.boxes.empty()) {
     boxes = std::make_unique<at::BoxTable>(at::readBoxes(arguments.boxes));
   }
-  const auto faces = thin(at::readLandmarkFaces(arguments.data, "train"), arguments.limit);
-  const auto dev_faces = at::readLandmarkFaces(arguments.data, "dev");
+  auto faces = thin(at::readLandmarkFaces(arguments.data, "train"), arguments.limit);
+  const auto dev_faces = arguments.hold_out > 0 ? at::holdOut(arguments.hold_out, faces)
+                                                : at::readLandmarkFaces(arguments.data, "dev");
   const auto samples =
       at::makeTrainingSamples(arguments.data, faces, boxes.get(), sampler, threads);
   const auto dev =

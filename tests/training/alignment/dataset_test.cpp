@@ -50,5 +50,19 @@ TEST(ReadLandmarkFaces, NamesAListThatIsMissing) {
   }
 }
 
+TEST(HoldOut, TakesEveryNthFaceOut) {
+  std::vector<LandmarkFace> faces;
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g"}) faces.push_back({name, true, {}});
+  const auto names = [](const std::vector<LandmarkFace>& list) {
+    std::string joined;
+    for (const LandmarkFace& face : list) joined += face.image;
+    return joined;
+  };
+  EXPECT_EQ(names(holdOut(3, faces)), "cf");
+  EXPECT_EQ(names(faces), "abdeg");
+  EXPECT_TRUE(holdOut(6, faces).empty());
+  EXPECT_EQ(names(faces), "abdeg");
+}
+
 }  // namespace
 }  // namespace alignment_training
