@@ -37,6 +37,22 @@ void printSummary(const char* name, const at::ErrorSummary& summary) {
               100 * summary.under8, 100 * summary.under10);
 }
 
+/// Of all faces, and of those by hand by how far they look aside.
+void printSummaries(const std::string& split, const std::vector<at::MeasuredFace>& measured) {
+  std::printf(
+      "errors as shares of the distance of the outer eye corners\n%-8s %5s %9s %9s %9s %9s "
+      "%9s %9s\n",
+      split.c_str(), "faces", "detected", "mean 68", "median 68", "mean 5", "< 8%", "< 10%");
+  const auto manual = at::onlyQuality(measured, /*manual=*/true);
+  printSummary("manual", at::summarise(manual));
+  printSummary("tracked", at::summarise(at::onlyQuality(measured, /*manual=*/false)));
+  printSummary("all", at::summarise(measured));
+  std::printf("manual, by the yaw of an average head in the pose of the true points\n");
+  printSummary("0 to 15", at::summarise(at::onlyYaw(manual, 0, 15)));
+  printSummary("15 to 30", at::summarise(at::onlyYaw(manual, 15, 30)));
+  printSummary("30 up", at::summarise(at::onlyYaw(manual, 30, 91)));
+}
+
 void printCurve(const std::vector<at::CurveLine>& lines) {
   std::printf("\nshare of faces below an error\n%-8s", "error");
   for (const at::CurveLine& line : lines) std::printf(" %10s", line.name.c_str());
@@ -77,18 +93,20 @@ void loadModel(const std::string& path) {
 void evaluate(const Arguments& arguments) {
   loadModel(arguments.model);
   const auto faces = at::readLandmarkFaces(arguments.data, arguments.split);
-  const auto measured = at::measureFaces(arguments.data, faces, boxesFor(arguments, faces),
-                                         arguments.noise, arguments.seed, arguments.threads);
+  const at::BoxTable boxes = boxesFor(arguments, faces);
+  const auto measure = [&](const at::BoxTable& table) {
+    return at::measureFaces(arguments.data, faces, table, arguments.noise, arguments.seed,
+                            arguments.threads);
+  };
+  const auto measured = measure(boxes);
   const auto manual = at::onlyQuality(measured, /*manual=*/true);
   const auto tracked = at::onlyQuality(measured, /*manual=*/false);
-  std::printf(
-      "errors as shares of the distance of the outer eye corners\n%-8s %5s %9s %9s %9s %9s "
-      "%9s %9s\n",
-      arguments.split.c_str(), "faces", "detected", "mean 68", "median 68", "mean 5", "< 8%",
-      "< 10%");
-  printSummary("manual", at::summarise(manual));
-  printSummary("tracked", at::summarise(tracked));
-  printSummary("all", at::summarise(measured));
+  printSummaries(arguments.split, measured);
+  if (!boxes.empty()) {
+    std::printf("\nfrom true squares, moved by %g and scaled by %g of their sides\n",
+                arguments.noise.centre, arguments.noise.size);
+    printSummaries(arguments.split, measure({}));
+  }
   const std::vector<at::CurveLine> lines{{"manual", manual}, {"tracked", tracked}};
   printCurve(lines);
   if (!arguments.curve.empty()) save(arguments.curve, at::drawErrorCurves(lines));

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "alignment/landmark_groups.h"
+#include "kit/faces/head_pose.h"
 #include "ozna.h"
 #include "training/alignment/face_boxes.h"
 #include "training/alignment/sampler.h"
@@ -28,6 +29,7 @@ MeasuredFace measureFace(const cv::Mat& rgb, const LandmarkFace& face, const Fac
   MeasuredFace measured;
   measured.manual = face.manual;
   measured.rect = rect;
+  measured.yaw = kit::headPose(face.points).yaw;
   std::vector<float> five;
   oznalib::align68Points(viewOf(rgb), rect, measured.points);
   oznalib::align5Points(viewOf(rgb), rect, five);
@@ -89,6 +91,16 @@ std::vector<MeasuredFace> onlyQuality(const std::vector<MeasuredFace>& measured,
   std::vector<MeasuredFace> some;
   for (const MeasuredFace& face : measured) {
     if (face.manual == manual) some.push_back(face);
+  }
+  return some;
+}
+
+std::vector<MeasuredFace> onlyYaw(const std::vector<MeasuredFace>& measured, float least,
+                                  float limit) {
+  std::vector<MeasuredFace> some;
+  for (const MeasuredFace& face : measured) {
+    const float yaw = std::abs(face.yaw);
+    if (yaw >= least && yaw < limit) some.push_back(face);
   }
   return some;
 }

@@ -19,6 +19,7 @@ struct MeasuredFace {
   bool detected = false;  // Whether the rectangle is the detector's.
   FaceRect rect{};
   Shape points;       // As align68Points gives them.
+  float yaw = 0;      // Degrees, of an average head in the pose of the true points.
   float error68 = 0;  // Mean point distance over the outer eye distance.
   float error5 = 0;   // Of align5Points against the centres of the same groups of true points.
 };
@@ -47,6 +48,10 @@ double shareUnder(const std::vector<MeasuredFace>& measured, double limit);
 
 /// Those that are manual, or not.
 std::vector<MeasuredFace> onlyQuality(const std::vector<MeasuredFace>& measured, bool manual);
+
+/// Those whose yaw, to either side, is at least `least` and below `limit` degrees.
+std::vector<MeasuredFace> onlyYaw(const std::vector<MeasuredFace>& measured, float least,
+                                  float limit);
 
 }  // namespace alignment_training
 

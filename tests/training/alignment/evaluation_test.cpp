@@ -4,9 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
+#include "kit/faces/head_shape.h"
 #include "tests/temporary_folder.h"
 #include "tests/training/alignment/small_training.h"
 
@@ -74,6 +77,42 @@ TEST(MeasureFaces, StartsFromTheDetectorsBoxWhereItFits) {
     EXPECT_EQ(measured[i].manual, i < 2);
     EXPECT_EQ(measured[i].points.size(), static_cast<std::size_t>(kCoordinates));
   }
+}
+
+TEST(OnlyYaw, TakesBothSides) {
+  std::vector<MeasuredFace> faces(6);
+  const float yaws[] = {-15, 14.9F, 29.9F, -30, 45, std::numeric_limits<float>::quiet_NaN()};
+  for (int i = 0; i < 6; ++i) {
+    faces[i].face = i;
+    faces[i].yaw = yaws[i];
+  }
+  const auto some = onlyYaw(faces, 15, 30);
+  ASSERT_EQ(some.size(), 2U);
+  EXPECT_EQ(some[0].face, 0);
+  EXPECT_EQ(some[1].face, 2);
+  EXPECT_EQ(onlyYaw(faces, 30, 91).size(), 2U);
+}
+
+TEST(MeasureFaces, TellsTheYawOfTheTruePoints) {
+  // The average head, half a pixel per mm, turned to the right and seen from far away: what is near the
+  // viewer, at negative z, goes to the right.
+  const ozna_test::TemporaryFolder folder;
+  drawDataset(folder.path(), "dev", 2, /*seed=*/4);
+  auto faces = readLandmarkFaces(folder.path(), "dev");
+  const double angles[] = {40, -20};
+  for (int i = 0; i < 2; ++i) {
+    const double angle = angles[i] * CV_PI / 180;
+    faces[i].points.clear();
+    for (const cv::Vec3d& place : kit::kHeadShape) {
+      addPoint(faces[i].points,
+               100 + 0.5 * (place[0] * std::cos(angle) - place[2] * std::sin(angle)),
+               80 + 0.5 * place[1]);
+    }
+  }
+  const auto measured = measureFaces(folder.path(), faces, {}, kMeasuringNoise, 1, /*threads=*/1);
+  ASSERT_EQ(measured.size(), 2U);
+  EXPECT_NEAR(measured[0].yaw, 40, 0.1);
+  EXPECT_NEAR(measured[1].yaw, -20, 0.1);
 }
 
 }  // namespace
