@@ -132,8 +132,11 @@ class ModelTrainer {
 
   StageOptions stageOptions(std::size_t stage) const {
     StageOptions options = options_.stage;
-    const std::vector<float>& knees = options_.error_knees;
-    if (!knees.empty()) options.error_knee = knees[std::min(stage, knees.size() - 1)];
+    const auto ofStage = [stage](const std::vector<float>& list, float* value) {
+      if (!list.empty()) *value = list[std::min(stage, list.size() - 1)];
+    };
+    ofStage(options_.error_knees, &options.error_knee);
+    ofStage(options_.reaches, &options.reach);
     return options;
   }
 

@@ -14,15 +14,16 @@
 namespace alignment_training {
 
 struct ModelOptions {
-  std::vector<int> stage_levels{4, 3, 2, 1, 1};  // Pyramid level of each stage.
+  std::vector<int> stage_levels{3, 2, 1, 0, 0};  // Pyramid level of each stage.
   int levels_per_octave = 3;
-  int face_width = 100;       // Pixels; that of the samples.
-  int starts_per_sample = 4;  // Of the nine.
+  int face_width = 80;        // Pixels; that of the samples.
+  int starts_per_sample = 3;  // Of the nine.
   std::uint64_t seed = 1;
   StageOptions stage;
-  std::vector<float> error_knees{0.0F, 0.0F, 0.0F,
-                                 0.05F};  // stage.error_knee of each stage; the last repeats.
-  std::string checkpoint_folder;          // Empty for none; otherwise it exists.
+  // stage.error_knee and stage.reach of each stage; the last repeats.
+  std::vector<float> error_knees{0.2F, 0.12F, 0.08F, 0.05F, 0.03F};
+  std::vector<float> reaches{0.0F, 0.6F, 0.3F, 0.2F, 0.15F};
+  std::string checkpoint_folder;  // Empty for none; otherwise it exists.
 };
 
 /// Errors before the first stage (index 0) and after each, as shares of the outer eye distance.

@@ -4,6 +4,7 @@
 
 #include <cblas.h>
 
+#include <cmath>
 #include <cstddef>
 #include <stdexcept>
 #include <string>
@@ -15,6 +16,23 @@ void spotrs_(const char* triangle, const int* n, const int* sides, const float* 
 }
 
 namespace alignment_training {
+namespace {
+
+/// Solves by the upper triangle of gram (row-major), which becomes its factor. `sides` rows of
+/// `right` become the solutions. LAPACK reads columns first: the upper triangle of rows is its
+/// lower triangle of columns, and each right-hand side, a row here, is a column there.
+void solveByCholesky(int features, int sides, float* gram, float* right) {
+  const char triangle = 'L';
+  int info = 0;
+  spotrf_(&triangle, &features, gram, &features, &info);
+  if (info != 0) {
+    throw std::runtime_error("the ridge is too small: no Cholesky factor beyond row " +
+                             std::to_string(info));
+  }
+  spotrs_(&triangle, &features, &sides, gram, &features, right, &features, &info);
+}
+
+}  // namespace
 
 NormalEquations::NormalEquations(int features, int outputs)
     : features_(features),
@@ -45,22 +63,41 @@ std::vector<float> NormalEquations::solveInPlace(double ridge) {
   for (int i = 0; i < features_; ++i) {
     gram_[static_cast<std::size_t>(i) * features_ + i] += static_cast<float>(ridge);
   }
-  // LAPACK reads columns first: the upper triangle of rows is its lower triangle of columns, and
-  // each right-hand side, a row here, is a column there.
-  const char triangle = 'L';
-  int info = 0;
-  spotrf_(&triangle, &features_, gram_.data(), &features_, &info);
-  if (info != 0) {
-    throw std::runtime_error("the ridge is too small: no Cholesky factor beyond row " +
-                             std::to_string(info));
-  }
-  spotrs_(&triangle, &features_, &outputs_, gram_.data(), &features_, cross_.data(), &features_,
-          &info);
+  solveByCholesky(features_, outputs_, gram_.data(), cross_.data());
   std::vector<float> projection(static_cast<std::size_t>(features_) * outputs_);
   for (int row = 0; row < features_; ++row) {
     for (int column = 0; column < outputs_; ++column) {
       projection[static_cast<std::size_t>(row) * outputs_ + column] =
           cross_[static_cast<std::size_t>(column) * features_ + row];
+    }
+  }
+  return projection;
+}
+
+std::vector<float> NormalEquations::solve(const std::vector<float>& ridges,
+                                          const std::vector<int>& outputs) const {
+  std::vector<int> kept;
+  for (int i = 0; i < features_; ++i) {
+    if (std::isfinite(ridges[i])) kept.push_back(i);
+  }
+  const std::size_t count = kept.size();
+  std::vector<float> gram(count * count);
+  for (std::size_t i = 0; i < count; ++i) {
+    const float* row = gram_.data() + static_cast<std::size_t>(kept[i]) * features_;
+    for (std::size_t j = i; j < count; ++j) gram[i * count + j] = row[kept[j]];
+    gram[i * count + i] += ridges[kept[i]];
+  }
+  const std::size_t sides = outputs.size();
+  std::vector<float> right(sides * count);
+  for (std::size_t side = 0; side < sides; ++side) {
+    const float* row = cross_.data() + static_cast<std::size_t>(outputs[side]) * features_;
+    for (std::size_t i = 0; i < count; ++i) right[side * count + i] = row[kept[i]];
+  }
+  solveByCholesky(static_cast<int>(count), static_cast<int>(sides), gram.data(), right.data());
+  std::vector<float> projection(features_ * sides);
+  for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t side = 0; side < sides; ++side) {
+      projection[kept[i] * sides + side] = right[side * count + i];
     }
   }
   return projection;

@@ -31,6 +31,12 @@ class NormalEquations {
   /// matrix is not positive definite (the ridge is too small for float).
   std::vector<float> solveInPlace(double ridge);
 
+  /// Solves (X'X + diag(ridges)) P = X'Y for some columns of Y, with a ridge for each feature, and
+  /// returns those columns of P, features by outputs.size(), row-major. An infinite ridge leaves
+  /// its feature out: its row of P is 0. Keeps the sums, at the cost of a matrix of the features
+  /// that are left. Throws as solveInPlace.
+  std::vector<float> solve(const std::vector<float>& ridges, const std::vector<int>& outputs) const;
+
   int features() const { return features_; }
   int outputs() const { return outputs_; }
 

@@ -18,9 +18,9 @@ using FaceRect = oznalib::Rectangle<float>;
 
 /// How far a rectangle may be from the face's true square. Standard deviations, normal.
 struct RectNoise {
-  float centre = 0.06F;     // Of the centre, in sides of the square, in each direction.
-  float size = 0.10F;       // Of the logarithm of the side.
-  float wild_share = 0.1F;  // Share of rectangles with twice these deviations.
+  float centre = 0.05F;      // Of the centre, in sides of the square, in each direction.
+  float size = 0.08F;        // Of the logarithm of the side.
+  float wild_share = 0.05F;  // Share of rectangles with twice these deviations.
 };
 
 /// Of rectangles that stand in for the detector's when a model is measured.

@@ -27,14 +27,14 @@ struct AlignmentSample {
 /// What is made of each face.
 struct SamplerOptions {
   std::uint64_t seed = 1;
-  int face_width = 100;           // Pixels.
-  int manual_variants = 11;       // Samples from each face placed by hand; half of them mirrored.
-  int tracked_variants = 3;       // Samples from each tracked face.
+  int face_width = 80;            // Pixels.
+  int manual_variants = 13;       // Samples from each face placed by hand; half of them mirrored.
+  int tracked_variants = 4;       // Samples from each tracked face.
   RectNoise noise;                // Of rectangles by convention.
   float box_share = 0.5F;         // Share of samples that start from a detector box, where known.
   float rotation_degrees = 6.0F;  // Standard deviation of turns in the image plane.
-  float rotated_share = 0.5F;     // Share of samples that are turned.
-  float cropped_share = 0.06F;    // Share of samples whose photograph ends beside the face.
+  float rotated_share = 0.4F;     // Share of samples that are turned.
+  float cropped_share = 0.04F;    // Share of samples whose photograph ends beside the face.
   float gamma_spread = 0.25F;     // Standard deviation of the logarithm of a gamma curve.
 };
 

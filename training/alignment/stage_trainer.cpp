@@ -10,6 +10,7 @@
 #include <limits>
 #include <memory>
 
+#include "training/alignment/locality.h"
 #include "training/alignment/normal_equations.h"
 #include "training/common/parallel_for.h"
 
@@ -108,6 +109,30 @@ void moveRows(const RowList& list, const float* mean, const float* projection, c
   });
 }
 
+/// The mean of all truths, each about the mean of its points.
+Shape meanTruth(const RegressionRows& rows) {
+  std::vector<double> sum(kCoordinates);
+  for (std::size_t first = 0; first < rows.truths.size(); first += kCoordinates) {
+    const float* truth = rows.truths.data() + first;
+    double middle[2] = {0, 0};
+    for (int i = 0; i < kCoordinates; ++i) middle[i % 2] += truth[i] / double{kLandmarks};
+    for (int i = 0; i < kCoordinates; ++i) sum[i] += truth[i] - middle[i % 2];
+  }
+  Shape mean;
+  const double shapes = static_cast<double>(rows.truths.size()) / kCoordinates;
+  for (const double coordinate : sum) mean.push_back(static_cast<float>(coordinate / shapes));
+  return mean;
+}
+
+std::vector<int> coordinatesOf(const LandmarkGroup& part) {
+  std::vector<int> coordinates;
+  for (const int landmark : part) {
+    coordinates.push_back(2 * landmark);
+    coordinates.push_back(2 * landmark + 1);
+  }
+  return coordinates;
+}
+
 double meanErrorOf(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
                    const RowList& list, const std::vector<float>& weight) {
   double sum = 0;
@@ -138,6 +163,7 @@ class StageSolver {
         rows_(rows),
         log_(log),
         centre_(findCentre(samples, rows, options)),
+        mean_truth_(meanTruth(rows)),
         lists_(dealRows(samples, rows, options.folds)) {}
 
   TrainedStage solve() {
@@ -151,7 +177,7 @@ class StageSolver {
       sums_[0]->accumulate(*sums_[fold], 1.0F);
       sums_[fold].reset();
     }
-    store(sums_[0]->solveInPlace(stage.ridge * sums_[0]->meanDiagonal()), stage);
+    store(solveSums(*sums_[0], stage.ridge), stage);
     if (lists_.size() == 1) moveFold(0, projectionOf(stage));
     return stage;
   }
@@ -176,7 +202,34 @@ class StageSolver {
     for (std::size_t other = 0; other < sums_.size(); ++other) {
       if (other != fold) others.accumulate(*sums_[other], 1.0F);
     }
-    return others.solveInPlace(ridge * others.meanDiagonal());
+    return solveSums(others, ridge);
+  }
+
+  /// May destroy the sums.
+  std::vector<float> solveSums(NormalEquations& sums, double ridge) const {
+    const double unit = ridge * sums.meanDiagonal();
+    if (options_.reach <= 0) return sums.solveInPlace(unit);
+    std::vector<float> projection(static_cast<std::size_t>(kFeatures) * kCoordinates);
+    for (const LandmarkGroup& part : landmarkParts()) {
+      solvePart(sums, unit, part, projection);
+    }
+    return projection;
+  }
+
+  void solvePart(const NormalEquations& sums, double ridge, const LandmarkGroup& part,
+                 std::vector<float>& projection) const {
+    const std::vector<int> coordinates = coordinatesOf(part);
+    std::vector<float> ridges;
+    for (const float factor : ridgeFactors(part, mean_truth_, options_.reach)) {
+      ridges.insert(ridges.end(), kFeatures / kLandmarks, static_cast<float>(ridge * factor));
+    }
+    const std::vector<float> columns = sums.solve(ridges, coordinates);
+    for (int i = 0; i < kFeatures; ++i) {
+      for (std::size_t k = 0; k < coordinates.size(); ++k) {
+        projection[static_cast<std::size_t>(i) * kCoordinates + coordinates[k]] =
+            columns[i * coordinates.size() + k];
+      }
+    }
   }
 
   void moveFold(std::size_t fold, const std::vector<float>& projection) {
@@ -207,6 +260,7 @@ class StageSolver {
   RegressionRows& rows_;
   std::ostream& log_;
   Centre centre_;
+  Shape mean_truth_;
   std::vector<RowList> lists_;                          // Rows of each fold.
   std::vector<std::unique_ptr<NormalEquations>> sums_;  // Of each fold.
 };

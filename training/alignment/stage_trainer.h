@@ -13,12 +13,15 @@
 namespace alignment_training {
 
 struct StageOptions {
-  std::vector<double> ridges{0.5, 2.0, 6.0};  // Candidates, in units of the mean diagonal.
-  float manual_weight = 2;  // How much a face placed by hand counts beside a tracked one.
+  std::vector<double> ridges{0.7};  // Candidates, in units of the mean diagonal.
+  float manual_weight = 2;          // How much a face placed by hand counts beside a tracked one.
   // If above 0, a row whose error before the stage is e counts knee / (knee + e): least squares
   // then come close to least distances, and rows that went astray, which the median of nine starts
   // outvotes in use, do not pull at the map. As a share of the outer eye distance.
   float error_knee = 0;
+  // If above 0, the ridge weighs more on the descriptors of landmarks far from those that are to
+  // move: see ridgeFactors. In distances of the outer eye corners.
+  float reach = 0;
   int folds = 3;          // 1 for none.
   int batch_rows = 2048;  // Rows in one rank-k update.
   int threads = 2;        // For the conversion of rows; BLAS has its own.

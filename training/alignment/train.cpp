@@ -58,6 +58,12 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
                  "For each stage: an error at which a row counts half; 0: all rows count alike")
       ->delimiter(',')
       ->capture_default_str();
+  app.add_option(
+         "--reaches", model.reaches,
+         "For each stage: the distance, in those of the outer eye corners, from which on the ridge "
+         "weighs more on a landmark's descriptor; 0: it weighs on all alike")
+      ->delimiter(',')
+      ->capture_default_str();
   app.add_option("--folds", model.stage.folds)->check(CLI::PositiveNumber)->capture_default_str();
   app.add_option("--manual-weight", model.stage.manual_weight)->capture_default_str();
   app.add_option("--manual-variants", sampler.manual_variants)->capture_default_str();

@@ -21,7 +21,10 @@ namespace {
 ModelOptions smallOptions(const std::vector<int>& levels) {
   ModelOptions options;
   options.stage_levels = levels;
+  options.face_width = smallSampler().face_width;
   options.starts_per_sample = 3;
+  options.reaches = {0.0F, 0.0F, 0.1F};
+  options.error_knees = {0.0F};
   options.stage.folds = 1;
   options.stage.ridges = {0.3};
   options.stage.batch_rows = 64;
@@ -35,8 +38,8 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
   const auto faces = readLandmarkFaces(folder.path(), "train");
   const auto dev_faces = readLandmarkFaces(folder.path(), "dev");
   const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
-  const auto dev = makeMeasuringSamples(folder.path(), dev_faces, nullptr, kMeasuringNoise, 100,
-                                        /*seed=*/1, 2);
+  const auto dev = makeMeasuringSamples(folder.path(), dev_faces, nullptr, kMeasuringNoise,
+                                        smallSampler().face_width, /*seed=*/1, 2);
   std::ostringstream log;
   TrainingCurve curve;
   const oznalib::SDMModel model = trainModel(train, dev, smallOptions({3, 2, 1}), log, &curve);

@@ -145,6 +145,7 @@ inline std::string bytesOf(const std::string& path) {
 
 inline SamplerOptions smallSampler() {
   SamplerOptions options;
+  options.face_width = 100;
   options.manual_variants = 2;
   options.tracked_variants = 1;
   return options;

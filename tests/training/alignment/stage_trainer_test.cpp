@@ -4,11 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <random>
 #include <sstream>
 #include <vector>
+
+#include "tests/training/alignment/small_training.h"
 
 namespace alignment_training {
 namespace {
@@ -92,6 +95,43 @@ TEST(TrainStage, WeighsFacesByHandMoreAndRowsAstrayLess) {
   const double far_weight = 3 * 0.2 / (0.2 + far_error);
   EXPECT_NEAR(stage.bias.data[0], (near_weight * 10 + far_weight * 30) / (near_weight + far_weight),
               1e-4);
+}
+
+TEST(TrainStage, LearnsFromNearDescriptorsWhereItHasAReach) {
+  // The jaw moves by 5 pixels to one side or the other, and only a descriptor at an eye tells which.
+  // The outer eye corners are 63 apart, so a jaw that stays costs 17 / 68 * 5 / 63 = 0.0198.
+  const unsigned seed = 11;
+  SCOPED_TRACE(seed);
+  const Shape base = templateFace(0.05);
+  std::vector<AlignmentSample> samples(60);
+  std::vector<Shape> truths;
+  std::vector<double> pushes;
+  for (int i = 0; i < 60; ++i) {
+    samples[i].face = i;
+    pushes.push_back(i % 2 == 0 ? 5 : -5);
+    Shape truth;
+    for (const float value : base) truth.push_back(50 * value);
+    for (int point = 0; point <= 16; ++point) truth[2 * point] += static_cast<float>(pushes[i]);
+    truths.push_back(truth);
+  }
+  const auto errorWith = [&](float reach) {
+    RegressionRows rows = randomRows(truths, seed);
+    for (int i = 0; i < 60; ++i) {
+      for (int k = 0; k < kCoordinates; ++k) rows.shapes[i * kCoordinates + k] = 50 * base[k];
+      std::fill_n(rows.features.begin() + i * kFeatures, kFeatures, std::uint8_t{0});
+      rows.features[i * kFeatures + 36 * 128] = pushes[i] > 0 ? 200 : 0;  // An eye's corner.
+    }
+    StageOptions options;
+    options.folds = 1;
+    options.ridges = {0.001};
+    options.batch_rows = 16;
+    options.reach = reach;
+    std::ostringstream log;
+    trainStage(samples, options, rows, log);
+    return meanRowError(samples, rows, /*manual=*/false);
+  };
+  EXPECT_LT(errorWith(0.0F), 0.001);
+  EXPECT_NEAR(errorWith(0.01F), 0.0198, 0.0005);
 }
 
 }  // namespace
