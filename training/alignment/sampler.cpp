@@ -147,6 +147,7 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
       AlignmentSample sample = makeVariant(plain, mirrored, variant, options, random);
       sample.face = index;
       sample.manual = face.manual;
+      sample.mirrored = variant % 2 != 0;
       by_face[index].push_back(std::move(sample));
     }
   });

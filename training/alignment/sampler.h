@@ -22,6 +22,7 @@ struct AlignmentSample {
   float units_y = 1;  // one row of the photograph.
   int face = 0;       // Index into the list of faces.
   bool manual = false;
+  bool mirrored = false;
 };
 
 /// What is made of each face.

@@ -279,6 +279,24 @@ void applyTrainedStage(const TrainedStage& stage, const StageOptions& options,
   moveRows(all, stage.map.mean.data, stage.map.projection.data, stage.bias.data, options, rows);
 }
 
+std::vector<float> meanPlainMove(const std::vector<AlignmentSample>& samples,
+                                 const StageOptions& options, const RegressionRows& rows) {
+  std::vector<double> sum(kCoordinates);
+  double total = 0;
+  for (std::size_t row = 0; row < rows.count(); ++row) {
+    const AlignmentSample& sample = samples[rows.sample[row]];
+    if (sample.mirrored) continue;
+    const float weight = weightOf(sample, rows.shape(row), rows.truth(row), options);
+    total += weight;
+    for (int i = 0; i < kCoordinates; ++i) {
+      sum[i] += weight * (rows.truth(row)[i] - rows.shape(row)[i]);
+    }
+  }
+  std::vector<float> mean(kCoordinates);
+  for (int i = 0; total > 0 && i < kCoordinates; ++i) mean[i] = static_cast<float>(sum[i] / total);
+  return mean;
+}
+
 double meanRowError(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
                     bool manual) {
   double sum = 0;

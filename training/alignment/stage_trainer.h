@@ -52,6 +52,15 @@ TrainedStage trainStage(const std::vector<AlignmentSample>& samples, const Stage
 void applyTrainedStage(const TrainedStage& stage, const StageOptions& options,
                        RegressionRows& rows);
 
+/// The mean of what is left to move of the rows whose photographs stand as they are, weighted as
+/// trainStage weighs them; zeros where all are mirrored.
+///
+/// Annotated points do not lie mirror-symmetrically: by hand they are a percent of the outer eye
+/// distance to the right of where the mirrored photographs have them, tracked ones two and a half.
+/// Maps that learn from both end between them, half of that off on a photograph as it stands.
+std::vector<float> meanPlainMove(const std::vector<AlignmentSample>& samples,
+                                 const StageOptions& options, const RegressionRows& rows);
+
 /// Mean normalised error of all rows whose sample is manual or not, or 0 where there are none.
 double meanRowError(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
                     bool manual);

@@ -62,6 +62,33 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
   oznalib::unloadSDMModel();
 }
 
+TEST(TrainModel, EndsWherePhotographsAsTheyStandHaveTheirPoints) {
+  // Points that lie 4 pixels to the right of what is drawn, in the mirror too: maps that see both
+  // cannot tell, and only the photographs as they stand say where the points belong.
+  const ozna_test::TemporaryFolder folder;
+  drawDataset(folder.path(), "train", 30, /*seed=*/31);
+  auto faces = readLandmarkFaces(folder.path(), "train");
+  for (LandmarkFace& face : faces) {
+    for (int i = 0; i < kCoordinates; i += 2) face.points[i] += 4.0F;
+  }
+  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
+  std::ostringstream log;
+  ModelOptions options = smallOptions({3, 1});
+  options.stage.folds = 2;
+  writeModel(trainModel(train, {}, options, log, nullptr), folder.file("m.sdm"));
+  ASSERT_EQ(oznalib::loadSDMModel(folder.path(), "m.sdm"), oznalib::StatusOk);
+  const auto measured = measureFaces(folder.path(), faces, BoxTable(), kMeasuringNoise, /*seed=*/1,
+                                     /*threads=*/1);
+  double right = 0;
+  for (std::size_t face = 0; face < faces.size(); ++face) {
+    for (int i = 0; i < kCoordinates; i += 2) {
+      right += (measured[face].points[i] - faces[face].points[i]) / kLandmarks;
+    }
+  }
+  EXPECT_NEAR(right / static_cast<double>(faces.size()), 0, 1.5) << log.str();
+  oznalib::unloadSDMModel();
+}
+
 TEST(TrainModel, ContinuesFromACheckpointToTheSameFile) {
   const ozna_test::TemporaryFolder folder;
   drawDataset(folder.path(), "train", 9, /*seed=*/21);

@@ -134,5 +134,25 @@ TEST(TrainStage, LearnsFromNearDescriptorsWhereItHasAReach) {
   EXPECT_NEAR(errorWith(0.01F), 0.0198, 0.0005);
 }
 
+TEST(MeanPlainMove, LeavesMirroredRowsOut) {
+  // Shapes are 0. The first row is 3 off at every coordinate, the second, by hand, 9, the last is
+  // mirrored. Outer eye corners that stand 6 apart are added to both.
+  std::vector<AlignmentSample> samples(3);
+  samples[1].manual = true;
+  samples[2].mirrored = true;
+  std::vector<Shape> truths{Shape(kCoordinates, 3.0F), Shape(kCoordinates, 9.0F),
+                            Shape(kCoordinates, 500.0F)};
+  for (Shape& truth : truths) truth[2 * 36] += 6.0F;
+  const RegressionRows rows = randomRows(truths, /*seed=*/3);
+  StageOptions options;
+  options.manual_weight = 2;
+  const std::vector<float> move = meanPlainMove(samples, options, rows);
+  ASSERT_EQ(move.size(), static_cast<std::size_t>(kCoordinates));
+  EXPECT_NEAR(move[0], (3 + 2 * 9) / 3.0, 1e-5);
+  EXPECT_NEAR(move[2 * 36], (9 + 2 * 15) / 3.0, 1e-5);
+  for (AlignmentSample& sample : samples) sample.mirrored = true;
+  EXPECT_EQ(meanPlainMove(samples, options, rows), std::vector<float>(kCoordinates, 0.0F));
+}
+
 }  // namespace
 }  // namespace alignment_training
