@@ -32,7 +32,7 @@ constexpr int kFeatures = DescriptorPyramid::kDescriptorSize * kLandmarks;
 constexpr int kStarts = 9;
 // The windows of the upper levels are the larger ones.
 const std::vector<std::int32_t> kStageLevels = {2, 2, 1, 1, 0};
-const std::vector<std::int32_t> kUpperStageLevels = {4, 3, 2, 1, 1};  // Those of face68.sdm.
+const std::vector<std::int32_t> kUpperStageLevels = {4, 3, 2, 1, 1};  // Larger than face68.sdm has.
 
 cv::Mat texturedImage(int columns, int rows, int channels) {
   std::mt19937 random(1);
