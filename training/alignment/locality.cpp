@@ -19,7 +19,7 @@ LandmarkGroup range(int first, int last) {
   return landmarks;
 }
 
-float distance(const Shape& shape, int one, int other) {
+float distance(const Shape& shape, std::size_t one, std::size_t other) {
   return std::hypot(shape[2 * one] - shape[2 * other], shape[2 * one + 1] - shape[2 * other + 1]);
 }
 

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
 #include <random>
 #include <sstream>
@@ -106,20 +107,22 @@ TEST(TrainStage, LearnsFromNearDescriptorsWhereItHasAReach) {
   std::vector<AlignmentSample> samples(60);
   std::vector<Shape> truths;
   std::vector<double> pushes;
-  for (int i = 0; i < 60; ++i) {
-    samples[i].face = i;
+  for (std::size_t i = 0; i < 60; ++i) {
+    samples[i].face = static_cast<int>(i);
     pushes.push_back(i % 2 == 0 ? 5 : -5);
     Shape truth;
     for (const float value : base) truth.push_back(50 * value);
-    for (int point = 0; point <= 16; ++point) truth[2 * point] += static_cast<float>(pushes[i]);
+    for (std::size_t point = 0; point <= 16; ++point)
+      truth[2 * point] += static_cast<float>(pushes[i]);
     truths.push_back(truth);
   }
   const auto errorWith = [&](float reach) {
     RegressionRows rows = randomRows(truths, seed);
-    for (int i = 0; i < 60; ++i) {
-      for (int k = 0; k < kCoordinates; ++k) rows.shapes[i * kCoordinates + k] = 50 * base[k];
-      std::fill_n(rows.features.begin() + i * kFeatures, kFeatures, std::uint8_t{0});
-      rows.features[i * kFeatures + 36 * 128] = pushes[i] > 0 ? 200 : 0;  // An eye's corner.
+    for (std::size_t i = 0; i < 60; ++i) {
+      for (std::size_t k = 0; k < kCoordinates; ++k)
+        rows.shapes[i * kCoordinates + k] = 50 * base[k];
+      std::fill_n(rows.feature(i), kFeatures, std::uint8_t{0});
+      rows.feature(i)[std::size_t{36} * 128] = pushes[i] > 0 ? 200 : 0;  // An eye's corner.
     }
     StageOptions options;
     options.folds = 1;
@@ -142,14 +145,14 @@ TEST(MeanPlainMove, LeavesMirroredRowsOut) {
   samples[2].mirrored = true;
   std::vector<Shape> truths{Shape(kCoordinates, 3.0F), Shape(kCoordinates, 9.0F),
                             Shape(kCoordinates, 500.0F)};
-  for (Shape& truth : truths) truth[2 * 36] += 6.0F;
+  for (Shape& truth : truths) truth[std::size_t{2} * 36] += 6.0F;
   const RegressionRows rows = randomRows(truths, /*seed=*/3);
   StageOptions options;
   options.manual_weight = 2;
   const std::vector<float> move = meanPlainMove(samples, options, rows);
   ASSERT_EQ(move.size(), static_cast<std::size_t>(kCoordinates));
   EXPECT_NEAR(move[0], (3 + 2 * 9) / 3.0, 1e-5);
-  EXPECT_NEAR(move[2 * 36], (9 + 2 * 15) / 3.0, 1e-5);
+  EXPECT_NEAR(move[std::size_t{2} * 36], (9 + 2 * 15) / 3.0, 1e-5);
   for (AlignmentSample& sample : samples) sample.mirrored = true;
   EXPECT_EQ(meanPlainMove(samples, options, rows), std::vector<float>(kCoordinates, 0.0F));
 }
