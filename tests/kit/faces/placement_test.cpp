@@ -12,7 +12,7 @@ namespace {
 
 using Rect = oznalib::Rectangle<float>;
 
-const Rect kBox = {150, 110, 356, 316};  // Of the face in the photograph.
+const Rect kDetectorBox = {150, 110, 356, 316};  // Of the face in the photograph.
 
 oznalib::Placement68 placed(const Rect& rect) {
   return kit::placeLandmarks(kit_test::faceModel(),
@@ -20,7 +20,7 @@ oznalib::Placement68 placed(const Rect& rect) {
 }
 
 TEST(PlaceLandmarks, GivesTheMedianOfNineFits) {
-  const oznalib::Placement68 placement = placed(kBox);
+  const oznalib::Placement68 placement = placed(kDetectorBox);
   ASSERT_EQ(placement.points.size(), 136U);
   ASSERT_EQ(placement.outcomes.size(), 9U);
   for (const auto& outcome : placement.outcomes) EXPECT_EQ(outcome.size(), 136U);
