@@ -22,8 +22,8 @@ struct AlignmentCut {
   float crop_top = 0;     ///< Top edge, likewise.
 };
 
-/// Plans the cut around a face: the face and half its size around, or the whole photograph where the
-/// face covers half of its width and of its height. No pixels are needed.
+/// Plans the cut around a face: the face and half its size around, or the whole photograph where
+/// the face covers half of its width and of its height. No pixels are needed.
 ///
 /// size  Of the photograph; both sides above 0.
 /// rect  As of cutAlignmentWindow.

@@ -63,9 +63,9 @@ struct DescriptorWindow {
   std::array<float, kGridCells * kGridCells * kOrientationBins> histogram;
 };
 
-/// Windows whose lengths are summed side by side. The sums of one window depend on each other, entry
-/// after entry; the other windows fill the time that the processor would wait. An alignment asks for
-/// the windows of its nine shapes together.
+/// Windows whose lengths are summed side by side. The sums of one window depend on each other,
+/// entry after entry; the other windows fill the time that the processor would wait. An alignment
+/// asks for the windows of its nine shapes together.
 constexpr std::size_t kWindowsTogether = 9;
 
 using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
@@ -73,8 +73,8 @@ using WindowGroup = std::array<DescriptorWindow, kWindowsTogether>;
 /// Fills the histogram of a window, which may be empty, from one level's gradients. Those of its
 /// area must have been prepared.
 ///
-/// Each pixel is shared out to the four cells around it and to two bins. The float sums run over the
-/// pixels of a cell in an image row, then over its neighbour's, then over the rows.
+/// Each pixel is shared out to the four cells around it and to two bins. The float sums run over
+/// the pixels of a cell in an image row, then over its neighbour's, then over the rows.
 ///
 /// ahead  Memory that is asked for meanwhile.
 void fillHistogram(const GradientShares& shares, std::size_t level, DescriptorWindow& window,

@@ -27,8 +27,8 @@ struct alignas(32) BinShares {
 
 /// The shares of all pixels of all levels.
 ///
-/// Memory  32 bytes per pixel. A level's is reserved when its first shares are asked for, and touched
-///         is only what has been asked for.
+/// Memory  32 bytes per pixel. A level's is reserved when its first shares are asked for, and
+///         touched is only what has been asked for.
 class GradientShares {
  public:
   /// width, height  Of each level, in pixels.
@@ -46,8 +46,8 @@ class GradientShares {
   /// Hands the memory of a level on to the next one that needs some. Its shares can be made again.
   void forget(std::size_t level);
 
-  /// Shares of a level, row after row of width. Only what has been prepared may be read. Null as long
-  /// as no memory has been reserved.
+  /// Shares of a level, row after row of width. Only what has been prepared may be read. Null as
+  /// long as no memory has been reserved.
   const BinShares* bins(std::size_t level) const { return levels_[level].memory.get(); }
 
   std::int64_t width() const { return width_; }

@@ -81,8 +81,8 @@ std::vector<std::vector<float>> startShapes(const std::vector<float>& mean_shape
 /// Fits a model to a unit: scales the unit, regresses nine starting shapes, and stores the result
 /// in unit.shape.
 ///
-/// unit      image and box must be set. image and box stay scaled afterwards, the shape is in pixels
-///           of the image as it was given.
+/// unit      image and box must be set. image and box stay scaled afterwards, the shape is in
+///           pixels of the image as it was given.
 /// outcomes  If not null, gets the outcome of each start, in pixels of the image as it was given;
 ///           none where the result is empty.
 /// Returns   A copy of unit.shape. Empty, with the unit untouched, where the model is not usable,

@@ -49,7 +49,8 @@ SDMModel* globalSDMModel();
 ///
 /// in       From its beginning, wherever it stands.
 /// model    Gets what can be read. The content is not checked: a stream that ends early leaves what
-///          it does not reach as it was, and a count that cannot be read repeats the count before it.
+///          it does not reach as it was, and a count that cannot be read repeats the count before
+///          it.
 /// Errors   A count below 0, and a matrix of a size that there cannot be or that neither the stream
 ///          nor any sane model holds (2^28 cells), raise std::bad_alloc, as does memory that runs
 ///          out; the model keeps what it got until then. A count above 65536 is cut to that, unless

@@ -230,8 +230,8 @@ using Place = oznalib::Status (*)(const oznalib::Image&, const oznalib::Rectangl
                                   std::vector<float>&);
 
 // side: of the rectangle. upper: whether the stages are on the upper levels. The counter
-// product_share is the part of the time that the stages' matrix products take, measured alone, in the
-// same run, without the histograms beside which their weights come in.
+// product_share is the part of the time that the stages' matrix products take, measured alone, in
+// the same run, without the histograms beside which their weights come in.
 void Align(benchmark::State& state, Place place) {
   const SDMModel model = randomModel(state.range(1) != 0 ? kUpperStageLevels : kStageLevels);
   if (!loadIntoSlot(model)) {

@@ -1,11 +1,12 @@
-// What a host's threads lose to each other: processor time of one detect, by the clock of its thread, with one thread
-// at work and with several, each with a detector of its own. The rounds alternate, and nothing is set in the
-// environment.
+// What a host's threads lose to each other: processor time of one detect, by the clock of its
+// thread, with one thread at work and with several, each with a detector of its own. The rounds
+// alternate, and nothing is set in the environment.
 //
 //   host_threads MODELS PHOTOGRAPH.ppm...
 //
-// Prints for 2 and 8 threads the median over the photographs of the time beside others and of its ratio to the time
-// alone. More than 1.1 for 2 threads on an idle machine of two processors, and the exit status is 1.
+// Prints for 2 and 8 threads the median over the photographs of the time beside others and of its
+// ratio to the time alone. More than 1.1 for 2 threads on an idle machine of two processors, and
+// the exit status is 1.
 
 #include <time.h>
 

@@ -1,10 +1,13 @@
-// Runs a detector that Debian ships over photographs: what compare_detectors.py measures ours against.
+// Runs a detector that Debian ships over photographs: what compare_detectors.py measures ours
+// against.
 //
-//   other_detectors DETECTOR <photographs     cascade:FILE.xml, dlib, or dlib:N with N enlargements by two
+//   other_detectors DETECTOR <photographs     cascade:FILE.xml, dlib, or dlib:N with N enlargements
+//   by two
 //
-// One path per line on standard input. For each photograph it prints "photograph MILLISECONDS", the processor time of a
-// search with the detector's own settings, decoding left out, then lines "default LEFT TOP WIDTH HEIGHT" of that search
-// and lines "scored LEFT TOP WIDTH HEIGHT SCORE" of a lenient one, whose scores order the boxes.
+// One path per line on standard input. For each photograph it prints "photograph MILLISECONDS", the
+// processor time of a search with the detector's own settings, decoding left out, then lines
+// "default LEFT TOP WIDTH HEIGHT" of that search and lines "scored LEFT TOP WIDTH HEIGHT SCORE" of
+// a lenient one, whose scores order the boxes.
 
 #include <dlib/image_processing/frontal_face_detector.h>
 #include <dlib/image_transforms.h>

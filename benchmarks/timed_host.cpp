@@ -1,16 +1,21 @@
-// A host of libozna that does what its standard input asks for and prints the processor time that it took.
+// A host of libozna that does what its standard input asks for and prints the processor time that
+// it took.
 //
-// compare_builds.py compiles it once per build and drives both in turn. A line in, lines out, the last one "done":
+// compare_builds.py compiles it once per build and drives both in turn. A line in, lines out, the
+// last one "done":
 //
-//   load MODELS          loads one more detector from MODELS/, after which it is the one that detects
+//   load MODELS          loads one more detector from MODELS/, after which it is the one that
+//                        detects
 //   landmarks MODELS     loads MODELS/models/face68.sdm
 //   read PHOTO.ppm       the photograph of what follows
 //   detect               "face LEFT TOP RIGHT BOTTOM SCORE" per face
 //   align L T R B        "points X0 Y0 ... X67 Y67"
-//   threads N ROUNDS     N threads with a detector of their own each search the photograph ROUNDS times
+//   threads N ROUNDS     N threads with a detector of their own each search the photograph ROUNDS
+//                        times
 //   memory               "resident BYTES", after free memory went back to the system
 //
-// "done SECONDS": the processor time of the whole process for that command. For "threads" it is the time of one search.
+// "done SECONDS": the processor time of the whole process for that command. For "threads" it is the
+// time of one search.
 
 #include <malloc.h>
 #include <unistd.h>

@@ -16,7 +16,8 @@ namespace oznalib {
 /// Name of the blob in which every network of a cascade leaves its probabilities.
 extern const std::string probsBlobName;
 
-/// One output of the calibration network: how a crop lies about its face, where it is the best match.
+/// One output of the calibration network: how a crop lies about its face, where it is the best
+/// match.
 struct OffsetScale {
   /// How far the crop lies to the right of the face's box, in pixels of the network's input: it is
   /// subtracted from the box.

@@ -164,8 +164,8 @@ class NetworkSource {
   const std::string weight_path;
 };
 
-// Prepares the network of the first stage to slide. The fast path measures the first convolution, so
-// the trained weights must be in place before.
+// Prepares the network of the first stage to slide. The fast path measures the first convolution,
+// so the trained weights must be in place before.
 void enterFastMode(caffe::Net<float>& net) {
   net.FirstRun();
   net.ShareAndRelease();
@@ -283,8 +283,8 @@ CascadeStage makeStage(const NetworkContent& content, bool dense) {
 // ----------------------------------------------------------------------------
 // The steps of a load.
 
-// The steps that both loads from files have in common; the two callables fill the stages and make the
-// calibration stage.
+// The steps that both loads from files have in common; the two callables fill the stages and make
+// the calibration stage.
 template <class LoadStages, class LoadCalibration>
 Status loadInSteps(DetectorImpl& detector, LoadStages load_stages,
                    LoadCalibration load_calibration) {

@@ -20,8 +20,8 @@ boost::mutex& loadLock();
 /// Fills a fresh DetectorImpl from the files of a model directory.
 ///
 /// The stage list is the text file cascadeRoot + stageListName: a stage directory and a threshold
-/// per line, the dense stage first; lines that begin with "#" are skipped. A threshold that cannot be
-/// read is 0. A stage directory is cascadeRoot + its name and holds, for the first stage,
+/// per line, the dense stage first; lines that begin with "#" are skipped. A threshold that cannot
+/// be read is 0. A stage directory is cascadeRoot + its name and holds, for the first stage,
 /// "prototxt-full" and "proto-full", for a later one "prototxt-deploy", "proto" and "mean". The
 /// calibration directory, cascadeRoot + "cascades/x32Net-x32-3Scales-200/", holds what a later
 /// stage does and "offsets-scales". Text is read in the classic locale, whatever the host has set.
@@ -44,8 +44,8 @@ Status loadBuiltIn(DetectorImpl& detector);
 /// What one network of a cascade is made of, in memory.
 struct NetworkContent {
   const caffe::NetParameter* definition = nullptr;  ///< In the present layout. Not owned.
-  /// Gives weights for every layer of the definition that has some: a message of its own, or the one that
-  /// it is handed, which is freed when the network is built.
+  /// Gives weights for every layer of the definition that has some: a message of its own, or the
+  /// one that it is handed, which is freed when the network is built.
   std::function<const caffe::NetParameter&(caffe::NetParameter*)> weights;
   const CascadeStage* rest = nullptr;  ///< Its offsets, mean and threshold are copied. Not owned.
 };

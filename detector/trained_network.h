@@ -13,8 +13,9 @@
 
 namespace oznalib {
 
-/// For arenas of messages with weights, which are as large as those and go at the end of the load: their
-/// memory comes from the system and goes back there. Of what it is given back, malloc keeps some.
+/// For arenas of messages with weights, which are as large as those and go at the end of the load:
+/// their memory comes from the system and goes back there. Of what it is given back, malloc keeps
+/// some.
 google::protobuf::ArenaOptions mappedBlocks();
 
 /// Builds the network of a definition in the present layout. Parameters whose first values would be
@@ -23,8 +24,8 @@ google::protobuf::ArenaOptions mappedBlocks();
 /// Errors   as the constructor of caffe::Net.
 boost::shared_ptr<caffe::Net<float>> buildUnfilled(const caffe::NetParameter& definition);
 
-/// Copies weights into a network that buildUnfilled made of this definition. A layer that the weights
-/// lack gets the first values that the definition asks for.
+/// Copies weights into a network that buildUnfilled made of this definition. A layer that the
+/// weights lack gets the first values that the definition asks for.
 ///
 /// Errors   Sizes that are not the network's are fatal.
 void copyTrained(const caffe::NetParameter& definition, const caffe::NetParameter& trained,
@@ -36,7 +37,8 @@ struct TrainedLayer {
   std::vector<boost::shared_ptr<const caffe::Blob<float>>> blobs;
 };
 
-/// net  Its weights are held once by all networks (Net::ShareAndRelease), so that no run changes them.
+/// net  Its weights are held once by all networks (Net::ShareAndRelease), so that no run changes
+///      them.
 std::vector<TrainedLayer> trainedLayers(const caffe::Net<float>& net);
 
 /// Writes weights into a message that copyTrained takes. Threads  Any number, also beside runs.

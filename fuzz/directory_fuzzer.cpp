@@ -29,7 +29,7 @@ void RemoveRoot() {
   std::filesystem::remove_all(*root, ignored);
 }
 
-// Whether the definitions keep away from data bases and endless work; see MakeHarmless.
+// Whether the definitions keep away from databases and endless work; see MakeHarmless.
 bool IsHarmless(ozna_fuzz::Directory* directory) {
   for (int i = 0; i < ozna_fuzz::kDirectoryFiles; ++i) {
     caffe::NetParameter definition;

@@ -8,8 +8,8 @@
 
 namespace ozna_fuzz {
 
-/// Changes one file of the directory in data (see small_models.h), a definition by the fields of its
-/// schema, in place. Returns the new size, at most max_size.
+/// Changes one file of the directory in data (see small_models.h), a definition by the fields of
+/// its schema, in place. Returns the new size, at most max_size.
 std::size_t MutateDirectory(std::uint8_t* data, std::size_t size, std::size_t max_size,
                             unsigned int seed);
 

@@ -1,4 +1,5 @@
-// Fuzz target: pictures that move. The size, the number of frames and the first frame of GIF and WebP files.
+// Fuzz target: pictures that move. The size, the number of frames and the first frame of GIF and
+// WebP files.
 
 #include <cstddef>
 #include <cstdint>

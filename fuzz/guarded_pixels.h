@@ -1,5 +1,5 @@
-/// What the targets of the two pixel interfaces share: pixels beside memory that nobody may touch, since the image
-/// library has no sanitizer in it, and numbers out of an input.
+/// What the targets of the two pixel interfaces share: pixels beside memory that nobody may touch,
+/// since the image library has no sanitizer in it, and numbers out of an input.
 
 #ifndef OZNA_FUZZ_GUARDED_PIXELS_H_
 #define OZNA_FUZZ_GUARDED_PIXELS_H_

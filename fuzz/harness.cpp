@@ -109,7 +109,7 @@ bool MakeHarmless(caffe::NetParameter* definition) {
     return false;
   }
   for (caffe::LayerParameter& layer : *definition->mutable_layers()) {
-    // A data base would be opened for writing at a place that the input names.
+    // A database would be opened for writing at a place that the input names.
     if (layer.type() == caffe::LayerParameter::DATA) {
       return false;
     }

@@ -1,4 +1,5 @@
-// Fuzz target: what is read of a photograph's file before it is decoded, for every format that the program knows.
+// Fuzz target: what is read of a photograph's file before it is decoded, for every format that the
+// program knows.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,6 +1,6 @@
-// Fuzz target: pictures of any format, row step and orientation in the kit, with any box, points and chip. Pixels end
-// where a page does that nobody may read, and so does the room for a chip. A plain loop over the same pixels says what the
-// upright ones are.
+// Fuzz target: pictures of any format, row step and orientation in the kit, with any box, points
+// and chip. Pixels end where a page does that nobody may read, and so does the room for a chip. A
+// plain loop over the same pixels says what the upright ones are.
 
 #include <algorithm>
 #include <cstddef>
@@ -42,7 +42,8 @@ std::size_t pixelBytes(int format) {
   return format == OZNAKIT_GREY ? 1 : format <= OZNAKIT_BGR ? 3 : 4;
 }
 
-// Rows of pixels at either end of a block, such that the first byte or the last one is next to the page.
+// Rows of pixels at either end of a block, such that the first byte or the last one is next to the
+// page.
 void* place(const GuardedBlock& block, int width, int height, int format, int gap, bool upwards,
             bool at_end, std::ptrdiff_t* row_bytes) {
   const std::size_t row = static_cast<std::size_t>(width) * pixelBytes(format);
@@ -53,7 +54,8 @@ void* place(const GuardedBlock& block, int width, int height, int format, int ga
   return upwards ? lowest + way : lowest;
 }
 
-// What upright pixel (x, y) is, by the sides of the upright picture that the first stored row and column belong to.
+// What upright pixel (x, y) is, by the sides of the upright picture that the first stored row and
+// column belong to.
 const std::uint8_t* storedPixel(const oznakit_image& image, const cv::Size& upright, int x, int y) {
   const int from_right = upright.width - 1 - x;
   const int from_bottom = upright.height - 1 - y;
@@ -137,7 +139,8 @@ void describe(const kit::Picture& picture, const oznakit_face& given) {
   }
 }
 
-// Any numbers at all. The pixels are looked at only where the checks take them for a picture, which they must not.
+// Any numbers at all. The pixels are looked at only where the checks take them for a picture, which
+// they must not.
 void takeAnyImage(Input& input) {
   oznakit_image image = OZNAKIT_IMAGE_INIT;
   image.width = input.take<std::int32_t>();

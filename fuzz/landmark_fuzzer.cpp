@@ -1,5 +1,6 @@
-// Fuzz target: landmark model files, and the fit of a face with what was read. The way from a photograph to the window
-// that is fitted, which no model has a say in, belongs to pixels_fuzzer.cpp: it takes a hundred times longer.
+// Fuzz target: landmark model files, and the fit of a face with what was read. The way from a
+// photograph to the window that is fitted, which no model has a say in, belongs to
+// pixels_fuzzer.cpp: it takes a hundred times longer.
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,5 @@
-// The program's modules, linked into the fuzz targets in place of being loaded, so that they are instrumented too.
+// The program's modules, linked into the fuzz targets in place of being loaded, so that they are
+// instrumented too.
 
 #include <cstdlib>
 

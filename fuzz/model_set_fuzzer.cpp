@@ -1,5 +1,5 @@
-// Fuzz target: the check of a set of model files in the kit, and a search with whatever it takes. No check of the runtime
-// may be met by then: one that is counts as a finding.
+// Fuzz target: the check of a set of model files in the kit, and a search with whatever it takes.
+// No check of the runtime may be met by then: one that is counts as a finding.
 
 #include <algorithm>
 #include <cstddef>

@@ -1,5 +1,5 @@
-// Fuzz target: the XMP packet inside a JPEG or PNG file, found and exchanged. What is written must be found again, and
-// nothing beside it may change but the numbers that grow with it.
+// Fuzz target: the XMP packet inside a JPEG or PNG file, found and exchanged. What is written must
+// be found again, and nothing beside it may change but the numbers that grow with it.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,5 +1,6 @@
-// Fuzz target: the pixel interface. Sizes, strides and search parameters of detect, sizes and rectangles of the
-// alignment, with pixels that end where a page does that nobody may read: the image library has no sanitizer in it.
+// Fuzz target: the pixel interface. Sizes, strides and search parameters of detect, sizes and
+// rectangles of the alignment, with pixels that end where a page does that nobody may read: the
+// image library has no sanitizer in it.
 
 #include <unistd.h>
 

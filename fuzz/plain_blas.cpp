@@ -1,6 +1,6 @@
-// The operations of the BLAS library that the runtime calls, as plain loops. They stand before the library's when a fuzz
-// target is linked: the library is not compiled with the address sanitizer, which would miss what it reads and
-// writes outside of a blob, while these loops are.
+// The operations of the BLAS library that the runtime calls, as plain loops. They stand before the
+// library's when a fuzz target is linked: the library is not compiled with the address sanitizer,
+// which would miss what it reads and writes outside of a blob, while these loops are.
 
 #include <cblas.h>
 

@@ -1,4 +1,5 @@
-// Fuzz target: raw photographs. What the program asks of one: its size, its preview and its development.
+// Fuzz target: raw photographs. What the program asks of one: its size, its preview and its
+// development.
 
 #include <cstddef>
 #include <cstdint>

@@ -1,4 +1,4 @@
-// Fuzz target: records of a data base on their way into a batch.
+// Fuzz target: records of a database on their way into a batch.
 
 #include <cstddef>
 #include <cstdint>

@@ -9,7 +9,7 @@ namespace ozna_fuzz {
 struct Refusal {};
 
 /// Throws Refusal on the thread that fuzzes. Any other thread belongs to a layer, which waits for
-/// it: it ends alone, and the layer goes on with what the thread left behind.
+/// it: it ends alone, and the layer continues with what the thread left behind.
 [[noreturn]] void Refuse();
 
 }  // namespace ozna_fuzz

@@ -1,8 +1,8 @@
 // The main function of a fuzz target that runs given inputs once, without clang: TARGET FOLDER...
 //
-// The runtime here is the real one, in which a refused input ends the process. So inputs run in a child, one after the
-// other; a child that a fatal check or an exit of the runtime ends is followed by one for the inputs that are left. Any
-// other end of a child is a finding.
+// The runtime here is the real one, in which a refused input ends the process. So inputs run in a
+// child, one after the other; a child that a fatal check or an exit of the runtime ends is followed
+// by one for the inputs that are left. Any other end of a child is a finding.
 
 #include <glog/logging.h>
 #include <sys/mman.h>

@@ -1,4 +1,5 @@
-// Fuzz target: the previous output that --resume reads, as JSON lines and as rows, and cuts behind its last whole record.
+// Fuzz target: the previous output that --resume reads, as JSON lines and as rows, and cuts behind
+// its last whole record.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -20,7 +21,8 @@ ozna_fuzz::MemoryFile* file;
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();
-  // Standard output goes on in the file that is read, as in 'ozna ... --resume out.json >> out.json'.
+  // Standard output goes on in the file that is read, as in 'ozna ... --resume out.json >>
+  // out.json'.
   file = new ozna_fuzz::MemoryFile;
   if (dup2(file->descriptor(), STDOUT_FILENO) == -1) {
     std::abort();

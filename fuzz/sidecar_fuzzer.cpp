@@ -1,4 +1,5 @@
-// Fuzz target: sidecars that are there already, on their way into one with the faces of a photograph.
+// Fuzz target: sidecars that are there already, on their way into one with the faces of a
+// photograph.
 
 #include <cstddef>
 #include <cstdint>

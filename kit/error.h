@@ -1,5 +1,5 @@
-/// How code of the kit reports: by exceptions inside, which the C interface turns into a status and a
-/// sentence.
+/// How code of the kit reports: by exceptions inside, which the C interface turns into a status and
+/// a sentence.
 
 #ifndef OZNA_KIT_ERROR_H_
 #define OZNA_KIT_ERROR_H_

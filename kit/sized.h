@@ -20,7 +20,8 @@ inline void requireGiven(const void* argument, const char* name) {
   }
 }
 
-/// Throws Error with OZNAKIT_BAD_ARGUMENT where the size in a structure is that of no version of it.
+/// Throws Error with OZNAKIT_BAD_ARGUMENT where the size in a structure is that of no version of
+/// it.
 template <class Struct>
 void requireSize(const Struct& given, const char* name) {
   if (given.size != sizeof(Struct)) {

@@ -1,5 +1,5 @@
-// Workspaces: what one consists of, those that are ready, and the way by which the mathematics library
-// takes them (public/enclosed/workspace_end.cpp).
+// Workspaces: what one consists of, those that are ready, and the way by which the mathematics
+// library takes them (public/enclosed/workspace_end.cpp).
 
 #include "kit/workspace.h"
 
@@ -14,8 +14,8 @@
 
 #include "caffe/util/mapped_block.hpp"
 
-// What the mathematics library calls in place of malloc and free, if it is the enclosed one, and how it
-// hands over a function that takes a workspace and gives it back.
+// What the mathematics library calls in place of malloc and free, if it is the enclosed one, and
+// how it hands over a function that takes a workspace and gives it back.
 extern "C" {
 void* ozna_take_workspace(std::size_t bytes);
 bool ozna_return_workspace(void* block);
@@ -116,8 +116,8 @@ class Workspace {
   std::vector<Piece> pieces_;  // Has its room from the beginning: cutting needs no memory.
 };
 
-// Runs a product; null where the mathematics library is not the enclosed one. Set before main, or while
-// the library is opened.
+// Runs a product; null where the mathematics library is not the enclosed one. Set before main, or
+// while the library is opened.
 void (*use_workspace)() = nullptr;
 
 class Workspaces {
@@ -173,8 +173,8 @@ class Workspaces {
     add(std::move(first));
   }
 
-  // With a piece for each of the first one's, which are those of a workspace and some small ones that
-  // the library needs but once.
+  // With a piece for each of the first one's, which are those of a workspace and some small ones
+  // that the library needs but once.
   void addFurther() {
     std::size_t room = kSpare;
     for (const std::size_t bytes : sizes_) room += aligned(bytes);
@@ -210,8 +210,8 @@ class Workspaces {
   std::vector<std::unique_ptr<Workspace>> ready_;
 };
 
-// Without an allocation, and never destroyed: the library keeps what it took, and threads may outlive
-// the program's end.
+// Without an allocation, and never destroyed: the library keeps what it took, and threads may
+// outlive the program's end.
 Workspaces& workspaces() {
   alignas(Workspaces) static char memory[sizeof(Workspaces)];
   static auto* const all = new (memory) Workspaces;

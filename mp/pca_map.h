@@ -43,8 +43,8 @@ class pca_map : public io_able {
   void project_rows(const float* x, std::int64_t x_stride, std::int32_t count, float* y,
                     std::int32_t y_stride) const;
 
-  /// Inputs of a slice that is multiplied at once. Its weights fit the cache of a core, from where a
-  /// product of a few rows takes them several times faster than from the memory.
+  /// Inputs of a slice that is multiplied at once. Its weights fit the cache of a core, from where
+  /// a product of a few rows takes them several times faster than from the memory.
   static constexpr std::int32_t kSliceInputs = 256;
 
   /// Adds to y what inputs first to first + inputs - 1 alone give, as far as the map has them.

@@ -62,7 +62,8 @@ enum Status : std::int32_t {
 /// The library reads the pixels during one call only; it copies and keeps no pointer and never
 /// writes to them.
 ///
-/// Threads  Any number of calls may read the same pixels at once; nobody may write to them meanwhile.
+/// Threads  Any number of calls may read the same pixels at once; nobody may write to them
+///          meanwhile.
 struct Image {
   std::int32_t width;   ///< Columns.
   std::int32_t height;  ///< Rows.
@@ -136,9 +137,9 @@ struct CascadeParameter {
 
 /// Handle to a loaded cascade of networks.
 ///
-/// Threads  One Detector serves one thread at a time, since every call writes into its networks. Any
-///          number of Detectors may work side by side, and load in any thread: loads wait for each
-///          other.
+/// Threads  One Detector serves one thread at a time, since every call writes into its networks.
+///          Any number of Detectors may work side by side, and load in any thread: loads wait for
+///          each other.
 /// Owners   Assignment copies the pointer and nothing else: two handles then refer to one cascade,
 ///          and it is freed by the first that unloads or is destroyed. Keep exactly one owner.
 ///          There is no copy constructor.
@@ -169,8 +170,8 @@ class OZNA_EXPORT Detector {
   /// Returns  StatusOk, or StatusLoadFailed where the list names no stage.
   /// Errors   A network file that is missing or damaged ends the process with a message; a mean
   ///          image that is missing or too short does so when its stage is first used.
-  /// Threads  In any thread, beside loads and searches of other detectors; not beside another use of
-  ///          this one. Loads wait for each other: a process-wide lock is held while one reads.
+  /// Threads  In any thread, beside loads and searches of other detectors; not beside another use
+  ///          of this one. Loads wait for each other: a process-wide lock is held while one reads.
   Status load(const DetectorParams& params);
 
   /// Loads the built-in cascade: definitions, means, thresholds and calibration table are part of
@@ -205,13 +206,14 @@ OZNA_EXPORT void unloadDetector(Detector& detector);
 ///
 /// image       Read only. Its stride is honoured.
 /// detector    A loaded detector.
-/// detections  The faces are appended, best score first; what the vector held before stays in front.
+/// detections  The faces are appended, best score first; what the vector held before stays in
+///             front.
 /// parameter   See CascadeParameter.
-/// Returns     StatusOk, also when there is no face; StatusNotLoaded, with the vector untouched, for
-///             a handle that is empty or whose load failed.
-/// Errors      An image or parameters that lead to a working image without area raise cv::Exception.
-///             A working image that the first network cannot hold finds no face, with a line in the
-///             error log that names both sizes.
+/// Returns     StatusOk, also when there is no face; StatusNotLoaded, with the vector untouched,
+///             for a handle that is empty or whose load failed.
+/// Errors      An image or parameters that lead to a working image without area raise
+///             cv::Exception. A working image that the first network cannot hold finds no face,
+///             with a line in the error log that names both sizes.
 /// Threads     Beside searches with other detectors, loads of others and alignments; not beside
 ///             another use of this detector, const though it is, nor of this vector.
 /// Cost        Grows with the area of the working image and with the number of boxes that pass the
@@ -222,8 +224,8 @@ OZNA_EXPORT Status detect(const Image& image, const Detector& detector,
 /// Loads the landmark model from directory + "/" + file into the one process-wide slot, replacing
 /// an earlier one.
 ///
-/// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone in
-///          either case.
+/// Returns  StatusOk, or StatusLoadFailed if the file cannot be opened; the earlier model is gone
+///          in either case.
 /// Errors   A file that is not a model, or ends early, loads with StatusOk; alignment then gives
 ///          zeros where what was read does not fit together. A file with a count below 0, or a
 ///          matrix of a size that cannot be, raises std::bad_alloc; the slot then holds what was
@@ -264,8 +266,8 @@ OZNA_EXPORT Status align68Points(const Image& image, const Rectangle<float>& rec
 /// Places 5 landmarks: the centres of the two eyes, the tip of the nose, the two corners of the
 /// mouth.
 ///
-/// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on the
-///          left side of the image come first.
+/// points   Resized to 10: x0, y0, ... x4, y4, averaged from the 68. The eye and mouth corner on
+///          the left side of the image come first.
 ///
 /// Otherwise as align68Points. Threads: as there.
 OZNA_EXPORT Status align5Points(const Image& image, const Rectangle<float>& rect,

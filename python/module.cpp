@@ -1,5 +1,5 @@
-/// The extension _ozna: numpy arrays to oznakit.hpp and back. The package around it makes arrays of what images come as,
-/// and objects of the numbers.
+/// The extension _ozna: numpy arrays to oznakit.hpp and back. The package around it makes arrays of
+/// what images come as, and objects of the numbers.
 
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
@@ -28,7 +28,8 @@ using Whole = py::array_t<std::int32_t, py::array::c_style | py::array::forcecas
 // Of a face: box, score, turn, quality, roll, yaw, pitch, openness of both eyes, sharpness.
 constexpr py::ssize_t kNumbers = 13;
 
-// The library's view of an array, which it borrows. The package passes pixels that lie side by side.
+// The library's view of an array, which it borrows. The package passes pixels that lie side by
+// side.
 oznakit::Image viewOf(const Pixels& array, std::int32_t format, std::int32_t orientation) {
   const auto kind = static_cast<oznakit::Format>(format);
   const py::ssize_t channels = array.ndim() == 3 ? array.shape(2) : 1;

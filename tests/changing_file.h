@@ -1,5 +1,5 @@
-/// A file that becomes a pipe while it is looked at: what counts is the file that is open, not what its
-/// name stood for before.
+/// A file that becomes a pipe while it is looked at: what counts is the file that is open, not what
+/// its name stood for before.
 
 #ifndef OZNA_TESTS_CHANGING_FILE_H_
 #define OZNA_TESTS_CHANGING_FILE_H_
@@ -18,8 +18,8 @@
 
 namespace ozna_test {
 
-/// Looks at a file again and again, while it and a pipe take each other's name. A process that waits
-/// for the pipe is ended by the alarm, and the test fails.
+/// Looks at a file again and again, while it and a pipe take each other's name. A process that
+/// waits for the pipe is ended by the alarm, and the test fails.
 ///
 /// path  There is nothing at path with ".pipe" behind it.
 /// look  Whether the file was seen whole.

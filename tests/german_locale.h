@@ -1,4 +1,5 @@
-/// A locale in which one half is written 0,5. It is compiled by the test, since machines that run tests seldom have one.
+/// A locale in which one half is written 0,5. It is compiled by the test, since machines that run
+/// tests seldom have one.
 
 #ifndef OZNA_TESTS_GERMAN_LOCALE_H_
 #define OZNA_TESTS_GERMAN_LOCALE_H_
@@ -33,7 +34,8 @@ class GermanLocale {
   GermanLocale(const GermanLocale&) = delete;
   GermanLocale& operator=(const GermanLocale&) = delete;
 
-  /// Whether numbers have a decimal comma now. Assert it: without the package locales there is none.
+  /// Whether numbers have a decimal comma now. Assert it: without the package locales there is
+  /// none.
   static bool hasComma() { return std::strcmp(std::localeconv()->decimal_point, ",") == 0; }
 
  private:

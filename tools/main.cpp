@@ -19,13 +19,14 @@ namespace {
 
 using oznatool::ExitCode;
 
-// Before main, where constants of ours and of the libraries' headers are made, nobody catches an exception. The priority
-// puts this before them.
+// Before main, where constants of ours and of the libraries' headers are made, nobody catches an
+// exception. The priority puts this before them.
 [[noreturn]] void endWithoutMemory() {
   oznatool::sayNoMemory();
   _exit(oznatool::kExitLimit);
 }
-// Where a library's function that promises not to throw gets no memory, the program ends at once, and says why all the same.
+// Where a library's function that promises not to throw gets no memory, the program ends at once,
+// and says why all the same.
 [[noreturn]] void endAfterBrokenPromise() {
   try {
     if (std::current_exception() != nullptr) throw;

@@ -21,8 +21,8 @@ namespace kit {
 ///          pixel.
 /// chip     Size of the chip in pixels.
 /// padding  Room on each side of the square, as a share of the square's side; above -0.5.
-/// Returns  Nothing where the points do not make a face: not finite, beyond a million pixels, or all
-///          on one spot.
+/// Returns  Nothing where the points do not make a face: not finite, beyond a million pixels, or
+///          all on one spot.
 std::optional<Similarity> chipMap(const std::vector<float>& points, const cv::Size& chip,
                                   double padding);
 

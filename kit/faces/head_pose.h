@@ -13,8 +13,8 @@ struct HeadPose {
   float roll;   ///< -180 to 180.
   float yaw;    ///< -90 to 90.
   float pitch;  ///< -180 to 180.
-  /// Root of the mean square of the distances between the landmarks and those of the average head in
-  /// that pose, over the same of the landmarks' distances from their centre.
+  /// Root of the mean square of the distances between the landmarks and those of the average head
+  /// in that pose, over the same of the landmarks' distances from their centre.
   float misfit;
 };
 

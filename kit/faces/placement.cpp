@@ -49,8 +49,8 @@ oznalib::Placement68 placeLandmarks(const oznalib::SDMModel& model, const Pictur
     if (error.code == cv::Error::StsNoMem) {
       throw std::bad_alloc();
     }
-    // A face of which so little lies in the picture that its window comes to less than a pixel where
-    // the face is as wide as the model wants it.
+    // A face of which so little lies in the picture that its window comes to less than a pixel
+    // where the face is as wide as the model wants it.
     return {};
   }
   return isNear(placement.points) ? placement : oznalib::Placement68();

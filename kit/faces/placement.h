@@ -15,7 +15,8 @@ namespace kit {
 /// model    One that readLandmarkModel returned.
 /// rect     In pixels of the picture; finite.
 /// Returns  Points and fits in pixels of the picture; nothing where less than a quarter of the
-///          rectangle lies in the picture one way or the other, or too few pixels of it to be aligned.
+///          rectangle lies in the picture one way or the other, or too few pixels of it to be
+///          aligned.
 /// Errors   std::bad_alloc. No other.
 /// Cost     Some 13 ms. Of the picture's pixels, those of the face and half its size around are
 ///          converted, or all where the face covers half of the picture each way.

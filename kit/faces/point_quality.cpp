@@ -11,8 +11,9 @@ namespace kit {
 namespace {
 
 // The spread separates fits that found no face from those that did; the misfit finds the ones that
-// agree on something that is not a face. Their product orders faces by their error better than either
-// alone. At this product the quality is a half: eight in ten faces in boxes of a detector are better.
+// agree on something that is not a face. Their product orders faces by their error better than
+// either alone. At this product the quality is a half: eight in ten faces in boxes of a detector
+// are better.
 constexpr float kHalfBad = 0.003F;
 
 double sizeOf(const std::vector<float>& points) {

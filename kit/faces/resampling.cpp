@@ -1,5 +1,5 @@
-// Bilinear sampling with averaging. The image library's own warps start threads, and end at sides of
-// 32767 pixels.
+// Bilinear sampling with averaging. The image library's own warps start threads, and end at sides
+// of 32767 pixels.
 
 #include "kit/faces/resampling.h"
 

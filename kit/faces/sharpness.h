@@ -12,9 +12,9 @@ namespace kit {
 /// The share of the differences between neighbouring pixels that is lost when the face is blurred:
 /// near 0 for a face without fine detail, and the more of it the higher.
 ///
-/// The face is brought to 96 pixels a side first, so that faces of all sizes are measured by the same
-/// details. A picture of fewer pixels than that has lost them. Contrast and brightness cancel out;
-/// noise counts as detail.
+/// The face is brought to 96 pixels a side first, so that faces of all sizes are measured by the
+/// same details. A picture of fewer pixels than that has lost them. Contrast and brightness cancel
+/// out; noise counts as detail.
 ///
 /// points   5 or 68 landmarks in pixels of the picture.
 /// Returns  0 to 1; NaN where the points do not make a face. 0 for an even surface.

@@ -18,7 +18,8 @@ struct Similarity {
 
 /// The map that takes one set of points to another with the least sum of squared distances.
 ///
-/// from, to  Of equal number, at least one. Where all points of from are one, the result is a shift.
+/// from, to  Of equal number, at least one. Where all points of from are one, the result is a
+///           shift.
 /// Source    S. Umeyama, Least-squares estimation of transformation parameters between two point
 ///           patterns, 1991; in the plane it comes down to one complex division.
 Similarity fitSimilarity(const std::vector<cv::Point2d>& from, const std::vector<cv::Point2d>& to);

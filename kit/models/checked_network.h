@@ -16,8 +16,8 @@ namespace kit {
 
 /// The messages that the runtime is handed.
 ///
-/// Layers and blobs have names of their own ("layer3", "blob3"), so that no name in a file meets one
-/// that the runtime makes up; the output alone keeps its name.
+/// Layers and blobs have names of their own ("layer3", "blob3"), so that no name in a file meets
+/// one that the runtime makes up; the output alone keeps its name.
 class CheckedNetwork {
  public:
   /// What the network is for.

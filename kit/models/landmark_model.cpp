@@ -33,11 +33,12 @@ constexpr std::int32_t kMostLevels = 16;
 constexpr std::int32_t kLeastFaceWidth = 8;
 constexpr std::int32_t kMostFaceWidth = 512;
 
-// A file's cells are read and checked in pieces that are still in the processor's cache for the check.
+// A file's cells are read and checked in pieces that are still in the processor's cache for the
+// check.
 constexpr std::int64_t kPieceCells = std::int64_t{1} << 15;
 
-// Fresh memory is cheaper in large pages, where the system has some: that of a map halves the time of
-// its reading. A wish, which a system may refuse.
+// Fresh memory is cheaper in large pages, where the system has some: that of a map halves the time
+// of its reading. A wish, which a system may refuse.
 void askForLargePages(float* cells, std::int64_t count) {
 #ifdef MADV_HUGEPAGE
   constexpr std::uintptr_t kPage = std::uintptr_t{1} << 21;
@@ -50,9 +51,9 @@ void askForLargePages(float* cells, std::int64_t count) {
 #endif
 }
 
-// Reads a file once, from front to end, into the model, and refuses it where it is not as it has to be.
-// What is refused was read already, but nothing was done with it. The file counts as long as it was
-// when it was opened.
+// Reads a file once, from front to end, into the model, and refuses it where it is not as it has to
+// be. What is refused was read already, but nothing was done with it. The file counts as long as it
+// was when it was opened.
 class Reader {
  public:
   Reader(const std::string& name, ModelFile* file) : name_(name), file_(*file) {}

@@ -15,8 +15,8 @@ namespace kit {
 /// Reads a model of 68 landmarks.
 ///
 /// The file is little-endian without gaps: a count and matrices that nothing uses; a count and a
-/// bias row for each stage, or none at all; a count and the mean shape; a count and unused numbers; a
-/// count and a map (mean and projection) for each stage; a count and the level of each stage; two
+/// bias row for each stage, or none at all; a count and the mean shape; a count and unused numbers;
+/// a count and a map (mean and projection) for each stage; a count and the level of each stage; two
 /// unused words; blur levels; face width. A matrix is rows and columns as 64-bit integers and then
 /// its 32-bit floats.
 ///
@@ -24,8 +24,8 @@ namespace kit {
 /// file     At its beginning.
 /// Returns  A model with which an alignment stays within its buffers and within some hundred
 ///          megabytes.
-/// Errors   Error with OZNAKIT_BAD_MODEL that says what was expected and what was found, and at which
-///          byte; what ModelFile::read throws; std::bad_alloc.
+/// Errors   Error with OZNAKIT_BAD_MODEL that says what was expected and what was found, and at
+///          which byte; what ModelFile::read throws; std::bad_alloc.
 /// Cost     Reads each number once, into the model, and looks at it there.
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
                                                            ModelFile* file);

@@ -31,13 +31,13 @@ struct LayerPlan {
   int outputs = 0;                ///< Length of the bias.
 };
 
-/// Works out a layer and copies what its kind needs into one for the runtime, without names, fillers
-/// or anything else that only a training reads.
+/// Works out a layer and copies what its kind needs into one for the runtime, without names,
+/// fillers or anything else that only a training reads.
 ///
 /// where     Of the layer, for messages: "prototxt-deploy: layer \"conv1\"".
 /// is_dense  Whether the network slides over pictures of all sizes.
-/// Errors    Error with OZNAKIT_BAD_MODEL for a kind that a network cannot have here, a parameter out
-///           of range, or inputs that do not fit.
+/// Errors    Error with OZNAKIT_BAD_MODEL for a kind that a network cannot have here, a parameter
+///           out of range, or inputs that do not fit.
 LayerPlan planLayer(const std::string& where, const caffe::LayerParameter& layer,
                     const std::vector<Shape>& bottoms, bool is_dense,
                     caffe::LayerParameter* for_runtime);

@@ -10,8 +10,8 @@
 
 namespace kit {
 
-/// A file that is read once, from front to end, into the memory where its content is checked and used.
-/// What becomes of the file meanwhile changes no byte that was checked.
+/// A file that is read once, from front to end, into the memory where its content is checked and
+/// used. What becomes of the file meanwhile changes no byte that was checked.
 class ModelFile {
  public:
   /// size  In bytes, when the file was opened.
@@ -20,7 +20,7 @@ class ModelFile {
   ModelFile(const ModelFile&) = delete;
   ModelFile& operator=(const ModelFile&) = delete;
 
-  /// A claim: a file that others write to may end before or go on.
+  /// A claim: a file that others write to may end before or continue.
   std::size_t size() const { return size_; }
 
   /// Copies the next bytes.

@@ -36,8 +36,8 @@ std::unique_ptr<ModelSource> givenDirectory(const std::string& directory, const 
   return directorySource(directory);
 }
 
-// The file that this code lies in: the library, or the program that holds its archive. Empty where the
-// system does not know.
+// The file that this code lies in: the library, or the program that holds its archive. Empty where
+// the system does not know.
 fs::path ownFile() {
   Dl_info info = {};
   if (dladdr(reinterpret_cast<const void*>(&ownFile), &info) == 0 || info.dli_fname == nullptr) {
@@ -50,8 +50,8 @@ fs::path ownFile() {
   return error ? fs::path() : file;
 }
 
-// share/ozna of the prefix that the file may lie in: PREFIX/lib, PREFIX/lib/x86_64-linux-gnu, or deeper,
-// as Python's modules do.
+// share/ozna of the prefix that the file may lie in: PREFIX/lib, PREFIX/lib/x86_64-linux-gnu, or
+// deeper, as Python's modules do.
 std::vector<fs::path> placesAround(const fs::path& file) {
   std::vector<fs::path> places;
   if (file.empty()) return places;
@@ -116,8 +116,8 @@ FoundModels findModels(const oznakit_model_options& options) {
   if (std::unique_ptr<ModelSource> source = builtInSource()) return {std::move(source), "built in"};
   std::string searched;
   for (const fs::path& place : placesAround(ownFile())) {
-    // The compact cascade finds more faces in half the time; the other one, which the core has built
-    // in, is for who names its directory.
+    // The compact cascade finds more faces in half the time; the other one, which the core has
+    // built in, is for who names its directory.
     for (const fs::path& directory : {place / "compact", place}) {
       std::unique_ptr<ModelSource> source = directorySource(directory.string());
       if (holdsModels(*source)) return {std::move(source), "beside the library"};

@@ -38,8 +38,8 @@ class ModelSource {
   virtual std::string place() const = 0;
 };
 
-/// A directory. Only regular files are opened: what a name stands for is looked at once more when it
-/// is open, so that a pipe or a device keeps nobody waiting.
+/// A directory. Only regular files are opened: what a name stands for is looked at once more when
+/// it is open, so that a pipe or a device keeps nobody waiting.
 std::unique_ptr<ModelSource> directorySource(const std::string& directory);
 
 /// Files of the caller, which stay its own and must live as long as the source.

@@ -61,8 +61,8 @@ void upgradePooling(const V0LayerParameter& old, caffe::PoolingParameter* param)
   }
 }
 
-// Replaces an old layer by a present one. Of a kind that is not known here the type stays away, which
-// the check of the network refuses.
+// Replaces an old layer by a present one. Of a kind that is not known here the type stays away,
+// which the check of the network refuses.
 void upgradeLayer(LayerParameter* layer) {
   LayerParameter upgraded;
   upgraded.mutable_bottom()->Swap(layer->mutable_bottom());

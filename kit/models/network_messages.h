@@ -10,8 +10,8 @@
 
 namespace kit {
 
-// Layers in the old layout are brought to the present one, as far as the kinds go that a network may
-// have here. Both throw Error with OZNAKIT_BAD_MODEL that names the file.
+// Layers in the old layout are brought to the present one, as far as the kinds go that a network
+// may have here. Both throw Error with OZNAKIT_BAD_MODEL that names the file.
 //
 // label  Of the file, for messages.
 

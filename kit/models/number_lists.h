@@ -1,5 +1,5 @@
-/// The text files of a cascade that are no network definitions: the stage list, a mean, the table of
-/// the calibration.
+/// The text files of a cascade that are no network definitions: the stage list, a mean, the table
+/// of the calibration.
 
 #ifndef OZNA_KIT_MODELS_NUMBER_LISTS_H_
 #define OZNA_KIT_MODELS_NUMBER_LISTS_H_

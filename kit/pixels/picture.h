@@ -31,8 +31,8 @@ class Picture {
   /// The same pixels, upright after so many more quarter turns clockwise, of any number and sign.
   Picture turned(int quarter_turns) const;
 
-  /// The upright pixels of a region, 8-bit, red, green, blue: a header on the host's own pixels where
-  /// they are stored so, otherwise a copy.
+  /// The upright pixels of a region, 8-bit, red, green, blue: a header on the host's own pixels
+  /// where they are stored so, otherwise a copy.
   ///
   /// region  Inside the upright picture. One without area gives an empty matrix.
   /// Errors  Error with OZNAKIT_INTERNAL for a region that reaches outside; std::bad_alloc.

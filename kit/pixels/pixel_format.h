@@ -24,8 +24,8 @@ const PixelFormat& pixelFormat(std::int32_t format);
 /// Bytes from a row to the one below, for a host's row_bytes that may be 0.
 ///
 /// what    Of what the rows are, for messages: "the picture".
-/// Errors  Error with OZNAKIT_BAD_ARGUMENT where rows are shorter than their pixels, or where height
-///         of them from pixels on do not fit into memory.
+/// Errors  Error with OZNAKIT_BAD_ARGUMENT where rows are shorter than their pixels, or where
+///         height of them from pixels on do not fit into memory.
 std::ptrdiff_t checkedRowBytes(const char* what, const void* pixels, std::ptrdiff_t row_bytes,
                                std::int32_t width, std::int32_t height, const PixelFormat& format);
 

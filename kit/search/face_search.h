@@ -19,8 +19,8 @@ namespace kit {
 /// detector     Of a checked cascade. Written to.
 /// first_input  Declared input of its first network in pixels.
 /// end_share    The progress when the search is done.
-/// Returns      Nothing for a picture so narrow that no window fits into its working image. Faces whose
-///              centre lies in a margin are left out.
+/// Returns      Nothing for a picture so narrow that no window fits into its working image. Faces
+///              whose centre lies in a margin are left out.
 /// Errors       Error with OZNAKIT_CANCELLED, or with OZNAKIT_BAD_ARGUMENT where the first network
 ///              cannot hold the working image; std::bad_alloc.
 std::vector<Face> searchFaces(oznalib::DetectorImpl* detector, const Size& first_input,

@@ -19,7 +19,8 @@ Size workingSizeOf(const cv::Size& searched, const oznalib::CascadeParameter& pa
   return workingSize({searched.width, searched.height}, parameter);
 }
 
-// Side in pixels of the smallest face, from the working image as it is, which is cut to whole pixels.
+// Side in pixels of the smallest face, from the working image as it is, which is cut to whole
+// pixels.
 double smallestFaceSide(const cv::Size& searched, const Size& working, int window_px) {
   const auto working_side = static_cast<double>(std::max(working.width, working.height));
   return window_px * std::max(searched.width, searched.height) / working_side;

@@ -10,8 +10,8 @@
 
 namespace kit {
 
-/// At most one picture of 8-bit red, green, blue. The system takes 450 megabytes back in 50 milliseconds,
-/// for as long as which nobody could be asked whether to go on.
+/// At most one picture of 8-bit red, green, blue. The system takes 450 megabytes back in 50
+/// milliseconds, for as long as which nobody could be asked whether to go on.
 class PixelBlock {
  public:
   PixelBlock() = default;

@@ -16,18 +16,19 @@ namespace kit {
 struct Scan {
   cv::Rect region;  ///< The pixels to search, inside the picture.
   /// Faces whose centre lies in here count; others belong to a neighbour's core. Left and top are
-  /// inclusive, right and bottom not. The cores of a layer of tiles cover the plane without overlap.
+  /// inclusive, right and bottom not. The cores of a layer of tiles cover the plane without
+  /// overlap.
   oznalib::Rectangle<float> core;
   oznalib::CascadeParameter parameter;
 };
 
 /// The scans for a picture, finest first; at least one.
 ///
-/// Without min_face this is one scan with the parameters of the request. With it, it is one scan where that
-/// can find faces as small; otherwise layers of overlapping tiles come before it. A layer finds
-/// faces from its smallest to six times that, the next one goes on from there, and the last scan is
-/// that of the whole picture. Tiles overlap by more than the largest face of their layer, so that
-/// each face lies whole in the tile whose core holds its centre.
+/// Without min_face this is one scan with the parameters of the request. With it, it is one scan
+/// where that can find faces as small; otherwise layers of overlapping tiles come before it. A
+/// layer finds faces from its smallest to six times that, the next one continues from there, and
+/// the last scan is that of the whole picture. Tiles overlap by more than the largest face of their
+/// layer, so that each face lies whole in the tile whose core holds its centre.
 ///
 /// searched      Size in pixels of what is searched, with its border.
 /// longer_side   Of the picture without its border, which min_face refers to.

@@ -19,7 +19,8 @@ struct MinFace {
 
 /// oznakit_search_options, looked through.
 struct SearchRequest {
-  /// Errors  Error with OZNAKIT_BAD_ARGUMENT where a field is out of range or two exclude each other.
+  /// Errors  Error with OZNAKIT_BAD_ARGUMENT where a field is out of range or two exclude each
+  ///         other.
   explicit SearchRequest(const oznakit_search_options& options);
 
   /// How the whole picture is scanned where min_face is not set.

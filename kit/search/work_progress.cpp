@@ -9,8 +9,8 @@
 namespace kit {
 namespace {
 
-// Far below the 50 milliseconds within which a call is to stop, and rare enough for a host that takes
-// a lock of its own.
+// Far below the 50 milliseconds within which a call is to stop, and rare enough for a host that
+// takes a lock of its own.
 constexpr std::chrono::milliseconds kBetweenPauses(5);
 
 }  // namespace

@@ -9,7 +9,8 @@
 
 namespace kit {
 
-/// Every function that asks the host throws Error with OZNAKIT_CANCELLED where the answer is to stop.
+/// Every function that asks the host throws Error with OZNAKIT_CANCELLED where the answer is to
+/// stop.
 /// Threads  That of the call.
 class WorkProgress {
  public:

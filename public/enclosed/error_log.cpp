@@ -1,8 +1,9 @@
 // The error log inside the enclosed libraries: to the standard error stream, in the usual form.
 //
-// It defines what <glog/logging.h> declares, as far as the tree uses that, in place of the log library.
-// That one keeps 30 KB for each thread of the process, so much that a host could not load us as a
-// plugin, and brings a register of command-line flags, an unwinder and a decompressor along.
+// It defines what <glog/logging.h> declares, as far as the tree uses that, in place of the log
+// library. That one keeps 30 KB for each thread of the process, so much that a host could not load
+// us as a plugin, and brings a register of command-line flags, an unwinder and a decompressor
+// along.
 
 #include <execinfo.h>
 #include <glog/logging.h>

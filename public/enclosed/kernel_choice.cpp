@@ -1,11 +1,13 @@
 // Which kernels the mathematics library inside libozna.so runs: by what the processor can do.
 //
-// Left to itself, the library goes by the names of processors that were on sale when it was released, and takes plain
-// C code, three times slower, where it does not know the name. It also reads variables of the environment that the
-// host may have set for a copy of its own. The linker sends both questions here instead (--wrap).
+// Left to itself, the library goes by the names of processors that were on sale when it was
+// released, and takes plain C code, three times slower, where it does not know the name. It also
+// reads variables of the environment that the host may have set for a copy of its own. The linker
+// sends both questions here instead (--wrap).
 //
-// OZNA_KERNELS may name a set of kernels (haswell, zen3, skx, sandybridge, penryn, generic), to measure or to compare
-// them. A name that is unknown, or whose instructions the processor lacks, counts for nothing.
+// OZNA_KERNELS may name a set of kernels (haswell, zen3, skx, sandybridge, penryn, generic), to
+// measure or to compare them. A name that is unknown, or whose instructions the processor lacks,
+// counts for nothing.
 
 #include <blis.h>
 
@@ -34,8 +36,8 @@ bool wanted(const char* name) {
 
 }  // namespace
 
-// The kernels for AVX-512 lose on the small products of the networks: 1.5 to 1.6 times the time of those for AVX2, on
-// a processor that has both. docs/mathematics.md has the table.
+// The kernels for AVX-512 lose on the small products of the networks: 1.5 to 1.6 times the time of
+// those for AVX2, on a processor that has both. docs/mathematics.md has the table.
 arch_t __wrap_bli_cpuid_query_id() {
   __builtin_cpu_init();
   if (wanted("generic")) return BLIS_ARCH_GENERIC;

@@ -1,6 +1,7 @@
-// What the image library would hand to LAPACK: decompositions and products of matrices with a hundred and more rows.
-// Nothing of ours has such matrices. With these definitions, LAPACK and its mathematics library are not linked at all;
-// by their answer, the image library does the work itself.
+// What the image library would hand to LAPACK: decompositions and products of matrices with a
+// hundred and more rows. Nothing of ours has such matrices. With these definitions, LAPACK and its
+// mathematics library are not linked at all; by their answer, the image library does the work
+// itself.
 
 #include <cstddef>
 

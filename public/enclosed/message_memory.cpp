@@ -1,9 +1,9 @@
 // Pools of memory for messages (arenas) inside the enclosed libraries.
 //
-// Debian's archive of the message library is built for programs, and its pools keep a variable of the
-// thread in a way that no shared library can link. These take their place. They do what the tree uses
-// pools for: many small pieces that go at once, also where the memory ends amid a load. The other
-// pools are faster where many threads draw from one at once, which nothing here does.
+// Debian's archive of the message library is built for programs, and its pools keep a variable of
+// the thread in a way that no shared library can link. These take their place. They do what the
+// tree uses pools for: many small pieces that go at once, also where the memory ends amid a load.
+// The other pools are faster where many threads draw from one at once, which nothing here does.
 
 #include <google/protobuf/arena.h>
 
@@ -131,7 +131,8 @@ Pool& poolBehind(const std::atomic<SerialArena*>& pointer) {
 
 }  // namespace
 
-// Says that this thread has drawn from no pool of late, always: each draw comes to the functions below.
+// Says that this thread has drawn from no pool of late, always: each draw comes to the functions
+// below.
 __thread ThreadSafeArena::ThreadCache ThreadSafeArena::thread_cache_ = {
     0, static_cast<LifecycleIdAtomic>(-1), nullptr};
 

@@ -1,12 +1,14 @@
-// How the mathematics library inside libozna.so and liboznakit.so gets memory for its workspace, and how the process ends
-// where there is none.
+// How the mathematics library inside libozna.so and liboznakit.so gets memory for its workspace,
+// and how the process ends where there is none.
 //
-// It ends as where the networks get none for their values, by a message and the exit status 255 (ozna.h). The library would
-// call abort. Neither an exception nor exit can take its place: its locks are held at that moment, and its code knows no
-// exceptions. The linker sends its calls here (--wrap).
+// It ends as where the networks get none for their values, by a message and the exit status 255
+// (ozna.h). The library would call abort. Neither an exception nor exit can take its place: its
+// locks are held at that moment, and its code knows no exceptions. The linker sends its calls here
+// (--wrap).
 //
-// liboznakit.so promises more, and has the memory ready before a product asks for it (kit/workspace.h): the library's malloc
-// and free come here too. This file and the library are one object, outside of which nothing is wrapped.
+// liboznakit.so promises more, and has the memory ready before a product asks for it
+// (kit/workspace.h): the library's malloc and free come here too. This file and the library are one
+// object, outside of which nothing is wrapped.
 
 #include <unistd.h>
 
@@ -52,8 +54,8 @@ void __wrap_free(void* block) {
 
 namespace {
 
-// Small products of two matrices do without some of the workspace, for some kernels; a symmetric one takes all of it,
-// whatever its size.
+// Small products of two matrices do without some of the workspace, for some kernels; a symmetric
+// one takes all of it, whatever its size.
 void useWorkspace() {
   constexpr int kRowMajor = 101, kUpper = 121, kNotTransposed = 111;
   constexpr int kSide = 8;

@@ -1,6 +1,6 @@
-// Every function of ozna.h with an empty body. Compiled with debug information, it holds the binary interface that the
-// header promises and nothing of the inside, which is free to change; a test sees to it that libozna.so defines the same
-// functions.
+// Every function of ozna.h with an empty body. Compiled with debug information, it holds the binary
+// interface that the header promises and nothing of the inside, which is free to change; a test
+// sees to it that libozna.so defines the same functions.
 
 #include "ozna.h"
 

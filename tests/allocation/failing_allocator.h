@@ -14,8 +14,8 @@ enum class Failure {
   kOneAndOn,  ///< It and all after it, as where memory has run out.
 };
 
-/// From now on counts allocations of all threads, and fails number `index`, counted from 1. An index
-/// of 0 fails none.
+/// From now on counts allocations of all threads, and fails number `index`, counted from 1. An
+/// index of 0 fails none.
 void arm(long index, Failure failure);
 
 /// Ends the counting. Returns the number of allocations since arm.

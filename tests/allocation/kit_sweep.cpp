@@ -1,15 +1,17 @@
-// Fails one allocation after the other of a call of the kit, in one process, and looks at what comes of each.
+// Fails one allocation after the other of a call of the kit, in one process, and looks at what
+// comes of each.
 //
 //   kit_sweep OPERATION FAILURE STEP MODELS PHOTOGRAPH.ppm
 //
-// OPERATION  open, find (a search that makes its detector, as a second one at the same time does) or again (one with a
-//            detector).
+// OPERATION  open, find (a search that makes its detector, as a second one at the same time does)
+//            or again (one with a detector).
 // FAILURE    one (allocation fails) or on (and all after it, as where memory has run out).
 // STEP       1 fails every allocation, 7 every seventh.
 // MODELS     Folder with stages.txt and cascades/.
 //
-// Each failure must end the call with OZNAKIT_NO_MEMORY, or not at all, with the results of a call to which nothing
-// happened; the same finder does the work at the next try, and no block is left over.
+// Each failure must end the call with OZNAKIT_NO_MEMORY, or not at all, with the results of a call
+// to which nothing happened; the same finder does the work at the next try, and no block is left
+// over.
 
 #include <algorithm>
 #include <cstddef>

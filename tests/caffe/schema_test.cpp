@@ -18,7 +18,8 @@ using google::protobuf::EnumDescriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::FileDescriptor;
 
-// One line per field, in the order of declaration: number, name, type, label, default ("-" for none).
+// One line per field, in the order of declaration: number, name, type, label, default ("-" for
+// none).
 const char kMessages[] = R"(message BlobProto
   1 num int32 optional 0
   2 channels int32 optional 0

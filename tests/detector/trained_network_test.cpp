@@ -1,5 +1,5 @@
-// Networks whose weights come from a file, without random first values for what the file brings, and with what several
-// of them have in common held once.
+// Networks whose weights come from a file, without random first values for what the file brings,
+// and with what several of them have in common held once.
 
 #include "detector/trained_network.h"
 

@@ -1,5 +1,5 @@
-// small_stack MODELS PHOTOGRAPH.ppm: loads, detects and aligns in a thread whose stack has 256 KB, as hosts with many
-// threads give them, and compares the outcome with that of the main thread.
+// small_stack MODELS PHOTOGRAPH.ppm: loads, detects and aligns in a thread whose stack has 256 KB,
+// as hosts with many threads give them, and compares the outcome with that of the main thread.
 
 #include <pthread.h>
 

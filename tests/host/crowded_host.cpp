@@ -2,11 +2,11 @@
 //
 //   crowded_host LIBRARY MODELS PHOTOGRAPH.ppm [plain]
 //
-// It registers messages of its own, one schema of them named as the library's; has initialised its logging and given it
-// a sink; runs under a locale with a decimal comma, in C and in C++; sets the threads of its OpenCV and of its BLAS and
-// keeps both busy; and offers symbols with names of the library's inside to everything that it opens. Then it searches
-// a photograph, prints what was found and checks that all of its own is as it was. With 'plain' it does the search
-// alone.
+// It registers messages of its own, one schema of them named as the library's; has initialised its
+// logging and given it a sink; runs under a locale with a decimal comma, in C and in C++; sets the
+// threads of its OpenCV and of its BLAS and keeps both busy; and offers symbols with names of the
+// library's inside to everything that it opens. Then it searches a photograph, prints what was
+// found and checks that all of its own is as it was. With 'plain' it does the search alone.
 
 #include <cblas.h>
 #include <dlfcn.h>
@@ -30,7 +30,8 @@
 #include "host.pb.h"
 #include "tests/host/face_finder.h"
 
-// Classes of the host with names of the library's inside. Whoever calls them instead of its own ends here.
+// Classes of the host with names of the library's inside. Whoever calls them instead of its own
+// ends here.
 namespace caffe {
 
 template <class T>
@@ -150,7 +151,8 @@ int main(int argc, char** argv) {
   {
     host::FaceFinder finder(argv[1], argv[2]);
     print(finder.find(photograph, host::usualParameter()));
-    // A search that the first network cannot hold, which the library reports in its log, and not in the host's.
+    // A search that the first network cannot hold, which the library reports in its log, and not in
+    // the host's.
     oznalib::CascadeParameter too_large = host::usualParameter();
     too_large.minFaceFraction = 0.005F;
     require(finder.find(photograph, too_large).empty(), "a face in a search that is too large");

@@ -1,4 +1,5 @@
-// Opening, calling and closing libozna.so. Functions are found by their symbols, as the C++ rules of Linux name them.
+// Opening, calling and closing libozna.so. Functions are found by their symbols, as the C++ rules
+// of Linux name them.
 
 #include "tests/host/face_finder.h"
 

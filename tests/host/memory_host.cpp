@@ -2,8 +2,8 @@
 //
 //   memory_host MODELS PHOTOGRAPH.ppm MEGABYTES
 //
-// Each detector is loaded and searches the photograph. Exit status 1 where the resident memory grows by more than
-// MEGABYTES for one of the detectors after the first.
+// Each detector is loaded and searches the photograph. Exit status 1 where the resident memory
+// grows by more than MEGABYTES for one of the detectors after the first.
 
 #include <unistd.h>
 

@@ -2,12 +2,13 @@
 //
 //   plugin_host LIBRARY MODELS PHOTOGRAPH.ppm TIMES [leak]
 //
-// Run it with GLIBC_TUNABLES=glibc.malloc.tcache_count=0: what the threads' caches keep counts as allocated.
-// The library's code stays mapped after the first time (see public/CMakeLists.txt); so do the libraries that it calls, and
-// what those allocate once. Everything else is given back. The heap counts whole blocks, and hands out one that is up to
-// 16 bytes larger than asked for where the rest would be too small to keep: the few blocks that those libraries hold sum
-// up to -100 to 150 bytes from load to load, by the lengths of the paths. The smallest block is 32 bytes, so that one
-// block lost per load is 3,000 bytes in a hundred loads.
+// Run it with GLIBC_TUNABLES=glibc.malloc.tcache_count=0: what the threads' caches keep counts as
+// allocated. The library's code stays mapped after the first time (see public/CMakeLists.txt); so
+// do the libraries that it calls, and what those allocate once. Everything else is given back. The
+// heap counts whole blocks, and hands out one that is up to 16 bytes larger than asked for where
+// the rest would be too small to keep: the few blocks that those libraries hold sum up to -100 to
+// 150 bytes from load to load, by the lengths of the paths. The smallest block is 32 bytes, so that
+// one block lost per load is 3,000 bytes in a hundred loads.
 
 #include <malloc.h>
 #include <unistd.h>

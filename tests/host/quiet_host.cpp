@@ -1,9 +1,10 @@
-// A host that sets nothing and links nothing but the library: it counts the threads of its process before, during and
-// after the work of one thread.
+// A host that sets nothing and links nothing but the library: it counts the threads of its process
+// before, during and after the work of one thread.
 //
 //   quiet_host MODELS PHOTOGRAPH.ppm
 //
-// The photograph is also searched at three times its side, since image libraries share out large pictures alone.
+// The photograph is also searched at three times its side, since image libraries share out large
+// pictures alone.
 
 #include <dirent.h>
 

@@ -1,10 +1,11 @@
-// A host of many threads whose memory is short: the mathematics library inside liboznakit.so takes its workspaces from
-// what the kit has ready and nothing else, and where there is no memory for another workspace, a call reports so.
+// A host of many threads whose memory is short: the mathematics library inside liboznakit.so takes
+// its workspaces from what the kit has ready and nothing else, and where there is no memory for
+// another workspace, a call reports so.
 //
 //   workspace_host MODELS PHOTOGRAPH.ppm
 //
-// The library around asks the host's operator new for what the kit did not have ready. Here that one refuses always, with
-// which the mathematics library would end the process.
+// The library around asks the host's operator new for what the kit did not have ready. Here that
+// one refuses always, with which the mathematics library would end the process.
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -77,7 +78,8 @@ Result search(oznakit_finder* finder, const Photograph& photograph, Gate* gate) 
   return result;
 }
 
-// Searches in so many threads at once. The threads are there before begin is called, and take no memory for themselves then.
+// Searches in so many threads at once. The threads are there before begin is called, and take no
+// memory for themselves then.
 template <class Begin>
 std::vector<Result> searchAtOnce(oznakit_finder* finder, const Photograph& photograph, int count,
                                  const Begin& begin) {

@@ -211,8 +211,8 @@ TEST_F(FindFaces, FindsSmallFacesByTilesOnce) {
   }
 }
 
-// In how many seconds of processor time a search promises to ask, and to stop. Sanitizers and code without optimisation make the work
-// between two questions four times as long.
+// In how many seconds of processor time a search promises to ask, and to stop. Sanitizers and code
+// without optimisation make the work between two questions four times as long.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr double kPromised = 0.2;
 #else

@@ -39,8 +39,8 @@ inline FinderPtr openCompact() {
   return openDirectory(OZNA_SOURCE_DIR "/public/compact", OZNAKIT_DETECTION);
 }
 
-/// A photograph of samples/, named without its ending, in blue, green, red. Read from plain pixels: the
-/// libraries that decode files take locks which ThreadSanitizer complains of.
+/// A photograph of samples/, named without its ending, in blue, green, red. Read from plain pixels:
+/// the libraries that decode files take locks which ThreadSanitizer complains of.
 inline cv::Mat readSample(const std::string& name) {
   std::ifstream file(OZNA_PPM_DIR "/" + name + ".ppm", std::ios::binary);
   std::string magic;

@@ -82,8 +82,8 @@ Uses useAtOnce(int count) {
   return pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
 }
 
-// What is learnt is the process's, so that this is one story, told in a process of its own in which no
-// product ran before.
+// What is learnt is the process's, so that this is one story, told in a process of its own in which
+// no product ran before.
 void tellStory() {
   ozna_set_workspace_user(useWorkspace);
   useAtOnce(1);

@@ -1,5 +1,6 @@
-// The thread rules of ozna.h with eight threads: a detector each, one landmark model for all, loads and unloads where
-// they are allowed. Run under ThreadSanitizer, these tests see what the rules promise and the code does not keep.
+// The thread rules of ozna.h with eight threads: a detector each, one landmark model for all, loads
+// and unloads where they are allowed. Run under ThreadSanitizer, these tests see what the rules
+// promise and the code does not keep.
 
 #include <gtest/gtest.h>
 
@@ -120,7 +121,8 @@ TEST_F(PublicThreads, LoadAndUnloadTheLandmarkModelBetweenAlignmentsBesideSearch
   std::vector<Detector> detectors(kThreads);
   for (Detector& detector : detectors) load(detector);
 
-  // Half of the threads search all the time; the other half align in rounds, and the model changes between rounds.
+  // Half of the threads search all the time; the other half align in rounds, and the model changes
+  // between rounds.
   std::mutex mutex;
   std::condition_variable changed;
   std::size_t aligned = 0;

@@ -1,13 +1,14 @@
-// Searches and alignments for hours, in as many threads as are asked for: every result is held against the first of its
-// kind, and memory must not grow.
+// Searches and alignments for hours, in as many threads as are asked for: every result is held
+// against the first of its kind, and memory must not grow.
 //
 //   soak THREADS LIMIT GROWTH_MB MODELS PHOTOGRAPH.ppm...
 //
-// LIMIT      Rounds of all threads together; with 's' behind it, seconds. A round searches a part of a photograph with
-//            one of many sets of parameters and aligns the faces that it finds. Every 25th loads the thread's detector
-//            again, every 100th the landmark model that all threads share, while nobody aligns.
-// GROWTH_MB  By how much the resident size may grow after the first tenth; 0 only prints it, as for instrumented builds,
-//            whose bookkeeping grows.
+// LIMIT      Rounds of all threads together; with 's' behind it, seconds. A round searches a part
+//            of a photograph with one of many sets of parameters and aligns the faces that it
+//            finds. Every 25th loads the thread's detector again, every 100th the landmark model
+//            that all threads share, while nobody aligns.
+// GROWTH_MB  By how much the resident size may grow after the first tenth; 0 only prints it, as for
+//            instrumented builds, whose bookkeeping grows.
 // MODELS     Folder with stages.txt, cascades/ and models/face68.sdm.
 //
 // The last line counts what was done; exit status 1 with a message where something went wrong.

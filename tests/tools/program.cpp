@@ -26,8 +26,8 @@ void append(std::string* bytes, T value) {
   bytes->append(raw, sizeof(T));
 }
 
-// In the child: leaves it descriptors 0 to 2 and no others, whatever the test's own parent left open
-// or closed, so that a limit of descriptors means the same everywhere.
+// In the child: leaves it descriptors 0 to 2 and no others, whatever the test's own parent left
+// open or closed, so that a limit of descriptors means the same everywhere.
 void keepThreeDescriptors(const std::string& in_path, const std::string& out_path,
                           const std::string& err_path) {
   // Where standard input is closed, the first file that is opened takes its place.

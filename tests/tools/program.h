@@ -31,7 +31,8 @@ Outcome runOzna(const std::vector<std::string>& arguments, const std::string& ou
 // Runs the program with this text on its standard input.
 Outcome runOznaOn(const std::string& input, const std::vector<std::string>& arguments);
 
-// Runs the program by a command before its name, such as {"timeout", "20"} or {"prlimit", "--nofile=8"}.
+// Runs the program by a command before its name, such as {"timeout", "20"} or {"prlimit",
+// "--nofile=8"}.
 Outcome runOznaUnder(const std::vector<std::string>& before,
                      const std::vector<std::string>& arguments);
 

@@ -5,8 +5,8 @@
 
 namespace ozna_test {
 
-// Limits of addresses, descriptors and threads cannot be tried there: sanitizers reserve more addresses than any machine
-// has memory, and their checks open descriptors and start a thread.
+// Limits of addresses, descriptors and threads cannot be tried there: sanitizers reserve more
+// addresses than any machine has memory, and their checks open descriptors and start a thread.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool kUnderSanitizer = true;
 #else

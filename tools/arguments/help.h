@@ -7,8 +7,8 @@
 
 namespace oznatool {
 
-/// The help of a command, in at most 48 lines of 80 characters, or of the program for any other name,
-/// in 24.
+/// The help of a command, in at most 48 lines of 80 characters, or of the program for any other
+/// name, in 24.
 std::string helpText(const std::string& command);
 
 }  // namespace oznatool

@@ -16,8 +16,8 @@ namespace oznatool {
 std::size_t editDistance(const std::string& a, const std::string& b);
 
 /// The first of the words that are nearest to word, or an empty text where even the nearest is so
-/// far that the guess would be noise: more than a third of the letters, and more than one, differ, or
-/// the word has fewer than three. Dashes before an option are no letters of it.
+/// far that the guess would be noise: more than a third of the letters, and more than one, differ,
+/// or the word has fewer than three. Dashes before an option are no letters of it.
 /// A known word that begins with the given one counts as near whatever is missing.
 std::string nearestWord(const std::string& word, const std::vector<std::string>& known);
 

@@ -8,8 +8,8 @@
 
 namespace oznatool {
 
-/// detect, align, annotate, crop, report: finds the faces of photographs and writes what the options ask
-/// for. All commands throw Failure where they cannot begin or cannot write their data.
+/// detect, align, annotate, crop, report: finds the faces of photographs and writes what the
+/// options ask for. All commands throw Failure where they cannot begin or cannot write their data.
 ExitCode faceCommand(const Options& options);
 
 /// Shows which models are loaded, from where, their sizes, checksums and licences.

@@ -1,4 +1,5 @@
-/// Tables for people and JSON lines for programs, as the commands that describe something write them.
+/// Tables for people and JSON lines for programs, as the commands that describe something write
+/// them.
 
 #ifndef OZNA_TOOLS_COMMANDS_TEXT_TABLE_H_
 #define OZNA_TOOLS_COMMANDS_TEXT_TABLE_H_

@@ -1,4 +1,5 @@
-// The module of the formats that no part of the program reads by itself: the image library's codecs.
+// The module of the formats that no part of the program reads by itself: the image library's
+// codecs.
 
 #include <cstddef>
 #include <limits>
@@ -15,8 +16,9 @@ namespace {
 thread_local std::int64_t most_bytes = std::numeric_limits<std::int64_t>::max();
 thread_local bool was_refused = false;
 
-// Allocates images up to a limit. A decoder that has read its header makes room for the picture before
-// it decodes it: this is where its own figures show, whatever another reader made of the file.
+// Allocates images up to a limit. A decoder that has read its header makes room for the picture
+// before it decodes it: this is where its own figures show, whatever another reader made of the
+// file.
 class LimitedAllocator : public cv::MatAllocator {
  public:
   cv::UMatData* allocate(int dims, const int* sizes, int type, void* data, std::size_t* step,

@@ -39,8 +39,8 @@ constexpr std::array<Curve, 9> kCurves = {{{0, 16, false},
                                            {48, 59, true},
                                            {60, 67, true}}};
 
-// The width of a box's lines: by the face, but seen on a screen that shows the whole photograph, and
-// never so wide that it hides a small face.
+// The width of a box's lines: by the face, but seen on a screen that shows the whole photograph,
+// and never so wide that it hides a small face.
 int lineWidth(const cv::Mat& pixels, const cv::Rect& box) {
   const double side = std::min(box.width, box.height);
   const double seen = std::max(pixels.cols, pixels.rows) / 1500.0;
@@ -119,7 +119,8 @@ float pointRadius(const Face& face) {
   return std::clamp(sideOf(face) * kShareOfFace, kSmallest, kLargest);
 }
 
-// Whether there is room for more than bare points: lines and rims of 68 landmarks cover a small face whole.
+// Whether there is room for more than bare points: lines and rims of 68 landmarks cover a small
+// face whole.
 bool hasRoomForLines(const Face& face) {
   constexpr float kLeastSide = 80;
   return sideOf(face) >= kLeastSide;

@@ -16,8 +16,8 @@ namespace oznatool {
 /// The target of annotated photographs: one file, or a directory for several photographs.
 ///
 /// A file target is replaced. In a directory the name is that of the photograph, with ".png" behind
-/// it if its format cannot be written; a name that is taken gets "-2", "-3", ... before its ending, unless
-/// the user wants it overwritten: then only what this run itself wrote is safe. A run
+/// it if its format cannot be written; a name that is taken gets "-2", "-3", ... before its ending,
+/// unless the user wants it overwritten: then only what this run itself wrote is safe. A run
 /// with --resume takes an equal file that is there for its own, which a killed run had written. "-"
 /// stands for standard output.
 ///

@@ -11,8 +11,8 @@
 namespace oznatool {
 
 /// A new file in the folder of its target, under a name that nobody can guess, which no link can
-/// lead elsewhere. It holds a lock until it is moved to its place, and is removed where it never is:
-/// see aside_name.h for what a killed process leaves.
+/// lead elsewhere. It holds a lock until it is moved to its place, and is removed where it never
+/// is: see aside_name.h for what a killed process leaves.
 ///
 /// Errors   All: Failure with kExitOutput, naming the target; the target is as it was.
 /// Threads  One instance per thread.
@@ -30,9 +30,9 @@ class AsideFile {
   /// give the group, the group gets no more than everybody.
   void takeAttributes(const struct stat& former);
 
-  /// Gives the file the extended attributes of another, which a user's programs keep beside its content (tags,
-  /// comments), and its list of access rights where it has the same owner and group. What the file system does not
-  /// take is left out. Call after takeAttributes.
+  /// Gives the file the extended attributes of another, which a user's programs keep beside its
+  /// content (tags, comments), and its list of access rights where it has the same owner and group.
+  /// What the file system does not take is left out. Call after takeAttributes.
   void takeExtendedAttributes(const std::string& path);
 
   /// What the system says about the file now.

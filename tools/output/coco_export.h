@@ -15,12 +15,12 @@ namespace oznatool {
 /// Memory  About 150 bytes per photograph and per face, and 30 per landmark.
 class CocoExport {
  public:
-  /// Adds a photograph with its faces; one that failed has no place in the form. Boxes are cut to the
-  /// photograph; one outside of it is left out.
+  /// Adds a photograph with its faces; one that failed has no place in the form. Boxes are cut to
+  /// the photograph; one outside of it is left out.
   void add(const Record& record);
 
-  /// {"info":..,"images":[..],"annotations":[..],"categories":[{"id":1,"name":"face",..}]}, one line per
-  /// entry. Images and annotations are numbered from 1 in the order of the inputs.
+  /// {"info":..,"images":[..],"annotations":[..],"categories":[{"id":1,"name":"face",..}]}, one
+  /// line per entry. Images and annotations are numbered from 1 in the order of the inputs.
   ///
   /// Source  T. Lin et al., Microsoft COCO: Common Objects in Context, 2014; its format of data.
   std::string text() const;

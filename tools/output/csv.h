@@ -13,7 +13,8 @@ namespace oznatool {
 /// Source  RFC 4180.
 std::string csvField(const std::string& text);
 
-/// A name of a file as a cell that no spreadsheet takes for a formula: one that begins with =, +, -,
+/// A name of a file as a cell that no spreadsheet takes for a formula: one that begins with =, +,
+/// -,
 /// @, a tab or a line break, or with the wide form of one of those signs, gets "./" before it and
 /// still names the file.
 std::string safeCell(const std::string& name);

@@ -33,7 +33,8 @@ const std::string kEmptyPacket =
     " <rdf:RDF xmlns:rdf=\"http://www.w3.org/1999/02/22-rdf-syntax-ns#\">\n </rdf:RDF>\n"
     "</x:xmpmeta>\n<?xpacket end=\"w\"?>";
 
-// What nobody else can read is not written: the metadata library must find in the file all that the packet says.
+// What nobody else can read is not written: the metadata library must find in the file all that the
+// packet says.
 void expectFound(const std::string& file, const std::string& packet) {
   const MetadataLibrary library;
   Exiv2::XmpData wanted;

@@ -9,12 +9,12 @@
 
 namespace oznatool {
 
-/// The regions of xmp_regions.h in the XMP packet of a JPEG or PNG file. All other bytes of the file stay as
-/// they are, and the file is replaced whole or not at all: see output_file.h. A photograph in which nothing
-/// changes is not written, as is one without faces and without regions.
+/// The regions of xmp_regions.h in the XMP packet of a JPEG or PNG file. All other bytes of the
+/// file stay as they are, and the file is replaced whole or not at all: see output_file.h. A
+/// photograph in which nothing changes is not written, as is one without faces and without regions.
 ///
-/// The record of a photograph that was written has the size and time of the new file, so that a run that goes on
-/// takes it for done.
+/// The record of a photograph that was written has the size and time of the new file, so that a run
+/// that goes on takes it for done.
 class EmbedOutput : public SideOutput {
  public:
   EmbedOutput();

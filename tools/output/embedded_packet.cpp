@@ -116,8 +116,8 @@ bool isCountedFromEnd(std::string_view behind) {
   return is_film || is_list;
 }
 
-// Whether these segments hold the distance of a further picture from the beginning of the file or of the Exif data, as
-// cameras note of previews that lie behind the picture.
+// Whether these segments hold the distance of a further picture from the beginning of the file or
+// of the Exif data, as cameras note of previews that lie behind the picture.
 bool isPointedTo(std::string_view file, const std::vector<Segment>& segments,
                  const PictureIndex& index) {
   std::vector<std::size_t> places;
@@ -139,8 +139,8 @@ bool isPointedTo(std::string_view file, const std::vector<Segment>& segments,
   return false;
 }
 
-// The index of the pictures behind the first one, where all that stands there is a picture of it or is counted from
-// the end, and nothing else counts its place.
+// The index of the pictures behind the first one, where all that stands there is a picture of it or
+// is counted from the end, and nothing else counts its place.
 std::optional<PictureIndex> wholeIndex(std::string_view file, const std::vector<Segment>& segments,
                                        const Segment& segment, std::size_t picture_end) {
   const std::size_t content = segment.content.data() - file.data();
@@ -262,8 +262,8 @@ PacketPlace pngPlace(std::string_view file) {
   return place;
 }
 
-// The text with as many blanks before its last instruction as make it that long; nothing where it has
-// too few to take away.
+// The text with as many blanks before its last instruction as make it that long; nothing where it
+// has too few to take away.
 std::optional<std::string> ofSize(const std::string& text, std::size_t size) {
   const std::size_t end = text.rfind("<?xpacket end");
   if (end == std::string::npos) return std::nullopt;

@@ -19,11 +19,12 @@ enum class Existing {
 
 /// What new files do with a name that is taken.
 ///
-/// goes_on  Whether the run goes on where a previous one ended: a file that is as it would be written is then its own.
+/// goes_on  Whether the run goes on where a previous one ended: a file that is as it would be
+///          written is then its own.
 Taken takenOf(Existing existing, bool goes_on);
 
-/// Refuses a directory whose files are to be overwritten where it is, or lies above, the folder of a
-/// photograph: a photograph could have the name of a result. names  Of files and folders.
+/// Refuses a directory whose files are to be overwritten where it is, or lies above, the folder of
+/// a photograph: a photograph could have the name of a result. names  Of files and folders.
 /// Errors  Failure with kExitUsage.
 void refuseToOverwritePhotographs(const std::string& directory,
                                   const std::vector<std::string>& names);

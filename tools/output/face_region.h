@@ -18,8 +18,8 @@ struct RegionArea {
   double x, y, w, h;
 };
 
-/// The item of a list of regions for a face: its type, its area, and the area once more as our mark.
-/// Declares the namespaces that it uses.
+/// The item of a list of regions for a face: its type, its area, and the area once more as our
+/// mark. Declares the namespaces that it uses.
 std::string regionItem(const RegionArea& area);
 
 /// The property with the sides of the photograph, in pixels as stored. Declares its namespaces.

@@ -25,8 +25,8 @@ enum class Taken {
   kReplaced,     ///< The file that is there is replaced, as replaceFile does.
 };
 
-/// Writes a new file below a directory, whose missing folders are made. Nothing is overwritten unless
-/// taken says so.
+/// Writes a new file below a directory, whose missing folders are made. Nothing is overwritten
+/// unless taken says so.
 ///
 /// place    Its name, with folders before it. A place that would lead out of the directory is
 /// refused.
@@ -36,10 +36,10 @@ std::string writeNewFile(const std::string& directory, const std::string& place,
 
 /// Writes a file in place of what was there. Makes missing folders.
 ///
-/// A link stays, and the file that it leads to is replaced; one that leads nowhere is refused, as is
-/// what is not a regular file, and a file that this user may not write. The new file has the mode and,
-/// where this user may give it, the owner and group of the old one, and its extended attributes; other hard links keep
-/// the old file.
+/// A link stays, and the file that it leads to is replaced; one that leads nowhere is refused, as
+/// is what is not a regular file, and a file that this user may not write. The new file has the
+/// mode and, where this user may give it, the owner and group of the old one, and its extended
+/// attributes; other hard links keep the old file.
 void replaceFile(const std::string& path, const void* bytes, std::size_t size);
 
 /// The same, but only as long as the file is as it was when its content was read.

@@ -1,4 +1,5 @@
-// The index is a TIFF structure in an application segment; its places count from the beginning of that structure.
+// The index is a TIFF structure in an application segment; its places count from the beginning of
+// that structure.
 
 #include "tools/output/picture_index.h"
 
@@ -31,7 +32,8 @@ struct Numbers {
   }
 };
 
-// Where the list of pictures stands in the index, and how many bytes it has; none where it is not there.
+// Where the list of pictures stands in the index, and how many bytes it has; none where it is not
+// there.
 struct List {
   std::size_t begin, size;
 };

@@ -1,4 +1,5 @@
-/// The index of further pictures in one JPEG file, in the multi-picture format of cameras and telephones.
+/// The index of further pictures in one JPEG file, in the multi-picture format of cameras and
+/// telephones.
 
 #ifndef OZNA_TOOLS_OUTPUT_PICTURE_INDEX_H_
 #define OZNA_TOOLS_OUTPUT_PICTURE_INDEX_H_
@@ -12,7 +13,8 @@
 
 namespace oznatool {
 
-/// A number of 32 bits in a file that becomes larger by what the file grows before the place it speaks of.
+/// A number of 32 bits in a file that becomes larger by what the file grows before the place it
+/// speaks of.
 struct GrowingNumber {
   std::size_t place = 0;  ///< Of its first byte.
   bool is_big_endian = false;
@@ -28,12 +30,14 @@ struct PictureIndex {
   bool is_big_endian = false;
   std::vector<Picture> pictures;  ///< The first one is that at the beginning of the file.
 
-  /// The numbers that grow with a part of the first picture, which ends at a place; the index lies outside of it.
+  /// The numbers that grow with a part of the first picture, which ends at a place; the index lies
+  /// outside of it.
   std::vector<GrowingNumber> growingWith(std::size_t part_begin, std::size_t part_end) const;
 };
 
-/// The index in a segment of a file; none where the segment has none or has one that cannot be understood in full: a
-/// picture that is not where the index says, one that reaches into another one or beyond the file.
+/// The index in a segment of a file; none where the segment has none or has one that cannot be
+/// understood in full: a picture that is not where the index says, one that reaches into another
+/// one or beyond the file.
 ///
 /// file          All its bytes.
 /// begin, end    The content of the segment that begins with "MPF\0".

@@ -20,11 +20,11 @@ constexpr int kSchemaVersion = 1;
 ///   {"schema":1,"path":..,"bytes":..,"modified":..,"error":{"kind":..,"message":..}}
 ///
 /// The keys stand in this order. "score" is absent for a rectangle that the user gave, "points"
-/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified" where
-/// the input is not a regular file. Numbers carry the digits that give back the same 32-bit float; one
-/// that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD, and
-/// all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters that
-/// a terminal would obey are escaped.
+/// and "chip" where none were asked for, "warnings" where there are none, "bytes" and "modified"
+/// where the input is not a regular file. Numbers carry the digits that give back the same 32-bit
+/// float; one that is not finite becomes null. Bytes of a path that are not UTF-8 become U+FFFD,
+/// and all of its bytes stand in hexadecimal in a key "path_hex" ("chip_hex") behind it. Characters
+/// that a terminal would obey are escaped.
 ///
 /// tells_turn  Whether each face has the key "turn" behind its score.
 std::string jsonLine(const Record& record, bool tells_turn = false);

@@ -77,8 +77,8 @@ cv::Mat chipOf(const cv::Mat& pixels, const Face& face) {
   return chip;
 }
 
-// The variance of the second derivative of a chip, whose size is always the same: near 0 for a blurred
-// face, thousands for a sharp one.
+// The variance of the second derivative of a chip, whose size is always the same: near 0 for a
+// blurred face, thousands for a sharp one.
 double sharpnessOf(const cv::Mat& chip) {
   cv::Mat grey;
   cv::Mat second;

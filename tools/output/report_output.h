@@ -10,9 +10,9 @@
 
 namespace oznatool {
 
-/// One page that needs no network: a thumbnail of each photograph and a chip of each face stand in it
-/// as long as they take no more than 24 MiB; with more they lie in a folder beside it, "report-files"
-/// for "report.html".
+/// One page that needs no network: a thumbnail of each photograph and a chip of each face stand in
+/// it as long as they take no more than 24 MiB; with more they lie in a folder beside it,
+/// "report-files" for "report.html".
 class ReportOutput : public SideOutput {
  public:
   /// page  Its path. Errors  Failure with kExitOutput where its folder does not exist.

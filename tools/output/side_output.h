@@ -31,11 +31,13 @@ class SideOutput {
   /// Whether prepare makes a copy of the photograph, for which alpha channel and metadata are kept.
   virtual bool copies() const { return false; }
 
-  /// Whether the files of a photograph are there already, where that is known before it is looked at.
+  /// Whether the files of a photograph are there already, where that is known before it is looked
+  /// at.
   virtual bool isThere(const Input& /*input*/) const { return false; }
 
-  /// Refuses a run whose files could replace this photograph, which is one of its own. Called for all of them before
-  /// the first is worked on, where files are overwritten. Errors  Failure with kExitUsage.
+  /// Refuses a run whose files could replace this photograph, which is one of its own. Called for
+  /// all of them before the first is worked on, where files are overwritten. Errors  Failure with
+  /// kExitUsage.
   virtual void protect(const Input& /*input*/) const {}
 
   /// Takes note of a photograph that failed, in its place among the calls of write.

@@ -16,7 +16,8 @@ namespace oznatool {
 /// the regions that this program wrote: see xmp_regions.h.
 class SidecarOutput : public SideOutput {
  public:
-  /// Makes the directory. by_stem  "photo.xmp" and not "photo.jpg.xmp". Errors  Failure with kExitOutput.
+  /// Makes the directory. by_stem  "photo.xmp" and not "photo.jpg.xmp". Errors  Failure with
+  /// kExitOutput.
   SidecarOutput(const std::string& directory, bool by_stem);
 
   bool readsPixels() const override { return false; }

@@ -1,5 +1,5 @@
-/// Names what a file is that no decoder of the program reads, so that "not supported" and "damaged" are
-/// told apart.
+/// Names what a file is that no decoder of the program reads, so that "not supported" and "damaged"
+/// are told apart.
 
 #ifndef OZNA_TOOLS_PHOTOGRAPH_KNOWN_FORMATS_H_
 #define OZNA_TOOLS_PHOTOGRAPH_KNOWN_FORMATS_H_

@@ -80,8 +80,9 @@ void readForCopy(const std::vector<unsigned char>& bytes, const PhotographHeader
   if (alpha.size() == photograph->size) photograph->alpha = alpha;
 }
 
-// Where the reduced picture begins when it is upright. What it stands for beyond the stored one lies
-// behind the last column and row, and comes to lie before the first where that side is turned over.
+// Where the reduced picture begins when it is upright. What it stands for beyond the stored one
+// lies behind the last column and row, and comes to lie before the first where that side is turned
+// over.
 cv::Point originOf(const PhotographHeader& header, int reduction) {
   const cv::Size reduced = reducedSize(*header.stored, reduction);
   cv::Point beyond(reduced.width * reduction - header.stored->width,

@@ -30,8 +30,8 @@ struct Photograph {
 
   cv::Size size;      ///< Of the upright photograph in its own pixels.
   int reduction = 1;  ///< Side of the square of its own pixels that a pixel here stands for.
-  /// Where the left top edge of pixels lies in the photograph, in its own pixels: 0, or less where the
-  /// outermost pixels stand for more than there was.
+  /// Where the left top edge of pixels lies in the photograph, in its own pixels: 0, or less where
+  /// the outermost pixels stand for more than there was.
   cv::Point origin = {};
 
   /// How many of its own pixels a pixel here stands for along each side, reduction aside: a raw

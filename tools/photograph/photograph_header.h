@@ -33,13 +33,13 @@ struct PhotographHeader {
 
 /// Reads the header of an image file.
 ///
-/// Of JPEG, PNG and the HEIF family the decoder itself returns the size. Of other formats the metadata
-/// library does, and the decoder is held to it: see PictureModule.
+/// Of JPEG, PNG and the HEIF family the decoder itself returns the size. Of other formats the
+/// metadata library does, and the decoder is held to it: see PictureModule.
 ///
 /// A file of the HEIF family always counts as upright: its decoder turns it, and by its format the
-/// Exif orientation has no say. A header that cannot be read gives what is known without it.
-/// is_raw  Whether the file is to be read as the raw photograph of a camera: many of them look like a
-///         TIFF file of their own thumbnail.
+/// Exif orientation does not count. A header that cannot be read gives what is known without it.
+/// is_raw  Whether the file is to be read as the raw photograph of a camera: many of them look like
+///         a TIFF file of their own thumbnail.
 /// Errors  MissingModule.
 PhotographHeader readHeader(const unsigned char* bytes, std::size_t size, bool is_raw = false);
 

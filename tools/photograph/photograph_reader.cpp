@@ -19,8 +19,8 @@ std::int64_t areaOf(const cv::Size& size) {
   return static_cast<std::int64_t>(size.width) * size.height;
 }
 
-// The most bytes at any time from here on, besides those of the file. An annotated copy, as files of
-// results are, takes no more than its pixels where it is compressed at all.
+// The most bytes at any time from here on, besides those of the file. An annotated copy, as files
+// of results are, takes no more than its pixels where it is compressed at all.
 std::int64_t memoryFor(const PhotographHeader& header, int reduction, Purpose purpose,
                        const oznakit::SearchOptions& search) {
   const std::int64_t decoding = decodingMemory(header, reduction, purpose == Purpose::kCopy);

@@ -40,8 +40,8 @@ bool isHeif(const unsigned char* bytes, std::size_t size) {
   return size >= 12 && std::equal(bytes + 4, bytes + 8, "ftyp") && heifModule().isHeif(bytes, size);
 }
 
-// The metadata library, up to the version in use, gives the profile of a WebP file that had none of the
-// longer form's chunks the name of the chunk before it, and no reader then finds it.
+// The metadata library, up to the version in use, gives the profile of a WebP file that had none of
+// the longer form's chunks the name of the chunk before it, and no reader then finds it.
 void nameProfileChunk(Bytes* file) {
   constexpr std::size_t kFirst = 12;  // Behind the header of the file.
   constexpr std::size_t kSecond = 30;

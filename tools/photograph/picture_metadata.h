@@ -17,15 +17,15 @@ struct PictureMetadata {
   Bytes exif;
 };
 
-/// Reads what a copy of a photograph keeps: its colour profile, without which its colours change, and
-/// its Exif data less what is no longer true of an upright copy with drawings: orientation, thumbnail,
-/// and how the pixels lie in the file. Damaged metadata are left out.
+/// Reads what a copy of a photograph keeps: its colour profile, without which its colours change,
+/// and its Exif data less what is no longer true of an upright copy with drawings: orientation,
+/// thumbnail, and how the pixels lie in the file. Damaged metadata are left out.
 ///
 /// bytes  The file of the photograph.
 PictureMetadata metadataOf(const unsigned char* bytes, std::size_t size);
 
-/// Puts the metadata into the file of a copy. size  Of the copy in pixels. A format that has no place for
-/// them, and one that the metadata library does not write, is given back as it was.
+/// Puts the metadata into the file of a copy. size  Of the copy in pixels. A format that has no
+/// place for them, and one that the metadata library does not write, is given back as it was.
 Bytes withMetadata(const Bytes& copy, const PictureMetadata& metadata, const cv::Size& size);
 
 }  // namespace oznatool

@@ -16,8 +16,8 @@ bool isPng(const unsigned char* bytes, std::size_t size);
 /// nothing where there is none.
 std::optional<cv::Size> pngSize(const unsigned char* bytes, std::size_t size);
 
-/// Decodes a file into 8-bit red, green, blue, as stored. Grey becomes three equal channels, 16 bits
-/// become 8, and an alpha channel is dropped without blending.
+/// Decodes a file into 8-bit red, green, blue, as stored. Grey becomes three equal channels, 16
+/// bits become 8, and an alpha channel is dropped without blending.
 ///
 /// promised  The size that pngSize returned: a decoder that finds another one decodes nothing.
 /// Returns   Empty where the file cannot be decoded to its end.

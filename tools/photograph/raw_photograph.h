@@ -9,8 +9,8 @@
 
 namespace oznatool {
 
-/// Whether a file name ends as the raw photographs do that the program reads, in letters of any case.
-/// The ending decides: many raw files look like a TIFF file of their own thumbnail.
+/// Whether a file name ends as the raw photographs do that the program reads, in letters of any
+/// case. The ending decides: many raw files look like a TIFF file of their own thumbnail.
 bool hasRawEnding(const std::string& name);
 
 /// Decodes the preview that the camera laid into the file where its longer side has at least 1024

@@ -7,8 +7,8 @@
 
 namespace oznatool {
 
-/// The number of pages of a TIFF or BigTIFF file, without those that say of themselves that they are
-/// smaller versions of another page or masks. 0 where the bytes are no such file.
+/// The number of pages of a TIFF or BigTIFF file, without those that say of themselves that they
+/// are smaller versions of another page or masks. 0 where the bytes are no such file.
 ///
 /// Damage ends the count: what was counted before it holds. At most 65536.
 std::size_t tiffPages(const unsigned char* bytes, std::size_t size);

@@ -10,9 +10,9 @@
 namespace oznatool {
 
 /// Scripts test these numbers: they never change. Where several apply, the highest of 1, 2 and 4 is
-/// the status; a model that cannot be used ends the program with 3 before the first photograph, and one that the
-/// machine has no room for with 5 at any time. With --quiet the status is that of grep instead: 0 a
-/// face was found, 1 none, 2 an error.
+/// the status; a model that cannot be used ends the program with 3 before the first photograph, and
+/// one that the machine has no room for with 5 at any time. With --quiet the status is that of grep
+/// instead: 0 a face was found, 1 none, 2 an error.
 enum ExitCode : int {
   kExitOk = 0,           ///< Every photograph was worked on.
   kExitPhotographs = 1,  ///< Some photographs could not be read; the others were worked on.

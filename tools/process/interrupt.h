@@ -1,4 +1,5 @@
-/// The interrupt key and the request to end: the first one ends a run cleanly, a second one at once.
+/// The interrupt key and the request to end: the first one ends a run cleanly, a second one at
+/// once.
 
 #ifndef OZNA_TOOLS_PROCESS_INTERRUPT_H_
 #define OZNA_TOOLS_PROCESS_INTERRUPT_H_

@@ -30,8 +30,8 @@ std::int64_t usableMemory();
 /// The number of threads to work in: as many as were asked for, or usableCpus() for 0.
 int threadCount(int asked);
 
-/// The memory to work in, in bytes: as many mebibytes as were asked for, or for 0 the default, which is
-/// 2048 of them or half of usableMemory(), whichever is less.
+/// The memory to work in, in bytes: as many mebibytes as were asked for, or for 0 the default,
+/// which is 2048 of them or half of usableMemory(), whichever is less.
 std::int64_t workingMemory(int asked_mib);
 
 }  // namespace oznatool

@@ -10,7 +10,8 @@
 namespace oznatool {
 
 void limitMathThreads() {
-  // For libraries that are loaded later, which would start their threads then: that of raw photographs does.
+  // For libraries that are loaded later, which would start their threads then: that of raw
+  // photographs does.
   setenv("OPENBLAS_NUM_THREADS", "1", /*overwrite=*/1);
   setenv("OMP_NUM_THREADS", "1", /*overwrite=*/1);
   // Looked up by name, since the program must start with any BLAS that the library was linked with.

@@ -5,7 +5,8 @@
 
 namespace oznatool {
 
-/// Sets OpenBLAS, where that is or comes to be loaded, and OpenCV to one thread for the whole process.
+/// Sets OpenBLAS, where that is or comes to be loaded, and OpenCV to one thread for the whole
+/// process.
 ///
 /// The library's own products start no thread, but where it was built without its own mathematics
 /// library it calls a shared one, and the picture codecs of a module load one that they never call.

@@ -39,8 +39,8 @@ void writeData(const std::string& text);
 /// The name of the regular file that standard output goes to; empty where it goes elsewhere.
 std::string standardOutputFile();
 
-/// Writes bytes to standard output, as they are. Throws Failure with kExitOutput where it fails, and
-/// where standard output is a terminal.
+/// Writes bytes to standard output, as they are. Throws Failure with kExitOutput where it fails,
+/// and where standard output is a terminal.
 void writeBytes(const std::vector<unsigned char>& bytes);
 
 /// A file name as messages and tables show it: as escapedForTerminal (terminal_text.h) gives it, an

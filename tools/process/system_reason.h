@@ -11,16 +11,16 @@
 
 namespace oznatool {
 
-/// The text of an error number. Where the error is a limit of this process, the limit, its value and
-/// the shell's command for it stand behind: "Too many open files: ... (ulimit -n)".
+/// The text of an error number. Where the error is a limit of this process, the limit, its value
+/// and the shell's command for it stand behind: "Too many open files: ... (ulimit -n)".
 std::string reasonOf(int error);
 
 /// kExitLimit for an error number that stands for a limit (open files, memory, processes), else
 /// otherwise: a model file that cannot be opened for want of descriptors is not damaged.
 ExitCode exitCodeOf(int error, ExitCode otherwise);
 
-/// Whether the address space has room for the stack of one more thread. Where it does not, starting one
-/// fails with the error of a limit of threads.
+/// Whether the address space has room for the stack of one more thread. Where it does not, starting
+/// one fails with the error of a limit of threads.
 bool hasRoomForAThread();
 
 /// Starts a thread. Errors  Failure with kExitLimit where the system allows none, or has no memory.

@@ -7,10 +7,10 @@
 
 namespace oznatool {
 
-/// The text with what a terminal would obey, or what would change the order or the lines of the text
-/// shown, in ASCII: control characters of both sets (U+0000 to U+001F, U+007F to U+009F) and bytes
-/// that are not UTF-8 as \x1b, bidirectional marks and the line and paragraph separators as \u202e.
-/// Escaped twice it is the same.
+/// The text with what a terminal would obey, or what would change the order or the lines of the
+/// text shown, in ASCII: control characters of both sets (U+0000 to U+001F, U+007F to U+009F) and
+/// bytes that are not UTF-8 as \x1b, bidirectional marks and the line and paragraph separators as
+/// \u202e. Escaped twice it is the same.
 ///
 /// keeps_lines  Line breaks stay.
 std::string escapedForTerminal(const std::string& text, bool keeps_lines);

@@ -25,8 +25,8 @@ struct FindOptions {
   std::optional<oznakit::Box> box;  ///< The rectangle to align instead of detected faces.
 };
 
-/// Whether the options count pixels of the whole photograph: a box does, and a smallest face, for which large
-/// photographs are searched in tiles.
+/// Whether the options count pixels of the whole photograph: a box does, and a smallest face, for
+/// which large photographs are searched in tiles.
 bool countsPixels(const FindOptions& options);
 
 /// Finds the faces of photographs as the options ask for.
@@ -43,14 +43,14 @@ class FaceFinder {
   /// By how much the sides of a photograph of this upright size may be divided when it is decoded.
   int reductionFor(const cv::Size& upright) const;
 
-  /// The chosen faces of a photograph with their landmarks, best score first, in the photograph's own
-  /// pixels.
+  /// The chosen faces of a photograph with their landmarks, best score first, in the photograph's
+  /// own pixels.
   ///
-  /// A photograph so narrow that no pixel of its shorter side is left in the working image has none;
-  /// standard error says so.
+  /// A photograph so narrow that no pixel of its shorter side is left in the working image has
+  /// none; standard error says so.
   ///
-  /// Errors  PhotographFailure, of kind kParameter where the parameters ask for a working image that
-  ///         the first network cannot hold; std::bad_alloc.
+  /// Errors  PhotographFailure, of kind kParameter where the parameters ask for a working image
+  ///         that the first network cannot hold; std::bad_alloc.
   std::vector<Face> find(const Photograph& photograph) const;
 
   /// The two halves of find, for timing: the faces without landmarks, and their landmarks, in the

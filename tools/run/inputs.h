@@ -38,14 +38,14 @@ struct InputOptions {
 };
 
 /// Gathers the inputs in a thread of its own, ahead of those who take them, so that their number is
-/// known early and a list that comes slowly is worked on as it comes. A list with a name of more than
-/// 64 KiB, which no file can have, ends there; what begins as a picture does is taken for one. A path
-/// that was named before is left out.
+/// known early and a list that comes slowly is worked on as it comes. A list with a name of more
+/// than 64 KiB, which no file can have, ends there; what begins as a picture does is taken for one.
+/// A path that was named before is left out.
 class Inputs {
  public:
   /// skip  Inputs that it is true for are left out; called in the gathering thread.
-  /// look  Sees every input first, also those that are left out, and may throw what ends the gathering. Where there
-  ///       is one, no input is given out before all have passed it.
+  /// look  Sees every input first, also those that are left out, and may throw what ends the
+  ///       gathering. Where there is one, no input is given out before all have passed it.
   Inputs(const InputOptions& options, std::function<bool(const Input&)> skip,
          std::function<void(const Input&)> look = nullptr);
   ~Inputs();
@@ -59,8 +59,8 @@ class Inputs {
   /// The number of all inputs, once it is known.
   std::optional<std::size_t> total() const;
 
-  /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for what is
-  /// not a list, kExitPhotographs for one that cannot be read to its end.
+  /// What went wrong with the inputs themselves, once all of them were given out: kExitUsage for
+  /// what is not a list, kExitPhotographs for one that cannot be read to its end.
   ExitCode status() const;
 
   /// What was left out, once all inputs were given out; the other counts are 0.

@@ -54,8 +54,8 @@ ModelPlace modelPlace(const std::string& given) {
   std::string searched;
   for (const Place& place : places) {
     if (place.directory.empty()) continue;
-    // The compact cascade finds more faces in half the time; the other one, which the core has built
-    // in, is for who names its directory.
+    // The compact cascade finds more faces in half the time; the other one, which the core has
+    // built in, is for who names its directory.
     for (const fs::path& directory : {place.directory / "compact", place.directory}) {
       if (holdsModels(directory)) return {directory.string() + "/", place.source};
     }

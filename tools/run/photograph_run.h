@@ -34,8 +34,8 @@ struct RunOptions {
 /// per input to standard output, in the order of the inputs, each as soon as those before it are
 /// written. The files of the outputs are written before the record, in the order of outputs.
 ///
-/// A photograph that fails is reported on standard error too, and the others go on. An interrupt ends
-/// the run when the photographs at work are done and written.
+/// A photograph that fails is reported on standard error too, and the run continues with the
+/// others. An interrupt ends the run when the photographs at work are done and written.
 ///
 /// Returns  The highest status that any photograph asked for, kExitInterrupted, or that of --quiet.
 /// Errors   Failure with kExitOutput where standard output cannot be written, with kExitUsage or

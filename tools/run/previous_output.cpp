@@ -108,7 +108,8 @@ std::optional<FileStamp> stampIn(const std::vector<std::string>& heading,
   return stamp;
 }
 
-// The photographs of CSV rows. A photograph whose last faces are missing, as a full disk leaves it, does
+// The photographs of CSV rows. A photograph whose last faces are missing, as a full disk leaves it,
+// does
 // not count. end  Receives the number of bytes of the rows that count.
 std::vector<Done> recordsOfCsv(const std::string& text, std::size_t* end) {
   enum Column : std::size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6, kRead = 16 };

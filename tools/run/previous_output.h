@@ -1,4 +1,5 @@
-/// Reads which photographs a previous output of the program has, so that a run can go on behind it.
+/// Reads which photographs a previous output of the program has, so that a run can continue behind
+/// it.
 
 #ifndef OZNA_TOOLS_RUN_PREVIOUS_OUTPUT_H_
 #define OZNA_TOOLS_RUN_PREVIOUS_OUTPUT_H_
@@ -29,8 +30,8 @@ class PreviousOutput {
   explicit PreviousOutput(const std::string& path);
 
   bool has(const std::string& photograph) const;
-  /// Whether its file has another size or time now than it had then. False where the output does not
-  /// say, as those of older versions, and where there is no file now.
+  /// Whether its file has another size or time now than it had then. False where the output does
+  /// not say, as those of older versions, and where there is no file now.
   bool isReplaced(const std::string& photograph) const;
   std::size_t size() const { return photographs_.size(); }
 

@@ -19,8 +19,8 @@ class ReadAhead {
  public:
   /// Begins with the first item at once.
   ///
-  /// make    Gives the next item, nothing at the end. It is called in the thread alone, and must come
-  ///         back soon once nobody wants further items: the destructor waits for it.
+  /// make    Gives the next item, nothing at the end. It is called in the thread alone, and must
+  ///         come back soon once nobody wants further items: the destructor waits for it.
   /// Errors  std::system_error where the system allows no thread.
   explicit ReadAhead(std::function<std::optional<Item>()> make)
       : make_(std::move(make)), thread_([this] { run(); }) {}

@@ -13,7 +13,8 @@ namespace oznatool {
 using PassedOver = std::map<std::string, std::size_t>;
 
 /// The kind under which a file of a folder is counted that the program does not read: its ending in
-/// small letters without the dot, as "mov"; "without ending"; "others" for an ending that is not a word.
+/// small letters without the dot, as "mov"; "without ending"; "others" for an ending that is not a
+/// word.
 std::string kindOfFile(const std::string& name);
 
 /// What became of the inputs of a run.
@@ -26,8 +27,8 @@ struct RunSummary {
   PassedOver passed_over;
 };
 
-/// "12 photographs, 31 faces; 1 failed; passed over: 3 dng, 1 mov": the parts that are not empty, and
-/// of what was passed over the kinds with most files first, at most eight of them.
+/// "12 photographs, 31 faces; 1 failed; passed over: 3 dng, 1 mov": the parts that are not empty,
+/// and of what was passed over the kinds with most files first, at most eight of them.
 std::string summaryLine(const RunSummary& summary);
 
 }  // namespace oznatool

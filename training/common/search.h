@@ -1,4 +1,5 @@
-/// The search that the networks are trained for, and that finds the boxes which landmarks are trained from.
+/// The search that the networks are trained for, and that finds the boxes which landmarks are
+/// trained from.
 
 #ifndef OZNA_TRAINING_COMMON_SEARCH_H_
 #define OZNA_TRAINING_COMMON_SEARCH_H_
@@ -7,8 +8,8 @@
 
 namespace training {
 
-/// The defaults of the program: faces from a twentieth of the longer side up, in a working image that the first network
-/// takes.
+/// The defaults of the program: faces from a twentieth of the longer side up, in a working image
+/// that the first network takes.
 constexpr oznalib::CascadeParameter kSearch{
     /*maxUpscale=*/2.0F,       /*maxImageSide=*/640,
     /*minFaceFraction=*/0.05F, /*pyramidLevels=*/12,

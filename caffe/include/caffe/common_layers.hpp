@@ -46,8 +46,8 @@ class InnerProductLayer : public Layer<Dtype> {
 /// bottom[0]  float (N, C, H, W), C at least 2.
 /// top[0]     float (N, C, H, W).
 /// Limits     Only the first image is normalized, the others end as exponentials. One maximum is
-///            subtracted per image, not per position: where all scores lie 104 or more below it, and so
-///            come to 0 as exponentials, the result is NaN.
+///            subtracted per image, not per position: where all scores lie 104 or more below it,
+///            and so come to 0 as exponentials, the result is NaN.
 /// Backward   Takes an image as one distribution, which is the gradient for maps of 1 by 1 alone.
 /// Errors     An input larger than at SetUp is fatal in Forward.
 /// Resizing   Follows the bottom.

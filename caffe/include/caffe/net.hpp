@@ -108,8 +108,8 @@ class Net {
   const shared_ptr<SyncedMemory>& first_run_response() const { return first_run_response_; }
 
   /// Lets the trained parameters and what FirstRun measured be held once by all networks of the
-  /// process that have equal ones, and gives back the memory of all other blobs, which read as zeros
-  /// until a run writes them. Runs and their results stay the same. Threads: those of
+  /// process that have equal ones, and gives back the memory of all other blobs, which read as
+  /// zeros until a run writes them. Runs and their results stay the same. Threads: those of
   /// ShareEqualValues.
   void ShareAndRelease();
 

@@ -63,8 +63,8 @@ class SyncedMemory {
   bool frozen_;                     // Whether the block is shared by those who only read it.
 };
 
-/// While one of these lives, exhausted memory leaves SyncedMemory as std::bad_alloc in the thread that
-/// made it, in place of ending the process. What holds the memory is as it was before.
+/// While one of these lives, exhausted memory leaves SyncedMemory as std::bad_alloc in the thread
+/// that made it, in place of ending the process. What holds the memory is as it was before.
 class ThrowWithoutMemory {
  public:
   ThrowWithoutMemory();

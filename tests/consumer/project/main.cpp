@@ -1,4 +1,5 @@
-// A host: finds the one face of a photograph and its landmarks. main MODELS_DIR PHOTO.ppm; status 0 when all is well.
+// A host: finds the one face of a photograph and its landmarks. main MODELS_DIR PHOTO.ppm; status 0
+// when all is well.
 
 #include <cstdio>
 #include <fstream>

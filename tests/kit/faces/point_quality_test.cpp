@@ -12,8 +12,8 @@
 namespace {
 
 TEST(FitSpread, IsTheMeanDistanceOverTheSizeOfTheFace) {
-  // Four points at the corners of a square of side 2: sqrt(2) from the centre. Of two fits one is 0.5
-  // off to the right, the other one 1.5 below: a mean of 1.
+  // Four points at the corners of a square of side 2: sqrt(2) from the centre. Of two fits one is
+  // 0.5 off to the right, the other one 1.5 below: a mean of 1.
   oznalib::Placement68 placement;
   placement.points = {0, 0, 2, 0, 2, 2, 0, 2};
   placement.outcomes = {{0.5F, 0, 2.5F, 0, 2.5F, 2, 0.5F, 2}, {0, 1.5F, 2, 1.5F, 2, 3.5F, 0, 3.5F}};

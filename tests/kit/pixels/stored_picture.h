@@ -14,7 +14,8 @@
 
 namespace kit_test {
 
-/// Where red, green and blue stand in a pixel of each format, in the order of OZNAKIT_RGB and so on.
+/// Where red, green and blue stand in a pixel of each format, in the order of OZNAKIT_RGB and so
+/// on.
 struct Channels {
   std::size_t bytes, red, green, blue;
 };

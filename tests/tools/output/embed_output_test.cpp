@@ -362,7 +362,8 @@ TEST_F(SecondPictures, WithSomethingElseThatCountsTheirPlacesAreRefused) {
   const std::string whole = withSecondPicture("", "", second, false);
   const std::string exif("Exif\0\0MM\0*\0\0\0\x08\0\0\0\0\0\0",
                          20);  // A directory without entries.
-  // The number in this segment is the place of the second picture, from the file's begin or from the Exif data.
+  // The number in this segment is the place of the second picture, from the file's begin or from
+  // the Exif data.
   const std::size_t place = whole.size() - second.size() + 4 + exif.size() + 4;
   const auto noted = [&](std::size_t value, bool is_big_endian) {
     const std::string note = segment('\xE1', exif + number(value, is_big_endian));

@@ -41,7 +41,8 @@ TEST_F(ExistingFiles, OverwritingHarmsNoPhotographNorAResultOfTheSameRun) {
   expectFailure(runOznaOn(a + "\n", {"annotate", "--overwrite", "-o", at("in"), "-"}), 2,
                 "could replace photographs");
   EXPECT_EQ(readFile(a), bytes);
-  // A photograph far down a list is protected before the first one is worked on, whoever's share it is.
+  // A photograph far down a list is protected before the first one is worked on, whoever's share it
+  // is.
   const std::string far = makePicture("far/a.png", 20, 20);
   std::string list = a + "\n";
   for (int i = 0; i < 200; ++i) list += at("none" + std::to_string(i) + ".png") + "\n";

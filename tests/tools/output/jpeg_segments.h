@@ -52,7 +52,8 @@ inline std::string indexOf(std::size_t first_size, std::size_t second_place,
   return segment('\xE2', std::string("MPF\0", 4) + index);
 }
 
-/// A JPEG file with a second picture behind it, some zeros between them, and segments before and behind the index.
+/// A JPEG file with a second picture behind it, some zeros between them, and segments before and
+/// behind the index.
 inline std::string withSecondPicture(const std::string& before, const std::string& behind,
                                      const std::string& second, bool is_big_endian,
                                      const std::string& end = "") {

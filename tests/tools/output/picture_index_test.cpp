@@ -79,7 +79,8 @@ TEST(PictureIndex, IsReadInBothOrdersOfBytes) {
 
 TEST(PictureIndex, IsNoneWhereAnyByteOfItsFormIsWrong) {
   const IndexedFile file(true);
-  // Of the mark, the order of bytes, the directory's place, the field's number, kind, size and place.
+  // Of the mark, the order of bytes, the directory's place, the field's number, kind, size and
+  // place.
   for (const std::size_t byte : {4, 8, 10, 15, 16, 18, 20, 22, 26}) {
     IndexedFile changed = file;
     changed.text[byte] = '\x55';

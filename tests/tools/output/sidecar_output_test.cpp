@@ -137,7 +137,8 @@ TEST_F(Xmp, NameGivenInAnotherProgramStaysAndTheOtherFacesAreReplaced) {
     return parsed(run.out)["faces"];
   };
   const nlohmann::ordered_json faces = detect("");
-  // The smallest face gets a name, by a library that writes the whole file anew, in forms of its own.
+  // The smallest face gets a name, by a library that writes the whole file anew, in forms of its
+  // own.
   const auto width = [](const nlohmann::ordered_json& face) {
     return face["right"].get<double>() - face["left"].get<double>();
   };

@@ -58,7 +58,8 @@ TEST(DecodeJpeg, AveragesSquaresWhereItReduces) {
     for (const int reduction : {2, 4, 8}) {
       SCOPED_TRACE(reduction);
       const auto decoded = decodeJpeg(bytesOf(jpeg), jpeg.size(), picture.size(), reduction);
-      // 93 = 46.5 * 2 = 23.25 * 4 = 11.625 * 8 and 67 = 33.5 * 2 = 16.75 * 4 = 8.375 * 8, rounded up.
+      // 93 = 46.5 * 2 = 23.25 * 4 = 11.625 * 8 and 67 = 33.5 * 2 = 16.75 * 4 = 8.375 * 8, rounded
+      // up.
       const cv::Size size = reduction == 2   ? cv::Size(47, 34)
                             : reduction == 4 ? cv::Size(24, 17)
                                              : cv::Size(12, 9);

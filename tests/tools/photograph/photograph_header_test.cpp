@@ -1,5 +1,5 @@
-// Files whose parts claim different sizes: the memory is set aside for one of them, and the decoder must
-// not take another.
+// Files whose parts claim different sizes: the memory is set aside for one of them, and the decoder
+// must not take another.
 
 #include <cstddef>
 #include <opencv2/core.hpp>
@@ -42,8 +42,9 @@ TEST_F(PhotographClaims, ItemThatClaimsLessThanItsPictureIsRefused) {
   expectFailure(detect("small.heic", bytes), 1, "small.heic: ");
 }
 
-// The header reader sees 10 by 10 in each of these, and the decoder, which ends comments and headers
-// elsewhere, 12000 by 12000. It is stopped where it makes room for them, before the room is taken.
+// The header reader sees 10 by 10 in each of these, and the decoder, which ends comments and
+// headers elsewhere, 12000 by 12000. It is stopped where it makes room for them, before the room is
+// taken.
 TEST_F(PhotographClaims, DecoderThatReadsAnotherSizeGetsNoMemoryForIt) {
   const std::string pixels(300, '\x5A');
   writeFile(at("comment.ppm"), "P6\n#\r12000 12000 255\n10 10 255\n" + pixels);
@@ -61,7 +62,8 @@ TEST_F(PhotographClaims, DecoderThatReadsAnotherSizeGetsNoMemoryForIt) {
   }
 }
 
-// A program that asked for the picture that claims to be the main one would read 10 by 10; the decoder takes the first.
+// A program that asked for the picture that claims to be the main one would read 10 by 10; the
+// decoder takes the first.
 TEST_F(PhotographClaims, OfTwoPicturesInATiffFileTheFirstCounts) {
   const auto entry = [](std::uint16_t tag, std::uint32_t value) {
     return littleEndian(tag, 2) + littleEndian(4, 2) + littleEndian(1, 4) + littleEndian(value, 4);

@@ -15,7 +15,8 @@ namespace ozna_test {
 namespace {
 
 TEST(ReducedPhotograph, TellsPlacesInTheWholeOneForEveryOrientation) {
-  // 205 by 147 pixels as stored, white, with a black rectangle whose edges are those of squares of 8.
+  // 205 by 147 pixels as stored, white, with a black rectangle whose edges are those of squares of
+  // 8.
   const cv::Size size(205, 147);
   const cv::Rect black(48, 32, 64, 40);
   cv::Mat stored(size, CV_8UC3, cv::Scalar(255, 255, 255));
@@ -126,8 +127,8 @@ TEST_F(ReducedDecoding, FindsTheFacesOfTheWholePhotograph) {
     ASSERT_EQ(lines.size(), 2U);
     EXPECT_NE(lines[0].substr(lines[0].find("faces")), lines[1].substr(lines[1].find("faces")))
         << "decoded whole";
-    // Other roundings of the pixels may choose a neighbouring pattern of the calibration, whose steps
-    // are some percent of a box; the points know nothing of it.
+    // Other roundings of the pixels may choose a neighbouring pattern of the calibration, whose
+    // steps are some percent of a box; the points know nothing of it.
     expectNear(parsed(lines[0]), parsed(lines[1]), 0.1, 0.01);
   }
 }

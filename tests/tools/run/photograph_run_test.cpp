@@ -115,8 +115,8 @@ TEST_F(Jobs, AutoHonoursTheProcessorsOfTheProcess) {
 }
 
 TEST_F(Jobs, AutoHonoursTheLimitOfTheControlGroup) {
-  // A file system of groups with one processor's time and 1 GiB, in both versions, put over the real
-  // one for this process alone.
+  // A file system of groups with one processor's time and 1 GiB, in both versions, put over the
+  // real one for this process alone.
   for (const char* controller : {"cpu", "cpu,cpuacct", "cpuacct,cpu"}) {
     writeFile(at("groups/" + std::string(controller) + "/cpu.cfs_quota_us"), "100000\n");
     writeFile(at("groups/" + std::string(controller) + "/cpu.cfs_period_us"), "100000\n");
@@ -158,8 +158,8 @@ TEST_F(Jobs, PhotographBeyondTheMemoryIsRefusedBeforeItIsDecoded) {
 }
 
 TEST_F(Jobs, MemoryStaysWithinItsBoundForHundredMegapixels) {
-  // 100 megapixels, 287 MiB decoded, three at once: all three would take 861 MiB. With one thread, the
-  // next one may be read ahead.
+  // 100 megapixels, 287 MiB decoded, three at once: all three would take 861 MiB. With one thread,
+  // the next one may be read ahead.
   const std::string large = at("large.png");
   writeFile(large, encoded(".png", cv::Mat(10000, 10030, CV_8UC1, cv::Scalar(90))));
   for (const char* name : {"2.png", "3.png"}) std::filesystem::create_symlink(large, at(name));

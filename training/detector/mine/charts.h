@@ -16,8 +16,9 @@ namespace detector_training {
 /// logarithmic), one line per measurement, with a dot at the built-in threshold.
 cv::Mat drawRecallCurves(const std::vector<Measurement>& measurements);
 
-/// Share of faces (upwards) among found boxes of like scores (to the right), both 0 to 1: a line per
-/// measurement, a dot for each tenth, smaller where it stands for few boxes. Scores that are probabilities lie on the diagonal.
+/// Share of faces (upwards) among found boxes of like scores (to the right), both 0 to 1: a line
+/// per measurement, a dot for each tenth, smaller where it stands for few boxes. Scores that are
+/// probabilities lie on the diagonal.
 cv::Mat drawReliability(const std::vector<Measurement>& measurements);
 
 /// The first `count` counted faces that the built-in threshold misses, each amid its surroundings,

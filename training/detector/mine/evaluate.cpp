@@ -130,7 +130,8 @@ void printTable(const std::vector<dt::Measurement>& measurements) {
   }
 }
 
-// The number of photographs, then a line for each box of the first cascade: its score, and 1 for a face or 0 for none.
+// The number of photographs, then a line for each box of the first cascade: its score, and 1 for a
+// face or 0 for none.
 void writeScores(const std::string& path, const dt::Measurement& measurement) {
   if (path.empty()) return;
   std::ofstream file(path);

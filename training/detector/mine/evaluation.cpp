@@ -38,8 +38,8 @@ double threadMilliseconds() {
   return 1e3 * static_cast<double>(now.tv_sec) + 1e-6 * static_cast<double>(now.tv_nsec);
 }
 
-// Of a search as callers have it. One that returns the boxes of each stage calibrates those that it drops too, and takes a
-// third longer with four stages.
+// Of a search as callers have it. One that returns the boxes of each stage calibrates those that it
+// drops too, and takes a third longer with four stages.
 double searchMilliseconds(oznalib::DetectorImpl& detector, float threshold, const cv::Mat& rgb) {
   float& last = detector.stages.back().threshold;
   const float none = std::exchange(last, threshold);

@@ -14,8 +14,8 @@ namespace detector_training {
 
 /// A detection matches a face from this intersection over union on.
 constexpr double kMatchOverlap = 0.45;
-/// A detection that overlaps an ignored or too small face by this counts neither way. Less than for a
-/// match, since such faces are annotated loosely.
+/// A detection that overlaps an ignored or too small face by this counts neither way. Less than for
+/// a match, since such faces are annotated loosely.
 constexpr double kUncountedOverlap = 0.3;
 /// Faces count from this share of the photograph's longer side on.
 constexpr double kLeastSide = 0.05;
@@ -74,7 +74,8 @@ struct Reliability {
   int boxes = 0;
 };
 
-/// The boxes with scores from `from` on and below `to`, or up to 1 where `to` is 1. Boxes that count neither way do not count here.
+/// The boxes with scores from `from` on and below `to`, or up to 1 where `to` is 1. Boxes that
+/// count neither way do not count here.
 Reliability reliabilityOf(const Measurement& measurement, float from, float to);
 
 OperatingPoint atThreshold(const Measurement& measurement, float threshold);

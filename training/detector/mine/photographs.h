@@ -31,8 +31,8 @@ struct Photograph {
 std::vector<Photograph> readPhotographs(const std::string& folder, const std::string& split);
 
 /// Reads folder/landmarks/split.jsonl: one JSON object per line with "image", "width", "height" and
-/// "points", the 68 landmarks of one face with 0 at the centre of the first pixel. Its square is the
-/// one that the detector is to find: from above the brows to just above the tip of the chin.
+/// "points", the 68 landmarks of one face with 0 at the centre of the first pixel. Its square is
+/// the one that the detector is to find: from above the brows to just above the tip of the chin.
 std::vector<Photograph> readLandmarkPhotographs(const std::string& folder,
                                                 const std::string& split);
 

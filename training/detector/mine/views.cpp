@@ -105,8 +105,8 @@ void changeGamma(cv::Mat& rgb, double gamma) {
   cv::LUT(rgb, table, rgb);
 }
 
-// Deep shade or bad light: down to a seventh of the light, of a colour of its own, with the noise of a
-// camera that has little of it.
+// Deep shade or bad light: down to a seventh of the light, of a colour of its own, with the noise
+// of a camera that has little of it.
 void shade(cv::Mat& rgb, cv::RNG& rng) {
   const double light = std::exp(uniform(rng, std::log(0.15), std::log(0.6)));
   cv::Scalar gain;

@@ -26,9 +26,9 @@ struct View {
 View makeView(const cv::Mat& rgb, const std::vector<FaceSquare>& faces, int variant,
               std::uint64_t seed);
 
-/// Shows the one face of a close portrait from further away: 28 to 120 pixels large, with a border of
-/// replicated pixels, so that the scan can find it and boxes beside it stay inside. The same seed
-/// and view give the same result.
+/// Shows the one face of a close portrait from further away: 28 to 120 pixels large, with a border
+/// of replicated pixels, so that the scan can find it and boxes beside it stay inside. The same
+/// seed and view give the same result.
 void stepBack(View& view, std::uint64_t seed);
 
 }  // namespace detector_training

@@ -33,7 +33,8 @@ struct BinarizedKernel {
   float* scratch;  // kScratchPlanes planes.
 
   /// Looks up one row of the table per code into scratch planes 3 to 5, one plane per colour, and
-  /// adds the sum of scratch planes 0 to 2 to output: planes 0 and 1 overwrite it, plane 2 is added.
+  /// adds the sum of scratch planes 0 to 2 to output: planes 0 and 1 overwrite it, plane 2 is
+  /// added.
   ///
   /// input   the image, read by nothing. output  plane_length floats.
   /// Errors  A code whose row ends past the table is fatal.

@@ -31,8 +31,8 @@ bool UsesWideLoops();
 bool SetWideLoops(bool wide);
 
 #if defined(__x86_64__) && defined(__GNUC__)
-// The attributes, and not flags for a whole file, keep the wide instructions out of inline functions
-// that the linker might take for those of other files.
+// The attributes, and not flags for a whole file, keep the wide instructions out of inline
+// functions that the linker might take for those of other files.
 template <typename Loop>
 __attribute__((target("avx2"), flatten)) void RunWideVersion(const Loop& loop) {
   loop();

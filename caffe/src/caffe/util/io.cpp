@@ -24,8 +24,8 @@ namespace caffe {
 namespace {
 
 // What the message library knows of the schema it works out at the first text that it reads, and an
-// allocation that fails in the middle of that leaves it broken for the rest of the process. So it is
-// done when the library is loaded, where memory that ends does not pass unnoticed.
+// allocation that fails in the middle of that leaves it broken for the rest of the process. So it
+// is done when the library is loaded, where memory that ends does not pass unnoticed.
 bool WorkOutSchema() {
   const google::protobuf::FileDescriptor& file = *NetParameter::descriptor()->file();
   for (int i = 0; i < file.message_type_count(); ++i) {

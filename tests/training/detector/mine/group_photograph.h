@@ -34,7 +34,8 @@ inline void loadCascade(oznalib::DetectorImpl& detector, const std::string& mode
             oznalib::StatusOk);
 }
 
-/// Writes the list of a cascade whose second stage judges twice, over the networks of the built-in one.
+/// Writes the list of a cascade whose second stage judges twice, over the networks of the built-in
+/// one.
 inline void writeFourStages(const ozna_test::TemporaryFolder& folder) {
   std::filesystem::create_directory_symlink(kModels + "/cascades", folder.file("cascades"));
   std::ofstream(folder.file("stages.txt")) << "cascades/x16Net-demo 0.4\ncascades/x32Net 0.6\n"
