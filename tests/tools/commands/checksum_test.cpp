@@ -1,8 +1,9 @@
 // Model files that become a pipe while their checksum is made.
 
+#include "tools/commands/checksum.h"
+
 #include "tests/changing_file.h"
 #include "tests/tools/program.h"
-#include "tools/commands/checksum.h"
 
 namespace ozna_test {
 namespace {

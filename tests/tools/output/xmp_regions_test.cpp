@@ -1,12 +1,13 @@
 // Sidecars in which other programs and their users have written.
 
+#include "tools/output/xmp_regions.h"
+
 #include <sys/stat.h>
 
 #include <cstddef>
 #include <regex>
 
 #include "tests/tools/program.h"
-#include "tools/output/xmp_regions.h"
 
 namespace ozna_test {
 namespace {

@@ -1,9 +1,10 @@
 // What a run says it did, and what it says it left out.
 
+#include "tools/run/run_summary.h"
+
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/program.h"
-#include "tools/run/run_summary.h"
 
 namespace ozna_test {
 namespace {
