@@ -6,6 +6,6 @@ list=$1 output=$2
 shift 2
 logins=(--sshlogin 2/:)
 [ "$#" -gt 0 ] && logins=() && for login in "$@"; do logins+=(--sshlogin "$login"); done
-# A job whose host fails is tried again; ozna ends with 1 where it could not read some photographs, which is no failure.
+# A job whose host fails is tried again; ozna ends with 1 where it could not read some photographs, which is not a failure.
 parallel --will-cite --keep-order --retries 3 --max-args 16 "${logins[@]}" \
   'ozna detect --json --jobs 1 -- {} || [ $? -eq 1 ]' :::: "$list" >"$output"
