@@ -24,8 +24,8 @@ using kit::describeFace;
 using kit::Face;
 using kit::Picture;
 using kit_test::faceModel;
-using kit_test::imageOf;
 using kit_test::photograph;
+using kit_test::viewOf;
 using Rect = oznalib::Rectangle<float>;
 
 const Rect kBox = {150, 110, 356, 316};  // Of the face in the photograph.
@@ -74,7 +74,7 @@ TEST(DescribeFace, GivesThePointsOfTheCoreInEveryWayOfStoring) {
 }
 
 TEST(DescribeFace, FillsInWhatIsAskedFor) {
-  const oznakit_image image = imageOf(photograph());
+  const oznakit_image image = viewOf(photograph());
   EXPECT_TRUE(described(image, {9, 9, 3, 3}, 0, 0).points.empty());  // Nothing is looked at.
   const Face points = described(image, kBox, 0, OZNAKIT_WITH_POINTS_68);
   EXPECT_EQ(points.points.size(), 136U);
@@ -98,7 +98,7 @@ TEST(DescribeFace, FillsInWhatIsAskedFor) {
 
 TEST(DescribeFace, FollowsFacesThatLieAndStandOnTheirHeads) {
   const cv::Mat& upright = photograph();
-  const Face expected = described(imageOf(upright), kBox, 0, kAll);
+  const Face expected = described(viewOf(upright), kBox, 0, kAll);
   const auto width = static_cast<float>(upright.cols);
   const auto height = static_cast<float>(upright.rows);
   // turns: of the face, clockwise, to bring it upright; so the picture is turned the other way.
@@ -113,7 +113,7 @@ TEST(DescribeFace, FollowsFacesThatLieAndStandOnTheirHeads) {
         : turns == 2
             ? Rect{width - kBox.right, height - kBox.bottom, width - kBox.left, height - kBox.top}
             : Rect{height - kBox.bottom, kBox.left, height - kBox.top, kBox.right};
-    const Face face = described(imageOf(turned), rect, turns, kAll);
+    const Face face = described(viewOf(turned), rect, turns, kAll);
     ASSERT_EQ(face.points.size(), 136U);
     for (std::size_t i = 0; i < 136; i += 2) {
       const float x = expected.points[i];
@@ -135,19 +135,19 @@ TEST(DescribeFace, FollowsFacesThatLieAndStandOnTheirHeads) {
 }
 
 TEST(DescribeFace, TellsRollWithinTwoDegreesOnATurnedPhotograph) {
-  const float straight = described(imageOf(photograph()), kBox, 0, OZNAKIT_WITH_DETAILS).roll;
+  const float straight = described(viewOf(photograph()), kBox, 0, OZNAKIT_WITH_DETAILS).roll;
   for (int degrees = -20; degrees <= 20; degrees += 5) {
     cv::Mat turned;  // Clockwise, about the middle of the box.
     cv::warpAffine(photograph(), turned,
                    cv::getRotationMatrix2D(cv::Point2f(253, 213), -degrees, 1), photograph().size(),
                    cv::INTER_LINEAR, cv::BORDER_REPLICATE);
-    EXPECT_NEAR(described(imageOf(turned), kBox, 0, OZNAKIT_WITH_DETAILS).roll - straight, degrees,
+    EXPECT_NEAR(described(viewOf(turned), kBox, 0, OZNAKIT_WITH_DETAILS).roll - straight, degrees,
                 2);
   }
 }
 
 TEST(DescribeFace, TellsGoodPointsFromBadOnes) {
-  const oznakit_image image = imageOf(photograph());
+  const oznakit_image image = viewOf(photograph());
   const float good = described(image, kBox, 0, OZNAKIT_WITH_DETAILS).quality;
   EXPECT_GT(good, 0.6F);
   EXPECT_LE(good, 1.0F);
@@ -157,7 +157,7 @@ TEST(DescribeFace, TellsGoodPointsFromBadOnes) {
 }
 
 TEST(DescribeFace, RefusesBoxesWithoutArea) {
-  const oznakit_image image = imageOf(photograph());
+  const oznakit_image image = viewOf(photograph());
   constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
   constexpr float kInfinity = std::numeric_limits<float>::infinity();
   for (const Rect& rect :
@@ -177,7 +177,7 @@ TEST(DescribeFace, RefusesBoxesWithoutArea) {
 }
 
 TEST(DescribeFace, HasNoPointsOfLessThanAQuarterOfAFace) {
-  const oznakit_image image = imageOf(photograph());  // 512 by 600.
+  const oznakit_image image = viewOf(photograph());  // 512 by 600.
   EXPECT_FALSE(described(image, {-299, 100, 101, 500}, 0, kAll).points.empty());
   for (const Rect& rect :
        {Rect{-301, 100, 99, 500}, Rect{413, 100, 813, 500}, Rect{100, -301, 500, 99},
@@ -204,7 +204,7 @@ TEST(DescribeFace, TakesAnyOtherBoxOfAnyPicture) {
     const double reach = i % 2 == 0 ? 100 : 3e4;
     const Rect rect = {x - log_uniform(reach), y - log_uniform(reach), x + log_uniform(reach),
                        y + log_uniform(reach)};
-    const Face face = described(imageOf(bgr), rect, static_cast<int>(random() % 4), kAll);
+    const Face face = described(viewOf(bgr), rect, static_cast<int>(random() % 4), kAll);
     EXPECT_TRUE(face.points.empty() || face.points.size() == 136U);
     placed += face.points.empty() ? 0 : 1;
   }
@@ -232,7 +232,7 @@ TEST(DescribeFace, LooksAtTheFaceAndHalfItsSizeAroundAlone) {
   ASSERT_EQ(mprotect(bytes, first * page, PROT_NONE), 0);
   ASSERT_EQ(mprotect(bytes + (last + 1) * page, (rows - last - 1) * page, PROT_NONE), 0);
   for (const int orientation : {1, 2}) {
-    oznakit_image image = imageOf(bgr);
+    oznakit_image image = viewOf(bgr);
     image.pixels = bytes;
     image.height = static_cast<int>(rows);
     image.row_bytes = static_cast<std::ptrdiff_t>(page);

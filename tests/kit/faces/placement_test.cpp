@@ -16,7 +16,7 @@ const Rect kDetectorBox = {150, 110, 356, 316};  // Of the face in the photograp
 
 oznalib::Placement68 placed(const Rect& rect) {
   return kit::placeLandmarks(kit_test::faceModel(),
-                             kit::Picture(kit_test::imageOf(kit_test::photograph())), rect);
+                             kit::Picture(kit_test::viewOf(kit_test::photograph())), rect);
 }
 
 TEST(PlaceLandmarks, GivesTheMedianOfNineFits) {

@@ -6,12 +6,13 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <opencv2/imgcodecs.hpp>
+#include <opencv2/core.hpp>
 #include <string>
 
 #include "kit/models/landmark_model.h"
 #include "kit/pixels/picture.h"
 #include "ozna.h"
+#include "tests/kit/open_finder.h"
 
 namespace kit_test {
 
@@ -26,18 +27,8 @@ inline const oznalib::SDMModel& faceModel() {
 
 /// In the order of blue, green, red.
 inline const cv::Mat& photograph() {
-  static const cv::Mat bgr = cv::imread(OZNA_SOURCE_DIR "/samples/grace_hopper.jpg");
+  static const cv::Mat bgr = readSample("grace_hopper");
   return bgr;
-}
-
-inline oznakit_image imageOf(const cv::Mat& bgr) {
-  oznakit_image image = OZNAKIT_IMAGE_INIT;
-  image.pixels = bgr.data;
-  image.width = bgr.cols;
-  image.height = bgr.rows;
-  image.row_bytes = static_cast<std::ptrdiff_t>(bgr.step[0]);
-  image.format = OZNAKIT_BGR;
-  return image;
 }
 
 }  // namespace kit_test

@@ -13,8 +13,8 @@ namespace {
 
 using kit::faceSharpness;
 using kit::Picture;
-using kit_test::imageOf;
 using kit_test::photograph;
+using kit_test::viewOf;
 
 // Eyes, nose, mouth of the face in the photograph, by eye.
 const std::vector<float> kFive = {213, 195, 293, 193, 257, 238, 225, 283, 292, 280};
@@ -24,7 +24,7 @@ float sharpnessOf(const cv::Mat& bgr, float scale = 1) {
   for (const float coordinate : kFive) {
     points.push_back((coordinate + 0.5F) * scale - 0.5F);
   }
-  return faceSharpness(Picture(imageOf(bgr)), points);
+  return faceSharpness(Picture(viewOf(bgr)), points);
 }
 
 TEST(FaceSharpness, FallsWithBlur) {
@@ -70,7 +70,7 @@ TEST(FaceSharpness, IsMuchTheSameAtEverySizeThatHasTheDetails) {
 TEST(FaceSharpness, OfAnEvenSurfaceIsNone) {
   const cv::Mat even(600, 512, CV_8UC3, cv::Scalar(90, 120, 150));
   EXPECT_EQ(sharpnessOf(even), 0);
-  EXPECT_TRUE(std::isnan(faceSharpness(Picture(imageOf(even)), std::vector<float>(10, 3.0F))));
+  EXPECT_TRUE(std::isnan(faceSharpness(Picture(viewOf(even)), std::vector<float>(10, 3.0F))));
 }
 
 }  // namespace
