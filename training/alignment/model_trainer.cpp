@@ -133,11 +133,11 @@ class ModelTrainer {
 
   StageOptions stageOptions(std::size_t stage) const {
     StageOptions options = options_.stage;
-    const auto ofStage = [stage](const std::vector<float>& list, float* value) {
+    const auto of_stage = [stage](const std::vector<float>& list, float* value) {
       if (!list.empty()) *value = list[std::min(stage, list.size() - 1)];
     };
-    ofStage(options_.error_knees, &options.error_knee);
-    ofStage(options_.reaches, &options.reach);
+    of_stage(options_.error_knees, &options.error_knee);
+    of_stage(options_.reaches, &options.reach);
     return options;
   }
 

@@ -5,27 +5,14 @@
 #include <opencv2/imgcodecs.hpp>
 
 #include "tests/tools/photograph/number_bytes.h"
+#include "tests/tools/photograph/sample_face.h"
 #include "tests/tools/program.h"
 #include "tools/photograph/animation.h"
 
 namespace ozna_test {
 namespace {
 
-class MoreFormats : public ProgramTest {
- protected:
-  // The face of the sample, which is 512 pixels on each side.
-  static nlohmann::ordered_json faceOfSample() {
-    return parsed(
-        runOzna({"detect", "--json", OZNA_SOURCE_DIR "/samples/astronaut.png"}).out)["faces"][0];
-  }
-  static void expectNear(const nlohmann::ordered_json& face, const nlohmann::ordered_json& expected,
-                         float times, float pixels) {
-    for (const char* edge : {"left", "top", "right", "bottom"}) {
-      EXPECT_NEAR(face[edge].get<float>(), times * expected[edge].get<float>(), pixels) << edge;
-    }
-  }
-  const cv::Mat astronaut_ = cv::imread(OZNA_SOURCE_DIR "/samples/astronaut.png");
-};
+class MoreFormats : public SampleFaceTest {};
 
 // A GIF of two frames of 8 by 8 pixels, of which the first is red but for its blue first pixel.
 // Codes of nine bits that each stand for one pixel, with a code of clearing before each.

@@ -9,6 +9,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "tests/tools/photograph/number_bytes.h"
+#include "tests/tools/photograph/sample_face.h"
 #include "tests/tools/program.h"
 
 namespace ozna_test {
@@ -152,21 +153,7 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
   return file + thumbnail + sensor + preview;
 }
 
-class RawPhotographs : public ProgramTest {
- protected:
-  // The face of the sample, which is 512 pixels on each side.
-  static nlohmann::ordered_json faceOfSample() {
-    return parsed(
-        runOzna({"detect", "--json", OZNA_SOURCE_DIR "/samples/astronaut.png"}).out)["faces"][0];
-  }
-  static void expectNear(const nlohmann::ordered_json& face, const nlohmann::ordered_json& expected,
-                         float times, float pixels) {
-    for (const char* edge : {"left", "top", "right", "bottom"}) {
-      EXPECT_NEAR(face[edge].get<float>(), times * expected[edge].get<float>(), pixels) << edge;
-    }
-  }
-  const cv::Mat astronaut_ = cv::imread(OZNA_SOURCE_DIR "/samples/astronaut.png");
-};
+class RawPhotographs : public SampleFaceTest {};
 
 TEST_F(RawPhotographs, RawPhotographIsDevelopedAndSpeaksOfItsFullPicture) {
   writeFile(at("a.dng"), dng(astronaut_, ""));
