@@ -269,7 +269,7 @@ CascadeStage makeStage(const NetworkContent& content, bool dense) {
   requireStageNetwork(*stage.net, content.definition->name(), dense);
   {
     google::protobuf::Arena arena(mappedBlocks());
-    auto* const room = google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
+    auto& room = *google::protobuf::Arena::CreateMessage<caffe::NetParameter>(&arena);
     copyTrained(*content.definition, content.weights(room), *stage.net);
   }
   if (dense) {

@@ -46,7 +46,7 @@ struct NetworkContent {
   const caffe::NetParameter* definition = nullptr;  ///< In the present layout. Not owned.
   /// Gives weights for every layer of the definition that has some: a message of its own, or the
   /// one that it is handed, which is freed when the network is built.
-  std::function<const caffe::NetParameter&(caffe::NetParameter*)> weights;
+  std::function<const caffe::NetParameter&(caffe::NetParameter&)> weights;
   const CascadeStage* rest = nullptr;  ///< Its offsets, mean and threshold are copied. Not owned.
 };
 

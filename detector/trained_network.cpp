@@ -110,10 +110,10 @@ std::vector<TrainedLayer> trainedLayers(const caffe::Net<float>& net) {
   return trained;
 }
 
-void readTrained(const std::vector<TrainedLayer>& layers, NetParameter* trained) {
-  trained->Clear();
+void readTrained(const std::vector<TrainedLayer>& layers, NetParameter& trained) {
+  trained.Clear();
   for (const TrainedLayer& layer : layers) {
-    LayerParameter& message = *trained->add_layers();
+    LayerParameter& message = *trained.add_layers();
     message.set_name(layer.name);
     for (const auto& blob : layer.blobs) blob->ToProto(message.add_blobs(), /*write_diff=*/false);
   }

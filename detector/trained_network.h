@@ -42,7 +42,7 @@ struct TrainedLayer {
 std::vector<TrainedLayer> trainedLayers(const caffe::Net<float>& net);
 
 /// Writes weights into a message that copyTrained takes. Threads  Any number, also beside runs.
-void readTrained(const std::vector<TrainedLayer>& layers, caffe::NetParameter* trained);
+void readTrained(const std::vector<TrainedLayer>& layers, caffe::NetParameter& trained);
 
 /// Copies the weights of a binary file into a network that buildUnfilled made of this definition.
 /// What the file lacks gets the first values that the definition asks for.

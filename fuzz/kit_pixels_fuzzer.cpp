@@ -131,7 +131,7 @@ void describe(const kit::Picture& picture, const oznakit_face& given) {
   face.rect = {given.left, given.top, given.right, given.bottom};
   face.turn = given.turn & 3;
   try {
-    kit::describeFace(*model, picture, OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS, &face);
+    kit::describeFace(*model, picture, OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS, face);
   } catch (const kit::Error& error) {
     if (error.status() != OZNAKIT_BAD_ARGUMENT) {
       find(error.what());

@@ -6,9 +6,9 @@
 
 namespace kit {
 
-DetectorPool::Loan::Loan(DetectorPool* pool) : pool_(pool), detector_(pool->take()) {}
+DetectorPool::Loan::Loan(DetectorPool& pool) : pool_(pool), detector_(pool.take()) {}
 
-DetectorPool::Loan::~Loan() { pool_->giveBack(std::move(detector_)); }
+DetectorPool::Loan::~Loan() { pool_.giveBack(std::move(detector_)); }
 
 std::unique_ptr<oznalib::DetectorImpl> DetectorPool::take() {
   {

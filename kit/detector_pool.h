@@ -19,20 +19,20 @@ namespace kit {
 class DetectorPool {
  public:
   /// cascade  Must outlive the pool, which takes its first detector.
-  explicit DetectorPool(Cascade* cascade) : cascade_(*cascade), unused_(cascade->takeFirst()) {}
+  explicit DetectorPool(Cascade& cascade) : cascade_(cascade), unused_(cascade.takeFirst()) {}
 
   /// A detector for the life of this object, which must not outlive the pool.
   class Loan {
    public:
     /// Takes an idle detector or makes one. Errors  std::bad_alloc; the pool is as it was.
-    explicit Loan(DetectorPool* pool);
+    explicit Loan(DetectorPool& pool);
     ~Loan();
     Loan(const Loan&) = delete;
     Loan& operator=(const Loan&) = delete;
     oznalib::DetectorImpl& detector() { return *detector_; }
 
    private:
-    DetectorPool* pool_;
+    DetectorPool& pool_;
     std::unique_ptr<oznalib::DetectorImpl> detector_;
   };
 

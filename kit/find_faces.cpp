@@ -38,29 +38,29 @@ kit::Picture pictureOf(const oznakit_image* image) {
   return kit::Picture(*image);
 }
 
-std::vector<kit::Face> find(oznakit_finder* finder, const oznakit_image* image,
+std::vector<kit::Face> find(oznakit_finder& finder, const oznakit_image* image,
                             const oznakit_search_options& options) {
   const kit::SearchRequest request(options);
   const kit::Picture picture = pictureOf(image);
-  if (finder->cascade == nullptr) {
+  if (finder.cascade == nullptr) {
     throw kit::Error(OZNAKIT_NO_MODEL,
                      "Expected a finder with OZNAKIT_DETECTION for a search, found one without.");
   }
-  requireLandmarks(*finder, request.with);
+  requireLandmarks(finder, request.with);
 
   const kit::WorkspaceInUse workspace;
   kit::WorkProgress progress(options.progress, options.context);
   std::vector<kit::Face> faces;
   {
-    kit::DetectorPool::Loan loan(&*finder->pool);
-    const kit::Shape& input = finder->cascade->scanInput();
-    faces = kit::searchFaces(&loan.detector(), {input.width, input.height}, picture, request,
-                             request.with == 0 ? 1 : kSearchShare, &progress);
+    kit::DetectorPool::Loan loan(*finder.pool);
+    const kit::Shape& input = finder.cascade->scanInput();
+    faces = kit::searchFaces(loan.detector(), {input.width, input.height}, picture, request,
+                             request.with == 0 ? 1 : kSearchShare, progress);
   }
   if (request.with != 0) {
     progress.beginPart(static_cast<double>(faces.size()), 1);
     for (kit::Face& face : faces) {
-      kit::describeFace(*finder->landmarks, picture, request.with, &face);
+      kit::describeFace(*finder.landmarks, picture, request.with, face);
       progress.finishUnits(1);
     }
   }
@@ -109,28 +109,29 @@ std::vector<kit::Face> align(const oznakit_finder& finder, const oznakit_image* 
   for (std::int32_t i = 0; i < count; ++i) {
     faces.push_back(givenFace(boxes + std::ptrdiff_t{4} * i, turns == nullptr ? 0 : turns[i],
                               picture.size(), i));
-    if (with != 0) kit::describeFace(*finder.landmarks, picture, with, &faces.back());
+    if (with != 0) kit::describeFace(*finder.landmarks, picture, with, faces.back());
   }
   return faces;
 }
 
-void copyOut(const kit::Face& face, oznakit_face* out) {
-  *out = OZNAKIT_FACE_INIT;
-  out->left = face.rect.left;
-  out->top = face.rect.top;
-  out->right = face.rect.right;
-  out->bottom = face.rect.bottom;
-  out->score = face.score;
-  out->turn = face.turn;
-  out->point_count = static_cast<std::int32_t>(face.points.size() / 2);
-  std::copy(face.points.begin(), face.points.end(), out->points);
-  out->quality = face.quality;
-  out->roll = face.roll;
-  out->yaw = face.yaw;
-  out->pitch = face.pitch;
-  out->left_eye = face.left_eye;
-  out->right_eye = face.right_eye;
-  out->sharpness = face.sharpness;
+oznakit_face faceForHost(const kit::Face& face) {
+  oznakit_face out = OZNAKIT_FACE_INIT;
+  out.left = face.rect.left;
+  out.top = face.rect.top;
+  out.right = face.rect.right;
+  out.bottom = face.rect.bottom;
+  out.score = face.score;
+  out.turn = face.turn;
+  out.point_count = static_cast<std::int32_t>(face.points.size() / 2);
+  std::copy(face.points.begin(), face.points.end(), out.points);
+  out.quality = face.quality;
+  out.roll = face.roll;
+  out.yaw = face.yaw;
+  out.pitch = face.pitch;
+  out.left_eye = face.left_eye;
+  out.right_eye = face.right_eye;
+  out.sharpness = face.sharpness;
+  return out;
 }
 
 oznakit_faces* listOf(std::vector<kit::Face> faces) {
@@ -148,7 +149,7 @@ oznakit_status oznakit_finder_find(oznakit_finder* finder, const oznakit_image* 
     *faces = nullptr;
     kit::requireGiven(finder, "a finder");
     const oznakit_search_options defaults = OZNAKIT_SEARCH_OPTIONS_INIT;
-    *faces = listOf(find(finder, image, options == nullptr ? defaults : *options));
+    *faces = listOf(find(*finder, image, options == nullptr ? defaults : *options));
   });
 }
 
@@ -178,7 +179,7 @@ oznakit_status oznakit_faces_get(const oznakit_faces* faces, std::int32_t index,
                                                  std::to_string(oznakit_faces_count(faces)) +
                                                  " faces, found " + std::to_string(index) + ".");
     }
-    copyOut(faces->faces[static_cast<std::size_t>(index)], face);
+    *face = faceForHost(faces->faces[static_cast<std::size_t>(index)]);
   });
 }
 

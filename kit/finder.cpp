@@ -30,8 +30,8 @@ std::string landmarksOf(const kit::ModelSource& source) {
 // A source that keeps the names of the files that are read from it.
 class NotingSource : public kit::ModelSource {
  public:
-  NotingSource(const kit::ModelSource& source, std::vector<std::string>* names)
-      : source_(source), names_(*names) {}
+  NotingSource(const kit::ModelSource& source, std::vector<std::string>& names)
+      : source_(source), names_(names) {}
   std::unique_ptr<kit::ModelFile> open(const std::string& name,
                                        std::size_t largest) const override {
     std::unique_ptr<kit::ModelFile> file = source_.open(name, largest);
@@ -66,15 +66,15 @@ std::unique_ptr<oznakit_finder> openFinder(const oznakit_model_options& options)
   finder->models = found.source->place();
   finder->source = found.reason;
   const kit::WorkspaceInUse workspace;
-  const NotingSource source(*found.source, &finder->files);
+  const NotingSource source(*found.source, finder->files);
   if ((parts & OZNAKIT_DETECTION) != 0) {
     finder->cascade = std::make_unique<kit::Cascade>(source);
-    finder->pool.emplace(finder->cascade.get());
+    finder->pool.emplace(*finder->cascade);
   }
   if ((parts & OZNAKIT_LANDMARKS) != 0) {
     const std::string landmarks = landmarksOf(source);
     finder->landmarks = kit::readLandmarkModel(source.labelOf(landmarks),
-                                               source.open(landmarks, kMostOfLandmarks).get());
+                                               *source.open(landmarks, kMostOfLandmarks));
   }
   return finder;
 }

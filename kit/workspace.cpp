@@ -184,6 +184,7 @@ class Workspaces {
     add(std::move(further));
   }
 
+  // first  Null where none is being filled.
   void setFirst(Workspace* first) {
     const std::lock_guard<std::mutex> guard(taking_);
     first_ = first;
@@ -205,8 +206,8 @@ class Workspaces {
   std::size_t count_ = 0;
   std::vector<std::size_t> sizes_;  // Of the pieces of a workspace, in bytes.
 
-  std::mutex taking_;  // Held by what the mathematics library calls under its own locks.
-  Workspace* first_ = nullptr;
+  std::mutex taking_;           // Held by what the mathematics library calls under its own locks.
+  Workspace* first_ = nullptr;  // While it is filled; null before and after.
   std::vector<std::unique_ptr<Workspace>> ready_;
 };
 

@@ -44,41 +44,41 @@ void unturn(const cv::Size& size, int turns, std::vector<float>& points) {
 }
 
 void fillDetails(const Picture& picture, const std::vector<float>& points, float spread,
-                 Face* face) {
+                 Face& face) {
   const HeadPose pose = headPose(points);
-  face->quality = pointQuality(spread, pose.misfit);
-  face->roll = pose.roll;
-  face->yaw = pose.yaw;
-  face->pitch = pose.pitch;
-  face->left_eye = eyeOpenness(points, kLeftEye);
-  face->right_eye = eyeOpenness(points, kRightEye);
-  face->sharpness = faceSharpness(picture, points);
+  face.quality = pointQuality(spread, pose.misfit);
+  face.roll = pose.roll;
+  face.yaw = pose.yaw;
+  face.pitch = pose.pitch;
+  face.left_eye = eyeOpenness(points, kLeftEye);
+  face.right_eye = eyeOpenness(points, kRightEye);
+  face.sharpness = faceSharpness(picture, points);
 }
 
 }  // namespace
 
 void describeFace(const oznalib::SDMModel& model, const Picture& picture, std::int32_t with,
-                  Face* face) {
+                  Face& face) {
   if (with == 0) {
     return;
   }
-  requireRect(face->rect);
-  oznalib::Placement68 placement = placeLandmarks(
-      model, picture.turned(face->turn), turnedRect(face->rect, picture.size(), face->turn));
-  face->points.clear();
+  requireRect(face.rect);
+  oznalib::Placement68 placement = placeLandmarks(model, picture.turned(face.turn),
+                                                  turnedRect(face.rect, picture.size(), face.turn));
+  face.points.clear();
   if (placement.points.empty()) {
     return;
   }
   const float spread = fitSpread(placement);
   std::vector<float>& points = placement.points;
-  unturn(picture.size(), face->turn, points);
+  unturn(picture.size(), face.turn, points);
   if ((with & OZNAKIT_WITH_DETAILS) != 0) {
     fillDetails(picture, points, spread, face);
   }
   if ((with & OZNAKIT_WITH_POINTS_68) != 0) {
-    face->points = std::move(points);
+    face.points = std::move(points);
   } else if ((with & OZNAKIT_WITH_POINTS_5) != 0) {
-    face->points = oznalib::groupCentres(points);
+    face.points = oznalib::groupCentres(points);
   }
 }
 

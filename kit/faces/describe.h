@@ -22,7 +22,7 @@ namespace kit {
 /// Threads  Any number at once.
 /// Cost     Some 13 ms; less than a millisecond more for details of a face that is not large.
 void describeFace(const oznalib::SDMModel& model, const Picture& picture, std::int32_t with,
-                  Face* face);
+                  Face& face);
 
 }  // namespace kit
 

@@ -36,13 +36,13 @@ CheckedNetwork readNetwork(const ModelSource& source, const std::string& directo
   const std::string definition_label = source.labelOf(definition_name);
   const std::string weights_label = source.labelOf(weights_name);
   Arena arena;
-  auto* const definition = Arena::CreateMessage<NetParameter>(&arena);
+  auto& definition = *Arena::CreateMessage<NetParameter>(&arena);
   parseDefinition(definition_label, source.read(definition_name, kMostOfText).view(), definition);
   auto weights_arena = std::make_unique<Arena>(oznalib::mappedBlocks());
-  auto* const weights = Arena::CreateMessage<NetParameter>(weights_arena.get());
+  auto& weights = *Arena::CreateMessage<NetParameter>(weights_arena.get());
   parseWeights(weights_label, source.read(weights_name, kMostOfWeights).view(), weights);
-  return CheckedNetwork(role, definition_label, *definition, weights_label,
-                        std::move(weights_arena), weights);
+  return CheckedNetwork(role, definition_label, definition, weights_label, std::move(weights_arena),
+                        weights);
 }
 
 std::vector<float> readMean(const ModelSource& source, const std::string& directory,
@@ -56,7 +56,7 @@ std::vector<float> readMean(const ModelSource& source, const std::string& direct
 template <class Weights>
 void fill(const std::vector<CheckedNetwork>& networks,
           const std::vector<oznalib::CascadeStage>& rest, const Weights& weights,
-          oznalib::DetectorImpl* detector) {
+          oznalib::DetectorImpl& detector) {
   // The runtime's blocks of memory; of what is built until one is missing nothing stays.
   const caffe::ThrowWithoutMemory throwing;
   caffe::Caffe::set_mode(caffe::Caffe::CPU);
@@ -65,12 +65,12 @@ void fill(const std::vector<CheckedNetwork>& networks,
   for (std::size_t i = 0; i < networks.size(); ++i) {
     contents.push_back(
         {&networks[i].definition(),
-         [&weights, i](NetParameter* room) -> const NetParameter& { return weights(i, room); },
+         [&weights, i](NetParameter& room) -> const NetParameter& { return weights(i, room); },
          &rest[i]});
   }
   const oznalib::NetworkContent calibration = std::move(contents.back());
   contents.pop_back();
-  loadFromMemory(contents, calibration, *detector);
+  loadFromMemory(contents, calibration, detector);
 }
 
 }  // namespace
@@ -97,8 +97,8 @@ Cascade::Cascade(const ModelSource& source) {
   first_ = std::make_unique<oznalib::DetectorImpl>();
   fill(
       networks_, rest_,
-      [&](std::size_t i, NetParameter*) -> const NetParameter& { return networks_[i].weights(); },
-      first_.get());
+      [&](std::size_t i, NetParameter&) -> const NetParameter& { return networks_[i].weights(); },
+      *first_);
   for (CheckedNetwork& network : networks_) network.dropWeights();
   for (const oznalib::CascadeStage& stage : first_->stages) {
     weights_.push_back(oznalib::trainedLayers(*stage.net));
@@ -110,11 +110,11 @@ std::unique_ptr<oznalib::DetectorImpl> Cascade::makeDetector() const {
   auto detector = std::make_unique<oznalib::DetectorImpl>();
   fill(
       networks_, rest_,
-      [&](std::size_t i, NetParameter* room) -> const NetParameter& {
+      [&](std::size_t i, NetParameter& room) -> const NetParameter& {
         oznalib::readTrained(weights_[i], room);
-        return *room;
+        return room;
       },
-      detector.get());
+      *detector);
   return detector;
 }
 

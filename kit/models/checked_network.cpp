@@ -39,14 +39,14 @@ struct Version {
 class Checker {
  public:
   Checker(Role role, const std::string& definition_label, const NetParameter& definition,
-          const std::string& weights_label, NetParameter* weights)
+          const std::string& weights_label, NetParameter& weights)
       : role_(role),
         definition_label_(definition_label),
         definition_(definition),
         weights_label_(weights_label),
         weights_(weights) {}
 
-  void run(NetParameter* runtime_definition, NetParameter* runtime_weights) {
+  void run(NetParameter& runtime_definition, NetParameter& runtime_weights) {
     if (definition_.layers_size() > kMostLayers) {
       fail("at most " + std::to_string(kMostLayers) + " layers",
            std::to_string(definition_.layers_size()));
@@ -54,7 +54,7 @@ class Checker {
     addInput(runtime_definition);
     listWeights();
     for (int i = 0; i < definition_.layers_size(); ++i) {
-      addLayer(i, runtime_definition->add_layers(), runtime_weights);
+      addLayer(i, *runtime_definition.add_layers(), runtime_weights);
     }
     checkUses();
     checkOutput();
@@ -71,7 +71,7 @@ class Checker {
                 definition_label_ + ": expected " + expected + ", found " + found + ".");
   }
 
-  void addInput(NetParameter* runtime_definition) {
+  void addInput(NetParameter& runtime_definition) {
     if (definition_.input_size() != 1 || definition_.input_dim_size() != 4) {
       fail("one input of four dimensions",
            std::to_string(definition_.input_size()) + " inputs and " +
@@ -94,16 +94,16 @@ class Checker {
            std::to_string(input_.count()));
     }
     values_ = input_.count();
-    runtime_definition->set_name(definition_label_);
-    runtime_definition->add_input("input");
-    for (const int dim : dims) runtime_definition->add_input_dim(dim);
+    runtime_definition.set_name(definition_label_);
+    runtime_definition.add_input("input");
+    for (const int dim : dims) runtime_definition.add_input_dim(dim);
     current_[definition_.input(0)] = 0;
     versions_.push_back({"input", input_});
   }
 
   void listWeights() {
-    for (int i = 0; i < weights_->layers_size(); ++i) {
-      const LayerParameter& layer = weights_->layers(i);
+    for (int i = 0; i < weights_.layers_size(); ++i) {
+      const LayerParameter& layer = weights_.layers(i);
       if (layer.blobs_size() == 0) continue;
       const bool is_new = weights_of_.emplace(layer.name(), i).second;
       if (!is_new) {
@@ -120,7 +120,7 @@ class Checker {
     return text;
   }
 
-  void addLayer(int i, LayerParameter* runtime, NetParameter* runtime_weights) {
+  void addLayer(int i, LayerParameter& runtime, NetParameter& runtime_weights) {
     const LayerParameter& layer = definition_.layers(i);
     const std::string where = definition_label_ + ": layer \"" + shown(layer.name()) + "\"";
     const auto refuse = [&](const std::string& expected, const std::string& found) {
@@ -140,7 +140,7 @@ class Checker {
       ++versions_[found->second].consumers;
       bottoms.push_back(versions_[found->second].shape);
       read.push_back(found->second);
-      runtime->add_bottom(versions_[found->second].runtime_name);
+      runtime.add_bottom(versions_[found->second].runtime_name);
     }
     const LayerPlan plan = planLayer(where, layer, bottoms, isDense(), runtime);
     const std::string& top = layer.top(0);
@@ -163,7 +163,7 @@ class Checker {
       }
     }
 
-    runtime->set_name("layer" + std::to_string(i));
+    runtime.set_name("layer" + std::to_string(i));
     std::string runtime_top = top == kOutput ? kOutput : "blob" + std::to_string(i);
     if (in_place) {
       versions_[read[0]].is_overwritten = true;
@@ -171,12 +171,12 @@ class Checker {
     } else {
       values_ += plan.top.count();
     }
-    runtime->add_top(runtime_top);
+    runtime.add_top(runtime_top);
     current_[top] = versions_.size();
     versions_.push_back({runtime_top, plan.top});
     products_ += plan.products + plan.top.count();
     requireBounds();
-    if (plan.has_weights) takeWeights(layer.name(), runtime->name(), plan, runtime_weights);
+    if (plan.has_weights) takeWeights(layer.name(), runtime.name(), plan, runtime_weights);
   }
 
   void requireBounds() const {
@@ -188,20 +188,20 @@ class Checker {
   }
 
   void takeWeights(const std::string& name, const std::string& runtime_name, const LayerPlan& plan,
-                   NetParameter* runtime_weights) {
+                   NetParameter& runtime_weights) {
     const std::string where = weights_label_ + ": layer \"" + shown(name) + "\"";
     const auto refuse = [&](const std::string& expected, const std::string& found) {
       throw Error(OZNAKIT_BAD_MODEL, where + ": expected " + expected + ", found " + found + ".");
     };
     const auto found = weights_of_.find(name);
     if (found == weights_of_.end()) refuse("weights", "none");
-    LayerParameter& given = *weights_->mutable_layers(found->second);
+    LayerParameter& given = *weights_.mutable_layers(found->second);
     const int expected = plan.has_bias ? 2 : 1;
     if (given.blobs_size() != expected) {
       refuse(plan.has_bias ? "weights and a bias" : "weights without a bias",
              std::to_string(given.blobs_size()) + " blobs");
     }
-    LayerParameter& layer = *runtime_weights->add_layers();
+    LayerParameter& layer = *runtime_weights.add_layers();
     layer.set_name(runtime_name);
     const std::vector<int> shapes[] = {plan.weight_shape, {1, 1, 1, plan.outputs}};
     for (int j = 0; j < expected; ++j) {
@@ -274,7 +274,7 @@ class Checker {
   const std::string& definition_label_;
   const NetParameter& definition_;
   const std::string& weights_label_;
-  NetParameter* const weights_;
+  NetParameter& weights_;
   std::map<std::string, int> weights_of_;       // Layers of weights_, by name.
   std::set<std::string> names_;                 // Of layers so far.
   std::vector<Version> versions_;               // The first is the input.
@@ -289,12 +289,12 @@ class Checker {
 CheckedNetwork::CheckedNetwork(Role role, const std::string& definition_label,
                                const NetParameter& definition, const std::string& weights_label,
                                std::unique_ptr<google::protobuf::Arena> weights_arena,
-                               NetParameter* weights)
+                               NetParameter& weights)
     : weights_arena_(std::move(weights_arena)),
       definition_(google::protobuf::Arena::CreateMessage<NetParameter>(arena_.get())),
       weights_(google::protobuf::Arena::CreateMessage<NetParameter>(weights_arena_.get())) {
   Checker checker(role, definition_label, definition, weights_label, weights);
-  checker.run(definition_, weights_);
+  checker.run(*definition_, *weights_);
   input_ = checker.input();
   outputs_ = role == Role::kDense ? checker.output().channels : checker.output().count();
 }

@@ -35,7 +35,7 @@ class CheckedNetwork {
   CheckedNetwork(Role role, const std::string& definition_label,
                  const caffe::NetParameter& definition, const std::string& weights_label,
                  std::unique_ptr<google::protobuf::Arena> weights_arena,
-                 caffe::NetParameter* weights);
+                 caffe::NetParameter& weights);
 
   const caffe::NetParameter& definition() const { return *definition_; }
   /// Empty after dropWeights.

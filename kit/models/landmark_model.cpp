@@ -56,7 +56,7 @@ void askForLargePages(float* cells, std::int64_t count) {
 // was when it was opened.
 class Reader {
  public:
-  Reader(const std::string& name, ModelFile* file) : name_(name), file_(*file) {}
+  Reader(const std::string& name, ModelFile& file) : name_(name), file_(file) {}
 
   // at  Byte of the file.
   [[noreturn]] void refuse(std::size_t at, const std::string& expected,
@@ -191,10 +191,10 @@ class Reader {
   std::size_t position_ = 0;
 };
 
-void readStages(Reader& file, oznalib::SDMModel* model) {
+void readStages(Reader& file, oznalib::SDMModel& model) {
   const std::size_t at = file.position();
   const std::int32_t stages = file.count("a number of stages");
-  const std::size_t biases = model->stageBias.size();
+  const std::size_t biases = model.stageBias.size();
   if (biases != 0 && biases != static_cast<std::size_t>(stages)) {
     file.refuse(at, "as many stages as biases, " + std::to_string(biases) + ",",
                 std::to_string(stages));
@@ -203,65 +203,65 @@ void readStages(Reader& file, oznalib::SDMModel* model) {
     mp::pca_map map;
     map.mean = file.matrix("the mean of a stage", 1, kFeatures);
     map.projection = file.matrix("the map of a stage", kFeatures, kCoordinates);
-    model->stageMaps.push_back(std::move(map));
+    model.stageMaps.push_back(std::move(map));
   }
 }
 
 // The levels come before the number of which they are some.
-void readLevels(Reader& file, oznalib::SDMModel* model) {
+void readLevels(Reader& file, oznalib::SDMModel& model) {
   const std::size_t at = file.position();
   const std::int32_t stage_levels = file.count("a number of blur levels");
   if (stage_levels == 0) {
     file.refuse(at, "the blur level of a stage or more", "none");
   }
-  model->stageLevels.clear();
+  model.stageLevels.clear();
   std::int32_t highest = 0;
   for (std::int32_t i = 0; i < stage_levels; ++i) {
-    model->stageLevels.push_back(file.within<std::int32_t>("a blur level", 0, kMostLevels + 2));
-    highest = std::max(highest, model->stageLevels.back());
+    model.stageLevels.push_back(file.within<std::int32_t>("a blur level", 0, kMostLevels + 2));
+    highest = std::max(highest, model.stageLevels.back());
   }
   file.number<std::int32_t>();
-  model->reservedFlag = file.number<std::int32_t>();
+  model.reservedFlag = file.number<std::int32_t>();
   const std::size_t levels_at = file.position();
-  model->levelsPerOctave = file.within<std::int32_t>("blur levels in an octave", 1, kMostLevels);
+  model.levelsPerOctave = file.within<std::int32_t>("blur levels in an octave", 1, kMostLevels);
   // Three blurred planes stand above the levels of an octave.
-  if (highest >= model->levelsPerOctave + 3) {
+  if (highest >= model.levelsPerOctave + 3) {
     file.refuse(levels_at,
                 "at least " + std::to_string(highest - 2) + " blur levels in an octave, since " +
                     std::to_string(highest) + " is the level of a stage,",
-                std::to_string(model->levelsPerOctave));
+                std::to_string(model.levelsPerOctave));
   }
 }
 
-void readModel(Reader& file, oznalib::SDMModel* model) {
+void readModel(Reader& file, oznalib::SDMModel& model) {
   const std::int32_t unused_matrices = file.count("a number of matrices");
   for (std::int32_t i = 0; i < unused_matrices; ++i) {
-    model->auxMatrices.push_back(file.anyMatrix("a matrix"));
+    model.auxMatrices.push_back(file.anyMatrix("a matrix"));
   }
   const std::int32_t biases = file.count("a number of biases");
   for (std::int32_t i = 0; i < biases; ++i) {
-    model->stageBias.push_back(file.matrix("the bias of a stage", 1, kCoordinates));
+    model.stageBias.push_back(file.matrix("the bias of a stage", 1, kCoordinates));
   }
   constexpr auto kMeanNumbers = static_cast<std::int32_t>(kCoordinates);
   file.within<std::int32_t>("a number of mean coordinates", kMeanNumbers, kMeanNumbers);
   for (std::int64_t i = 0; i < kCoordinates; ++i) {
-    model->meanShape.push_back(file.within<float>("a mean coordinate", kLeastPlace, kMostPlace));
+    model.meanShape.push_back(file.within<float>("a mean coordinate", kLeastPlace, kMostPlace));
   }
-  model->auxValues =
+  model.auxValues =
       file.finiteNumbers("an unused number", file.count("a number of unused numbers"));
   readStages(file, model);
   readLevels(file, model);
-  model->faceWidth = file.within<std::int32_t>("a face width", kLeastFaceWidth, kMostFaceWidth);
+  model.faceWidth = file.within<std::int32_t>("a face width", kLeastFaceWidth, kMostFaceWidth);
   file.end();
 }
 
 }  // namespace
 
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
-                                                           ModelFile* file) {
+                                                           ModelFile& file) {
   Reader reader(name, file);
   auto model = std::make_unique<oznalib::SDMModel>();
-  readModel(reader, model.get());
+  readModel(reader, *model);
   if (!oznalib::canPlace68(*model)) {
     throw Error(OZNAKIT_BAD_MODEL, name +
                                        ": expected a model of 68 landmarks, found one that the "
@@ -273,7 +273,7 @@ std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& na
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
                                                            std::string_view bytes) {
   BytesInMemory file(bytes);
-  return readLandmarkModel(name, &file);
+  return readLandmarkModel(name, file);
 }
 
 }  // namespace kit

@@ -28,7 +28,7 @@ namespace kit {
 ///          which byte; what ModelFile::read throws; std::bad_alloc.
 /// Cost     Reads each number once, into the model, and looks at it there.
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,
-                                                           ModelFile* file);
+                                                           ModelFile& file);
 
 /// As above, from the whole content.
 std::unique_ptr<const oznalib::SDMModel> readLandmarkModel(const std::string& name,

@@ -21,7 +21,7 @@ struct Planner {
   const LayerParameter& layer;
   const std::vector<Shape>& bottoms;
   bool is_dense;
-  LayerParameter* runtime;
+  LayerParameter& runtime;
 
   [[noreturn]] void fail(const std::string& expected, const std::string& found) const {
     throw Error(OZNAKIT_BAD_MODEL, where + ": expected " + expected + ", found " + found + ".");
@@ -90,7 +90,7 @@ struct Planner {
     plan.weight_shape = {static_cast<int>(outputs), static_cast<int>(bottom.channels / group),
                          static_cast<int>(kernel), static_cast<int>(kernel)};
     plan.outputs = static_cast<int>(outputs);
-    caffe::ConvolutionParameter& copy = *runtime->mutable_convolution_param();
+    caffe::ConvolutionParameter& copy = *runtime.mutable_convolution_param();
     copy.set_num_output(param.num_output());
     copy.set_bias_term(param.bias_term());
     copy.set_pad(param.pad());
@@ -113,8 +113,8 @@ struct Planner {
     plan.has_bias = param.bias_term();
     plan.weight_shape = {1, 1, static_cast<int>(outputs), static_cast<int>(bottom.count())};
     plan.outputs = static_cast<int>(outputs);
-    runtime->mutable_inner_product_param()->set_num_output(param.num_output());
-    runtime->mutable_inner_product_param()->set_bias_term(param.bias_term());
+    runtime.mutable_inner_product_param()->set_num_output(param.num_output());
+    runtime.mutable_inner_product_param()->set_bias_term(param.bias_term());
     return plan;
   }
 
@@ -134,7 +134,7 @@ struct Planner {
     LayerPlan plan;
     plan.top = {bottom.channels, cells(bottom.height), cells(bottom.width)};
     plan.products = plan.top.count() * kernel * kernel;
-    *runtime->mutable_pooling_param() = param;
+    *runtime.mutable_pooling_param() = param;
     return plan;
   }
 
@@ -152,7 +152,7 @@ struct Planner {
     LayerPlan plan;
     plan.top = bottom;
     plan.products = bottom.count() * (is_within ? window * window : 4);
-    *runtime->mutable_lrn_param() = param;
+    *runtime.mutable_lrn_param() = param;
     return plan;
   }
 
@@ -214,14 +214,14 @@ struct Planner {
     requireFinite("power", param.power());
     requireFinite("scale", param.scale());
     requireFinite("shift", param.shift());
-    *runtime->mutable_power_param() = param;
+    *runtime.mutable_power_param() = param;
     return samePlan(onlyBottom());
   }
 
   LayerPlan dropout() const {
     const float ratio = layer.dropout_param().dropout_ratio();
     if (!(ratio >= 0 && ratio < 1)) fail("dropout_ratio of 0 to below 1", "another number");
-    runtime->mutable_dropout_param()->set_dropout_ratio(ratio);
+    runtime.mutable_dropout_param()->set_dropout_ratio(ratio);
     return samePlan(onlyBottom());
   }
 
@@ -276,9 +276,9 @@ struct Planner {
 }  // namespace
 
 LayerPlan planLayer(const std::string& where, const LayerParameter& layer,
-                    const std::vector<Shape>& bottoms, bool is_dense, LayerParameter* for_runtime) {
+                    const std::vector<Shape>& bottoms, bool is_dense, LayerParameter& for_runtime) {
   const Planner planner = {where, layer, bottoms, is_dense, for_runtime};
-  for_runtime->set_type(layer.type());
+  for_runtime.set_type(layer.type());
   const LayerPlan plan = planner.plan();
   planner.requireFits("an output", plan.top.count());
   return plan;

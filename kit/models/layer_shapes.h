@@ -40,7 +40,7 @@ struct LayerPlan {
 ///           out of range, or inputs that do not fit.
 LayerPlan planLayer(const std::string& where, const caffe::LayerParameter& layer,
                     const std::vector<Shape>& bottoms, bool is_dense,
-                    caffe::LayerParameter* for_runtime);
+                    caffe::LayerParameter& for_runtime);
 
 /// Whether layers of a kind map each value by itself, so that they may work in place.
 bool mapsEachValue(caffe::LayerParameter::LayerType type);

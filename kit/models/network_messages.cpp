@@ -36,47 +36,47 @@ class FirstError : public google::protobuf::io::ErrorCollector {
   std::string sentence_;
 };
 
-void upgradeConvolution(const V0LayerParameter& old, caffe::ConvolutionParameter* param) {
-  if (old.has_num_output()) param->set_num_output(old.num_output());
-  if (old.has_kernelsize()) param->set_kernel_size(old.kernelsize());
-  param->set_bias_term(old.biasterm());
-  param->set_pad(old.pad());
-  param->set_group(old.group());
-  param->set_stride(old.stride());
+void upgradeConvolution(const V0LayerParameter& old, caffe::ConvolutionParameter& param) {
+  if (old.has_num_output()) param.set_num_output(old.num_output());
+  if (old.has_kernelsize()) param.set_kernel_size(old.kernelsize());
+  param.set_bias_term(old.biasterm());
+  param.set_pad(old.pad());
+  param.set_group(old.group());
+  param.set_stride(old.stride());
 }
 
-void upgradePooling(const V0LayerParameter& old, caffe::PoolingParameter* param) {
-  if (old.has_kernelsize()) param->set_kernel_size(old.kernelsize());
-  param->set_stride(old.stride());
+void upgradePooling(const V0LayerParameter& old, caffe::PoolingParameter& param) {
+  if (old.has_kernelsize()) param.set_kernel_size(old.kernelsize());
+  param.set_stride(old.stride());
   switch (old.pool()) {
     case V0LayerParameter::MAX:
-      param->set_pool(caffe::PoolingParameter::MAX);
+      param.set_pool(caffe::PoolingParameter::MAX);
       break;
     case V0LayerParameter::AVE:
-      param->set_pool(caffe::PoolingParameter::AVE);
+      param.set_pool(caffe::PoolingParameter::AVE);
       break;
     case V0LayerParameter::STOCHASTIC:
-      param->set_pool(caffe::PoolingParameter::STOCHASTIC);
+      param.set_pool(caffe::PoolingParameter::STOCHASTIC);
       break;
   }
 }
 
 // Replaces an old layer by a present one. Of a kind that is not known here the type stays away,
 // which the check of the network refuses.
-void upgradeLayer(LayerParameter* layer) {
+void upgradeLayer(LayerParameter& layer) {
   LayerParameter upgraded;
-  upgraded.mutable_bottom()->Swap(layer->mutable_bottom());
-  upgraded.mutable_top()->Swap(layer->mutable_top());
-  V0LayerParameter& old = *layer->mutable_layer();
+  upgraded.mutable_bottom()->Swap(layer.mutable_bottom());
+  upgraded.mutable_top()->Swap(layer.mutable_top());
+  V0LayerParameter& old = *layer.mutable_layer();
   upgraded.set_name(old.name());
   upgraded.mutable_blobs()->Swap(old.mutable_blobs());
   const std::string& type = old.type();
   if (type == "conv") {
     upgraded.set_type(LayerParameter::CONVOLUTION);
-    upgradeConvolution(old, upgraded.mutable_convolution_param());
+    upgradeConvolution(old, *upgraded.mutable_convolution_param());
   } else if (type == "pool") {
     upgraded.set_type(LayerParameter::POOLING);
-    upgradePooling(old, upgraded.mutable_pooling_param());
+    upgradePooling(old, *upgraded.mutable_pooling_param());
   } else if (type == "innerproduct") {
     upgraded.set_type(LayerParameter::INNER_PRODUCT);
     if (old.has_num_output()) {
@@ -107,32 +107,32 @@ void upgradeLayer(LayerParameter* layer) {
   } else if (type == "flatten") {
     upgraded.set_type(LayerParameter::FLATTEN);
   }
-  layer->Swap(&upgraded);
+  layer.Swap(&upgraded);
 }
 
 // As the network runtime does it, a message with one old layer is old as a whole.
-void upgradeIfOld(NetParameter* param) {
-  if (!caffe::NetNeedsUpgrade(*param)) return;
-  for (LayerParameter& layer : *param->mutable_layers()) upgradeLayer(&layer);
+void upgradeIfOld(NetParameter& param) {
+  if (!caffe::NetNeedsUpgrade(param)) return;
+  for (LayerParameter& layer : *param.mutable_layers()) upgradeLayer(layer);
 }
 
 }  // namespace
 
-void parseDefinition(const std::string& label, std::string_view text, NetParameter* definition) {
+void parseDefinition(const std::string& label, std::string_view text, NetParameter& definition) {
   FirstError errors;
   google::protobuf::TextFormat::Parser parser;
   parser.RecordErrorsTo(&errors);
   google::protobuf::io::ArrayInputStream stream(text.data(), static_cast<int>(text.size()));
-  if (!parser.Parse(&stream, definition)) {
+  if (!parser.Parse(&stream, &definition)) {
     throw Error(OZNAKIT_BAD_MODEL, label + ": " + errors.sentence());
   }
   upgradeIfOld(definition);
 }
 
-void parseWeights(const std::string& label, std::string_view bytes, NetParameter* weights) {
+void parseWeights(const std::string& label, std::string_view bytes, NetParameter& weights) {
   google::protobuf::io::CodedInputStream input(reinterpret_cast<const std::uint8_t*>(bytes.data()),
                                                static_cast<int>(bytes.size()));
-  if (!weights->ParseFromCodedStream(&input) || !input.ConsumedEntireMessage()) {
+  if (!weights.ParseFromCodedStream(&input) || !input.ConsumedEntireMessage()) {
     throw Error(OZNAKIT_BAD_MODEL, label + ": expected the " + std::to_string(bytes.size()) +
                                        " bytes of a whole weight file, found a message that is "
                                        "damaged or cut short.");

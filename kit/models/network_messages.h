@@ -17,10 +17,10 @@ namespace kit {
 
 /// From the text of a definition. A message names line and column of what is wrong.
 void parseDefinition(const std::string& label, std::string_view text,
-                     caffe::NetParameter* definition);
+                     caffe::NetParameter& definition);
 
 /// From the bytes of a weight file.
-void parseWeights(const std::string& label, std::string_view bytes, caffe::NetParameter* weights);
+void parseWeights(const std::string& label, std::string_view bytes, caffe::NetParameter& weights);
 
 }  // namespace kit
 

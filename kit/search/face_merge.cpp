@@ -21,18 +21,18 @@ float sharedArea(const oznalib::Rectangle<float>& a, const oznalib::Rectangle<fl
 
 }  // namespace
 
-void mergeFaces(std::vector<Face>* faces) {
-  std::stable_sort(faces->begin(), faces->end(),
+void mergeFaces(std::vector<Face>& faces) {
+  std::stable_sort(faces.begin(), faces.end(),
                    [](const Face& a, const Face& b) { return a.score > b.score; });
   std::vector<Face> kept;
-  for (Face& face : *faces) {
+  for (Face& face : faces) {
     const bool is_double = std::any_of(kept.begin(), kept.end(), [&](const Face& better) {
       const float smaller = std::min(areaOf(face.rect), areaOf(better.rect));
       return sharedArea(face.rect, better.rect) > kMostOverlap * smaller;
     });
     if (!is_double) kept.push_back(std::move(face));
   }
-  *faces = std::move(kept);
+  faces = std::move(kept);
 }
 
 }  // namespace kit

@@ -13,7 +13,7 @@ namespace kit {
 /// area, as the detector does within one scan, and sorts the rest by score, best first.
 ///
 /// Cost: quadratic in the number of faces.
-void mergeFaces(std::vector<Face>* faces);
+void mergeFaces(std::vector<Face>& faces);
 
 }  // namespace kit
 

@@ -74,8 +74,8 @@ oznalib::Rectangle<float> movedBy(const oznalib::Rectangle<float>& rect, int x, 
 // Lets the host be asked between the units of the networks, for the life of this object.
 class Interruptible {
  public:
-  Interruptible(oznalib::DetectorImpl* detector, WorkProgress* progress) : detector_(*detector) {
-    if (progress->hasListener()) set([progress] { progress->pause(); });
+  Interruptible(oznalib::DetectorImpl& detector, WorkProgress& progress) : detector_(detector) {
+    if (progress.hasListener()) set([&progress] { progress.pause(); });
   }
   ~Interruptible() { set(nullptr); }
   Interruptible(const Interruptible&) = delete;
@@ -92,10 +92,10 @@ class Interruptible {
 
 // One search of a picture by one detector.
 struct Search {
-  oznalib::DetectorImpl* detector;
+  oznalib::DetectorImpl& detector;
   const Size& first_input;
   const SearchRequest& request;
-  WorkProgress* progress;
+  WorkProgress& progress;
 
   std::vector<Scan> plan(const Picture& picture, int border_px) const {
     const cv::Size size = picture.size();
@@ -107,11 +107,11 @@ struct Search {
     return scans;
   }
 
-  void run(const FramedPicture& framed, const Scan& scan, std::vector<Face>* faces) const {
+  void run(const FramedPicture& framed, const Scan& scan, std::vector<Face>& faces) const {
     if (!isWideEnough(scan)) return;
     PixelBlock block;
     const oznalib::CandidateList found =
-        runCascade(*detector, framed.rgb(scan.region, progress, &block), scan.parameter);
+        runCascade(detector, framed.rgb(scan.region, progress, block), scan.parameter);
     block.release(progress);
     for (const oznalib::FaceCandidate& candidate : found.candidates) {
       Face face;
@@ -122,7 +122,7 @@ struct Search {
       face.score = candidate.score;
       // NaN where damaged weights run out of range.
       if (face.score >= request.least_score && centreLiesIn(face.rect, scan.core)) {
-        faces->push_back(std::move(face));
+        faces.push_back(std::move(face));
       }
     }
   }
@@ -133,10 +133,10 @@ struct Search {
     const FramedPicture framed(picture, border_px);
     std::vector<Face> faces;
     for (const Scan& scan : scans) {
-      run(framed, scan, &faces);
-      progress->finishUnits(workOf(scan));
+      run(framed, scan, faces);
+      progress.finishUnits(workOf(scan));
     }
-    if (scans.size() > 1) mergeFaces(&faces);
+    if (scans.size() > 1) mergeFaces(faces);
     for (Face& face : faces) face.rect = movedBy(face.rect, -border_px, -border_px);
     if (border_px > 0) {
       const oznalib::Rectangle<float> whole = {0, 0, static_cast<float>(picture.size().width),
@@ -158,7 +158,7 @@ struct Search {
       plans.push_back(plan(picture.turned(turn), border_px));
       for (const Scan& scan : plans.back()) work += workOf(scan);
     }
-    progress->beginPart(work, end_share);
+    progress.beginPart(work, end_share);
     std::vector<Face> faces;
     for (int turn = 0; turn < 4; turn += step) {
       const std::vector<Scan>& scans = plans[static_cast<std::size_t>(turn)];
@@ -168,16 +168,16 @@ struct Search {
         faces.push_back(std::move(face));
       }
     }
-    if (request.turns > 1) mergeFaces(&faces);
+    if (request.turns > 1) mergeFaces(faces);
     return faces;
   }
 };
 
 }  // namespace
 
-std::vector<Face> searchFaces(oznalib::DetectorImpl* detector, const Size& first_input,
+std::vector<Face> searchFaces(oznalib::DetectorImpl& detector, const Size& first_input,
                               const Picture& picture, const SearchRequest& request,
-                              double end_share, WorkProgress* progress) {
+                              double end_share, WorkProgress& progress) {
   // The runtime takes its blocks of memory when it first runs.
   const caffe::ThrowWithoutMemory throwing;
   const Interruptible interruptible(detector, progress);

@@ -23,9 +23,9 @@ namespace kit {
 ///              whose centre lies in a margin are left out.
 /// Errors       Error with OZNAKIT_CANCELLED, or with OZNAKIT_BAD_ARGUMENT where the first network
 ///              cannot hold the working image; std::bad_alloc.
-std::vector<Face> searchFaces(oznalib::DetectorImpl* detector, const Size& first_input,
+std::vector<Face> searchFaces(oznalib::DetectorImpl& detector, const Size& first_input,
                               const Picture& picture, const SearchRequest& request,
-                              double end_share, WorkProgress* progress);
+                              double end_share, WorkProgress& progress);
 
 }  // namespace kit
 

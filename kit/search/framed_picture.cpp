@@ -28,11 +28,11 @@ Span spanOf(int begin, int length, int side) {
 }
 
 // Copies one row of a matrix over others, asking between bands.
-void repeatRow(int from, int first, int last, WorkProgress* progress, cv::Mat* image) {
-  const int band_rows = std::max(1, kBandPixels / image->cols);
+void repeatRow(int from, int first, int last, WorkProgress& progress, cv::Mat& image) {
+  const int band_rows = std::max(1, kBandPixels / image.cols);
   for (int row = first; row < last; ++row) {
-    image->row(from).copyTo(image->row(row));
-    if ((row - first) % band_rows == 0) progress->pause();
+    image.row(from).copyTo(image.row(row));
+    if ((row - first) % band_rows == 0) progress.pause();
   }
 }
 
@@ -40,8 +40,8 @@ void repeatRow(int from, int first, int last, WorkProgress* progress, cv::Mat* i
 
 cv::Size FramedPicture::size() const { return framedSize(picture_.size(), border_px_); }
 
-cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress,
-                           PixelBlock* block) const {
+cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress& progress,
+                           PixelBlock& block) const {
   const Span columns = spanOf(region.x - border_px_, region.width, picture_.size().width);
   const Span rows = spanOf(region.y - border_px_, region.height, picture_.size().height);
   const cv::Rect inner(columns.begin, rows.begin, columns.end - columns.begin,
@@ -51,7 +51,7 @@ cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress,
   const bool is_shared = picture_.rgb(cv::Rect(inner.x, inner.y, 1, 1)).u == nullptr;
   if (!has_border && is_shared) return picture_.rgb(inner);
 
-  cv::Mat copy = block->make(region.size());
+  cv::Mat copy = block.make(region.size());
   const int band_rows = std::max(1, kBandPixels / inner.width);
   for (int row = 0; row < inner.height; row += band_rows) {
     const cv::Rect band(inner.x, inner.y + row, inner.width,
@@ -59,11 +59,11 @@ cv::Mat FramedPicture::rgb(const cv::Rect& region, WorkProgress* progress,
     cv::Mat target = copy.rowRange(rows.before + row, rows.before + row + band.height);
     cv::copyMakeBorder(picture_.rgb(band), target, 0, 0, columns.before, columns.behind,
                        cv::BORDER_REPLICATE | cv::BORDER_ISOLATED);
-    progress->pause();
+    progress.pause();
   }
-  repeatRow(rows.before, 0, rows.before, progress, &copy);
+  repeatRow(rows.before, 0, rows.before, progress, copy);
   repeatRow(region.height - rows.behind - 1, region.height - rows.behind, region.height, progress,
-            &copy);
+            copy);
   return copy;
 }
 

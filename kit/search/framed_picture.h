@@ -25,7 +25,7 @@ class FramedPicture {
   ///
   /// region  Inside the framed picture.
   /// block   Holds what is copied, and outlives the result.
-  cv::Mat rgb(const cv::Rect& region, WorkProgress* progress, PixelBlock* block) const;
+  cv::Mat rgb(const cv::Rect& region, WorkProgress& progress, PixelBlock& block) const;
 
  private:
   const Picture& picture_;

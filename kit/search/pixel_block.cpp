@@ -25,11 +25,11 @@ cv::Mat PixelBlock::make(const cv::Size& size) {
   return cv::Mat(size, CV_8UC3, block_, row);
 }
 
-void PixelBlock::release(WorkProgress* progress) {
+void PixelBlock::release(WorkProgress& progress) {
   while (bytes_ > 0) {
     // From the end, whose pieces begin on whole pages.
     unmap(bytes_ % kPiece == 0 ? kPiece : bytes_ % kPiece);
-    progress->pause();
+    progress.pause();
   }
 }
 

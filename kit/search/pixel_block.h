@@ -23,7 +23,7 @@ class PixelBlock {
   cv::Mat make(const cv::Size& size);
 
   /// Gives the memory back; the host is asked between pieces. Nothing may use the picture any more.
-  void release(WorkProgress* progress);
+  void release(WorkProgress& progress);
 
  private:
   // The last so many bytes.

@@ -91,7 +91,7 @@ std::vector<Span> spansOver(int side, int tile, int overlap) {
 }
 
 void addTiles(const cv::Size& searched, int smallest_px, const Size& first_input,
-              std::vector<Scan>* scans) {
+              std::vector<Scan>& scans) {
   const auto input_side = static_cast<int>(std::min(first_input.width, first_input.height));
   // Rounded down, so that the tile's working image fits the input.
   const int tile = input_side * smallest_px / defaultParameter().windowSize;
@@ -111,7 +111,7 @@ void addTiles(const cv::Size& searched, int smallest_px, const Size& first_input
       oznalib::CascadeParameter parameter =
           parameterFor(smallest_px, std::max(region.width, region.height));
       parameter.pyramidLevels = kTileLevels;
-      scans->push_back(
+      scans.push_back(
           {region, {column.core_begin, row.core_begin, column.core_end, row.core_end}, parameter});
     }
   }
@@ -130,7 +130,7 @@ std::vector<Scan> planScans(const cv::Size& searched, int longer_side, const Sea
   int smallest = minFacePixels(*request.min_face, longer_side);
   const int at_once = smallestAtOnce(searched, first_input, 1);
   for (; smallest < at_once; smallest *= kLayerRatio) {
-    addTiles(searched, smallest, first_input, &scans);
+    addTiles(searched, smallest, first_input, scans);
   }
   const int last = scans.empty() ? smallest : at_once;
   const int side = std::max(searched.width, searched.height);

@@ -23,11 +23,11 @@ kit::Cascade smallCascade() {
 
 TEST(DetectorPool, LendsOneDetectorToEachAtTheSameTime) {
   kit::Cascade cascade = smallCascade();
-  DetectorPool pool(&cascade);
+  DetectorPool pool(cascade);
   EXPECT_EQ(pool.count(), 0);
   {
-    DetectorPool::Loan first(&pool);
-    DetectorPool::Loan second(&pool);
+    DetectorPool::Loan first(pool);
+    DetectorPool::Loan second(pool);
     EXPECT_NE(&first.detector(), &second.detector());
     EXPECT_TRUE(first.detector().loaded);
     EXPECT_TRUE(second.detector().loaded);
@@ -38,24 +38,24 @@ TEST(DetectorPool, LendsOneDetectorToEachAtTheSameTime) {
 
 TEST(DetectorPool, LendsTheOneThatWasUsedLast) {
   kit::Cascade cascade = smallCascade();
-  DetectorPool pool(&cascade);
-  std::optional<DetectorPool::Loan> first(std::in_place, &pool);
-  std::optional<DetectorPool::Loan> second(std::in_place, &pool);
+  DetectorPool pool(cascade);
+  std::optional<DetectorPool::Loan> first(std::in_place, pool);
+  std::optional<DetectorPool::Loan> second(std::in_place, pool);
   const oznalib::DetectorImpl* const last = &second->detector();
   first.reset();
   second.reset();
-  EXPECT_EQ(&DetectorPool::Loan(&pool).detector(), last);
+  EXPECT_EQ(&DetectorPool::Loan(pool).detector(), last);
   EXPECT_EQ(pool.count(), 2);
 }
 
 TEST(DetectorPool, TrimsThoseThatNobodyHas) {
   kit::Cascade cascade = smallCascade();
-  DetectorPool pool(&cascade);
+  DetectorPool pool(cascade);
   pool.trim();
   EXPECT_EQ(pool.count(), 0);
   {
-    DetectorPool::Loan kept(&pool);
-    { DetectorPool::Loan other(&pool); }
+    DetectorPool::Loan kept(pool);
+    { DetectorPool::Loan other(pool); }
     pool.trim();
     EXPECT_EQ(pool.count(), 1);
     EXPECT_TRUE(kept.detector().loaded);
@@ -63,17 +63,17 @@ TEST(DetectorPool, TrimsThoseThatNobodyHas) {
   EXPECT_EQ(pool.count(), 1);
   pool.trim();
   EXPECT_EQ(pool.count(), 0);
-  EXPECT_TRUE(DetectorPool::Loan(&pool).detector().loaded);
+  EXPECT_TRUE(DetectorPool::Loan(pool).detector().loaded);
 }
 
 TEST(DetectorPoolThreads, LendAndTrimAtOnce) {
   kit::Cascade cascade = smallCascade();
-  DetectorPool pool(&cascade);
+  DetectorPool pool(cascade);
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
     threads.emplace_back([&pool, i] {
       for (int round = 0; round < 50; ++round) {
-        DetectorPool::Loan loan(&pool);
+        DetectorPool::Loan loan(pool);
         EXPECT_TRUE(loan.detector().loaded);
         if (i == 0) pool.trim();
       }

@@ -16,11 +16,11 @@ namespace {
 
 using kit_test::FinderPtr;
 
-oznakit_status openWith(const oznakit_model_options& options, FinderPtr* finder) {
+oznakit_status openWith(const oznakit_model_options& options, FinderPtr& finder) {
   oznakit_finder* opened = reinterpret_cast<oznakit_finder*>(1);
   const oznakit_status status = oznakit_finder_open(&options, &opened);
   EXPECT_EQ(opened == nullptr, status != OZNAKIT_OK);
-  finder->reset(opened);
+  finder.reset(opened);
   return status;
 }
 
@@ -34,7 +34,7 @@ TEST(FinderOpen, TakesModelsFromMemoryThatMayBeFreedThen) {
     options.files = option.data();
     options.file_count = option.size();
     options.parts = OZNAKIT_DETECTION;
-    ASSERT_EQ(openWith(options, &finder), OZNAKIT_OK) << oznakit_last_message();
+    ASSERT_EQ(openWith(options, finder), OZNAKIT_OK) << oznakit_last_message();
   }
   oznakit_finder_info info = OZNAKIT_FINDER_INFO_INIT;
   ASSERT_EQ(oznakit_finder_get_info(finder.get(), &info), OZNAKIT_OK);
@@ -65,20 +65,20 @@ TEST(FinderOpen, ReportsWhatIsWrongByStatusAndSentence) {
   FinderPtr finder;
   oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;
   options.directory = "/etc";
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_NO_MODEL);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_NO_MODEL);
   EXPECT_STREQ(oznakit_last_message(),
                "/etc/stages.txt: expected a model file, but it cannot be read: No such file or "
                "directory.");
   options.directory = "/no/such/place";
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_NO_MODEL);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_NO_MODEL);
   options.size = 3;
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_BAD_ARGUMENT);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_BAD_ARGUMENT);
   options = OZNAKIT_MODEL_OPTIONS_INIT;
   options.parts = 4;
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_BAD_ARGUMENT);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_BAD_ARGUMENT);
   options.parts = OZNAKIT_DETECTION;
   options.file_count = 1;
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_BAD_ARGUMENT);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_BAD_ARGUMENT);
   EXPECT_EQ(oznakit_finder_open(nullptr, nullptr), OZNAKIT_BAD_ARGUMENT);
 
   std::map<std::string, std::string> files = kit_test::smallCascade();
@@ -86,7 +86,7 @@ TEST(FinderOpen, ReportsWhatIsWrongByStatusAndSentence) {
   const std::vector<oznakit_file> option = kit_test::asOption(files);
   options.files = option.data();
   options.file_count = option.size();
-  EXPECT_EQ(openWith(options, &finder), OZNAKIT_BAD_MODEL);
+  EXPECT_EQ(openWith(options, finder), OZNAKIT_BAD_MODEL);
   EXPECT_NE(std::string(oznakit_last_message()).find("first/prototxt-full: line 1"),
             std::string::npos)
       << oznakit_last_message();
@@ -96,7 +96,7 @@ TEST(FinderOpen, TakesTheModelsInsideTheLibraryOrSaysThatThereAreNone) {
   oznakit_model_options options = OZNAKIT_MODEL_OPTIONS_INIT;
   options.built_in = 1;
   FinderPtr finder;
-  if (openWith(options, &finder) != OZNAKIT_OK) {
+  if (openWith(options, finder) != OZNAKIT_OK) {
     EXPECT_STREQ(oznakit_last_message(),
                  "Expected models inside the library, but it was built without "
                  "(OZNAKIT_EMBED_MODELS).");

@@ -61,7 +61,7 @@ std::vector<Measured> measure(const Arguments& arguments) {
     kit::Face face;
     face.rect = at::evaluationRect(boxes[faces[i].image], faces[i], arguments.noise, arguments.seed,
                                    static_cast<int>(i), nullptr);
-    kit::describeFace(*model, pictureOf(rgb), OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS, &face);
+    kit::describeFace(*model, pictureOf(rgb), OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS, face);
     if (face.points.empty()) {
       ++without_points;
       continue;

@@ -35,7 +35,7 @@ Face described(const oznakit_image& image, const Rect& rect, int turn, int with)
   Face face;
   face.rect = rect;
   face.turn = turn;
-  describeFace(faceModel(), Picture(image), with, &face);
+  describeFace(faceModel(), Picture(image), with, face);
   return face;
 }
 

@@ -13,6 +13,7 @@ namespace {
 using kit_test::FinderPtr;
 using kit_test::Found;
 
+// options  Null for the defaults, as oznakit_finder_open has it.
 FinderPtr openWith(const oznakit_model_options* options) {
   oznakit_finder* finder = nullptr;
   EXPECT_EQ(oznakit_finder_open(options, &finder), OZNAKIT_OK) << oznakit_last_message();

@@ -50,7 +50,7 @@ std::string refusalWithWeights(const std::string& name, const Change& change) {
   Files files = kit_test::smallCascade();
   caffe::NetParameter weights;
   EXPECT_TRUE(weights.ParseFromString(files.at(name)));
-  change(&weights);
+  change(weights);
   files[name] = weights.SerializeAsString();
   return refusalOf(files);
 }
@@ -207,29 +207,29 @@ TEST(Cascade, RefusesOutputsThatAreNoProbabilities) {
 }
 
 TEST(Cascade, RefusesWeightsThatDoNotFit) {
-  const auto first_blob = [](caffe::NetParameter* weights) {
-    return weights->mutable_layers(0)->mutable_blobs(0);
+  const auto first_blob = [](caffe::NetParameter& weights) {
+    return weights.mutable_layers(0)->mutable_blobs(0);
   };
   const std::string name = kit_test::kLaterWeights;
-  expectWords(refusalWithWeights(name, [&](auto* weights) { weights->clear_layers(); }),
+  expectWords(refusalWithWeights(name, [&](auto& weights) { weights.clear_layers(); }),
               "later/proto: layer \"ip\": expected weights, found none.");
   expectWords(
       refusalWithWeights(
-          name, [&](auto* weights) { weights->mutable_layers(0)->mutable_blobs()->RemoveLast(); }),
+          name, [&](auto& weights) { weights.mutable_layers(0)->mutable_blobs()->RemoveLast(); }),
       "expected weights and a bias, found 1 blobs.");
-  expectWords(refusalWithWeights(name, [&](auto* weights) { first_blob(weights)->set_width(47); }),
+  expectWords(refusalWithWeights(name, [&](auto& weights) { first_blob(weights)->set_width(47); }),
               "weights: expected 1 by 1 by 2 by 48 values, found 1 by 1 by 2 by 47.");
   expectWords(refusalWithWeights(
-                  name, [&](auto* weights) { first_blob(weights)->mutable_data()->RemoveLast(); }),
+                  name, [&](auto& weights) { first_blob(weights)->mutable_data()->RemoveLast(); }),
               "weights: expected 96 values, found 95.");
   for (const float odd :
        {std::numeric_limits<float>::quiet_NaN(), -std::numeric_limits<float>::infinity()}) {
     expectWords(
-        refusalWithWeights(name, [&](auto* weights) { first_blob(weights)->set_data(9, odd); }),
+        refusalWithWeights(name, [&](auto& weights) { first_blob(weights)->set_data(9, odd); }),
         "weights: expected finite values, found another one at 9.");
   }
   expectWords(
-      refusalWithWeights(name, [&](auto* weights) { *weights->add_layers() = weights->layers(0); }),
+      refusalWithWeights(name, [&](auto& weights) { *weights.add_layers() = weights.layers(0); }),
       "expected weights of layer \"ip\" once, found them twice.");
 }
 

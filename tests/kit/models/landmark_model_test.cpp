@@ -110,7 +110,7 @@ class ChangedFile : public kit::ModelFile {
   std::size_t read_ = 0;
 };
 
-std::string refusal(ChangedFile* file) {
+std::string refusal(ChangedFile& file) {
   try {
     readLandmarkModel("face68.sdm", file);
     return {};
@@ -123,20 +123,20 @@ std::string refusal(ChangedFile* file) {
 TEST(LandmarkModel, IsRefusedWhereItsFileBecomesShorterOrLonger) {
   const std::string bytes = synthetic::fileForm(synthetic::randomModel(68, {1}, 0, 1));
   ChangedFile same(bytes.size(), bytes);
-  EXPECT_EQ(refusal(&same), "");
+  EXPECT_EQ(refusal(same), "");
   EXPECT_EQ(same.bytesRead(), bytes.size());
 
   const std::string shorter = bytes.substr(0, bytes.size() - 1);
   ChangedFile cut(bytes.size(), shorter);
-  EXPECT_NE(refusal(&cut).find("expected 4 more bytes at byte"), std::string::npos);
+  EXPECT_NE(refusal(cut).find("expected 4 more bytes at byte"), std::string::npos);
   const std::string half = bytes.substr(0, bytes.size() / 2);
   ChangedFile halved(bytes.size(), half);
-  EXPECT_NE(refusal(&halved).find("found the end after"), std::string::npos);
+  EXPECT_NE(refusal(halved).find("found the end after"), std::string::npos);
 
   const std::string longer = bytes + "abc";
   ChangedFile grown(bytes.size(), longer);
-  EXPECT_EQ(refusal(&grown), "face68.sdm: expected the end at byte " +
-                                 std::to_string(bytes.size()) + ", found 1 more bytes.");
+  EXPECT_EQ(refusal(grown), "face68.sdm: expected the end at byte " + std::to_string(bytes.size()) +
+                                ", found 1 more bytes.");
 }
 
 // Memory is asked for as far as the file can fill it.

@@ -28,7 +28,7 @@ LayerParameter layerOf(const std::string& text) {
 LayerPlan planOf(const std::string& text, const std::vector<Shape>& bottoms,
                  bool is_dense = false) {
   LayerParameter for_runtime;
-  return kit::planLayer("it", layerOf(text), bottoms, is_dense, &for_runtime);
+  return kit::planLayer("it", layerOf(text), bottoms, is_dense, for_runtime);
 }
 
 std::string refusal(const std::string& text, const std::vector<Shape>& bottoms,
@@ -88,7 +88,7 @@ TEST(PlanLayer, CopiesWhatARunNeedsAndNoMore) {
                  layerOf("name: 'c' type: CONVOLUTION bottom: 'a' top: 'b' blobs_lr: 1 "
                          "convolution_param { num_output: 2 kernel_size: 1 weight_filler { type: "
                          "'xavier' } }"),
-                 {{1, 1, 1}}, false, &for_runtime);
+                 {{1, 1, 1}}, false, for_runtime);
   EXPECT_EQ(for_runtime.ShortDebugString(),
             "type: CONVOLUTION convolution_param { num_output: 2 bias_term: true pad: 0 "
             "kernel_size: 1 group: 1 stride: 1 }");

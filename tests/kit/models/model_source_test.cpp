@@ -70,9 +70,9 @@ TEST_F(DirectorySourceTest, DoesNotWaitForAFileThatBecomesAPipe) {
   });
 }
 
-std::string rest(ModelFile* file) {
+std::string rest(ModelFile& file) {
   std::string bytes(100, '\0');
-  bytes.resize(file->read(bytes.data(), bytes.size()));
+  bytes.resize(file.read(bytes.data(), bytes.size()));
   return bytes;
 }
 
@@ -88,7 +88,7 @@ TEST_F(DirectorySourceTest, ReadsWhatAFileHasAndTellsWhatItHadWhenItWasOpened) {
     EXPECT_EQ(first[0], 'w');
     std::ofstream(root_ + "/file") << later;
     EXPECT_EQ(file->size(), 7U);
-    EXPECT_EQ(rest(file.get()), later.substr(1));
+    EXPECT_EQ(rest(*file), later.substr(1));
     EXPECT_EQ(file->read(first, 1), 0U);
   }
 }
@@ -99,9 +99,9 @@ TEST(MemorySource, GivesTheBytesThemselves) {
   const auto source = memorySource(files, 2);
   EXPECT_EQ(source->read("a", 7).view().data(), bytes.data());
   EXPECT_EQ(source->read("a", 7).view(), "weights");
-  EXPECT_EQ(rest(source->open("a", 7).get()), "weights");
+  EXPECT_EQ(rest(*source->open("a", 7)), "weights");
   EXPECT_EQ(source->read("none", 7).view(), "");
-  EXPECT_EQ(rest(source->open("none", 7).get()), "");
+  EXPECT_EQ(rest(*source->open("none", 7)), "");
   expectWords(refusalOf(OZNAKIT_BAD_MODEL, [&] { source->open("a", 6); }),
               "expected a file of at most 6 bytes, found 7.");
 }

@@ -19,14 +19,14 @@ using kit_test::refusalOf;
 
 TEST(ParseDefinition, ReadsATextAndNamesLineAndColumnOfAnError) {
   NetParameter net;
-  parseDefinition("it", "name: 'a'\nlayers { name: 'r' type: RELU }", &net);
+  parseDefinition("it", "name: 'a'\nlayers { name: 'r' type: RELU }", net);
   EXPECT_EQ(net.name(), "a");
   ASSERT_EQ(net.layers_size(), 1);
   EXPECT_EQ(net.layers(0).type(), LayerParameter::RELU);
   expectWords(refusalOf(OZNAKIT_BAD_MODEL,
                         [] {
                           NetParameter bad;
-                          parseDefinition("it", "name: 'a'\n  florble: 1", &bad);
+                          parseDefinition("it", "name: 'a'\n  florble: 1", bad);
                         }),
               "it: line 2, column 10: expected the text of a network definition, found: ");
 }
@@ -40,7 +40,7 @@ TEST(ParseDefinition, BringsLayersOfTheOldLayoutToThePresentOne) {
                   "bottom: 'c' top: 'p' } "
                   "layers { layer { name: 'f' type: 'innerproduct' num_output: 2 } bottom: 'p' "
                   "top: 'f' }",
-                  &net);
+                  net);
   ASSERT_EQ(net.layers_size(), 3);
   const LayerParameter& conv = net.layers(0);
   EXPECT_FALSE(conv.has_layer());
@@ -57,7 +57,7 @@ TEST(ParseDefinition, BringsLayersOfTheOldLayoutToThePresentOne) {
 
 TEST(ParseDefinition, LeavesAnOldLayerOfAnUnknownKindWithoutAType) {
   NetParameter net;
-  parseDefinition("it", "layers { layer { name: 'x' type: 'florble' } }", &net);
+  parseDefinition("it", "layers { layer { name: 'x' type: 'florble' } }", net);
   ASSERT_EQ(net.layers_size(), 1);
   EXPECT_EQ(net.layers(0).name(), "x");
   EXPECT_FALSE(net.layers(0).has_type());
@@ -70,11 +70,11 @@ TEST(ParseWeights, TakesWholeMessagesAlone) {
   net.mutable_layers(0)->add_blobs()->add_data(0.5F);
   const std::string bytes = net.SerializeAsString();
   NetParameter read;
-  parseWeights("it", bytes, &read);
+  parseWeights("it", bytes, read);
   EXPECT_EQ(read.layers(0).blobs(0).data(0), 0.5F);
   for (const std::string& damaged : {bytes.substr(0, bytes.size() - 1), bytes + '\0'}) {
     NetParameter bad;
-    expectWords(refusalOf(OZNAKIT_BAD_MODEL, [&] { parseWeights("it", damaged, &bad); }),
+    expectWords(refusalOf(OZNAKIT_BAD_MODEL, [&] { parseWeights("it", damaged, bad); }),
                 "it: expected the " + std::to_string(damaged.size()) +
                     " bytes of a whole weight file, found a message that is damaged or cut short.");
   }
@@ -86,7 +86,7 @@ TEST(ParseWeights, KeepsTheBlobsOfAnOldLayer) {
   net.mutable_layers(0)->mutable_layer()->set_name("c");
   net.mutable_layers(0)->mutable_layer()->add_blobs()->add_data(3);
   NetParameter read;
-  parseWeights("it", net.SerializeAsString(), &read);
+  parseWeights("it", net.SerializeAsString(), read);
   EXPECT_EQ(read.layers(0).name(), "c");
   EXPECT_EQ(read.layers(0).blobs(0).data(0), 3);
 }

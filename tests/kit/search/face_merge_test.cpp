@@ -16,7 +16,7 @@ Face face(float left, float top, float side, float score) {
 
 TEST(MergeFaces, KeepsTheBestOfThoseThatOverlap) {
   std::vector<Face> faces = {face(0, 0, 10, 0.9F), face(1, 1, 10, 0.99F), face(50, 50, 10, 0.95F)};
-  mergeFaces(&faces);
+  mergeFaces(faces);
   ASSERT_EQ(faces.size(), 2U);
   EXPECT_EQ(faces[0].score, 0.99F);
   EXPECT_EQ(faces[1].score, 0.95F);
@@ -25,17 +25,17 @@ TEST(MergeFaces, KeepsTheBestOfThoseThatOverlap) {
 TEST(MergeFaces, MeasuresOverlapByTheSmallerFace) {
   // The small face lies within the large one, at a hundredth of its area.
   std::vector<Face> faces = {face(0, 0, 100, 0.9F), face(40, 40, 10, 0.8F)};
-  mergeFaces(&faces);
+  mergeFaces(faces);
   EXPECT_EQ(faces.size(), 1U);
 }
 
 TEST(MergeFaces, KeepsBothAtAQuarter) {
   // 5 by 5 of 10 by 10 is a quarter exactly.
   std::vector<Face> faces = {face(0, 0, 10, 0.9F), face(5, 5, 10, 0.8F)};
-  mergeFaces(&faces);
+  mergeFaces(faces);
   EXPECT_EQ(faces.size(), 2U);
   faces = {face(0, 0, 10, 0.9F), face(4, 5, 10, 0.8F)};
-  mergeFaces(&faces);
+  mergeFaces(faces);
   EXPECT_EQ(faces.size(), 1U);
 }
 

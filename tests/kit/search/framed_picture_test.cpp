@@ -51,7 +51,7 @@ TEST(FramedPicture, RepeatsTheEdgeInEveryRegion) {
         for (const int side : {1, 2, 5, 13}) {
           const cv::Rect region = cv::Rect(left, top, side, side) & cv::Rect({0, 0}, framed.size());
           PixelBlock block;
-          const cv::Mat rgb = framed.rgb(region, &progress, &block);
+          const cv::Mat rgb = framed.rgb(region, progress, block);
           ASSERT_EQ(rgb.size(), region.size());
           for (int y = 0; y < region.height; ++y) {
             for (int x = 0; x < region.width; ++x) {
@@ -72,7 +72,7 @@ TEST(FramedPicture, BorrowsRgbPixelsWithoutBorder) {
   const Picture picture(pixels.image(OZNAKIT_RGB));
   WorkProgress progress(nullptr, nullptr);
   PixelBlock block;
-  const cv::Mat rgb = FramedPicture(picture, 0).rgb({1, 2, 3, 2}, &progress, &block);
+  const cv::Mat rgb = FramedPicture(picture, 0).rgb({1, 2, 3, 2}, progress, block);
   EXPECT_EQ(rgb.data, pixels.bytes.data() + 3 * (2 * 7 + 1));
 }
 

@@ -17,8 +17,8 @@ TEST(PixelBlock, HoldsWholePicturesUntilItGivesThemBack) {
     cv::Mat picture = block.make(size);
     picture.setTo(cv::Scalar(1, 2, 3));
     EXPECT_EQ(picture.at<cv::Vec3b>(size.height - 1, size.width - 1), cv::Vec3b(1, 2, 3));
-    block.release(&progress);
-    block.release(&progress);
+    block.release(progress);
+    block.release(progress);
   }
 }
 
