@@ -21,7 +21,7 @@ void exchangePacket(const std::string& file, const std::string& text) {
   std::string former = file;
   const auto growth =
       static_cast<std::int64_t>(changed.size()) - static_cast<std::int64_t>(file.size());
-  oznatool::addTo(&former, place.growing, growth);
+  oznatool::addTo(former, place.growing, growth);
   const bool is_whole = again.begin == place.begin && changed.size() - again.end == behind &&
                         changed.compare(0, place.begin, former, 0, place.begin) == 0 &&
                         changed.compare(again.end, behind, former, place.end, behind) == 0;

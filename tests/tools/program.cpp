@@ -20,10 +20,10 @@ namespace {
 namespace fs = std::filesystem;
 
 template <class T>
-void append(std::string* bytes, T value) {
+void append(std::string& bytes, T value) {
   char raw[sizeof(T)];
   std::memcpy(raw, &value, sizeof(T));
-  bytes->append(raw, sizeof(T));
+  bytes.append(raw, sizeof(T));
 }
 
 // In the child: leaves it descriptors 0 to 2 and no others, whatever the test's own parent left
@@ -152,18 +152,18 @@ std::vector<float> spreadShape() {
 
 std::string landmarkFile(const std::vector<float>& mean_shape) {
   std::string bytes;
-  append<std::int32_t>(&bytes, 0);  // Matrices that nothing uses.
-  append<std::int32_t>(&bytes, 0);  // Biases.
-  append<std::int32_t>(&bytes, static_cast<std::int32_t>(mean_shape.size()));
-  for (const float value : mean_shape) append(&bytes, value);
-  append<std::int32_t>(&bytes, 0);    // Numbers that nothing uses.
-  append<std::int32_t>(&bytes, 0);    // Maps.
-  append<std::int32_t>(&bytes, 1);    // Levels of stages:
-  append<std::int32_t>(&bytes, 0);    //   the one for all.
-  append<std::int32_t>(&bytes, 0);    // Dropped.
-  append<std::int32_t>(&bytes, 1);    // Reserved.
-  append<std::int32_t>(&bytes, 3);    // Blur levels.
-  append<std::int32_t>(&bytes, 100);  // Face width.
+  append<std::int32_t>(bytes, 0);  // Matrices that nothing uses.
+  append<std::int32_t>(bytes, 0);  // Biases.
+  append<std::int32_t>(bytes, static_cast<std::int32_t>(mean_shape.size()));
+  for (const float value : mean_shape) append(bytes, value);
+  append<std::int32_t>(bytes, 0);    // Numbers that nothing uses.
+  append<std::int32_t>(bytes, 0);    // Maps.
+  append<std::int32_t>(bytes, 1);    // Levels of stages:
+  append<std::int32_t>(bytes, 0);    //   the one for all.
+  append<std::int32_t>(bytes, 0);    // Dropped.
+  append<std::int32_t>(bytes, 1);    // Reserved.
+  append<std::int32_t>(bytes, 3);    // Blur levels.
+  append<std::int32_t>(bytes, 100);  // Face width.
   return bytes;
 }
 

@@ -7,6 +7,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <optional>
 
 #include "tools/arguments/nearest_word.h"
 #include "tools/process/exit_code.h"
@@ -20,11 +21,14 @@ namespace {
   throw Failure(kExitUsage, option + " takes " + accepted + ", not " + printable(text));
 }
 
+// The number that a text is; nothing where it is none or more than one.
 template <class T>
-bool parse(const std::string& text, T* value) {
+std::optional<T> parsed(const std::string& text) {
+  T value = 0;
   const std::from_chars_result result =
-      std::from_chars(text.data(), text.data() + text.size(), *value);
-  return result.ec == std::errc() && result.ptr == text.data() + text.size();
+      std::from_chars(text.data(), text.data() + text.size(), value);
+  const bool is_number = result.ec == std::errc() && result.ptr == text.data() + text.size();
+  return is_number ? std::optional<T>(value) : std::nullopt;
 }
 
 // "a, b or c"
@@ -40,36 +44,36 @@ std::string listed(const std::vector<std::string>& words) {
 }  // namespace
 
 int wholeNumber(const std::string& option, const std::string& text, int least, int most) {
-  int value = 0;
-  if (!parse(text, &value) || value < least || value > most) {
+  const std::optional<int> value = parsed<int>(text);
+  if (!value || *value < least || *value > most) {
     refuse(option, "a whole number from " + std::to_string(least) + " to " + std::to_string(most),
            text);
   }
-  return value;
+  return *value;
 }
 
 float number(const std::string& option, const std::string& text) {
-  float value = 0;
-  if (!parse(text, &value)) refuse(option, "a number", text);
-  return value;
+  const std::optional<float> value = parsed<float>(text);
+  if (!value) refuse(option, "a number", text);
+  return *value;
 }
 
 double percent(const std::string& option, const std::string& text, double most) {
   std::string digits = text;
   if (!digits.empty() && digits.back() == '%') digits.pop_back();
-  double value = 0;
+  const std::optional<double> value = parsed<double>(digits);
   // The comparison also turns NaN away.
-  if (!parse(digits, &value) || !(value >= 0 && value <= most)) {
+  if (!value || !(*value >= 0 && *value <= most)) {
     refuse(option, "0 to " + std::to_string(static_cast<int>(most)) + " percent", text);
   }
-  return value;
+  return *value;
 }
 
 float score(const std::string& option, const std::string& text) {
-  float value = 0;
+  const std::optional<float> value = parsed<float>(text);
   // The comparison also turns NaN away.
-  if (!parse(text, &value) || !(value >= 0 && value <= 1)) refuse(option, "0 to 1", text);
-  return value;
+  if (!value || !(*value >= 0 && *value <= 1)) refuse(option, "0 to 1", text);
+  return *value;
 }
 
 std::string word(const std::string& option, const std::string& text,
@@ -81,14 +85,13 @@ std::string word(const std::string& option, const std::string& text,
 
 Shard shard(const std::string& option, const std::string& text) {
   constexpr int kMostShards = 1000000;
-  const std::size_t slash = text.find('/');
-  Shard shard;
-  if (slash == std::string::npos || !parse(text.substr(0, slash), &shard.number) ||
-      !parse(text.substr(slash + 1), &shard.count) || shard.number < 1 ||
-      shard.number > shard.count || shard.count > kMostShards) {
+  const std::size_t slash = std::min(text.find('/'), text.size());
+  const std::optional<int> number = parsed<int>(text.substr(0, slash));
+  const std::optional<int> count = parsed<int>(text.substr(std::min(slash + 1, text.size())));
+  if (!number || !count || *number < 1 || *number > *count || *count > kMostShards) {
     refuse(option, "I/N, share I of N with I from 1 to N", text);
   }
-  return shard;
+  return {*number, *count};
 }
 
 oznakit::Box box(const std::string& option, const std::string& text) {

@@ -43,78 +43,78 @@ struct Parser {
   std::vector<CLI::App*> commands;
 
   Parser();
-  CLI::App* add(const std::string& name) {
+  CLI::App& add(const std::string& name) {
     commands.push_back(app.add_subcommand(name));
-    return commands.back();
+    return *commands.back();
   }
 };
 
 // An option with a value, which must not be empty: that would silently stand for no option.
-CLI::Option* addValue(CLI::App* command, const std::string& names, std::string* value) {
-  return command->add_option(names, *value)->check([](const std::string& text) {
+CLI::Option* addValue(CLI::App& command, const std::string& names, std::string& value) {
+  return command.add_option(names, value)->check([](const std::string& text) {
     return text.empty() ? std::string("must not be empty") : std::string();
   });
 }
 
-void addModels(CLI::App* command, Typed* typed) { addValue(command, "--models", &typed->models); }
+void addModels(CLI::App& command, Typed& typed) { addValue(command, "--models", typed.models); }
 
-void addFormat(CLI::App* command, Typed* typed) {
-  CLI::Option* const format = addValue(command, "--format", &typed->format);
-  command->add_flag("--json", typed->json)->excludes(format);
+void addFormat(CLI::App& command, Typed& typed) {
+  CLI::Option* const format = addValue(command, "--format", typed.format);
+  command.add_flag("--json", typed.json)->excludes(format);
 }
 
-void addInputs(CLI::App* command, Typed* typed) {
-  command->add_option("PHOTO", typed->photographs);
-  command->add_flag("-r,--recursive", typed->recursive);
-  command->add_flag("-0,--null", typed->null);
-  command->add_option("-i,--input", typed->pictures)
+void addInputs(CLI::App& command, Typed& typed) {
+  command.add_option("PHOTO", typed.photographs);
+  command.add_flag("-r,--recursive", typed.recursive);
+  command.add_flag("-0,--null", typed.null);
+  command.add_option("-i,--input", typed.pictures)
       ->expected(1)
       ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-  addValue(command, "--memory", &typed->memory);
+  addValue(command, "--memory", typed.memory);
 }
 
-void addSearch(CLI::App* command, Typed* typed) {
-  addValue(command, "--preset", &typed->preset);
-  addValue(command, "--margin", &typed->margin);
-  addValue(command, "--turns", &typed->turns);
-  CLI::Option* const min_face = addValue(command, "--min-face", &typed->min_face);
+void addSearch(CLI::App& command, Typed& typed) {
+  addValue(command, "--preset", typed.preset);
+  addValue(command, "--margin", typed.margin);
+  addValue(command, "--turns", typed.turns);
+  CLI::Option* const min_face = addValue(command, "--min-face", typed.min_face);
   // These say the same in other words.
-  addValue(command, "--max-upscale", &typed->max_upscale)->excludes(min_face);
-  addValue(command, "--max-image-side", &typed->max_image_side)->excludes(min_face);
-  addValue(command, "--min-face-fraction", &typed->min_face_fraction)->excludes(min_face);
-  addValue(command, "--pyramid-levels", &typed->pyramid_levels)->excludes(min_face);
-  addValue(command, "--pyramid-factor", &typed->pyramid_factor)->excludes(min_face);
-  addValue(command, "--window-size", &typed->window_size)->excludes(min_face);
+  addValue(command, "--max-upscale", typed.max_upscale)->excludes(min_face);
+  addValue(command, "--max-image-side", typed.max_image_side)->excludes(min_face);
+  addValue(command, "--min-face-fraction", typed.min_face_fraction)->excludes(min_face);
+  addValue(command, "--pyramid-levels", typed.pyramid_levels)->excludes(min_face);
+  addValue(command, "--pyramid-factor", typed.pyramid_factor)->excludes(min_face);
+  addValue(command, "--window-size", typed.window_size)->excludes(min_face);
 }
 
 // What detect, align, annotate and crop share.
-void addRun(CLI::App* command, Typed* typed) {
+void addRun(CLI::App& command, Typed& typed) {
   addInputs(command, typed);
   addFormat(command, typed);
-  command->add_flag("--safe-cells", typed->safe_cells);
-  CLI::Option* const format = command->get_option("--format");
-  CLI::Option* const json = command->get_option("--json");
-  CLI::Option* const with = command->add_flag("-l,--with-faces", typed->with_faces);
+  command.add_flag("--safe-cells", typed.safe_cells);
+  CLI::Option* const format = command.get_option("--format");
+  CLI::Option* const json = command.get_option("--json");
+  CLI::Option* const with = command.add_flag("-l,--with-faces", typed.with_faces);
   with->excludes(format)->excludes(json);
-  command->add_flag("-L,--without-faces", typed->without_faces)
+  command.add_flag("-L,--without-faces", typed.without_faces)
       ->excludes(format)
       ->excludes(json)
       ->excludes(with);
-  command->add_flag("-q,--quiet", typed->quiet);
-  addValue(command, "-j,--jobs", &typed->jobs);
-  addValue(command, "--progress", &typed->progress);
-  addValue(command, "--resume", &typed->resume);
-  addValue(command, "--shard", &typed->shard);
-  addValue(command, "--xmp", &typed->xmp);
-  addValue(command, "--xmp-name", &typed->xmp_name)->needs(command->get_option("--xmp"));
-  command->add_flag("--embed", typed->embed);
-  command->add_flag("--strict", typed->strict);
-  CLI::Option* const overwrite = command->add_flag("--overwrite", typed->overwrite);
-  command->add_flag("--skip-existing", typed->skip_existing)->excludes(overwrite);
-  CLI::Option* const biggest = command->add_flag("--biggest", typed->biggest);
-  command->add_flag("--best", typed->best)->excludes(biggest);
-  addValue(command, "--min-score", &typed->min_score);
-  command->add_flag("--details", typed->details);
+  command.add_flag("-q,--quiet", typed.quiet);
+  addValue(command, "-j,--jobs", typed.jobs);
+  addValue(command, "--progress", typed.progress);
+  addValue(command, "--resume", typed.resume);
+  addValue(command, "--shard", typed.shard);
+  addValue(command, "--xmp", typed.xmp);
+  addValue(command, "--xmp-name", typed.xmp_name)->needs(command.get_option("--xmp"));
+  command.add_flag("--embed", typed.embed);
+  command.add_flag("--strict", typed.strict);
+  CLI::Option* const overwrite = command.add_flag("--overwrite", typed.overwrite);
+  command.add_flag("--skip-existing", typed.skip_existing)->excludes(overwrite);
+  CLI::Option* const biggest = command.add_flag("--biggest", typed.biggest);
+  command.add_flag("--best", typed.best)->excludes(biggest);
+  addValue(command, "--min-score", typed.min_score);
+  command.add_flag("--details", typed.details);
   addSearch(command, typed);
   addModels(command, typed);
 }
@@ -122,35 +122,37 @@ void addRun(CLI::App* command, Typed* typed) {
 Parser::Parser() {
   app.require_subcommand(1);
   app.set_version_flag("-V,--version", "ozna " OZNA_VERSION);
-  CLI::App* const detect = add("detect");
-  CLI::App* const align = add("align");
-  CLI::App* const annotate = add("annotate");
-  CLI::App* const crop = add("crop");
-  CLI::App* const report = add("report");
-  CLI::App* const models = add("models");
-  CLI::App* const info = add("info");
-  CLI::App* const bench = add("bench");
-  for (CLI::App* const command : {detect, align, annotate, crop, report}) addRun(command, &typed);
-  for (CLI::App* const command : {detect, align}) {
-    addValue(command, "--annotate", &typed.annotate);
+  CLI::App& detect = add("detect");
+  CLI::App& align = add("align");
+  CLI::App& annotate = add("annotate");
+  CLI::App& crop = add("crop");
+  CLI::App& report = add("report");
+  CLI::App& models = add("models");
+  CLI::App& info = add("info");
+  CLI::App& bench = add("bench");
+  for (CLI::App* const command : {&detect, &align, &annotate, &crop, &report}) {
+    addRun(*command, typed);
   }
-  for (CLI::App* const command : {align, annotate, bench}) {
-    addValue(command, "--points", &typed.points);
+  for (CLI::App* const command : {&detect, &align}) {
+    addValue(*command, "--annotate", typed.annotate);
   }
-  addValue(align, "--box", &typed.box);
-  for (CLI::App* const command : {annotate, crop, report}) {
-    addValue(command, "-o,--output", &typed.output)->required();
+  for (CLI::App* const command : {&align, &annotate, &bench}) {
+    addValue(*command, "--points", typed.points);
   }
-  addValue(crop, "--size", &typed.size);
-  for (CLI::App* const command : {models, info}) {
-    addFormat(command, &typed);
-    addModels(command, &typed);
+  addValue(align, "--box", typed.box);
+  for (CLI::App* const command : {&annotate, &crop, &report}) {
+    addValue(*command, "-o,--output", typed.output)->required();
   }
-  addInputs(bench, &typed);
-  addFormat(bench, &typed);
-  addSearch(bench, &typed);
-  addModels(bench, &typed);
-  addValue(bench, "--rounds", &typed.rounds);
+  addValue(crop, "--size", typed.size);
+  for (CLI::App* const command : {&models, &info}) {
+    addFormat(*command, typed);
+    addModels(*command, typed);
+  }
+  addInputs(bench, typed);
+  addFormat(bench, typed);
+  addSearch(bench, typed);
+  addModels(bench, typed);
+  addValue(bench, "--rounds", typed.rounds);
 }
 
 std::vector<std::string> namesIn(const CLI::App& app) {
@@ -208,7 +210,7 @@ void writeHelp(const std::vector<char*>& words) {
 }
 
 // Runs the parser. Returns the name of the command, or nothing where help or version was printed.
-std::optional<std::string> parse(Parser* parser, int argc, char** argv) {
+std::optional<std::string> parse(Parser& parser, int argc, char** argv) {
   std::vector<char*> words(argv, argv + argc);
   std::string detect = "detect";
   if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {
@@ -219,7 +221,7 @@ std::optional<std::string> parse(Parser* parser, int argc, char** argv) {
     if (!namesAPhotograph(argv[1])) refuseCommand(argv[1]);
     words.insert(words.begin() + 1, detect.data());
   }
-  CLI::App& app = parser->app;
+  CLI::App& app = parser.app;
   const auto command = [&app] {
     return app.get_subcommands().empty() ? "" : app.get_subcommands().front()->get_name();
   };
@@ -300,7 +302,7 @@ oznakit::SearchOptions searchOf(const Typed& typed) {
     search.scan = scan;
   }
   if (search.scan) checkScan(*search.scan);
-  if (!typed.min_face.empty()) setMinFace(typed.min_face, &search);
+  if (!typed.min_face.empty()) setMinFace(typed.min_face, search);
   if (!typed.margin.empty()) search.margin = percent("--margin", typed.margin, 100) / 100;
   if (!typed.turns.empty()) search.turns = std::stoi(word("--turns", typed.turns, {"1", "4"}));
   search.details = typed.details;
@@ -421,7 +423,7 @@ std::vector<std::string> optionNames(const std::string& command) {
 
 std::optional<Options> parseOptions(int argc, char** argv) {
   Parser parser;
-  const std::optional<std::string> command = parse(&parser, argc, argv);
+  const std::optional<std::string> command = parse(parser, argc, argv);
   if (!command) return std::nullopt;
   const Typed& typed = parser.typed;
   const std::vector<std::string>& names = commandNames();

@@ -42,7 +42,7 @@ oznakit_scan scanOf(oznakit::Preset preset) {
   return scan;
 }
 
-void setMinFace(const std::string& text, oznakit::SearchOptions* options) {
+void setMinFace(const std::string& text, oznakit::SearchOptions& options) {
   const bool is_percent = !text.empty() && text.back() == '%';
   double value = 0;
   const char* const end = text.data() + text.size() - (is_percent ? 1 : 0);
@@ -55,8 +55,8 @@ void setMinFace(const std::string& text, oznakit::SearchOptions* options) {
           "--min-face takes 8 to 100000 pixels of the photograph, as 40, or 0.1% to 100% of its "
           "longer side, as 5%, not " +
               printable(text));
-  options->min_face_px = is_percent ? 0 : static_cast<float>(value);
-  options->min_face_share = is_percent ? value / 100 : 0;
+  options.min_face_px = is_percent ? 0 : static_cast<float>(value);
+  options.min_face_share = is_percent ? value / 100 : 0;
 }
 
 void checkScan(const oznakit_scan& scan) {

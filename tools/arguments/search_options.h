@@ -22,7 +22,7 @@ oznakit_scan scanOf(oznakit::Preset preset);
 
 /// Sets the smallest face to "40" (pixels) or "5%" of the longer side. Throws Failure with
 /// kExitUsage where the text is neither, or out of range, and says what would be accepted.
-void setMinFace(const std::string& text, oznakit::SearchOptions* options);
+void setMinFace(const std::string& text, oznakit::SearchOptions& options);
 
 /// Throws Failure with kExitUsage, naming the option, where a number cannot work with any
 /// photograph.

@@ -59,7 +59,7 @@ class Bench {
   }
 
   // Errors  PhotographFailure.
-  void time(int round_count, MemoryBudget* budget, const std::string& path) {
+  void time(int round_count, MemoryBudget& budget, const std::string& path) {
     std::vector<std::vector<double>> rounds(timed_.stages.size());
     for (int round = 0; round < round_count && !interrupted(); ++round) {
       const std::vector<double> times = timeOnce(budget, path, /*is_first=*/round == 0);
@@ -80,7 +80,7 @@ class Bench {
     return stage == 1 ? name : name + " and calibration";
   }
 
-  std::vector<double> timeOnce(MemoryBudget* budget, const std::string& path, bool is_first) {
+  std::vector<double> timeOnce(MemoryBudget& budget, const std::string& path, bool is_first) {
     std::vector<double> times;
     Clock::time_point begin = Clock::now();
     const auto lap = [&] {
@@ -93,7 +93,7 @@ class Bench {
     ReadFile file = readWithin(budget, {path, path}, finder_.options().search, reduction_of,
                                Purpose::kSearch, interrupted);
     lap();
-    const Photograph photograph = decodeFile(path, &file);
+    const Photograph photograph = decodeFile(path, file);
     lap();
     double before = 0;
     for (const auto& search : searches_) {
@@ -107,7 +107,7 @@ class Bench {
     std::vector<Face> faces = finder_.search(photograph);
     times.push_back(std::max(0.0, millisecondsSince(begin) - before));
     begin = Clock::now();
-    finder_.align(photograph, &faces);
+    finder_.align(photograph, faces);
     if (finder_.options().points > 0) lap();
     if (is_first) {
       timed_.faces += faces.size();
@@ -196,7 +196,7 @@ ExitCode benchCommand(const Options& options) {
   Inputs inputs(options.run.inputs, nullptr);
   while (const std::optional<Input> input = inputs.next(interrupted)) {
     try {
-      bench.time(options.rounds, &budget, input->path);
+      bench.time(options.rounds, budget, input->path);
     } catch (const Failure& failure) {
       say(failure.what());
       status = std::max(status, failure.code());

@@ -84,11 +84,12 @@ cv::Mat decodeAlpha(const std::vector<unsigned char>& bytes, std::int64_t promis
 
 bool canEncode(const std::string& name) { return cv::haveImageWriter(name); }
 
-bool encode(const std::string& ending, const cv::Mat& pixels, std::vector<unsigned char>* bytes) {
+std::vector<unsigned char> encode(const std::string& ending, const cv::Mat& pixels) {
   try {
-    return cv::imencode(ending, pixels, *bytes);
+    std::vector<unsigned char> bytes;
+    return cv::imencode(ending, pixels, bytes) ? bytes : std::vector<unsigned char>();
   } catch (const cv::Exception&) {
-    return false;  // Some formats have no room for so many pixels.
+    return {};  // Some formats have no room for so many pixels.
   }
 }
 

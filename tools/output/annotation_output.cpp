@@ -102,15 +102,15 @@ void AnnotationOutput::write(const std::string& name, const Bytes& bytes) const 
 }
 
 PreparedFiles AnnotationOutput::prepare(const Input& input, const Record& record,
-                                        Photograph* photograph) const {
+                                        Photograph& photograph) const {
   const std::string name = nameFor(input);
-  annotate(photograph->pixels, record.faces);
-  const cv::Size size = photograph->pixels.size();
+  annotate(photograph.pixels, record.faces);
+  const cv::Size size = photograph.pixels.size();
   // Shared, since a function object must be copyable.
   const auto bytes = std::make_shared<const Bytes>(withMetadata(
-      encodePicture(name, photograph->pixels, photograph->alpha), photograph->metadata, size));
+      encodePicture(name, photograph.pixels, photograph.alpha), photograph.metadata, size));
   return {static_cast<std::int64_t>(bytes->size()),
-          [this, name, bytes](Record* /*record*/) { write(name, *bytes); }};
+          [this, name, bytes](Record& /*record*/) { write(name, *bytes); }};
 }
 
 }  // namespace oznatool

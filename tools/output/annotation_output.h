@@ -43,7 +43,7 @@ class AnnotationOutput : public SideOutput {
 
   /// Draws into the photograph.
   PreparedFiles prepare(const Input& input, const Record& record,
-                        Photograph* photograph) const override;
+                        Photograph& photograph) const override;
 
  private:
   std::string nameFor(const Input& input) const;

@@ -61,23 +61,23 @@ void ChipOutput::protect(const Input& input) const {
 }
 
 PreparedFiles ChipOutput::prepare(const Input& input, const Record& record,
-                                  Photograph* photograph) const {
+                                  Photograph& photograph) const {
   // One file per face; no bytes for a face without a chip.
   const auto files = std::make_shared<std::vector<Bytes>>();
   PreparedFiles prepared;
   for (const Face& face : record.faces) {
-    cv::Mat chip = chipOf(photograph->pixels, face, side_px_);
+    cv::Mat chip = chipOf(photograph.pixels, face, side_px_);
     files->push_back(chip.empty() ? Bytes() : encodePicture(input.place + ".png", chip));
     prepared.bytes += static_cast<std::int64_t>(files->back().size());
   }
-  prepared.write = [this, files, stem = stemOf(input)](Record* written) {
+  prepared.write = [this, files, stem = stemOf(input)](Record& written) {
     for (std::size_t i = 0; i < files->size(); ++i) {
       if ((*files)[i].empty()) continue;
       const std::string name = stem + "-" + std::to_string(i + 1) + ".png";
       // Another photograph of this run may have the same name.
       const bool is_first = written_->insert(name).second;
       const Taken taken = taken_ == Taken::kReplaced && !is_first ? Taken::kAnotherName : taken_;
-      written->faces[i].chip = writeNewFile(directory_, name, (*files)[i], taken);
+      written.faces[i].chip = writeNewFile(directory_, name, (*files)[i], taken);
     }
   };
   return prepared;

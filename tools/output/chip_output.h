@@ -27,7 +27,7 @@ class ChipOutput : public SideOutput {
 
   /// Faces without five landmarks get no chip. Sets the chips of the record's faces.
   PreparedFiles prepare(const Input& input, const Record& record,
-                        Photograph* photograph) const override;
+                        Photograph& photograph) const override;
 
  private:
   std::string directory_;

@@ -22,9 +22,9 @@ std::string lineOf(const Json& value) {
       value.dump(/*indent=*/-1, ' ', /*ensure_ascii=*/false, Json::error_handler_t::replace));
 }
 
-void addLine(std::string* list, const Json& value) {
-  if (!list->empty()) *list += ",\n";
-  *list += lineOf(value);
+void addLine(std::string& list, const Json& value) {
+  if (!list.empty()) list += ",\n";
+  list += lineOf(value);
 }
 
 // x, y and "labelled and visible" for each landmark.
@@ -48,7 +48,7 @@ void CocoExport::add(const Record& record) {
   image["file_name"] = record.path;
   image["width"] = record.size.width;
   image["height"] = record.size.height;
-  addLine(&images_, image);
+  addLine(images_, image);
   for (const Face& face : record.faces) {
     const float left = std::max(face.rect.left, 0.0F);
     const float top = std::max(face.rect.top, 0.0F);
@@ -68,7 +68,7 @@ void CocoExport::add(const Record& record) {
       annotation["num_keypoints"] = face.points.size() / 2;
       point_count_ = face.points.size() / 2;
     }
-    addLine(&annotations_, annotation);
+    addLine(annotations_, annotation);
   }
 }
 

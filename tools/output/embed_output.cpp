@@ -88,11 +88,11 @@ bool EmbedOutput::isThere(const Input& input) const {
 }
 
 PreparedFiles EmbedOutput::prepare(const Input& input, const Record& record,
-                                   Photograph* /*photograph*/) const {
+                                   Photograph& /*photograph*/) const {
   const std::string path = input.path;
   // The old file and the new one.
   const std::int64_t bytes = record.stamp ? 2 * record.stamp->bytes : 0;
-  return {bytes, [path, written = written_](Record* record) {
+  return {bytes, [path, written = written_](Record& record) {
             namingFile(path, [&] {
               InputFile file(path);
               const struct stat status = file.status();
@@ -100,20 +100,20 @@ PreparedFiles EmbedOutput::prepare(const Input& input, const Record& record,
                 throw std::runtime_error(
                     "is not a file in a folder, so no regions can be written into it");
               }
-              if (!record->stamp || !(*record->stamp == *stampOf(status))) {
+              if (!record.stamp || !(*record.stamp == *stampOf(status))) {
                 // Another name of a file that has its regions by now.
                 if (written->files.count({status.st_dev, status.st_ino}) == 0) {
                   throw std::runtime_error("was changed while it was searched");
                 }
-                record->stamp = stampOf(status);
+                record.stamp = stampOf(status);
                 return;
               }
-              const std::string changed = withRegions(file.readAll(kLargest), *record);
+              const std::string changed = withRegions(file.readAll(kLargest), record);
               if (changed.empty()) return;
               const struct stat now =
                   replaceUnchangedFile(path, status, changed.data(), changed.size());
               written->files.insert({now.st_dev, now.st_ino});
-              record->stamp = stampOf(now);
+              record.stamp = stampOf(now);
             });
           }};
 }

@@ -26,7 +26,7 @@ class EmbedOutput : public SideOutput {
   bool isThere(const Input& input) const override;
 
   PreparedFiles prepare(const Input& input, const Record& record,
-                        Photograph* photograph) const override;
+                        Photograph& photograph) const override;
 
  private:
   struct Written;

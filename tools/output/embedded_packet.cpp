@@ -82,9 +82,13 @@ std::size_t pictureEnd(std::string_view file, std::size_t place) {
   failCut();
 }
 
-// The segments before the picture's data, and the end of the picture.
-std::vector<Segment> segmentsIn(std::string_view file, std::size_t* picture_end) {
-  std::vector<Segment> segments;
+struct JpegParts {
+  std::vector<Segment> segments;  // Before the picture's data.
+  std::size_t picture_end = 0;
+};
+
+JpegParts partsOf(std::string_view file) {
+  JpegParts parts;
   std::size_t place = 2;
   while (true) {
     if (place >= file.size() || at(file, place) != 0xFF) failCut();
@@ -98,10 +102,10 @@ std::vector<Segment> segmentsIn(std::string_view file, std::size_t* picture_end)
     const std::size_t end = segmentEnd(file, place);
     constexpr unsigned kStartOfScan = 0xDA;
     if (marker == kStartOfScan) {
-      *picture_end = pictureEnd(file, end);
-      return segments;
+      parts.picture_end = pictureEnd(file, end);
+      return parts;
     }
-    segments.push_back({marker, begin, end, file.substr(place + 3, end - place - 3)});
+    parts.segments.push_back({marker, begin, end, file.substr(place + 3, end - place - 3)});
     place = end;
   }
 }
@@ -163,8 +167,7 @@ PacketPlace jpegPlace(std::string_view file) {
   constexpr unsigned kApp0 = 0xE0;
   constexpr unsigned kApp1 = 0xE1;
   constexpr unsigned kApp2 = 0xE2;
-  std::size_t picture_end = 0;
-  const std::vector<Segment> segments = segmentsIn(file, &picture_end);
+  const auto [segments, picture_end] = partsOf(file);
   PacketPlace place;
   // A new packet follows the segments that readers expect at the beginning.
   place.begin = 2;
@@ -312,7 +315,7 @@ std::string withPacket(const std::string& file, const PacketPlace& place, const 
   }
   std::string changed = file;
   const auto former = static_cast<std::int64_t>(place.end - place.begin);
-  addTo(&changed, place.growing, static_cast<std::int64_t>(part.size()) - former);
+  addTo(changed, place.growing, static_cast<std::int64_t>(part.size()) - former);
   return changed.replace(place.begin, place.end - place.begin, part);
 }
 

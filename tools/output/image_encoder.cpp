@@ -45,19 +45,18 @@ Bytes encodePicture(const std::string& name, cv::Mat& pixels, const cv::Mat& alp
   const std::string ending = std::filesystem::path(name).extension().string();
   Bytes bytes;
   const PictureModule& module = pictures(name);
-  bool encoded = false;
   {
     const QuietStandardError quiet;
     if (alpha.size() == pixels.size() && hasAlpha(ending)) {
       cv::Mat together(pixels.size(), CV_8UC4);
       const std::array<cv::Mat, 2> parts = {pixels, alpha};
       cv::mixChannels(parts.data(), parts.size(), &together, 1, kEachToItsOwn.data(), 4);
-      encoded = module.encode(ending, together, &bytes);
+      bytes = module.encode(ending, together);
     } else {
-      encoded = module.encode(ending, pixels, &bytes);
+      bytes = module.encode(ending, pixels);
     }
   }
-  if (!encoded) {
+  if (bytes.empty()) {
     throw Failure(kExitOutput, printable(name) + ": this image cannot be written as " + ending);
   }
   return bytes;

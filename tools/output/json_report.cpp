@@ -28,9 +28,9 @@ std::string hexOf(const std::string& bytes) {
 }
 
 // A name, and its bytes beside it where they are no text.
-void setName(Json* object, const std::string& key, const std::string& name) {
-  (*object)[key] = name;
-  if (!isUtf8(name)) (*object)[key + "_hex"] = hexOf(name);
+void setName(Json& object, const std::string& key, const std::string& name) {
+  object[key] = name;
+  if (!isUtf8(name)) object[key + "_hex"] = hexOf(name);
 }
 
 Json pointList(const std::vector<float>& points) {
@@ -54,7 +54,7 @@ Json faceObject(const Face& face, bool tells_turn) {
     for (std::size_t i = 0; i < numbers.size(); ++i) object[kDetailNames[i]] = numbers[i];
   }
   if (!face.points.empty()) object["points"] = pointList(face.points);
-  if (!face.chip.empty()) setName(&object, "chip", face.chip);
+  if (!face.chip.empty()) setName(object, "chip", face.chip);
   return object;
 }
 
@@ -63,7 +63,7 @@ Json faceObject(const Face& face, bool tells_turn) {
 std::string jsonLine(const Record& record, bool tells_turn) {
   Json line;
   line["schema"] = kSchemaVersion;
-  setName(&line, "path", record.path);
+  setName(line, "path", record.path);
   if (record.stamp) {
     line["bytes"] = record.stamp->bytes;
     line["modified"] = record.stamp->modified;

@@ -85,9 +85,9 @@ std::optional<struct stat> replaced(const std::string& path, const std::string& 
   return status;
 }
 
-void takeAll(const struct stat& former, const std::string& path, AsideFile* file) {
-  file->takeAttributes(former);
-  file->takeExtendedAttributes(path);
+void takeAll(const struct stat& former, const std::string& path, AsideFile& file) {
+  file.takeAttributes(former);
+  file.takeExtendedAttributes(path);
 }
 
 // The file behind a path, with its folder.
@@ -133,7 +133,7 @@ void replaceFile(const std::string& path, const void* bytes, std::size_t size) {
   const std::optional<struct stat> old = replaced(target, path);
   AsideFile file(target, old ? 0600 : 0666);
   file.write(bytes, size);
-  if (old) takeAll(*old, target, &file);
+  if (old) takeAll(*old, target, file);
   file.moveOver();
 }
 
@@ -144,7 +144,7 @@ struct stat replaceUnchangedFile(const std::string& path, const std::optional<st
   file.write(bytes, size);
   bool is_moved = false;
   if (former) {
-    takeAll(*former, target, &file);
+    takeAll(*former, target, file);
     const std::optional<struct stat> now = replaced(target, path);
     is_moved = now && isUnchanged(*now, *former);
     if (is_moved) file.moveOver();

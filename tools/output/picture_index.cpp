@@ -109,15 +109,15 @@ std::optional<PictureIndex> pictureIndexIn(std::string_view file, std::size_t be
   return found;
 }
 
-void addTo(std::string* file, const std::vector<GrowingNumber>& numbers, std::int64_t growth) {
+void addTo(std::string& file, const std::vector<GrowingNumber>& numbers, std::int64_t growth) {
   for (const GrowingNumber& number : numbers) {
-    const std::int64_t value = Numbers{*file, number.is_big_endian}.at(number.place, 4) + growth;
+    const std::int64_t value = Numbers{file, number.is_big_endian}.at(number.place, 4) + growth;
     if (value < 0 || value > std::numeric_limits<std::uint32_t>::max()) {
       throw std::runtime_error("has an index of pictures that cannot count so far");
     }
     for (std::size_t i = 0; i < 4; ++i) {
       const std::size_t shift = 8 * (number.is_big_endian ? 3 - i : i);
-      (*file)[number.place + i] = static_cast<char>(value >> shift & 0xFF);
+      (file)[number.place + i] = static_cast<char>(value >> shift & 0xFF);
     }
   }
 }

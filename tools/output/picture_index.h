@@ -50,7 +50,7 @@ std::optional<PictureIndex> pictureIndexIn(std::string_view file, std::size_t be
 /// file    All its bytes, before it grows.
 /// growth  What is added; less than 0 where the file shrinks.
 /// Errors  std::runtime_error where a number would leave its 32 bits.
-void addTo(std::string* file, const std::vector<GrowingNumber>& numbers, std::int64_t growth);
+void addTo(std::string& file, const std::vector<GrowingNumber>& numbers, std::int64_t growth);
 
 }  // namespace oznatool
 

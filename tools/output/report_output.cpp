@@ -157,30 +157,30 @@ ReportOutput::ReportOutput(const std::string& page) : page_(std::make_unique<Pag
 ReportOutput::~ReportOutput() = default;
 
 PreparedFiles ReportOutput::prepare(const Input& /*input*/, const Record& record,
-                                    Photograph* photograph) const {
+                                    Photograph& photograph) const {
   struct Chip {
     Bytes bytes;
     double sharpness = 0;
   };
-  const auto thumbnail = std::make_shared<const Bytes>(thumbnailOf(photograph->pixels));
+  const auto thumbnail = std::make_shared<const Bytes>(thumbnailOf(photograph.pixels));
   const auto chips = std::make_shared<std::vector<Chip>>();
   std::int64_t bytes = static_cast<std::int64_t>(thumbnail->size());
   for (const Face& face : record.faces) {
-    cv::Mat chip = chipOf(photograph->pixels, face);
+    cv::Mat chip = chipOf(photograph.pixels, face);
     if (chip.empty()) chip = cv::Mat(kChipSide, kChipSide, CV_8UC3, cv::Scalar());
     const double sharpness = sharpnessOf(chip);
     chips->push_back({encodePicture("chip.jpg", chip), sharpness});
     bytes += static_cast<std::int64_t>(chips->back().bytes.size());
   }
-  return {bytes, [this, thumbnail, chips](Record* written) {
+  return {bytes, [this, thumbnail, chips](Record& written) {
             nlohmann::ordered_json entry;
-            entry["path"] = written->path;
-            entry["width"] = written->size.width;
-            entry["height"] = written->size.height;
+            entry["path"] = written.path;
+            entry["width"] = written.size.width;
+            entry["height"] = written.size.height;
             entry["thumbnail"] = page_->add(*thumbnail);
             entry["faces"] = nlohmann::ordered_json::array();
-            for (std::size_t i = 0; i < written->faces.size(); ++i) {
-              const Face& face = written->faces[i];
+            for (std::size_t i = 0; i < written.faces.size(); ++i) {
+              const Face& face = written.faces[i];
               nlohmann::ordered_json shown;
               shown["left"] = std::lround(face.rect.left);
               shown["top"] = std::lround(face.rect.top);

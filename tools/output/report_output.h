@@ -20,7 +20,7 @@ class ReportOutput : public SideOutput {
   ~ReportOutput() override;
 
   PreparedFiles prepare(const Input& input, const Record& record,
-                        Photograph* photograph) const override;
+                        Photograph& photograph) const override;
   void noteFailure(const Record& record) const override;
   /// Writes the page, in place of one that is there. Errors  Failure with kExitOutput.
   void finish() const override;

@@ -17,7 +17,7 @@ struct PreparedFiles {
   std::int64_t bytes = 0;  ///< Held in memory until write has run.
   /// Writes them and notes them in the record. Called once, before the record is written, one
   /// photograph after the other in their order, in any thread. Throws Failure with kExitOutput.
-  std::function<void(Record*)> write;
+  std::function<void(Record&)> write;
 };
 
 class SideOutput {
@@ -53,7 +53,7 @@ class SideOutput {
   /// Errors      Failure with kExitOutput where they cannot be made.
   /// Threads     Any number at once.
   virtual PreparedFiles prepare(const Input& input, const Record& record,
-                                Photograph* photograph) const = 0;
+                                Photograph& photograph) const = 0;
 };
 
 }  // namespace oznatool

@@ -58,9 +58,9 @@ bool SidecarOutput::isThere(const Input& input) const {
 }
 
 PreparedFiles SidecarOutput::prepare(const Input& input, const Record& /*record*/,
-                                     Photograph* /*photograph*/) const {
+                                     Photograph& /*photograph*/) const {
   const std::string path = pathFor(input);
-  return {0, [path, written = written_](Record* record) {
+  return {0, [path, written = written_](Record& record) {
             if (!written->insert(path).second) {
               throw Failure(kExitOutput, printable(path) +
                                              ": is the sidecar of another photograph "
@@ -68,7 +68,7 @@ PreparedFiles SidecarOutput::prepare(const Input& input, const Record& /*record*
             }
             namingFile(path, [&] {
               const Former former = formerSidecar(path);
-              const std::string text = xmpWithRegions(*record, former.text);
+              const std::string text = xmpWithRegions(record, former.text);
               if (former.status && text == former.text) return;
               replaceUnchangedFile(path, former.status, text.data(), text.size());
             });

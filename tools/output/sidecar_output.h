@@ -25,7 +25,7 @@ class SidecarOutput : public SideOutput {
 
   /// write refuses to use one sidecar for two photographs of the run.
   PreparedFiles prepare(const Input& input, const Record& record,
-                        Photograph* photograph) const override;
+                        Photograph& photograph) const override;
 
  private:
   std::string pathFor(const Input& input) const;

@@ -52,15 +52,15 @@ class Builder {
  private:
   static void XMLCALL onBegin(void* self, const char* name, const char** attributes) {
     static_cast<Builder*>(self)->guarded(
-        [&](Builder* builder) { builder->begin(name, attributes); });
+        [&](Builder& builder) { builder.begin(name, attributes); });
   }
   static void XMLCALL onEnd(void* self, const char* /*name*/) {
-    static_cast<Builder*>(self)->guarded([](Builder* builder) { builder->end(); });
+    static_cast<Builder*>(self)->guarded([](Builder& builder) { builder.end(); });
   }
   static void XMLCALL onText(void* self, const char* text, int size) {
-    static_cast<Builder*>(self)->guarded([&](Builder* builder) {
-      if (!builder->open_.empty()) {
-        builder->open_.back().text.append(text, static_cast<std::size_t>(size));
+    static_cast<Builder*>(self)->guarded([&](Builder& builder) {
+      if (!builder.open_.empty()) {
+        builder.open_.back().text.append(text, static_cast<std::size_t>(size));
       }
     });
   }
@@ -73,12 +73,12 @@ class Builder {
   static void XMLCALL onDocumentType(void* self, const char* /*name*/, const char* /*system*/,
                                      const char* /*publik*/, int /*has_internal*/) {
     static_cast<Builder*>(self)->guarded(
-        [](Builder*) { throw std::runtime_error("has a document type"); });
+        [](Builder&) { throw std::runtime_error("has a document type"); });
   }
 
   static void XMLCALL onDeclaration(void* self, const char* /*version*/, const char* encoding,
                                     int /*standalone*/) {
-    static_cast<Builder*>(self)->guarded([encoding](Builder*) {
+    static_cast<Builder*>(self)->guarded([encoding](Builder&) {
       // What is put in is UTF-8.
       if (encoding != nullptr && strcasecmp(encoding, "UTF-8") != 0 &&
           strcasecmp(encoding, "US-ASCII") != 0) {
@@ -87,10 +87,10 @@ class Builder {
     });
   }
 
-  void guarded(const std::function<void(Builder*)>& body) {
+  void guarded(const std::function<void(Builder&)>& body) {
     if (error_) return;
     try {
-      body(this);
+      body(*this);
     } catch (...) {
       error_ = std::current_exception();
       XML_StopParser(parser_, /*resumable=*/XML_FALSE);

@@ -11,7 +11,7 @@ namespace {
 XmlName rdf(const std::string& local) { return {kRdfSpace, local}; }
 
 // Adds attributes as fields. Returns false where one has a meaning of RDF's own or of XML's.
-bool addAttributes(const XmlElement& element, bool may_be_resource, std::vector<XmpField>* fields) {
+bool addAttributes(const XmlElement& element, bool may_be_resource, std::vector<XmpField>& fields) {
   for (const XmlAttribute& attribute : element.attributes) {
     const bool is_resource_mark = may_be_resource && attribute.name == rdf("parseType");
     if (is_resource_mark) continue;
@@ -19,7 +19,7 @@ bool addAttributes(const XmlElement& element, bool may_be_resource, std::vector<
         attribute.name.space == "http://www.w3.org/XML/1998/namespace") {
       return false;
     }
-    fields->push_back({attribute.name, attribute.value, nullptr});
+    fields.push_back({attribute.name, attribute.value, nullptr});
   }
   return true;
 }
@@ -49,9 +49,9 @@ std::optional<std::vector<XmpField>> fieldsOf(const XmlElement& property) {
   if (body == nullptr && !property.children.empty()) return std::nullopt;
   if (body != nullptr && !trimmed(body->text).empty()) return std::nullopt;
   std::vector<XmpField> fields;
-  if (!addAttributes(property, /*may_be_resource=*/body == &property, &fields)) return std::nullopt;
+  if (!addAttributes(property, /*may_be_resource=*/body == &property, fields)) return std::nullopt;
   if (body == nullptr) return fields;
-  if (body != &property && !addAttributes(*body, /*may_be_resource=*/false, &fields)) {
+  if (body != &property && !addAttributes(*body, /*may_be_resource=*/false, fields)) {
     return std::nullopt;
   }
   for (const XmlElement& child : body->children) {

@@ -43,10 +43,9 @@ struct PictureModule {
   cv::Mat (*decodeAlpha)(const std::vector<unsigned char>& bytes, std::int64_t promised_pixels);
   /// Whether the ending of a file name, as ".png", stands for a format that can be written.
   bool (*canEncode)(const std::string& name);
-  /// Encodes 8-bit blue, green, red, and alpha where there are four channels. False where the
+  /// Encodes 8-bit blue, green, red, and alpha where there are four channels. Empty where the
   /// format has no room for the picture.
-  bool (*encode)(const std::string& ending, const cv::Mat& pixels,
-                 std::vector<unsigned char>* bytes);
+  std::vector<unsigned char> (*encode)(const std::string& ending, const cv::Mat& pixels);
 };
 
 /// The functions of ozna-frames.so: pictures that move. Any thread may call them. They decode the

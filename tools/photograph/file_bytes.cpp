@@ -17,17 +17,17 @@ constexpr std::int64_t kLargestFile = std::int64_t{1} << 30;  // In bytes.
 
 }  // namespace
 
-std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t largest,
-                                         std::optional<FileStamp>* stamp) {
+FileBytes readFileBytes(const std::string& path, std::int64_t largest) {
   const std::int64_t limit = std::min(largest, kLargestFile);
   const auto refuse = [&path, limit] {
     throw PhotographFailure(path, FailureKind::kMemory,
                             "is a file of more than " + std::to_string(limit >> 20) + " MiB");
   };
-  std::vector<unsigned char> bytes;
+  FileBytes read;
+  std::vector<unsigned char>& bytes = read.bytes;
   try {
     InputFile file(path);
-    if (stamp != nullptr) *stamp = stampOf(file.status());
+    read.stamp = stampOf(file.status());
     // The size is a hint for the first allocation only: a pipe has none.
     if (file.size() > limit) refuse();
     bytes.resize(static_cast<std::size_t>(file.size()) + 4096);
@@ -48,7 +48,7 @@ std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t l
                             problem.what() + std::string(is_folder ? "; -r looks into it" : ""));
   }
   if (bytes.empty()) throw PhotographFailure(path, FailureKind::kFormat, "is empty");
-  return bytes;
+  return read;
 }
 
 }  // namespace oznatool

@@ -12,14 +12,17 @@
 
 namespace oznatool {
 
-/// The bytes of a photograph's file, at least one. input_file.h says what may be read.
+struct FileBytes {
+  std::vector<unsigned char> bytes;  ///< At least one.
+  std::optional<FileStamp> stamp;    ///< That of the file when it was opened.
+};
+
+/// Reads a photograph's file; input_file.h says which may be read.
 ///
 /// largest  A larger file is refused; a regular one before it is read. At most 1 GiB, since the
-/// decoders count bytes in an int.
-/// stamp    Receives that of the file that was read, as soon as it is open; may be null.
+///          decoders count bytes in an int.
 /// Errors   PhotographFailure of kind kRead, kFormat (empty) or kMemory (too large).
-std::vector<unsigned char> readFileBytes(const std::string& path, std::int64_t largest,
-                                         std::optional<FileStamp>* stamp = nullptr);
+FileBytes readFileBytes(const std::string& path, std::int64_t largest);
 
 }  // namespace oznatool
 

@@ -110,15 +110,15 @@ void writeColours(const unsigned char* inks, int width, unsigned char* row) {
   }
 }
 
-bool readPixels(Reader* reader, cv::Mat* pixels) {
-  std::vector<unsigned char> inks(reader->hasFourInks() ? 4 * static_cast<std::size_t>(pixels->cols)
-                                                        : 0);
-  for (int y = 0; y < pixels->rows; ++y) {
-    unsigned char* const row = pixels->ptr(y);
-    if (!reader->readRow(inks.empty() ? row : inks.data())) return false;
-    if (!inks.empty()) writeColours(inks.data(), pixels->cols, row);
+bool readPixels(Reader& reader, cv::Mat& pixels) {
+  std::vector<unsigned char> inks(reader.hasFourInks() ? 4 * static_cast<std::size_t>(pixels.cols)
+                                                       : 0);
+  for (int y = 0; y < pixels.rows; ++y) {
+    unsigned char* const row = pixels.ptr(y);
+    if (!reader.readRow(inks.empty() ? row : inks.data())) return false;
+    if (!inks.empty()) writeColours(inks.data(), pixels.cols, row);
   }
-  return reader->finish();
+  return reader.finish();
 }
 
 }  // namespace
@@ -157,7 +157,7 @@ DecodedJpeg decodeJpeg(const unsigned char* bytes, std::size_t size, const cv::S
   if (reader.readHead(0) && reader.stored() == promised && reader.start(reduction) &&
       reader.output() == reducedSize(promised, reduction)) {
     decoded.pixels.create(reader.output(), CV_8UC3);
-    if (!readPixels(&reader, &decoded.pixels)) decoded.pixels.release();
+    if (!readPixels(reader, decoded.pixels)) decoded.pixels.release();
   }
   decoded.is_cut_short = reader.isCutShort();
   return decoded;

@@ -31,31 +31,33 @@ cv::Mat decodePicture(const std::vector<unsigned char>& bytes, const cv::Size& p
   return pixels;
 }
 
-// Decodes into three 8-bit channels, red first, as stored. Empty where no decoder takes the bytes.
-// is_cut_short  Set where the file ends early.
-cv::Mat decodeStored(const std::vector<unsigned char>& bytes, const PhotographHeader& header,
-                     int reduction, Purpose purpose, bool* is_cut_short) {
+struct StoredPicture {
+  cv::Mat pixels;  // Three 8-bit channels, red first; empty where no decoder takes the bytes.
+  bool is_cut_short = false;  // The file ends early.
+};
+
+StoredPicture decodeStored(const std::vector<unsigned char>& bytes, const PhotographHeader& header,
+                           int reduction, Purpose purpose) {
   if (isJpegFormat(header.format)) {
-    DecodedJpeg decoded = decodeJpeg(bytes.data(), bytes.size(), *header.stored, reduction);
-    *is_cut_short = decoded.is_cut_short;
-    return decoded.pixels;
+    const DecodedJpeg decoded = decodeJpeg(bytes.data(), bytes.size(), *header.stored, reduction);
+    return {decoded.pixels, decoded.is_cut_short};
   }
   if (header.format == FileFormat::kRaw) {
-    return decodeRaw(bytes.data(), bytes.size(), *header.stored, purpose != Purpose::kSearch);
+    return {decodeRaw(bytes.data(), bytes.size(), *header.stored, purpose != Purpose::kSearch)};
   }
   if (header.format == FileFormat::kGif) {
-    return frameModule().gif(bytes.data(), bytes.size(), *header.stored);
+    return {frameModule().gif(bytes.data(), bytes.size(), *header.stored)};
   }
   if (header.format == FileFormat::kAnimatedWebp) {
-    return frameModule().webp(bytes.data(), bytes.size(), *header.stored);
+    return {frameModule().webp(bytes.data(), bytes.size(), *header.stored)};
   }
   if (header.format == FileFormat::kPng) {
-    return decodePng(bytes.data(), bytes.size(), *header.stored);
+    return {decodePng(bytes.data(), bytes.size(), *header.stored)};
   }
-  if (header.format != FileFormat::kHeif) return decodePicture(bytes, *header.stored);
+  if (header.format != FileFormat::kHeif) return {decodePicture(bytes, *header.stored)};
   const HeifModule& module = heifModule();
   const QuietStandardError quiet;
-  return module.decode(bytes.data(), bytes.size(), *header.stored);
+  return {module.decode(bytes.data(), bytes.size(), *header.stored)};
 }
 
 // The decoder turns TIFF files upright by itself, and offers no switch against it.
@@ -65,8 +67,8 @@ int orientationLeft(const PhotographHeader& header) {
 
 // What a copy keeps beside the pixels.
 void readForCopy(const std::vector<unsigned char>& bytes, const PhotographHeader& header,
-                 Photograph* photograph) {
-  photograph->metadata = metadataOf(bytes.data(), bytes.size());
+                 Photograph& photograph) {
+  photograph.metadata = metadataOf(bytes.data(), bytes.size());
   if (!mayHaveAlpha(header.format)) return;
   const std::int64_t pixels =
       static_cast<std::int64_t>(header.stored->width) * header.stored->height;
@@ -77,7 +79,7 @@ void readForCopy(const std::vector<unsigned char>& bytes, const PhotographHeader
     alpha = module.decodeAlpha(bytes, pixels);
   }
   if (!alpha.empty()) turnUpright(alpha, orientationLeft(header));
-  if (alpha.size() == photograph->size) photograph->alpha = alpha;
+  if (alpha.size() == photograph.size) photograph.alpha = alpha;
 }
 
 // Where the reduced picture begins when it is upright. What it stands for beyond the stored one
@@ -94,19 +96,19 @@ cv::Point originOf(const PhotographHeader& header, int reduction) {
 
 }  // namespace
 
-void Photograph::enlarge(Face* face) const {
+void Photograph::enlarge(Face& face) const {
   if (reduction == 1 && scale == cv::Size2f(1, 1)) return;
   const float times_x = scale.width * static_cast<float>(reduction);
   const float times_y = scale.height * static_cast<float>(reduction);
   const auto x0 = static_cast<float>(origin.x);
   const auto y0 = static_cast<float>(origin.y);
-  oznakit::Box& rect = face->rect;
+  oznakit::Box& rect = face.rect;
   rect = {x0 + times_x * rect.left, y0 + times_y * rect.top, x0 + times_x * rect.right,
           y0 + times_y * rect.bottom};
   // Landmarks count from the centre of the first pixel, edges from its edge.
-  for (std::size_t i = 0; i < face->points.size(); ++i) {
+  for (std::size_t i = 0; i < face.points.size(); ++i) {
     const float times = i % 2 == 0 ? times_x : times_y;
-    face->points[i] = (i % 2 == 0 ? x0 : y0) + times * (face->points[i] + 0.5F) - 0.5F;
+    face.points[i] = (i % 2 == 0 ? x0 : y0) + times * (face.points[i] + 0.5F) - 0.5F;
   }
 }
 
@@ -122,8 +124,7 @@ oznakit::Image imageOf(const cv::Mat& pixels) {
 Photograph decodePhotograph(const std::string& path, const std::vector<unsigned char>& bytes,
                             const PhotographHeader& header, int reduction, Purpose purpose) {
   try {
-    bool is_cut_short = false;
-    cv::Mat pixels = decodeStored(bytes, header, reduction, purpose, &is_cut_short);
+    auto [pixels, is_cut_short] = decodeStored(bytes, header, reduction, purpose);
     if (pixels.empty() || pixels.type() != CV_8UC3) {
       throw PhotographFailure(path, FailureKind::kFormat, "is damaged");
     }
@@ -137,7 +138,7 @@ Photograph decodePhotograph(const std::string& path, const std::vector<unsigned 
       photograph.scale = {static_cast<float>(size.width) / static_cast<float>(pixels.cols),
                           static_cast<float>(size.height) / static_cast<float>(pixels.rows)};
     }
-    if (purpose == Purpose::kCopy) readForCopy(bytes, header, &photograph);
+    if (purpose == Purpose::kCopy) readForCopy(bytes, header, photograph);
     return photograph;
   } catch (const MissingModule& missing) {
     throw PhotographFailure(path, FailureKind::kFormat,

@@ -45,7 +45,7 @@ struct Photograph {
   PictureMetadata metadata = {};
 
   /// Brings a face from the pixels here to the photograph's own.
-  void enlarge(Face* face) const;
+  void enlarge(Face& face) const;
 };
 
 /// The pixels for the library, which borrows them. pixels  8-bit red, green, blue.

@@ -119,16 +119,16 @@ bool mayBeHeif(const unsigned char* bytes, std::size_t size) {
 
 // What the metadata library finds. size_is_told  Whether it is asked for the size too.
 void readMetadata(const unsigned char* bytes, std::size_t size, bool size_is_told,
-                  PhotographHeader* header) {
+                  PhotographHeader& header) {
   const MetadataLibrary library;
   try {
     const auto image = Exiv2::ImageFactory::open(bytes, static_cast<long>(size));
-    if (!size_is_told) header->format = formatOf(image->mimeType());
+    if (!size_is_told) header.format = formatOf(image->mimeType());
     image->readMetadata();
     if (!size_is_told && image->pixelWidth() > 0 && image->pixelHeight() > 0) {
-      header->stored = cv::Size(image->pixelWidth(), image->pixelHeight());
+      header.stored = cv::Size(image->pixelWidth(), image->pixelHeight());
     }
-    header->orientation = orientationIn(image->exifData());
+    header.orientation = orientationIn(image->exifData());
   } catch (const std::exception&) {
     // The decoder has the last word on what is damaged.
   }
@@ -174,7 +174,7 @@ PhotographHeader readHeader(const unsigned char* bytes, std::size_t size, bool i
     header.format = FileFormat::kPng;
     header.stored = pngSize(bytes, size);
   }
-  readMetadata(bytes, size, /*size_is_told=*/is_png, &header);
+  readMetadata(bytes, size, /*size_is_told=*/is_png, header);
   if (header.format == FileFormat::kTiff) {
     header.pages = std::max<std::size_t>(1, tiffPages(bytes, size));
   }

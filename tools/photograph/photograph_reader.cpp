@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 #include "tools/photograph/codec_modules.h"
 #include "tools/photograph/file_bytes.h"
@@ -61,33 +62,39 @@ bool canBeReduced(FileFormat format) {
 
 }  // namespace
 
-ReadFile readWithin(MemoryBudget* budget, const Input& input, const oznakit::SearchOptions& search,
+ReadFile readWithin(MemoryBudget& budget, const Input& input, const oznakit::SearchOptions& search,
                     const ReductionOf& reduction_of, Purpose purpose,
                     const std::function<bool()>& stop) {
   const std::string& path = input.path;
   ReadFile file;
   file.purpose = purpose;
-  file.bytes = input.content ? *input.content : readFileBytes(path, budget->total(), &file.stamp);
+  if (input.content) {
+    file.bytes = *input.content;
+  } else {
+    FileBytes read = readFileBytes(path, budget.total());
+    file.bytes = std::move(read.bytes);
+    file.stamp = std::move(read.stamp);
+  }
   file.header = headerOf(path, file.bytes);
   if (reduction_of != nullptr && canBeReduced(file.header.format)) {
     file.reduction = reduction_of(uprightSize(file.header));
   }
   const std::int64_t needed = static_cast<std::int64_t>(file.bytes.size()) +
                               memoryFor(file.header, file.reduction, purpose, search);
-  if (needed > budget->total()) {
+  if (needed > budget.total()) {
     throw PhotographFailure(
         path, FailureKind::kMemory,
         "needs " + mebibytes(needed) + (search.margin > 0 ? " with its margin" : " to be decoded") +
-            "; --memory allows " + std::to_string(budget->total() >> 20) + " MiB");
+            "; --memory allows " + std::to_string(budget.total() >> 20) + " MiB");
   }
-  file.memory = budget->take(needed, stop);
+  file.memory = budget.take(needed, stop);
   return file;
 }
 
-Photograph decodeFile(const std::string& path, ReadFile* file) {
+Photograph decodeFile(const std::string& path, ReadFile& file) {
   Photograph photograph =
-      decodePhotograph(path, file->bytes, file->header, file->reduction, file->purpose);
-  file->bytes = {};
+      decodePhotograph(path, file.bytes, file.header, file.reduction, file.purpose);
+  file.bytes = {};
   return photograph;
 }
 

@@ -38,12 +38,12 @@ using ReductionOf = std::function<int(const cv::Size&)>;
 /// stop            Asked from time to time while it waits; its word ends the wait, with nothing set
 ///                 aside.
 /// Errors          PhotographFailure.
-ReadFile readWithin(MemoryBudget* budget, const Input& input, const oznakit::SearchOptions& search,
+ReadFile readWithin(MemoryBudget& budget, const Input& input, const oznakit::SearchOptions& search,
                     const ReductionOf& reduction_of, Purpose purpose,
                     const std::function<bool()>& stop);
 
 /// Decodes what was read and frees the bytes. Any number of threads. Errors  PhotographFailure.
-Photograph decodeFile(const std::string& path, ReadFile* file);
+Photograph decodeFile(const std::string& path, ReadFile& file);
 
 }  // namespace oznatool
 

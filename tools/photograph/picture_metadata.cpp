@@ -42,16 +42,16 @@ bool isHeif(const unsigned char* bytes, std::size_t size) {
 
 // The metadata library, up to the version in use, gives the profile of a WebP file that had none of
 // the longer form's chunks the name of the chunk before it, and no reader then finds it.
-void nameProfileChunk(Bytes* file) {
+void nameProfileChunk(Bytes& file) {
   constexpr std::size_t kFirst = 12;  // Behind the header of the file.
   constexpr std::size_t kSecond = 30;
   const std::string name = "VP8X";
   const std::string right = "ICCP";
-  if (file->size() < kSecond + 4 || !std::equal(name.begin(), name.end(), file->begin() + kFirst) ||
-      !std::equal(name.begin(), name.end(), file->begin() + kSecond)) {
+  if (file.size() < kSecond + 4 || !std::equal(name.begin(), name.end(), file.begin() + kFirst) ||
+      !std::equal(name.begin(), name.end(), file.begin() + kSecond)) {
     return;
   }
-  std::copy(right.begin(), right.end(), file->begin() + kSecond);
+  std::copy(right.begin(), right.end(), file.begin() + kSecond);
 }
 
 }  // namespace
@@ -117,7 +117,7 @@ Bytes withMetadata(const Bytes& copy, const PictureMetadata& metadata, const cv:
     const Exiv2::IoCloser closer(io);
     if (io.open() != 0) return copy;
     Bytes written = bytesOf(io.read(static_cast<long>(io.size())));
-    nameProfileChunk(&written);
+    nameProfileChunk(written);
     return written;
   } catch (const std::bad_alloc&) {
     throw;

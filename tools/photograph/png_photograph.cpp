@@ -62,9 +62,9 @@ class Reader {
     return true;
   }
 
-  bool readPixels(std::vector<unsigned char*>* rows) {
+  bool readPixels(std::vector<unsigned char*>& rows) {
     if (setjmp(png_jmpbuf(png_)) != 0) return false;
-    png_read_image(png_, rows->data());
+    png_read_image(png_, rows.data());
     png_read_end(png_, nullptr);
     return true;
   }
@@ -104,7 +104,7 @@ cv::Mat decodePng(const unsigned char* bytes, std::size_t size, const cv::Size& 
   if (reader.rowBytes() != pixels.step) return {};
   std::vector<unsigned char*> rows;
   for (int y = 0; y < pixels.rows; ++y) rows.push_back(pixels.ptr(y));
-  return reader.readPixels(&rows) ? pixels : cv::Mat();
+  return reader.readPixels(rows) ? pixels : cv::Mat();
 }
 
 }  // namespace oznatool

@@ -33,31 +33,31 @@ std::optional<double> positive(const std::string& word) {
 }
 
 template <class T>
-void lower(std::optional<T>* limit, const std::optional<double>& value) {
+void lower(std::optional<T>& limit, const std::optional<double>& value) {
   if (!value) return;
-  *limit = limit->has_value() ? std::min(**limit, static_cast<T>(*value)) : static_cast<T>(*value);
+  limit = limit ? std::min(*limit, static_cast<T>(*value)) : static_cast<T>(*value);
 }
 
-void lowerMemory(GroupLimits* limits, const std::string& path) {
+void lowerMemory(GroupLimits& limits, const std::string& path) {
   constexpr double kUnlimited = 1e18;  // Version 1 says "none" by a number near 2^63.
   const std::vector<std::string> words = wordsOf(path);
   const std::optional<double> bytes = words.empty() ? std::nullopt : positive(words[0]);
-  if (bytes && *bytes < kUnlimited) lower(&limits->memory_bytes, bytes);
+  if (bytes && *bytes < kUnlimited) lower(limits.memory_bytes, bytes);
 }
 
-void lowerByVersion2(GroupLimits* limits, const std::string& group) {
+void lowerByVersion2(GroupLimits& limits, const std::string& group) {
   const std::vector<std::string> cpu = wordsOf(group + "/cpu.max");
   if (cpu.size() == 2 && positive(cpu[0]) && positive(cpu[1])) {
-    lower(&limits->cpus, *positive(cpu[0]) / *positive(cpu[1]));
+    lower(limits.cpus, *positive(cpu[0]) / *positive(cpu[1]));
   }
   lowerMemory(limits, group + "/memory.max");
 }
 
-void lowerByVersion1(GroupLimits* limits, const std::string& group) {
+void lowerByVersion1(GroupLimits& limits, const std::string& group) {
   const std::vector<std::string> quota = wordsOf(group + "/cpu.cfs_quota_us");
   const std::vector<std::string> period = wordsOf(group + "/cpu.cfs_period_us");
   if (!quota.empty() && !period.empty() && positive(quota[0]) && positive(period[0])) {
-    lower(&limits->cpus, *positive(quota[0]) / *positive(period[0]));
+    lower(limits.cpus, *positive(quota[0]) / *positive(period[0]));
   }
   lowerMemory(limits, group + "/memory.limit_in_bytes");
 }
@@ -79,7 +79,7 @@ GroupLimits groupLimits(const std::string& root) {
     // be that of the host, of which only the end or nothing exists here.
     for (std::string path = line.substr(second + 1);;) {
       const std::string group = mount + (path == "/" ? "" : path);
-      controllers.empty() ? lowerByVersion2(&limits, group) : lowerByVersion1(&limits, group);
+      controllers.empty() ? lowerByVersion2(limits, group) : lowerByVersion1(limits, group);
       if (path.empty() || path == "/") break;
       path = path.substr(0, path.rfind('/'));
     }

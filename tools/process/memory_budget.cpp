@@ -38,7 +38,7 @@ MemoryBudget::Lease MemoryBudget::take(std::int64_t bytes, const std::function<b
     freed_.wait_for(lock, std::chrono::milliseconds(100));
   }
   left_ -= bytes;
-  return {this, bytes};
+  return {*this, bytes};
 }
 
 void MemoryBudget::put(std::int64_t bytes) {

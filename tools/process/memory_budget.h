@@ -25,10 +25,10 @@ class MemoryBudget {
 
    private:
     friend class MemoryBudget;
-    Lease(MemoryBudget* budget, std::int64_t bytes) : budget_(budget), bytes_(bytes) {}
+    Lease(MemoryBudget& budget, std::int64_t bytes) : budget_(&budget), bytes_(bytes) {}
     void giveBack();
 
-    MemoryBudget* budget_ = nullptr;
+    MemoryBudget* budget_ = nullptr;  // Null where nothing was taken.
     std::int64_t bytes_ = 0;
   };
 

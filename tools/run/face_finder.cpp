@@ -83,8 +83,8 @@ int FaceFinder::reductionFor(const cv::Size& upright) const {
 
 std::vector<Face> FaceFinder::find(const Photograph& photograph) const {
   std::vector<Face> faces = search(photograph);
-  align(photograph, &faces);
-  for (Face& face : faces) photograph.enlarge(&face);
+  align(photograph, faces);
+  for (Face& face : faces) photograph.enlarge(face);
   return faces;
 }
 
@@ -134,7 +134,7 @@ std::vector<Face> FaceFinder::search(const Photograph& photograph) const {
     throw PhotographFailure(photograph.path, FailureKind::kParameter,
                             reasonAgainst(photograph, error.what()));
   }
-  chooseFaces(options_.choice, &faces);
+  chooseFaces(options_.choice, faces);
   return faces;
 }
 
@@ -145,13 +145,13 @@ void FaceFinder::reportNarrow(const Photograph& photograph) const {
       sides(plan.working_width, plan.working_height) + " pixels");
 }
 
-void FaceFinder::align(const Photograph& photograph, std::vector<Face>* faces) const {
+void FaceFinder::align(const Photograph& photograph, std::vector<Face>& faces) const {
   const oznakit::Landmarks landmarks = landmarksOf(options_);
   const bool details = options_.search.details;
   if (landmarks == oznakit::Landmarks::None && !details) return;
   std::vector<oznakit::Box> boxes;
   std::vector<std::int32_t> turns;
-  for (const Face& face : *faces) {
+  for (const Face& face : faces) {
     boxes.push_back(face.rect);
     turns.push_back(face.turn);
   }
@@ -160,22 +160,22 @@ void FaceFinder::align(const Photograph& photograph, std::vector<Face>* faces) c
   for (std::size_t i = 0; i < placed.size(); ++i) {
     const oznakit::Face& found = placed[i];
     if (details) {
-      (*faces)[i].details = {found.quality,  found.roll,      found.yaw,      found.pitch,
-                             found.left_eye, found.right_eye, found.sharpness};
+      faces[i].details = {found.quality,  found.roll,      found.yaw,      found.pitch,
+                          found.left_eye, found.right_eye, found.sharpness};
     }
     for (const oznakit::Point& point : placed[i].points) {
-      (*faces)[i].points.insert((*faces)[i].points.end(), {point.x, point.y});
+      faces[i].points.insert(faces[i].points.end(), {point.x, point.y});
     }
   }
 }
 
-void chooseFaces(Choice choice, std::vector<Face>* faces) {
-  if (choice == Choice::kAll || faces->size() < 2) return;
+void chooseFaces(Choice choice, std::vector<Face>& faces) {
+  if (choice == Choice::kAll || faces.size() < 2) return;
   const auto chosen =
-      std::max_element(faces->begin(), faces->end(), [choice](const Face& a, const Face& b) {
+      std::max_element(faces.begin(), faces.end(), [choice](const Face& a, const Face& b) {
         return choice == Choice::kBest ? scoreOf(a) < scoreOf(b) : areaOf(a.rect) < areaOf(b.rect);
       });
-  *faces = {std::move(*chosen)};
+  faces = {std::move(*chosen)};
 }
 
 }  // namespace oznatool

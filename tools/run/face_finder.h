@@ -56,7 +56,7 @@ class FaceFinder {
   /// The two halves of find, for timing: the faces without landmarks, and their landmarks, in the
   /// pixels that were decoded.
   std::vector<Face> search(const Photograph& photograph) const;
-  void align(const Photograph& photograph, std::vector<Face>* faces) const;
+  void align(const Photograph& photograph, std::vector<Face>& faces) const;
 
  private:
   bool findsFaces() const { return !options_.box; }
@@ -75,7 +75,7 @@ class FaceFinder {
 
 /// Leaves the one face that was asked for: the largest area, the best score, or all. Among equals
 /// the first stays.
-void chooseFaces(Choice choice, std::vector<Face>* faces);
+void chooseFaces(Choice choice, std::vector<Face>& faces);
 
 }  // namespace oznatool
 

@@ -42,10 +42,10 @@ std::string placeOf(const std::string& path) {
 }
 
 // What a folder holds, by name.
-std::vector<fs::directory_entry> entriesOf(const fs::path& folder, std::error_code* error) {
+std::vector<fs::directory_entry> entriesOf(const fs::path& folder, std::error_code& error) {
   std::vector<fs::directory_entry> entries;
-  fs::directory_iterator at(folder, *error);
-  for (const fs::directory_iterator end; !*error && at != end; at.increment(*error)) {
+  fs::directory_iterator at(folder, error);
+  for (const fs::directory_iterator end; !error && at != end; at.increment(error)) {
     entries.push_back(*at);
   }
   std::sort(entries.begin(), entries.end(),
@@ -180,7 +180,7 @@ void Inputs::gatherFolder(const std::string& folder) {
     waiting.pop_back();
     std::error_code error;
     std::vector<fs::path> below;
-    for (const fs::directory_entry& entry : entriesOf(current, &error)) {
+    for (const fs::directory_entry& entry : entriesOf(current, error)) {
       std::error_code ignored;
       const std::string path = entry.path().string();
       const bool is_folder = entry.is_directory(ignored);

@@ -129,10 +129,10 @@ class Run {
     // Outside of what may throw: its end waits for its thread, which the stop below ends.
     std::optional<ReadAhead<Job>> ahead;
     try {
-      if (reads_ahead_) beginToReadAhead(&ahead);
+      if (reads_ahead_) beginToReadAhead(ahead);
       while (std::optional<Job> job = ahead ? ahead->next() : nextDecoded()) {
         if (ahead && stopped()) break;  // Nobody waits for it.
-        deliver(job->index, process(&*job));
+        deliver(job->index, process(*job));
       }
     } catch (...) {
       const std::lock_guard<std::mutex> lock(writing_);
@@ -141,9 +141,9 @@ class Run {
     }
   }
 
-  void beginToReadAhead(std::optional<ReadAhead<Job>>* ahead) {
+  void beginToReadAhead(std::optional<ReadAhead<Job>>& ahead) {
     try {
-      ahead->emplace([this] { return nextDecoded(); });
+      ahead.emplace([this] { return nextDecoded(); });
     } catch (const std::system_error&) {
       // No thread for it: one photograph after the other.
     }
@@ -151,7 +151,7 @@ class Run {
 
   std::optional<Job> nextDecoded() {
     std::optional<Job> job = nextJob();
-    if (job && !job->failure) decode(&*job);
+    if (job && !job->failure) decode(*job);
     return job;
   }
 
@@ -168,7 +168,7 @@ class Run {
     job.input = std::move(*input);
     try {
       job.file =
-          readWithin(&budget_, job.input, finder_.options().search, reduction_of_, purpose_, stop);
+          readWithin(budget_, job.input, finder_.options().search, reduction_of_, purpose_, stop);
     } catch (const PhotographFailure& failure) {
       job.failure = failure;
     } catch (const std::bad_alloc& error) {
@@ -186,66 +186,66 @@ class Run {
     }
   }
 
-  void decode(Job* job) const {
+  void decode(Job& job) const {
     try {
-      job->photograph = decodeFile(job->input.path, &job->file);
-      if (options_.strict && job->photograph->is_cut_short) {
-        throw PhotographFailure(job->input.path, FailureKind::kFormat, "is cut short");
+      job.photograph = decodeFile(job.input.path, job.file);
+      if (options_.strict && job.photograph->is_cut_short) {
+        throw PhotographFailure(job.input.path, FailureKind::kFormat, "is cut short");
       }
     } catch (const PhotographFailure& failure) {
-      job->failure = failure;
+      job.failure = failure;
     } catch (const std::exception& error) {
-      job->failure = failureOf(job->input.path, error);
+      job.failure = failureOf(job.input.path, error);
     }
   }
 
-  Result process(Job* job) const {
+  Result process(Job& job) const {
     Result result;
-    result.record.path = job->input.path;
+    result.record.path = job.input.path;
     // Of a file that could not be read to its end, as it is now.
-    result.record.stamp = job->file.stamp ? job->file.stamp : stampOf(job->input.path);
-    result.record.failure = job->failure;
-    if (job->failure) return result;
-    if (job->file.header.pages > 1) {
+    result.record.stamp = job.file.stamp ? job.file.stamp : stampOf(job.input.path);
+    result.record.failure = job.failure;
+    if (job.failure) return result;
+    if (job.file.header.pages > 1) {
       result.record.warnings.push_back(
-          "has " + std::to_string(job->file.header.pages) +
-          (job->file.header.format == FileFormat::kTiff ? " pages" : " frames") +
+          "has " + std::to_string(job.file.header.pages) +
+          (job.file.header.format == FileFormat::kTiff ? " pages" : " frames") +
           ", of which the first was taken");
     }
-    if (job->photograph->is_cut_short) {
+    if (job.photograph->is_cut_short) {
       result.record.warnings.push_back("is cut short: what is missing is searched as grey");
     }
     try {
-      result.record.size = job->photograph->size;
-      result.record.orientation = job->photograph->orientation;
-      result.record.faces = finder_.find(*job->photograph);
-      prepareFiles(job->input, &*job->photograph, &result);
+      result.record.size = job.photograph->size;
+      result.record.orientation = job.photograph->orientation;
+      result.record.faces = finder_.find(*job.photograph);
+      prepareFiles(job.input, *job.photograph, result);
     } catch (const PhotographFailure& failure) {
       result.record.failure = failure;
     } catch (const Failure&) {
       throw;
     } catch (const std::exception& error) {
       // The library lets exceptions of the image library and failed allocations through.
-      result.record.failure = failureOf(job->input.path, error);
+      result.record.failure = failureOf(job.input.path, error);
     }
     if (result.record.failure) {
       result.record.faces.clear();
       result.files.clear();
     }
-    job->photograph.reset();
+    job.photograph.reset();
     std::int64_t bytes = 0;
     for (const PreparedFiles& files : result.files) bytes += files.bytes;
-    job->file.memory.shrinkTo(bytes);
-    result.memory = std::move(job->file.memory);
+    job.file.memory.shrinkTo(bytes);
+    result.memory = std::move(job.file.memory);
     return result;
   }
 
-  void prepareFiles(const Input& input, Photograph* photograph, Result* result) const {
+  void prepareFiles(const Input& input, Photograph& photograph, Result& result) const {
     for (const SideOutput* output : outputs_) {
       try {
-        result->files.push_back(output->prepare(input, result->record, photograph));
+        result.files.push_back(output->prepare(input, result.record, photograph));
       } catch (const Failure& failure) {
-        result->problems.push_back(failure);
+        result.problems.push_back(failure);
       }
     }
   }
@@ -257,28 +257,28 @@ class Run {
     while (!waiting_.empty() && waiting_.begin()->first == written_ && !error_) {
       Result due = std::move(waiting_.begin()->second);
       waiting_.erase(waiting_.begin());
-      write(&due);
+      write(due);
       ++written_;
       progress_.update(written_, failed_, inputs_.total());
       moved_on_.notify_all();
     }
   }
 
-  void write(Result* result) {
-    Record& record = result->record;
+  void write(Result& result) {
+    Record& record = result.record;
     if (record.failure) {
       report(*record.failure);
       ++failed_;
       for (const SideOutput* output : outputs_) output->noteFailure(record);
     }
-    for (const PreparedFiles& files : result->files) {
+    for (const PreparedFiles& files : result.files) {
       try {
-        files.write(&record);
+        files.write(record);
       } catch (const Failure& failure) {
-        result->problems.push_back(failure);
+        result.problems.push_back(failure);
       }
     }
-    for (const Failure& problem : result->problems) report(problem);
+    for (const Failure& problem : result.problems) report(problem);
     faces_ += record.faces.size();
     if (!options_.quiet) {
       for (const std::string& warning : record.warnings) {

@@ -72,22 +72,28 @@ std::optional<FileStamp> stampIn(const nlohmann::json& line) {
   return FileStamp{bytes->get<std::int64_t>(), modified->get<std::string>()};
 }
 
-// The photographs of JSON lines. end  Receives the number of bytes of whole lines.
-std::vector<Done> recordsOfJson(const std::string& path, const std::string& text,
-                                std::size_t* end) {
-  std::vector<Done> paths;
-  *end = 0;
-  for (std::size_t next = 0; (next = text.find('\n', *end)) != std::string::npos; *end = next + 1) {
+// The photographs of a previous output.
+struct Records {
+  std::vector<Done> photographs;
+  std::size_t end = 0;  // Bytes of the text up to the end of the last record that counts.
+};
+
+// The photographs of JSON lines. A last line without an end does not count.
+Records recordsOfJson(const std::string& path, const std::string& text) {
+  Records records;
+  std::size_t& end = records.end;
+  for (std::size_t next = 0; (next = text.find('\n', end)) != std::string::npos; end = next + 1) {
     const nlohmann::json line = nlohmann::json::parse(
-        text.begin() + static_cast<std::ptrdiff_t>(*end),
+        text.begin() + static_cast<std::ptrdiff_t>(end),
         text.begin() + static_cast<std::ptrdiff_t>(next), nullptr, /*allow_exceptions=*/false);
     const std::optional<std::string> photograph = pathIn(line);
     if (!photograph) {
-      fail(path, "line " + std::to_string(paths.size() + 1) + " is not a record of ozna --json");
+      fail(path, "line " + std::to_string(records.photographs.size() + 1) +
+                     " is not a record of ozna --json");
     }
-    paths.push_back({*photograph, stampIn(line)});
+    records.photographs.push_back({*photograph, stampIn(line)});
   }
-  return paths;
+  return records;
 }
 
 // The stamp in a row of CSV, whose columns the heading names.
@@ -109,9 +115,8 @@ std::optional<FileStamp> stampIn(const std::vector<std::string>& heading,
 }
 
 // The photographs of CSV rows. A photograph whose last faces are missing, as a full disk leaves it,
-// does
-// not count. end  Receives the number of bytes of the rows that count.
-std::vector<Done> recordsOfCsv(const std::string& text, std::size_t* end) {
+// does not count.
+Records recordsOfCsv(const std::string& text) {
   enum Column : std::size_t { kPath = 0, kFaces = 4, kFace = 5, kNeeded = 6, kRead = 16 };
   std::vector<CsvRow> rows = csvRowsOf(text, kRead);
   const auto is_within = [](const CsvRow& row) {
@@ -120,12 +125,12 @@ std::vector<Done> recordsOfCsv(const std::string& text, std::size_t* end) {
   };
   // The heading has other words in both columns.
   while (rows.size() > 1 && is_within(rows.back())) rows.pop_back();
-  *end = rows.empty() ? 0 : rows.back().end;
-  std::vector<Done> paths;
+  Records records;
+  records.end = rows.empty() ? 0 : rows.back().end;
   for (std::size_t i = 1; i < rows.size(); ++i) {
-    paths.push_back({rows[i].fields[kPath], stampIn(rows[0].fields, rows[i].fields)});
+    records.photographs.push_back({rows[i].fields[kPath], stampIn(rows[0].fields, rows[i].fields)});
   }
-  return paths;
+  return records;
 }
 
 bool isStandardOutput(const std::string& path) {
@@ -139,24 +144,24 @@ bool isStandardOutput(const std::string& path) {
 
 PreviousOutput::PreviousOutput(const std::string& path) {
   const std::string text = readText(path);
-  std::vector<Done> records;
-  std::size_t end = 0;
+  Records records;
   if (text.rfind('{', 0) == 0) {
-    records = recordsOfJson(path, text, &end);
+    records = recordsOfJson(path, text);
   } else if (text.rfind("path,", 0) == 0) {
-    records = recordsOfCsv(text, &end);
+    records = recordsOfCsv(text);
   } else if (!text.empty()) {
     fail(path, "is not an output of ozna --json or --format csv");
   }
   // The last record of a photograph counts.
-  for (Done& photograph : records) {
+  for (Done& photograph : records.photographs) {
     photographs_[photograph.path] = std::move(photograph.stamp);
   }
 
   if (!isStandardOutput(path)) return;
-  continued_ = end > 0;
+  continued_ = records.end > 0;
   // A descriptor that was not opened for appending may stand anywhere, also on the first record.
-  if ((end < text.size() && ftruncate(STDOUT_FILENO, static_cast<off_t>(end)) == -1) ||
+  if ((records.end < text.size() &&
+       ftruncate(STDOUT_FILENO, static_cast<off_t>(records.end)) == -1) ||
       lseek(STDOUT_FILENO, 0, SEEK_END) == -1) {
     throw Failure(kExitOutput, printable(path) + ": " + reasonOf(errno));
   }

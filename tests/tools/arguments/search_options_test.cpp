@@ -13,10 +13,10 @@ namespace {
 
 TEST(MinFace, IsPixelsOrPercentOfTheLongerSide) {
   oznakit::SearchOptions options;
-  setMinFace("40", &options);
+  setMinFace("40", options);
   EXPECT_EQ(options.min_face_px, 40);
   EXPECT_EQ(options.min_face_share, 0);
-  setMinFace("2.5%", &options);
+  setMinFace("2.5%", options);
   EXPECT_EQ(options.min_face_px, 0);
   EXPECT_EQ(options.min_face_share, 0.025);
 }
@@ -25,7 +25,7 @@ TEST(MinFace, RefusesWhatIsNeitherOrOutOfRange) {
   oznakit::SearchOptions options;
   for (const char* text : {"", "%", "x", "40px", "4 0", "7.9", "-40", "0%", "0.05%", "101%", "nan",
                            "nan%", "inf", "100001", "40%%"}) {
-    EXPECT_THROW(setMinFace(text, &options), Failure) << text;
+    EXPECT_THROW(setMinFace(text, options), Failure) << text;
   }
 }
 

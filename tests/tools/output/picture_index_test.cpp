@@ -126,12 +126,12 @@ TEST(PictureIndex, NamesTheNumbersThatGrowWithAPart) {
 
 TEST(AddTo, ChangesNumbersWithinTheir32Bits) {
   std::string file = number(0xFFFFFFF0, 4, true) + number(300, 4, false);
-  oznatool::addTo(&file, {{0, true}, {4, false}}, 15);
+  oznatool::addTo(file, {{0, true}, {4, false}}, 15);
   EXPECT_EQ(file, number(0xFFFFFFFF, 4, true) + number(315, 4, false));
-  oznatool::addTo(&file, {{4, false}}, -315);
+  oznatool::addTo(file, {{4, false}}, -315);
   EXPECT_EQ(file.substr(4), number(0, 4, false));
-  EXPECT_THROW(oznatool::addTo(&file, {{4, false}}, -1), std::runtime_error);
-  EXPECT_THROW(oznatool::addTo(&file, {{0, true}}, 1), std::runtime_error);
+  EXPECT_THROW(oznatool::addTo(file, {{4, false}}, -1), std::runtime_error);
+  EXPECT_THROW(oznatool::addTo(file, {{0, true}}, 1), std::runtime_error);
 }
 
 }  // namespace

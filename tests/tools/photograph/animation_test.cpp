@@ -35,7 +35,7 @@ std::string webpOf(int frames, unsigned flags = 2) {
     chunks += std::string("ANMF\x03\0\0\0abc\0", 12);  // Of odd length, so that one byte fills up.
   }
   std::string file = "RIFF";
-  put<std::uint32_t>(&file, static_cast<std::uint32_t>(chunks.size() + 4));
+  put<std::uint32_t>(file, static_cast<std::uint32_t>(chunks.size() + 4));
   return file + "WEBP" + chunks;
 }
 

@@ -8,7 +8,7 @@
 namespace ozna_test {
 namespace {
 
-class FileBytes : public ProgramTest {
+class FileBytesTest : public ProgramTest {
  protected:
   // Kind and reason of the failure.
   std::string refusalOf(const std::string& name, std::int64_t largest) const {
@@ -21,26 +21,25 @@ class FileBytes : public ProgramTest {
   }
 };
 
-TEST_F(FileBytes, AreThoseOfTheFileWithItsStamp) {
+TEST_F(FileBytesTest, AreThoseOfTheFileWithItsStamp) {
   const std::string content("a\0b\n\xFF", 5);
   writeFile(at("a"), content);
-  std::optional<oznatool::FileStamp> stamp;
-  const std::vector<unsigned char> bytes = oznatool::readFileBytes(at("a"), 5, &stamp);
+  const auto [bytes, stamp] = oznatool::readFileBytes(at("a"), 5);
   EXPECT_EQ(std::string(bytes.begin(), bytes.end()), content);
   ASSERT_TRUE(stamp);
   EXPECT_EQ(stamp->bytes, 5);
 }
 
-TEST_F(FileBytes, AreReadInSeveralPieces) {
+TEST_F(FileBytesTest, AreReadInSeveralPieces) {
   std::string content(3 << 20, 'x');
   for (std::size_t i = 0; i < content.size(); i += 4099) content[i] = static_cast<char>(i);
   writeFile(at("a"), content);
-  const std::vector<unsigned char> bytes = oznatool::readFileBytes(at("a"), 1 << 30);
+  const std::vector<unsigned char> bytes = oznatool::readFileBytes(at("a"), 1 << 30).bytes;
   EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), content.begin(), content.end(),
                          [](unsigned char a, char b) { return static_cast<char>(a) == b; }));
 }
 
-TEST_F(FileBytes, OfUnsuitableFilesAreRefused) {
+TEST_F(FileBytesTest, OfUnsuitableFilesAreRefused) {
   writeFile(at("empty"), "");
   writeFile(at("large"), std::string((2 << 20) + 1, 'x'));
   std::filesystem::create_directory(at("folder"));

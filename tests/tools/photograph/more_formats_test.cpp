@@ -66,27 +66,27 @@ TEST_F(MoreFormats, FirstFrameOfAGifIsTaken) {
 std::string animatedWebp(const std::vector<cv::Mat>& frames) {
   const auto chunk = [](const std::string& name, const std::string& content) {
     std::string bytes = name;
-    put<std::uint32_t>(&bytes, static_cast<std::uint32_t>(content.size()));
+    put<std::uint32_t>(bytes, static_cast<std::uint32_t>(content.size()));
     return bytes + content + std::string(content.size() % 2, '\0');
   };
-  const auto three = [](std::string* bytes, int value) {
-    for (int i = 0; i < 3; ++i) *bytes += static_cast<char>(value >> (8 * i) & 255);
+  const auto three = [](std::string& bytes, int value) {
+    for (int i = 0; i < 3; ++i) bytes += static_cast<char>(value >> (8 * i) & 255);
   };
   std::string head("\x02\0\0\0", 4);
-  three(&head, frames[0].cols - 1);
-  three(&head, frames[0].rows - 1);
+  three(head, frames[0].cols - 1);
+  three(head, frames[0].rows - 1);
   std::string body = "WEBP" + chunk("VP8X", head) + chunk("ANIM", std::string(6, '\0'));
   for (const cv::Mat& frame : frames) {
     std::string place(6, '\0');
-    three(&place, frame.cols - 1);
-    three(&place, frame.rows - 1);
-    three(&place, 100);
+    three(place, frame.cols - 1);
+    three(place, frame.rows - 1);
+    three(place, 100);
     place += '\0';
     // Behind the header of a still file comes its one chunk of pixels.
     body += chunk("ANMF", place + encoded(".webp", frame).substr(12));
   }
   std::string file = "RIFF";
-  put<std::uint32_t>(&file, static_cast<std::uint32_t>(body.size()));
+  put<std::uint32_t>(file, static_cast<std::uint32_t>(body.size()));
   return file + body;
 }
 

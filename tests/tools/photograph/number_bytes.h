@@ -11,9 +11,9 @@ namespace ozna_test {
 
 /// Appends a whole number of the width of T, its lowest byte first.
 template <class T>
-void put(std::string* bytes, T value) {
+void put(std::string& bytes, T value) {
   for (std::size_t i = 0; i < sizeof(T); ++i) {
-    *bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 255);
+    bytes += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i) & 255);
   }
 }
 

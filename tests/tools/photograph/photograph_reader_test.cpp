@@ -41,7 +41,7 @@ TEST(ReducedPhotograph, TellsPlacesInTheWholeOneForEveryOrientation) {
           {left, top, left + static_cast<float>(seen.width), top + static_cast<float>(seen.height)},
           1.0F,
           {left, top}};
-      photograph.enlarge(&face);
+      photograph.enlarge(face);
       const auto in_stored =
           oznatool::inStoredFrame(face.rect, cv::Size2f(photograph.size), orientation);
       EXPECT_EQ(in_stored.left, 48);

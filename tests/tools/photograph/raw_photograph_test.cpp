@@ -22,10 +22,10 @@ class Directory {
   void set(std::uint16_t tag, std::uint16_t type, const std::vector<std::uint32_t>& values) {
     std::string bytes;
     for (const std::uint32_t value : values) {
-      if (type == 1) put<std::uint8_t>(&bytes, static_cast<std::uint8_t>(value));
-      if (type == 3) put<std::uint16_t>(&bytes, static_cast<std::uint16_t>(value));
-      if (type == 4) put<std::uint32_t>(&bytes, value);
-      if (type == 5 || type == 10) put<std::uint64_t>(&bytes, value | std::uint64_t{10000} << 32);
+      if (type == 1) put<std::uint8_t>(bytes, static_cast<std::uint8_t>(value));
+      if (type == 3) put<std::uint16_t>(bytes, static_cast<std::uint16_t>(value));
+      if (type == 4) put<std::uint32_t>(bytes, value);
+      if (type == 5 || type == 10) put<std::uint64_t>(bytes, value | std::uint64_t{10000} << 32);
     }
     fields_[tag] = {type, static_cast<std::uint32_t>(values.size()), bytes};
   }
@@ -43,22 +43,22 @@ class Directory {
   std::string at(std::size_t place) const {
     std::string table;
     std::string behind;
-    put<std::uint16_t>(&table, static_cast<std::uint16_t>(fields_.size()));
+    put<std::uint16_t>(table, static_cast<std::uint16_t>(fields_.size()));
     std::size_t next = place + 2 + 12 * fields_.size() + 4;
     for (const auto& [tag, field] : fields_) {
-      put<std::uint16_t>(&table, tag);
-      put<std::uint16_t>(&table, field.type);
-      put<std::uint32_t>(&table, field.count);
+      put<std::uint16_t>(table, tag);
+      put<std::uint16_t>(table, field.type);
+      put<std::uint32_t>(table, field.count);
       std::string value = field.bytes;
       if (value.size() > 4) {
-        put<std::uint32_t>(&table, static_cast<std::uint32_t>(next + behind.size()));
+        put<std::uint32_t>(table, static_cast<std::uint32_t>(next + behind.size()));
         behind += value;
       } else {
         value.resize(4);
         table += value;
       }
     }
-    put<std::uint32_t>(&table, 0);
+    put<std::uint32_t>(table, 0);
     std::string all = table + behind;
     all.resize(size());
     return all;
@@ -83,7 +83,7 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
       const int channel = y % 2 == 0 ? (x % 2 == 0 ? 2 : 1) : (x % 2 == 0 ? 1 : 0);
       // About the inverse of the curve that a developer applies.
       const double value = std::pow(picture.at<cv::Vec3b>(y, x)[channel] / 255.0, 2.2);
-      put<std::uint16_t>(&sensor, static_cast<std::uint16_t>(std::lround(65535 * value)));
+      put<std::uint16_t>(sensor, static_cast<std::uint16_t>(std::lround(65535 * value)));
     }
   }
   const std::string thumbnail(3 * 16 * 12, 'g');
@@ -93,20 +93,20 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
   Directory first;
   Directory raw;
   Directory small;
-  const auto picturePart = [](Directory* directory, std::uint32_t kind, std::uint32_t width,
+  const auto picturePart = [](Directory& directory, std::uint32_t kind, std::uint32_t width,
                               std::uint32_t height, std::uint32_t compression,
                               std::uint32_t meaning, std::uint32_t samples, std::uint32_t bits) {
-    directory->set(254, 4, {kind});
-    directory->set(256, 4, {width});
-    directory->set(257, 4, {height});
-    directory->set(258, 3, std::vector<std::uint32_t>(samples, bits));
-    directory->set(259, 3, {compression});
-    directory->set(262, 3, {meaning});
-    directory->set(277, 3, {samples});
-    directory->set(278, 4, {height});
-    directory->set(284, 3, {1});
+    directory.set(254, 4, {kind});
+    directory.set(256, 4, {width});
+    directory.set(257, 4, {height});
+    directory.set(258, 3, std::vector<std::uint32_t>(samples, bits));
+    directory.set(259, 3, {compression});
+    directory.set(262, 3, {meaning});
+    directory.set(277, 3, {samples});
+    directory.set(278, 4, {height});
+    directory.set(284, 3, {1});
   };
-  picturePart(&first, 1, 16, 12, 1, 2, 3, 8);
+  picturePart(first, 1, 16, 12, 1, 2, 3, 8);
   first.setText(271, "Ozna");
   first.setText(272, "Pinhole");
   first.set(274, 3, {static_cast<std::uint32_t>(orientation)});
@@ -116,7 +116,7 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
   first.set(50721, 10, {31338, 0, 0, 0, 18760, 0, 0, 0, 10000});
   first.set(50728, 5, {10000, 10000, 10000});
   first.set(50778, 3, {21});
-  picturePart(&raw, 0, columns, rows, 1, 32803, 1, 16);
+  picturePart(raw, 0, columns, rows, 1, 32803, 1, 16);
   raw.set(33421, 3, {2, 2});
   raw.set(33422, 1, {0, 1, 1, 2});
   raw.set(50717, 4, {65535});
@@ -124,7 +124,7 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
   if (!preview.empty()) {
     seen = cv::imdecode(std::vector<char>(preview.begin(), preview.end()), cv::IMREAD_COLOR).size();
   }
-  picturePart(&small, 1, static_cast<std::uint32_t>(seen.width),
+  picturePart(small, 1, static_cast<std::uint32_t>(seen.width),
               static_cast<std::uint32_t>(seen.height), 7, 6, 3, 8);
 
   // The places follow from the sizes, which no value changes.
@@ -133,14 +133,14 @@ std::string dng(const cv::Mat& picture, const std::string& preview, int orientat
     parts[0] = static_cast<std::uint32_t>(raw_at);
     if (parts.size() > 1) parts[1] = static_cast<std::uint32_t>(small_at);
     first.set(330, 4, parts);
-    const auto strip = [&](Directory* directory, const std::string& data) {
-      directory->set(273, 4, {static_cast<std::uint32_t>(data_at)});
-      directory->set(279, 4, {static_cast<std::uint32_t>(data.size())});
+    const auto strip = [&](Directory& directory, const std::string& data) {
+      directory.set(273, 4, {static_cast<std::uint32_t>(data_at)});
+      directory.set(279, 4, {static_cast<std::uint32_t>(data.size())});
       data_at += data.size();
     };
-    strip(&first, thumbnail);
-    strip(&raw, sensor);
-    if (!preview.empty()) strip(&small, preview);
+    strip(first, thumbnail);
+    strip(raw, sensor);
+    if (!preview.empty()) strip(small, preview);
   };
   fill(0, 0, 0);
   const std::size_t raw_at = 8 + first.size();

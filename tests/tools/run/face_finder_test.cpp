@@ -14,17 +14,17 @@ Face face(float left, float top, float side, float score) {
 TEST(ChooseFaces, LeavesTheBiggestTheBestOrAll) {
   const std::vector<Face> all = {face(0, 0, 10, 0.9F), face(0, 0, 30, 0.7F), face(9, 0, 10, 0.9F)};
   std::vector<Face> faces = all;
-  chooseFaces(Choice::kAll, &faces);
+  chooseFaces(Choice::kAll, faces);
   EXPECT_EQ(faces.size(), 3U);
-  chooseFaces(Choice::kBest, &faces);
+  chooseFaces(Choice::kBest, faces);
   ASSERT_EQ(faces.size(), 1U);
   EXPECT_EQ(faces[0].rect.left, 0);
   faces = all;
-  chooseFaces(Choice::kBiggest, &faces);
+  chooseFaces(Choice::kBiggest, faces);
   ASSERT_EQ(faces.size(), 1U);
   EXPECT_EQ(faces[0].score, 0.7F);
   faces.clear();
-  chooseFaces(Choice::kBest, &faces);
+  chooseFaces(Choice::kBest, faces);
   EXPECT_TRUE(faces.empty());
 }
 
