@@ -48,13 +48,11 @@ std::vector<MeasuredFace> measureFaces(const std::string& folder,
   training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
     const auto known = boxes.find(face.image);
-    bool detected = false;
-    const FaceRect rect =
-        evaluationRect(known == boxes.end() ? std::vector<FaceRect>() : known->second, face, noise,
-                       seed, index, &detected);
+    const auto [rect, is_detected] = evaluationRect(
+        known == boxes.end() ? std::vector<FaceRect>() : known->second, face, noise, seed, index);
     measured[index] = measureFace(training::readPhotoRgb(folder + "/" + face.image), face, rect);
     measured[index].face = index;
-    measured[index].detected = detected;
+    measured[index].detected = is_detected;
   });
   return measured;
 }

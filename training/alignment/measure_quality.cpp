@@ -60,7 +60,8 @@ std::vector<Measured> measure(const Arguments& arguments) {
     const cv::Mat rgb = training::readPhotoRgb(arguments.data + "/" + faces[i].image);
     kit::Face face;
     face.rect = at::evaluationRect(boxes[faces[i].image], faces[i], arguments.noise, arguments.seed,
-                                   static_cast<int>(i), nullptr);
+                                   static_cast<int>(i))
+                    .rect;
     kit::describeFace(*model, pictureOf(rgb), OZNAKIT_WITH_POINTS_68 | OZNAKIT_WITH_DETAILS, face);
     if (face.points.empty()) {
       ++without_points;

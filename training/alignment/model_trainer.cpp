@@ -80,8 +80,14 @@ std::vector<TrainedStage> loadStages(const std::string& path, std::size_t count)
   return stages;
 }
 
-double medianError(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
-                   bool manual, double* under_tenth) {
+/// Errors of the medians of some faces; 0 without faces.
+struct MedianErrors {
+  double mean = 0;
+  double under_tenth = 0;  // Share of the faces.
+};
+
+MedianErrors medianErrors(const std::vector<AlignmentSample>& samples, const RegressionRows& rows,
+                          bool manual) {
   double sum = 0;
   int count = 0;
   int under = 0;
@@ -93,8 +99,8 @@ double medianError(const std::vector<AlignmentSample>& samples, const Regression
     under += error < 0.1F ? 1 : 0;
     ++count;
   }
-  *under_tenth = count > 0 ? static_cast<double>(under) / count : 0;
-  return count > 0 ? sum / count : 0;
+  if (count == 0) return {};
+  return {sum / count, static_cast<double>(under) / count};
 }
 
 /// The training of one model.
@@ -110,18 +116,18 @@ class ModelTrainer {
         train_rows_(makeRows(train, model_.meanShape, options.starts_per_sample, options.seed)),
         dev_rows_(makeRows(dev, model_.meanShape, kStarts, options.seed)) {}
 
-  oznalib::SDMModel run(TrainingCurve* curve) {
+  TrainedModel run() {
     log_ << train_.size() << " samples, " << train_rows_.count() << " rows; " << dev_.size()
          << " faces to measure" << std::endl;
-    report(0, curve);
-    std::size_t stage = resume(curve);
+    errors_.push_back(report(0));
+    std::size_t stage = resume();
     for (; stage < options_.stage_levels.size(); ++stage) {
       trainOne(stage);
-      report(stage + 1, curve);
+      errors_.push_back(report(stage + 1));
       save(stage + 1);
     }
-    settle(curve);
-    return std::move(model_);
+    settle();
+    return {std::move(model_), std::move(errors_)};
   }
 
  private:
@@ -133,11 +139,11 @@ class ModelTrainer {
 
   StageOptions stageOptions(std::size_t stage) const {
     StageOptions options = options_.stage;
-    const auto of_stage = [stage](const std::vector<float>& list, float* value) {
-      if (!list.empty()) *value = list[std::min(stage, list.size() - 1)];
+    const auto of_stage = [stage](const std::vector<float>& list, float& value) {
+      if (!list.empty()) value = list[std::min(stage, list.size() - 1)];
     };
-    of_stage(options_.error_knees, &options.error_knee);
-    of_stage(options_.reaches, &options.reach);
+    of_stage(options_.error_knees, options.error_knee);
+    of_stage(options_.reaches, options.reach);
     return options;
   }
 
@@ -161,7 +167,7 @@ class ModelTrainer {
 
   /// Lets the last stage end where photographs have their points, not between them and their mirror
   /// images. The shapes of the rows are out of fold, so this is what new faces need.
-  void settle(TrainingCurve* curve) {
+  void settle() {
     if (model_.stageBias.empty()) return;
     const std::size_t last = model_.stageBias.size() - 1;
     const std::vector<float> left = meanPlainMove(train_, stageOptions(last), train_rows_);
@@ -175,29 +181,23 @@ class ModelTrainer {
     }
     log_ << "points of photographs as they stand lie " << along_x
          << " pixels farther to the right on average: the last stage moves there" << std::endl;
-    TrainingCurve settled;
-    report(last + 1, &settled);
-    if (curve == nullptr) return;
-    curve->dev_manual.back() = settled.dev_manual.back();
-    curve->dev_tracked.back() = settled.dev_tracked.back();
+    const StageErrors settled = report(last + 1);
+    errors_.back().dev_manual = settled.dev_manual;
+    errors_.back().dev_tracked = settled.dev_tracked;
   }
 
-  void report(std::size_t stages, TrainingCurve* curve) {
-    double manual_under = 0;
-    double tracked_under = 0;
-    const double manual = medianError(dev_, dev_rows_, /*manual=*/true, &manual_under);
-    const double tracked = medianError(dev_, dev_rows_, /*manual=*/false, &tracked_under);
+  /// Measures, and writes what it finds into the log.
+  StageErrors report(std::size_t stages) const {
+    const MedianErrors manual = medianErrors(dev_, dev_rows_, /*manual=*/true);
+    const MedianErrors tracked = medianErrors(dev_, dev_rows_, /*manual=*/false);
     const double train_manual = meanRowError(train_, train_rows_, /*manual=*/true);
     const double train_tracked = meanRowError(train_, train_rows_, /*manual=*/false);
     log_ << std::fixed << std::setprecision(3) << "after " << stages << " stages: train manual "
          << 100 * train_manual << "% tracked " << 100 * train_tracked << "% | dev manual "
-         << 100 * manual << "% (" << 100 * manual_under << "% of faces under 10%) tracked "
-         << 100 * tracked << "% (" << 100 * tracked_under << "%)" << std::defaultfloat << std::endl;
-    if (curve == nullptr) return;
-    curve->train_manual.push_back(train_manual);
-    curve->train_tracked.push_back(train_tracked);
-    curve->dev_manual.push_back(manual);
-    curve->dev_tracked.push_back(tracked);
+         << 100 * manual.mean << "% (" << 100 * manual.under_tenth
+         << "% of faces under 10%) tracked " << 100 * tracked.mean << "% ("
+         << 100 * tracked.under_tenth << "%)" << std::defaultfloat << std::endl;
+    return {train_manual, train_tracked, manual.mean, tracked.mean};
   }
 
   void save(std::size_t stages) const {
@@ -206,7 +206,7 @@ class ModelTrainer {
     saveShapes(options_.checkpoint_folder + "/shapes.bin", stages, train_rows_.shapes);
   }
 
-  std::size_t resume(TrainingCurve* curve) {
+  std::size_t resume() {
     if (options_.checkpoint_folder.empty()) return 0;
     const std::size_t stages =
         loadShapes(options_.checkpoint_folder + "/shapes.bin", train_rows_.shapes);
@@ -219,7 +219,7 @@ class ModelTrainer {
       applyTrainedStage(trained, options_.stage, dev_rows_);
     }
     log_ << "continuing from " << options_.checkpoint_folder << std::endl;
-    report(stages, curve);
+    errors_.push_back(report(stages));
     return stages;
   }
 
@@ -228,16 +228,17 @@ class ModelTrainer {
   const ModelOptions& options_;
   std::ostream& log_;
   oznalib::SDMModel model_;
+  std::vector<StageErrors> errors_;  // As TrainedModel returns them.
   RegressionRows train_rows_;
   RegressionRows dev_rows_;
 };
 
 }  // namespace
 
-oznalib::SDMModel trainModel(const std::vector<AlignmentSample>& train,
-                             const std::vector<AlignmentSample>& dev, const ModelOptions& options,
-                             std::ostream& log, TrainingCurve* curve) {
-  return ModelTrainer(train, dev, options, log).run(curve);
+TrainedModel trainModel(const std::vector<AlignmentSample>& train,
+                        const std::vector<AlignmentSample>& dev, const ModelOptions& options,
+                        std::ostream& log) {
+  return ModelTrainer(train, dev, options, log).run();
 }
 
 }  // namespace alignment_training

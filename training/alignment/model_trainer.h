@@ -26,24 +26,31 @@ struct ModelOptions {
   std::string checkpoint_folder;  // Empty for none; otherwise it exists.
 };
 
-/// Errors before the first stage (index 0) and after each, as shares of the outer eye distance.
-struct TrainingCurve {
-  std::vector<double> train_manual;   // Mean of all rows, out of fold.
-  std::vector<double> train_tracked;  //
-  std::vector<double> dev_manual;     // Mean of the medians of nine starts.
-  std::vector<double> dev_tracked;
+/// Errors before the first stage or after one, as shares of the outer eye distance.
+struct StageErrors {
+  double train_manual = 0;  // Means of all rows, out of fold.
+  double train_tracked = 0;
+  double dev_manual = 0;  // Means of the medians of nine starts.
+  double dev_tracked = 0;
+};
+
+struct TrainedModel {
+  oznalib::SDMModel model;
+  // Before the first stage, after those of a checkpoint, and after each that was trained. The last
+  // have dev errors of the model, whose last stage is moved to where photographs have their points.
+  std::vector<StageErrors> errors;
 };
 
 /// Trains on `train` and reports on `dev`, which takes no part in anything that is learnt or chosen
-/// here; it may be empty. `curve` may be null.
+/// here; it may be empty.
 ///
 /// Checkpoints  After each stage the model so far (stage-N.sdm) and the rows' shapes (shapes.bin).
 ///              A run in the same folder continues after the last stage that it finds; use a fresh
 ///              folder for other data or options (a wrong number of rows is noticed, no more).
 /// Memory       8704 bytes per row, the samples, and what trainStage takes.
-oznalib::SDMModel trainModel(const std::vector<AlignmentSample>& train,
-                             const std::vector<AlignmentSample>& dev, const ModelOptions& options,
-                             std::ostream& log, TrainingCurve* curve);
+TrainedModel trainModel(const std::vector<AlignmentSample>& train,
+                        const std::vector<AlignmentSample>& dev, const ModelOptions& options,
+                        std::ostream& log);
 
 }  // namespace alignment_training
 

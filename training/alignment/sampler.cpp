@@ -81,10 +81,9 @@ AlignmentSample makeVariant(const Scene& plain, const Scene& mirrored, int varia
   return sample;
 }
 
-std::vector<FaceRect> boxesOf(const LandmarkFace& face, const BoxTable* boxes) {
-  if (boxes == nullptr) return {};
-  const auto found = boxes->find(face.image);
-  return found == boxes->end() ? std::vector<FaceRect>() : found->second;
+std::vector<FaceRect> boxesOf(const LandmarkFace& face, const BoxTable& boxes) {
+  const auto found = boxes.find(face.image);
+  return found == boxes.end() ? std::vector<FaceRect>() : found->second;
 }
 
 }  // namespace
@@ -133,7 +132,7 @@ AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape
 
 std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
                                                  const std::vector<LandmarkFace>& faces,
-                                                 const BoxTable* boxes,
+                                                 const BoxTable& boxes,
                                                  const SamplerOptions& options, int threads) {
   std::vector<std::vector<AlignmentSample>> by_face(faces.size());
   training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
@@ -158,25 +157,23 @@ std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
   return samples;
 }
 
-FaceRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& face,
-                        const RectNoise& noise, std::uint64_t seed, int index, bool* found) {
+MeasuringRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& face,
+                             const RectNoise& noise, std::uint64_t seed, int index) {
   const FaceRect square = conventionSquare(face.points);
   const FaceRect* box = bestBox(boxes, square, kLeastOverlap);
-  if (found != nullptr) *found = box != nullptr;
-  if (box != nullptr) return *box;
+  if (box != nullptr) return {*box, /*is_detected=*/true};
   std::mt19937_64 random = generatorFor(seed, index);
-  return jitterSquare(square, noise, random);
+  return {jitterSquare(square, noise, random), /*is_detected=*/false};
 }
 
 std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const std::vector<LandmarkFace>& faces,
-                                                  const BoxTable* boxes, const RectNoise& noise,
+                                                  const BoxTable& boxes, const RectNoise& noise,
                                                   int face_width, std::uint64_t seed, int threads) {
   std::vector<AlignmentSample> samples(faces.size());
   training::parallelFor(static_cast<int>(faces.size()), threads, [&](int index) {
     const LandmarkFace& face = faces[index];
-    const FaceRect rect =
-        evaluationRect(boxesOf(face, boxes), face, noise, seed, index, /*found=*/nullptr);
+    const FaceRect rect = evaluationRect(boxesOf(face, boxes), face, noise, seed, index).rect;
     samples[index] = makeSample(training::readPhotoRgb(folder + "/" + face.image), rect,
                                 face.points, face_width);
     samples[index].face = index;

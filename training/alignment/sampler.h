@@ -57,23 +57,29 @@ AlignmentSample makeSample(const cv::Mat& rgb, const FaceRect& rect, const Shape
                            int face_width);
 
 /// All variants of all faces of one folder. Variants of face i depend on the seed and on i alone.
-/// `boxes` may be null. Works on `threads` threads; the result does not depend on their number.
+/// Works on `threads` threads; the result does not depend on their number.
 std::vector<AlignmentSample> makeTrainingSamples(const std::string& folder,
                                                  const std::vector<LandmarkFace>& faces,
-                                                 const BoxTable* boxes,
+                                                 const BoxTable& boxes,
                                                  const SamplerOptions& options, int threads);
 
 /// One sample per face, as it stands: the detector's box where it found the face, otherwise a
 /// jittered square. Seeded as evaluationRect.
 std::vector<AlignmentSample> makeMeasuringSamples(const std::string& folder,
                                                   const std::vector<LandmarkFace>& faces,
-                                                  const BoxTable* boxes, const RectNoise& noise,
+                                                  const BoxTable& boxes, const RectNoise& noise,
                                                   int face_width, std::uint64_t seed, int threads);
 
+/// A rectangle to measure a face with.
+struct MeasuringRect {
+  FaceRect rect;
+  bool is_detected = false;  // Whether it is a box of the detector.
+};
+
 /// The rectangle to measure face number `index` with: the detector's box that fits best, otherwise
-/// the convention's square, jittered from the seed and the index. `found` may be null.
-FaceRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& face,
-                        const RectNoise& noise, std::uint64_t seed, int index, bool* found);
+/// the convention's square, jittered from the seed and the index.
+MeasuringRect evaluationRect(const std::vector<FaceRect>& boxes, const LandmarkFace& face,
+                             const RectNoise& noise, std::uint64_t seed, int index);
 
 /// A generator whose stream depends on the seed and the index alone.
 std::mt19937_64 generatorFor(std::uint64_t seed, std::uint64_t index);

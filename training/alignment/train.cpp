@@ -94,21 +94,16 @@ void train(Arguments& arguments) {
   sampler.seed = arguments.model.seed;
   sampler.face_width = arguments.model.face_width;
   const int threads = arguments.model.stage.threads;
-  std::unique_ptr<at::BoxTable> boxes;
-  if (!arguments.boxes.empty()) {
-    boxes = std::make_unique<at::BoxTable>(at::readBoxes(arguments.boxes));
-  }
+  const at::BoxTable boxes =
+      arguments.boxes.empty() ? at::BoxTable() : at::readBoxes(arguments.boxes);
   auto faces = thin(at::readLandmarkFaces(arguments.data, "train"), arguments.limit);
   const auto dev_faces = arguments.hold_out > 0 ? at::holdOut(arguments.hold_out, faces)
                                                 : at::readLandmarkFaces(arguments.data, "dev");
-  const auto samples =
-      at::makeTrainingSamples(arguments.data, faces, boxes.get(), sampler, threads);
-  const auto dev =
-      at::makeMeasuringSamples(arguments.data, dev_faces, boxes.get(), at::kMeasuringNoise,
-                               sampler.face_width, /*seed=*/1, threads);
-  const oznalib::SDMModel model =
-      at::trainModel(samples, dev, arguments.model, std::cout, /*curve=*/nullptr);
-  at::writeModel(model, arguments.out);
+  const auto samples = at::makeTrainingSamples(arguments.data, faces, boxes, sampler, threads);
+  const auto dev = at::makeMeasuringSamples(arguments.data, dev_faces, boxes, at::kMeasuringNoise,
+                                            sampler.face_width, /*seed=*/1, threads);
+  const at::TrainedModel trained = at::trainModel(samples, dev, arguments.model, std::cout);
+  at::writeModel(trained.model, arguments.out);
   std::cout << "wrote " << arguments.out << std::endl;
 }
 

@@ -37,17 +37,16 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
   drawDataset(folder.path(), "dev", 12, /*seed=*/12);
   const auto faces = readLandmarkFaces(folder.path(), "train");
   const auto dev_faces = readLandmarkFaces(folder.path(), "dev");
-  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
-  const auto dev = makeMeasuringSamples(folder.path(), dev_faces, nullptr, kMeasuringNoise,
+  const auto train = makeTrainingSamples(folder.path(), faces, BoxTable(), smallSampler(), 2);
+  const auto dev = makeMeasuringSamples(folder.path(), dev_faces, BoxTable(), kMeasuringNoise,
                                         smallSampler().face_width, /*seed=*/1, 2);
   std::ostringstream log;
-  TrainingCurve curve;
-  const oznalib::SDMModel model = trainModel(train, dev, smallOptions({3, 2, 1}), log, &curve);
-  ASSERT_EQ(curve.train_manual.size(), 4U) << log.str();
-  for (int stage = 1; stage <= 3; ++stage) {
-    EXPECT_LT(curve.train_manual[stage], curve.train_manual[stage - 1]) << log.str();
-    EXPECT_LT(curve.train_tracked[stage], curve.train_tracked[stage - 1]) << log.str();
-    EXPECT_LT(curve.dev_manual[stage], curve.dev_manual[stage - 1]) << log.str();
+  const auto [model, errors] = trainModel(train, dev, smallOptions({3, 2, 1}), log);
+  ASSERT_EQ(errors.size(), 4U) << log.str();
+  for (std::size_t stage = 1; stage <= 3; ++stage) {
+    EXPECT_LT(errors[stage].train_manual, errors[stage - 1].train_manual) << log.str();
+    EXPECT_LT(errors[stage].train_tracked, errors[stage - 1].train_tracked) << log.str();
+    EXPECT_LT(errors[stage].dev_manual, errors[stage - 1].dev_manual) << log.str();
   }
   writeModel(model, folder.file("m.sdm"));
   ASSERT_EQ(oznalib::loadSDMModel(folder.path(), "m.sdm"), oznalib::StatusOk);
@@ -55,8 +54,8 @@ TEST(TrainModel, LowersTheErrorAtEveryStageAndAlignsUnseenFaces) {
                                      /*seed=*/1, /*threads=*/2);
   const ErrorSummary manual = summarise(onlyQuality(measured, /*manual=*/true));
   // What the trainer measures on the rows is what the public call gives.
-  EXPECT_NEAR(manual.mean68, curve.dev_manual.back(), 1e-3);
-  EXPECT_LT(manual.mean68, 0.5 * curve.dev_manual.front());
+  EXPECT_NEAR(manual.mean68, errors.back().dev_manual, 1e-3);
+  EXPECT_LT(manual.mean68, 0.5 * errors.front().dev_manual);
   EXPECT_GT(manual.mean5, 0);
   EXPECT_EQ(manual.faces, 8);
   oznalib::unloadSDMModel();
@@ -71,11 +70,11 @@ TEST(TrainModel, EndsWherePhotographsAsTheyStandHaveTheirPoints) {
   for (LandmarkFace& face : faces) {
     for (int i = 0; i < kCoordinates; i += 2) face.points[i] += 4.0F;
   }
-  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
+  const auto train = makeTrainingSamples(folder.path(), faces, BoxTable(), smallSampler(), 2);
   std::ostringstream log;
   ModelOptions options = smallOptions({3, 1});
   options.stage.folds = 2;
-  writeModel(trainModel(train, {}, options, log, nullptr), folder.file("m.sdm"));
+  writeModel(trainModel(train, {}, options, log).model, folder.file("m.sdm"));
   ASSERT_EQ(oznalib::loadSDMModel(folder.path(), "m.sdm"), oznalib::StatusOk);
   const auto measured = measureFaces(folder.path(), faces, BoxTable(), kMeasuringNoise, /*seed=*/1,
                                      /*threads=*/1);
@@ -93,14 +92,14 @@ TEST(TrainModel, ContinuesFromACheckpointToTheSameFile) {
   const ozna_test::TemporaryFolder folder;
   drawDataset(folder.path(), "train", 9, /*seed=*/21);
   const auto faces = readLandmarkFaces(folder.path(), "train");
-  const auto train = makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), 2);
+  const auto train = makeTrainingSamples(folder.path(), faces, BoxTable(), smallSampler(), 2);
   std::ostringstream log;
-  writeModel(trainModel(train, {}, smallOptions({3, 1}), log, nullptr), folder.file("a.sdm"));
+  writeModel(trainModel(train, {}, smallOptions({3, 1}), log).model, folder.file("a.sdm"));
   ModelOptions options = smallOptions({3});
   options.checkpoint_folder = folder.path();
-  trainModel(train, {}, options, log, nullptr);
+  trainModel(train, {}, options, log);
   options.stage_levels = {3, 1};
-  writeModel(trainModel(train, {}, options, log, nullptr), folder.file("b.sdm"));
+  writeModel(trainModel(train, {}, options, log).model, folder.file("b.sdm"));
   EXPECT_NE(log.str().find("continuing from"), std::string::npos);
   const std::string bytes = bytesOf(folder.file("a.sdm"));
   EXPECT_GT(bytes.size(), 9000000U);

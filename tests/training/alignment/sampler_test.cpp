@@ -76,9 +76,9 @@ TEST(MakeTrainingSamples, AreTheSameOnOneThreadAndOnThree) {
   drawDataset(folder.path(), "train", 6, /*seed=*/2);
   const auto faces = readLandmarkFaces(folder.path(), "train");
   const auto one =
-      makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), /*threads=*/1);
+      makeTrainingSamples(folder.path(), faces, BoxTable(), smallSampler(), /*threads=*/1);
   const auto three =
-      makeTrainingSamples(folder.path(), faces, nullptr, smallSampler(), /*threads=*/3);
+      makeTrainingSamples(folder.path(), faces, BoxTable(), smallSampler(), /*threads=*/3);
   ASSERT_EQ(one.size(), 10U);  // Four faces by hand, twice; two tracked ones, once.
   ASSERT_EQ(three.size(), one.size());
   for (std::size_t i = 0; i < one.size(); ++i) {
@@ -100,7 +100,7 @@ TEST(MakeTrainingSamples, StartFromDetectorBoxesWhereAsked) {
   options.rotated_share = 0;
   options.box_share = 1;
   options.noise = {0, 0, 0};
-  const auto samples = makeTrainingSamples(folder.path(), faces, &boxes, options, 1);
+  const auto samples = makeTrainingSamples(folder.path(), faces, boxes, options, 1);
   const AlignmentSample expected = makeSample(
       training::readPhotoRgb(folder.path() + "/" + faces[0].image), box, faces[0].points, 100);
   ASSERT_EQ(samples.size(), 1U);
@@ -117,9 +117,9 @@ TEST(MakeTrainingSamples, CutThePhotographWhereAsked) {
   options.noise = {0, 0, 0};
   // Columns of the photograph that the sample holds.
   options.cropped_share = 0;
-  const auto whole = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
+  const auto whole = makeTrainingSamples(folder.path(), faces, BoxTable(), options, 1);
   options.cropped_share = 1;
-  const auto cut = makeTrainingSamples(folder.path(), faces, nullptr, options, 1);
+  const auto cut = makeTrainingSamples(folder.path(), faces, BoxTable(), options, 1);
   ASSERT_EQ(cut.size(), 1U);
   const float columns_whole = static_cast<float>(whole[0].grey.cols) / whole[0].units_x;
   const float columns_cut = static_cast<float>(cut[0].grey.cols) / cut[0].units_x;
@@ -133,15 +133,15 @@ TEST(EvaluationRect, IsTheBoxThatFitsOrAJitteredSquare) {
   const FaceRect square = conventionSquare(face.points);
   FaceRect close = square;
   close.right += 3;
-  bool found = false;
-  EXPECT_EQ(evaluationRect({close}, face, kMeasuringNoise, 1, 0, &found).right, close.right);
-  EXPECT_TRUE(found);
+  const MeasuringRect fitting = evaluationRect({close}, face, kMeasuringNoise, 1, 0);
+  EXPECT_EQ(fitting.rect.right, close.right);
+  EXPECT_TRUE(fitting.is_detected);
   const FaceRect away{square.right, square.bottom, square.right + 50, square.bottom + 50};
-  const FaceRect drawn = evaluationRect({away}, face, kMeasuringNoise, 1, 0, &found);
-  EXPECT_FALSE(found);
-  EXPECT_GT(overlap(drawn, square), 0.5F);
-  EXPECT_EQ(evaluationRect({}, face, kMeasuringNoise, 1, 0, nullptr).left, drawn.left);
-  EXPECT_NE(evaluationRect({}, face, kMeasuringNoise, 1, 1, nullptr).left, drawn.left);
+  const MeasuringRect drawn = evaluationRect({away}, face, kMeasuringNoise, 1, 0);
+  EXPECT_FALSE(drawn.is_detected);
+  EXPECT_GT(overlap(drawn.rect, square), 0.5F);
+  EXPECT_EQ(evaluationRect({}, face, kMeasuringNoise, 1, 0).rect.left, drawn.rect.left);
+  EXPECT_NE(evaluationRect({}, face, kMeasuringNoise, 1, 1).rect.left, drawn.rect.left);
 }
 
 }  // namespace
