@@ -30,117 +30,117 @@ class Mutator {
   int Below(int bound) { return static_cast<int>(engine_() % bound); }
   bool OneIn(int count) { return Below(count) == 0; }
 
-  void Mutate(caffe::NetParameter* net) {
-    if (net->layers_size() > 0 && OneIn(4)) {
+  void Mutate(caffe::NetParameter& net) {
+    if (net.layers_size() > 0 && OneIn(4)) {
       MutateLayers(net);
       return;
     }
     std::vector<Message*> messages;
-    Collect(net, &messages);
-    MutateField(messages[Below(static_cast<int>(messages.size()))]);
+    Collect(net, messages);
+    MutateField(*messages[Below(static_cast<int>(messages.size()))]);
   }
 
  private:
-  static void Collect(Message* message, std::vector<Message*>* all) {
-    all->push_back(message);
-    const Reflection* reflection = message->GetReflection();
+  static void Collect(Message& message, std::vector<Message*>& all) {
+    all.push_back(&message);
+    const Reflection* reflection = message.GetReflection();
     std::vector<const FieldDescriptor*> fields;
-    reflection->ListFields(*message, &fields);
+    reflection->ListFields(message, &fields);
     for (const FieldDescriptor* field : fields) {
       if (field->cpp_type() != FieldDescriptor::CPPTYPE_MESSAGE) {
         continue;
       }
       if (!field->is_repeated()) {
-        Collect(reflection->MutableMessage(message, field), all);
+        Collect(*reflection->MutableMessage(&message, field), all);
         continue;
       }
-      for (int i = 0; i < reflection->FieldSize(*message, field); ++i) {
-        Collect(reflection->MutableRepeatedMessage(message, field, i), all);
+      for (int i = 0; i < reflection->FieldSize(message, field); ++i) {
+        Collect(*reflection->MutableRepeatedMessage(&message, field, i), all);
       }
     }
   }
 
   // Repeats, drops or moves a layer.
-  void MutateLayers(caffe::NetParameter* net) {
-    const int count = net->layers_size();
+  void MutateLayers(caffe::NetParameter& net) {
+    const int count = net.layers_size();
     const int at = Below(count);
     switch (Below(3)) {
       case 0:
-        *net->add_layers() = caffe::LayerParameter(net->layers(at));
+        *net.add_layers() = caffe::LayerParameter(net.layers(at));
         return;
       case 1:
-        net->mutable_layers()->DeleteSubrange(at, 1);
+        net.mutable_layers()->DeleteSubrange(at, 1);
         return;
       default:
-        net->mutable_layers()->SwapElements(at, Below(count));
+        net.mutable_layers()->SwapElements(at, Below(count));
     }
   }
 
-  void MutateField(Message* message) {
-    const auto* descriptor = message->GetDescriptor();
+  void MutateField(Message& message) {
+    const auto* descriptor = message.GetDescriptor();
     const FieldDescriptor* field = descriptor->field(Below(descriptor->field_count()));
-    const Reflection* reflection = message->GetReflection();
+    const Reflection* reflection = message.GetReflection();
     if (field->is_repeated()) {
       MutateRepeated(message, field);
       return;
     }
     if (OneIn(5)) {
-      reflection->ClearField(message, field);
+      reflection->ClearField(&message, field);
       return;
     }
     switch (field->cpp_type()) {
       case FieldDescriptor::CPPTYPE_INT32:
-        reflection->SetInt32(message, field, Integer());
+        reflection->SetInt32(&message, field, Integer());
         return;
       case FieldDescriptor::CPPTYPE_UINT32:
-        reflection->SetUInt32(message, field, static_cast<std::uint32_t>(Integer()));
+        reflection->SetUInt32(&message, field, static_cast<std::uint32_t>(Integer()));
         return;
       case FieldDescriptor::CPPTYPE_FLOAT:
-        reflection->SetFloat(message, field, Real());
+        reflection->SetFloat(&message, field, Real());
         return;
       case FieldDescriptor::CPPTYPE_BOOL:
-        reflection->SetBool(message, field, OneIn(2));
+        reflection->SetBool(&message, field, OneIn(2));
         return;
       case FieldDescriptor::CPPTYPE_ENUM:
-        reflection->SetEnum(message, field,
+        reflection->SetEnum(&message, field,
                             field->enum_type()->value(Below(field->enum_type()->value_count())));
         return;
       case FieldDescriptor::CPPTYPE_STRING:
-        reflection->SetString(message, field, Name());
+        reflection->SetString(&message, field, Name());
         return;
       case FieldDescriptor::CPPTYPE_MESSAGE:
-        MutateField(reflection->MutableMessage(message, field));
+        MutateField(*reflection->MutableMessage(&message, field));
         return;
       default:
         return;
     }
   }
 
-  void MutateRepeated(Message* message, const FieldDescriptor* field) {
-    const Reflection* reflection = message->GetReflection();
-    const int size = reflection->FieldSize(*message, field);
+  void MutateRepeated(Message& message, const FieldDescriptor* field) {
+    const Reflection* reflection = message.GetReflection();
+    const int size = reflection->FieldSize(message, field);
     if (size > 0 && OneIn(3)) {
-      reflection->RemoveLast(message, field);
+      reflection->RemoveLast(&message, field);
       return;
     }
     const bool adds = size == 0 || OneIn(3);
     const int at = adds ? 0 : Below(size);
     switch (field->cpp_type()) {
       case FieldDescriptor::CPPTYPE_INT32:
-        adds ? reflection->AddInt32(message, field, Integer())
-             : reflection->SetRepeatedInt32(message, field, at, Integer());
+        adds ? reflection->AddInt32(&message, field, Integer())
+             : reflection->SetRepeatedInt32(&message, field, at, Integer());
         return;
       case FieldDescriptor::CPPTYPE_FLOAT:
-        adds ? reflection->AddFloat(message, field, Real())
-             : reflection->SetRepeatedFloat(message, field, at, Real());
+        adds ? reflection->AddFloat(&message, field, Real())
+             : reflection->SetRepeatedFloat(&message, field, at, Real());
         return;
       case FieldDescriptor::CPPTYPE_STRING:
-        adds ? reflection->AddString(message, field, Name())
-             : reflection->SetRepeatedString(message, field, at, Name());
+        adds ? reflection->AddString(&message, field, Name())
+             : reflection->SetRepeatedString(&message, field, at, Name());
         return;
       case FieldDescriptor::CPPTYPE_MESSAGE:
-        MutateField(adds ? reflection->AddMessage(message, field)
-                         : reflection->MutableRepeatedMessage(message, field, at));
+        MutateField(adds ? *reflection->AddMessage(&message, field)
+                         : *reflection->MutableRepeatedMessage(&message, field, at));
         return;
       default:
         return;
@@ -218,7 +218,7 @@ std::size_t MutateDefinition(std::uint8_t* data, std::size_t size, std::size_t m
     return LLVMFuzzerMutate(data, size, max_size);
   }
   for (int rounds = 1 + mutator.Below(3); rounds > 0; --rounds) {
-    mutator.Mutate(&net);
+    mutator.Mutate(net);
   }
   std::string mutated;
   TextFormat::PrintToString(net, &mutated);

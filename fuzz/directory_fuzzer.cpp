@@ -30,15 +30,15 @@ void RemoveRoot() {
 }
 
 // Whether the definitions keep away from databases and endless work; see MakeHarmless.
-bool IsHarmless(ozna_fuzz::Directory* directory) {
+bool IsHarmless(ozna_fuzz::Directory& directory) {
   for (int i = 0; i < ozna_fuzz::kDirectoryFiles; ++i) {
     caffe::NetParameter definition;
-    std::string& text = (*directory)[i];
+    std::string& text = directory[i];
     if (!ozna_fuzz::IsDefinition(i) ||
         !google::protobuf::TextFormat::ParseFromString(text, &definition)) {
       continue;
     }
-    if (!ozna_fuzz::MakeHarmless(&definition)) {
+    if (!ozna_fuzz::MakeHarmless(definition)) {
       return false;
     }
     google::protobuf::TextFormat::PrintToString(definition, &text);
@@ -69,7 +69,7 @@ extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   ozna_fuzz::Directory directory = ozna_fuzz::UnpackDirectory(data, size);
-  if (!IsHarmless(&directory)) {
+  if (!IsHarmless(directory)) {
     return 0;
   }
   ozna_fuzz::WriteDirectory(directory, *root);

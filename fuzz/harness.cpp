@@ -104,11 +104,11 @@ void RunOrRefuse(const std::function<void()>& action) {
 
 void LimitBlocks(std::size_t bytes) { block_limit_bytes = bytes; }
 
-bool MakeHarmless(caffe::NetParameter* definition) {
-  if (definition->layers_size() > kMostLayers) {
+bool MakeHarmless(caffe::NetParameter& definition) {
+  if (definition.layers_size() > kMostLayers) {
     return false;
   }
-  for (caffe::LayerParameter& layer : *definition->mutable_layers()) {
+  for (caffe::LayerParameter& layer : *definition.mutable_layers()) {
     // A database would be opened for writing at a place that the input names.
     if (layer.type() == caffe::LayerParameter::DATA) {
       return false;

@@ -25,7 +25,7 @@ void LimitBlocks(std::size_t bytes);
 
 /// Whether a definition has few enough layers to run thousands of times a minute and opens no data
 /// base. The mean files and matrices that it names become small ones in memory.
-bool MakeHarmless(caffe::NetParameter* definition);
+bool MakeHarmless(caffe::NetParameter& definition);
 
 }  // namespace ozna_fuzz
 

@@ -45,12 +45,12 @@ std::size_t pixelBytes(int format) {
 // Rows of pixels at either end of a block, such that the first byte or the last one is next to the
 // page.
 void* place(const GuardedBlock& block, int width, int height, int format, int gap, bool upwards,
-            bool at_end, std::ptrdiff_t* row_bytes) {
+            bool at_end, std::ptrdiff_t& row_bytes) {
   const std::size_t row = static_cast<std::size_t>(width) * pixelBytes(format);
   const std::size_t step = row + static_cast<std::size_t>(gap);
   const std::size_t way = step * static_cast<std::size_t>(height - 1);
   std::uint8_t* const lowest = at_end ? block.last(way + row) : block.first();
-  *row_bytes = static_cast<std::ptrdiff_t>(step) * (upwards ? -1 : 1);
+  row_bytes = static_cast<std::ptrdiff_t>(step) * (upwards ? -1 : 1);
   return upwards ? lowest + way : lowest;
 }
 
@@ -89,7 +89,7 @@ oznakit_image takeImage(Input& input) {
   image.orientation = input.take<std::uint8_t>() % 9;
   const auto layout = input.take<std::uint8_t>();
   image.pixels = place(*pixels, image.width, image.height, image.format, layout & 15,
-                       (layout & 16) != 0, (layout & 32) != 0, &image.row_bytes);
+                       (layout & 16) != 0, (layout & 32) != 0, image.row_bytes);
   return image;
 }
 
@@ -119,7 +119,7 @@ void cutChip(Input& input, const oznakit_image& image, const oznakit_face& face)
   std::ptrdiff_t row_bytes = 0;
   void* const chip =
       place(*room, options.width, options.height, std::min(options.format, OZNAKIT_GREY),
-            layout & 15, (layout & 16) != 0, (layout & 32) != 0, &row_bytes);
+            layout & 15, (layout & 16) != 0, (layout & 32) != 0, row_bytes);
   const oznakit_status status = oznakit_chip(&image, &face, &options, chip, row_bytes);
   if (status != OZNAKIT_OK && status != OZNAKIT_BAD_ARGUMENT) {
     find("a chip");

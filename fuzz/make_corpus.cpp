@@ -147,8 +147,8 @@ std::vector<std::string> OldDefinitions() {
   };
 }
 
-void AddBlob(LayerParameter* layer, int num, int channels, int height, int width) {
-  caffe::BlobProto* blob = layer->add_blobs();
+void AddBlob(LayerParameter& layer, int num, int channels, int height, int width) {
+  caffe::BlobProto* blob = layer.add_blobs();
   blob->set_num(num);
   blob->set_channels(channels);
   blob->set_height(height);
@@ -164,13 +164,13 @@ NetParameter TrainedNetwork() {
   LayerParameter* conv = net.add_layers();
   conv->set_name("conv");
   conv->set_type(LayerParameter::CONVOLUTION);
-  AddBlob(conv, 2, 2, 3, 3);
-  AddBlob(conv, 1, 1, 1, 2);
+  AddBlob(*conv, 2, 2, 3, 3);
+  AddBlob(*conv, 1, 1, 1, 2);
   LayerParameter* inner_product = net.add_layers();
   inner_product->set_name("ip");
   inner_product->set_type(LayerParameter::INNER_PRODUCT);
-  AddBlob(inner_product, 1, 1, 2, 18);
-  AddBlob(inner_product, 1, 1, 1, 2);
+  AddBlob(*inner_product, 1, 1, 2, 18);
+  AddBlob(*inner_product, 1, 1, 1, 2);
   return net;
 }
 
@@ -207,22 +207,22 @@ std::vector<std::string> PreviousOutputs() {
 // Calls of the pixel interface: see pixels_fuzzer.cpp.
 std::vector<std::string> Calls() {
   std::string detect = {1, 20, 20, 5};
-  const auto put = [](std::string* call, auto value) {
-    call->append(reinterpret_cast<const char*>(&value), sizeof(value));
+  const auto put = [](std::string& call, auto value) {
+    call.append(reinterpret_cast<const char*>(&value), sizeof(value));
   };
-  put(&detect, 1.0F);
-  put(&detect, std::int32_t{20});
-  put(&detect, 0.3F);
-  put(&detect, std::int8_t{2});
-  put(&detect, 1.3F);
-  put(&detect, std::int32_t{6});
+  put(detect, 1.0F);
+  put(detect, std::int32_t{20});
+  put(detect, 0.3F);
+  put(detect, std::int8_t{2});
+  put(detect, 1.3F);
+  put(detect, std::int32_t{6});
   std::string align = {0, 40, 30};
-  put(&align, std::int32_t{0});
-  put(&align, std::uint8_t{1});
+  put(align, std::int32_t{0});
+  put(align, std::uint8_t{1});
   for (const std::int16_t edge : {20, 16, 100, 96}) {
-    put(&align, edge);
+    put(align, edge);
   }
-  put(&align, std::uint8_t{1});
+  put(align, std::uint8_t{1});
   return {detect + "pixels", align + "pixels", align};
 }
 

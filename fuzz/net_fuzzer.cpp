@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   bool is_harmless = false;
   ozna_fuzz::RunOrRefuse([&] {
     caffe::ReadNetParamsFromTextFile1(text, &definition);
-    is_harmless = ozna_fuzz::MakeHarmless(&definition);
+    is_harmless = ozna_fuzz::MakeHarmless(definition);
   });
   if (!is_harmless) {
     return 0;

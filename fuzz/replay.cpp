@@ -48,14 +48,14 @@ std::vector<std::string> filesOf(int argc, char** argv) {
   return paths;
 }
 
-// Runs the inputs from *next on, which counts those that were begun.
-[[noreturn]] void runInputs(const std::vector<std::string>& paths, volatile std::size_t* next) {
+// Runs the inputs from next on, which counts those that were begun.
+[[noreturn]] void runInputs(const std::vector<std::string>& paths, volatile std::size_t& next) {
   google::InstallFailureFunction(refuse);
-  while (*next < paths.size()) {
-    std::ifstream file(paths[*next], std::ios::binary);
+  while (next < paths.size()) {
+    std::ifstream file(paths[next], std::ios::binary);
     const std::vector<char> bytes((std::istreambuf_iterator<char>(file)),
                                   std::istreambuf_iterator<char>());
-    *next = *next + 1;
+    next = next + 1;
     alarm(kMostSeconds);
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
@@ -73,11 +73,11 @@ int main(int argc, char** argv) {
   void* const shared =
       mmap(nullptr, sizeof(std::size_t), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
   if (shared == MAP_FAILED) return 2;
-  auto* const next = static_cast<volatile std::size_t*>(shared);
+  auto& next = *static_cast<volatile std::size_t*>(shared);
   FLAGS_minloglevel = google::GLOG_FATAL;
   LLVMFuzzerInitialize(&argc, &argv);
   std::size_t refused = 0;
-  while (*next < paths.size()) {
+  while (next < paths.size()) {
     const pid_t child = fork();
     if (child == 0) runInputs(paths, next);
     int status = 0;
@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
     if (code == kRefused || code == kMisused) {
       ++refused;
     } else if (code != 0) {
-      const std::string& path = paths[*next == 0 ? 0 : *next - 1];
+      const std::string& path = paths[next == 0 ? 0 : next - 1];
       std::fprintf(stderr, "finding: %s, wait status %d\n", path.c_str(), status);
       return 1;
     }

@@ -15,8 +15,8 @@ namespace {
 
 constexpr int kLaterSide = 4;
 
-void AddBlob(caffe::LayerParameter* layer, const std::array<int, 4>& shape) {
-  caffe::BlobProto* blob = layer->add_blobs();
+void AddBlob(caffe::LayerParameter& layer, const std::array<int, 4>& shape) {
+  caffe::BlobProto* blob = layer.add_blobs();
   blob->set_num(shape[0]);
   blob->set_channels(shape[1]);
   blob->set_height(shape[2]);
@@ -31,8 +31,8 @@ std::string Trained(const std::string& name, const std::array<int, 4>& weights, 
   caffe::NetParameter net;
   caffe::LayerParameter* layer = net.add_layers();
   layer->set_name(name);
-  AddBlob(layer, weights);
-  AddBlob(layer, {1, 1, 1, outputs});
+  AddBlob(*layer, weights);
+  AddBlob(*layer, {1, 1, 1, outputs});
   return net.SerializeAsString();
 }
 
@@ -58,11 +58,11 @@ std::string LaterMean() {
 }
 
 template <class T>
-void Put(std::string* text, T value) {
-  text->append(reinterpret_cast<const char*>(&value), sizeof(value));
+void Put(std::string& text, T value) {
+  text.append(reinterpret_cast<const char*>(&value), sizeof(value));
 }
 
-void PutMatrix(std::string* text, std::int64_t rows, std::int64_t columns, float value) {
+void PutMatrix(std::string& text, std::int64_t rows, std::int64_t columns, float value) {
   Put(text, rows);
   Put(text, columns);
   for (std::int64_t i = 0; i < rows * columns; ++i) {
@@ -142,30 +142,30 @@ void WriteDirectory(const Directory& directory, const std::string& root) {
 
 std::string SmallLandmarkModel(int landmarks, int stages, int face_width) {
   std::string text;
-  Put(&text, std::int32_t{0});
-  Put(&text, std::int32_t{stages});
+  Put(text, std::int32_t{0});
+  Put(text, std::int32_t{stages});
   for (int i = 0; i < stages; ++i) {
-    PutMatrix(&text, 1, 2, 0.01F);
+    PutMatrix(text, 1, 2, 0.01F);
   }
-  Put(&text, std::int32_t{2 * landmarks});
+  Put(text, std::int32_t{2 * landmarks});
   for (int i = 0; i < 2 * landmarks; ++i) {
-    Put(&text, static_cast<float>(i % 9 + 1) / 10);
+    Put(text, static_cast<float>(i % 9 + 1) / 10);
   }
-  Put(&text, std::int32_t{1});
-  Put(&text, 0.5F);
-  Put(&text, std::int32_t{stages});
+  Put(text, std::int32_t{1});
+  Put(text, 0.5F);
+  Put(text, std::int32_t{stages});
   for (int i = 0; i < stages; ++i) {
-    PutMatrix(&text, 1, 16, 0.25F);
-    PutMatrix(&text, 16, 2, 0.125F);
+    PutMatrix(text, 1, 16, 0.25F);
+    PutMatrix(text, 16, 2, 0.125F);
   }
-  Put(&text, std::int32_t{stages});
+  Put(text, std::int32_t{stages});
   for (int i = 0; i < stages; ++i) {
-    Put(&text, std::int32_t{1});
+    Put(text, std::int32_t{1});
   }
-  Put(&text, std::int32_t{0});
-  Put(&text, std::int32_t{0});
-  Put(&text, std::int32_t{3});
-  Put(&text, std::int32_t{face_width});
+  Put(text, std::int32_t{0});
+  Put(text, std::int32_t{0});
+  Put(text, std::int32_t{3});
+  Put(text, std::int32_t{face_width});
   return text;
 }
 
