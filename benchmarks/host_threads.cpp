@@ -45,7 +45,7 @@ using Times = std::vector<std::vector<double>>;  // By photograph.
 
 // One pass over the photographs in each of the first threads detectors, side by side.
 void searchAll(const std::vector<std::unique_ptr<oznalib::Detector>>& detectors,
-               std::size_t threads, const std::vector<Photograph>& photographs, Times* times) {
+               std::size_t threads, const std::vector<Photograph>& photographs, Times& times) {
   std::vector<Times> own(threads, Times(photographs.size()));
   std::vector<std::thread> workers;
   for (std::size_t t = 0; t < threads; ++t) {
@@ -64,7 +64,7 @@ void searchAll(const std::vector<std::unique_ptr<oznalib::Detector>>& detectors,
   for (std::thread& worker : workers) worker.join();
   for (const Times& one : own) {
     for (std::size_t i = 0; i < one.size(); ++i) {
-      (*times)[i].insert((*times)[i].end(), one[i].begin(), one[i].end());
+      times[i].insert(times[i].end(), one[i].begin(), one[i].end());
     }
   }
 }
@@ -95,15 +95,15 @@ int main(int argc, char** argv) {
     }
   }
   Times warm(photographs.size());
-  searchAll(detectors, detectors.size(), photographs, &warm);
+  searchAll(detectors, detectors.size(), photographs, warm);
 
   bool lost = false;
   for (const std::size_t threads : {std::size_t{2}, std::size_t{8}}) {
     Times alone(photographs.size());
     Times beside(photographs.size());
     for (int round = 0; round < kRounds; ++round) {
-      searchAll(detectors, 1, photographs, &alone);
-      searchAll(detectors, threads, photographs, &beside);
+      searchAll(detectors, 1, photographs, alone);
+      searchAll(detectors, threads, photographs, beside);
     }
     std::vector<double> times;
     std::vector<double> ratios;

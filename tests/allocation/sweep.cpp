@@ -225,11 +225,11 @@ bool failOnce(const Sweep& sweep, long index, const Numbers& expected, Operation
 }
 
 // Fails one allocation and returns how many blocks are left over afterwards.
-long leftOver(const Sweep& sweep, const Numbers& expected, bool* more) {
+long leftOver(const Sweep& sweep, const Numbers& expected, bool& more) {
   const long before = failing_allocator::liveBlocks();
   {
     const auto operation = sweep.make();
-    *more = failOnce(sweep, sweep.progress->next, expected, *operation);
+    more = failOnce(sweep, sweep.progress->next, expected, *operation);
     operation->finish();
   }
   return failing_allocator::liveBlocks() - before;
@@ -240,11 +240,11 @@ void sweepWarm(const Sweep& sweep) {
   undisturbed(sweep);
   const Numbers expected = undisturbed(sweep);
   for (bool more = true; more; sweep.progress->next += sweep.step) {
-    if (leftOver(sweep, expected, &more) == 0 || !more) continue;
+    if (leftOver(sweep, expected, more) == 0 || !more) continue;
     // The first exception that takes a way keeps what it found out about that way, for the next. A
     // leak is left by every one.
     const Progress counted = *sweep.progress;
-    const long left = leftOver(sweep, expected, &more);
+    const long left = leftOver(sweep, expected, more);
     *sweep.progress = counted;
     if (left > sweep.mostLeftOver()) fail(std::to_string(left) + " blocks are left over");
   }

@@ -49,7 +49,7 @@ TEST(AccuracyLayerDeathTest, HasNoBackward) {
 
 TEST(AccuracyLayerDeathTest, RefusesLabelOutsideOfValues) {
   LayerBench bench = LossBench("ACCURACY", {1, 3, 1, 1}, {0}, 1);
-  ExpectBadLabelsAreFatal(&bench, /*has_backward=*/false);
+  ExpectBadLabelsAreFatal(bench, /*has_backward=*/false);
 }
 
 TEST(AccuracyLayerDeathTest, RefusesOtherNumbersOfBlobs) {

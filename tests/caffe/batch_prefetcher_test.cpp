@@ -57,7 +57,7 @@ TEST(BatchPrefetcherThreads, GivesBatchAfterBatch) {
   batch.prefetcher.Join();
   batch.prefetcher.CopyTo(batch.tops);
   std::vector<float> expected = ValuesOf(batch.records[0]);
-  Append(&expected, ValuesOf(batch.records[1]));
+  Append(expected, ValuesOf(batch.records[1]));
   EXPECT_EQ(DataOf(batch.data), expected);
   EXPECT_EQ(DataOf(batch.labels), (std::vector<float>{4, 9}));
   // The next batch has one record more; the other slot stays.
@@ -65,7 +65,7 @@ TEST(BatchPrefetcherThreads, GivesBatchAfterBatch) {
   batch.prefetcher.Join();
   batch.prefetcher.CopyTo(batch.tops);
   expected = ValuesOf(batch.records[2]);
-  Append(&expected, ValuesOf(batch.records[1]));
+  Append(expected, ValuesOf(batch.records[1]));
   EXPECT_EQ(DataOf(batch.data), expected);
   EXPECT_EQ(DataOf(batch.labels), (std::vector<float>{1, 9}));
 }

@@ -89,7 +89,7 @@ TEST_F(DataLayerThreads, ReturnsRecordsInOrderOfKeysAndWrapsAround) {
     const Datum& first = records[batch * 2 % 3];
     const Datum& second = records[(batch * 2 + 1) % 3];
     std::vector<float> expected = ValuesOf(first);
-    Append(&expected, ValuesOf(second));
+    Append(expected, ValuesOf(second));
     EXPECT_EQ(expected, DataOf(*bench.top(0))) << "batch " << batch;
     EXPECT_EQ((std::vector<float>{float(first.label()), float(second.label())}),
               DataOf(*bench.top(1)));
@@ -196,7 +196,7 @@ TEST_F(DataLayerThreads, PlacesAndMirrorsCropsByDrawsInTraining) {
       const int column = own() % 8;
       const bool mirrored = own() % 2 == 1;
       mirrored_count += mirrored;
-      Append(&expected,
+      Append(expected,
              CropOf(ValuesOf(records[item % 2]), 2, 9, 12, 4, row, column, mirrored, 0.5, mean));
     }
     bench.Forward();
@@ -217,7 +217,7 @@ TEST_F(DataLayerTest, DrawsNoMirrorWhereNoneIsWanted) {
   for (int slot = 0; slot < 2; ++slot) {
     const int row = own() % 5;
     const int column = own() % 5;
-    Append(&expected, CropOf(ValuesOf(datum), 1, 9, 9, 4, row, column, false));
+    Append(expected, CropOf(ValuesOf(datum), 1, 9, 9, 4, row, column, false));
   }
   bench.Forward();
   EXPECT_EQ(expected, DataOf(*bench.top(0)));
@@ -231,7 +231,7 @@ TEST_F(DataLayerTest, NeverPlacesCropAtLastPosition) {
   const std::vector<float> first_position = CropOf(ValuesOf(datum), 1, 3, 3, 2, 0, 0, false);
   std::vector<float> expected;
   for (int slot = 0; slot < 20; ++slot) {
-    Append(&expected, first_position);
+    Append(expected, first_position);
   }
   EXPECT_EQ(expected, DataOf(*bench.top(0)));
 }

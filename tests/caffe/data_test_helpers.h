@@ -106,8 +106,8 @@ inline std::vector<float> CropOf(const std::vector<float>& values, int channels,
   return crop;
 }
 
-inline void Append(std::vector<float>* all, const std::vector<float>& more) {
-  all->insert(all->end(), more.begin(), more.end());
+inline void Append(std::vector<float>& all, const std::vector<float>& more) {
+  all.insert(all.end(), more.begin(), more.end());
 }
 
 /// Number of threads of this process.

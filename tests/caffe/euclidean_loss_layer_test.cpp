@@ -21,7 +21,7 @@ TEST(EuclideanLossLayer, MatchesReferenceAndItsGradient) {
   LayerBench bench("type: EUCLIDEAN_LOSS", {{3, 2, 2, 2}, {3, 2, 2, 2}}, 0);
   FillSeeded(bench.bottom(0), 1);
   FillSeeded(bench.bottom(1), 2);
-  ExpectLossMatches(&bench, [](const std::vector<std::vector<double>>& inputs) {
+  ExpectLossMatches(bench, [](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (std::size_t i = 0; i < inputs[0].size(); ++i) {
       sum += (inputs[0][i] - inputs[1][i]) * (inputs[0][i] - inputs[1][i]);
@@ -37,7 +37,7 @@ TEST(EuclideanLossLayer, ForgetsGradientFromBefore) {
   SetDiff(bench.bottom(0), {std::nanf("")});
   bench.Backward();
   EXPECT_EQ((std::vector<float>{3}), DiffOf(*bench.bottom(0)));
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 TEST(EuclideanLossLayerDeathTest, RefusesDifferentShapes) {

@@ -26,22 +26,22 @@ int tenBytes() {
   return fd;
 }
 
-std::string next(FileBlocks* blocks) {
+std::string next(FileBlocks& blocks) {
   const void* data = nullptr;
   int size = 0;
-  if (!blocks->Next(&data, &size)) return "end";
+  if (!blocks.Next(&data, &size)) return "end";
   return {static_cast<const char*>(data), static_cast<std::size_t>(size)};
 }
 
 TEST(FileBlocks, AreFullButForTheLast) {
   const int fd = tenBytes();
   FileBlocks blocks(fd, 4);
-  EXPECT_EQ("0123", next(&blocks));
-  EXPECT_EQ("4567", next(&blocks));
+  EXPECT_EQ("0123", next(blocks));
+  EXPECT_EQ("4567", next(blocks));
   EXPECT_EQ(8, blocks.ByteCount());
-  EXPECT_EQ("89", next(&blocks));
-  EXPECT_EQ("end", next(&blocks));
-  EXPECT_EQ("end", next(&blocks));
+  EXPECT_EQ("89", next(blocks));
+  EXPECT_EQ("end", next(blocks));
+  EXPECT_EQ("end", next(blocks));
   EXPECT_EQ(10, blocks.ByteCount());
   EXPECT_EQ(0, blocks.error());
   close(fd);
@@ -50,22 +50,22 @@ TEST(FileBlocks, AreFullButForTheLast) {
 TEST(FileBlocks, AreOneWhereTheFileFits) {
   const int fd = tenBytes();
   FileBlocks blocks(fd, 10);
-  EXPECT_EQ("0123456789", next(&blocks));
-  EXPECT_EQ("end", next(&blocks));
+  EXPECT_EQ("0123456789", next(blocks));
+  EXPECT_EQ("end", next(blocks));
   close(fd);
 }
 
 TEST(FileBlocks, AreGivenAgainAsFarAsTheyAreBackedUp) {
   const int fd = tenBytes();
   FileBlocks blocks(fd, 6);
-  EXPECT_EQ("012345", next(&blocks));
+  EXPECT_EQ("012345", next(blocks));
   blocks.BackUp(2);
   EXPECT_EQ(4, blocks.ByteCount());
-  EXPECT_EQ("45", next(&blocks));
+  EXPECT_EQ("45", next(blocks));
   blocks.BackUp(2);
   EXPECT_TRUE(blocks.Skip(3));
   EXPECT_EQ(7, blocks.ByteCount());
-  EXPECT_EQ("789", next(&blocks));
+  EXPECT_EQ("789", next(blocks));
   EXPECT_FALSE(blocks.Skip(1));
   close(fd);
 }
@@ -82,9 +82,9 @@ TEST(FileBlocks, AreFilledFromSeveralReads) {
     close(ends[1]);
   });
   FileBlocks blocks(ends[0], 7);
-  EXPECT_EQ("0123456", next(&blocks));
-  EXPECT_EQ("789", next(&blocks));
-  EXPECT_EQ("end", next(&blocks));
+  EXPECT_EQ("0123456", next(blocks));
+  EXPECT_EQ("789", next(blocks));
+  EXPECT_EQ("end", next(blocks));
   writer.join();
   close(ends[0]);
 }
@@ -92,7 +92,7 @@ TEST(FileBlocks, AreFilledFromSeveralReads) {
 TEST(FileBlocks, EndAtAReadThatFails) {
   const int fd = open("/", O_RDONLY);  // Opens, and cannot be read.
   FileBlocks blocks(fd, 4);
-  EXPECT_EQ("end", next(&blocks));
+  EXPECT_EQ("end", next(blocks));
   EXPECT_EQ(EISDIR, blocks.error());
   close(fd);
 }

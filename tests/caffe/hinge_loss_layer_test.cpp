@@ -22,7 +22,7 @@ TEST(HingeLossLayer, MatchesReferenceAndItsGradient) {
   const std::vector<float> labels = {0, 11, 5, 3};
   LayerBench bench = LossBench("HINGE_LOSS", {4, 3, 2, 2}, labels);
   FillSeeded(bench.bottom(0), 3, -2, 2);
-  ExpectLossMatches(&bench, [&labels](const std::vector<std::vector<double>>& inputs) {
+  ExpectLossMatches(bench, [&labels](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 4; ++i) {
       for (int j = 0; j < 12; ++j) {
@@ -40,7 +40,7 @@ TEST(HingeLossLayer, LeavesScoresAlone) {
   bench.Forward();
   bench.Backward();
   EXPECT_EQ((std::vector<float>{3, 4}), DataOf(*bench.bottom(0)));
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 TEST(HingeLossLayer, TruncatesLabels) {
@@ -51,7 +51,7 @@ TEST(HingeLossLayer, TruncatesLabels) {
 
 TEST(HingeLossLayerDeathTest, RefusesLabelOutsideOfScores) {
   LayerBench bench = LossBench("HINGE_LOSS", {1, 3, 1, 1}, {0});
-  ExpectBadLabelsAreFatal(&bench);
+  ExpectBadLabelsAreFatal(bench);
 }
 
 TEST(HingeLossLayerDeathTest, RefusesBlobWithoutLabels) {

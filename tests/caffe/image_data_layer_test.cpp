@@ -200,7 +200,7 @@ TEST_F(ImageDataLayerThreads, RepeatsImagesInOrderWithLabelZero) {
   for (int batch = 0; batch < 3; ++batch) {
     std::vector<float> expected;
     for (int slot = 0; slot < 3; ++slot) {
-      Append(&expected, PlanesOf(images[(batch * 3 + slot) % 2]));
+      Append(expected, PlanesOf(images[(batch * 3 + slot) % 2]));
     }
     EXPECT_EQ(expected, NextBatch()) << "batch " << batch;
     EXPECT_EQ((std::vector<float>{0, 0, 0}), DataOf(label_));
@@ -254,8 +254,7 @@ TEST_F(ImageDataLayerThreads, PlacesAndMirrorsCropsByDrawsInTraining) {
       const int row = own() % 5;
       const int column = own() % 8;
       const bool mirrored = own() % 2 == 1;
-      Append(&expected,
-             CropOf(PlanesOf(images[item % 2]), 3, 9, 12, 4, row, column, mirrored, 0.5));
+      Append(expected, CropOf(PlanesOf(images[item % 2]), 3, 9, 12, 4, row, column, mirrored, 0.5));
     }
     EXPECT_EQ(expected, NextBatch()) << "batch " << batch;
   }
@@ -293,7 +292,7 @@ TEST_F(ImageDataLayerTest, MirrorsOutsideTrainingWithShuffle) {
   for (int slot = 0; slot < 8; ++slot) {
     const bool mirrored = own() % 2 == 1;
     mirrored_count += mirrored;
-    Append(&expected, CropOf(PlanesOf(image), 3, 6, 6, 2, 2, 2, mirrored));
+    Append(expected, CropOf(PlanesOf(image), 3, 6, 6, 2, 2, 2, mirrored));
   }
   EXPECT_EQ(expected, NextBatch());
   EXPECT_GT(mirrored_count, 0);

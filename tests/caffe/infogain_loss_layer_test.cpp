@@ -30,7 +30,7 @@ TEST_F(InfogainLossLayer, MatchesReferenceAndItsGradient) {
   WriteMatrix(1, 1, 3, 3, matrix);
   LayerBench bench = Bench({4, 3, 1, 1}, labels);
   FillSeeded(bench.bottom(0), 4, 0.1F, 1);
-  ExpectLossMatches(&bench, [&](const std::vector<std::vector<double>>& inputs) {
+  ExpectLossMatches(bench, [&](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 4; ++i) {
       for (int j = 0; j < 3; ++j) {
@@ -46,7 +46,7 @@ TEST_F(InfogainLossLayer, CountsProbabilityOfZeroAsTinyOne) {
   LayerBench bench = Bench({1, 2, 1, 1}, {0});
   SetData(bench.bottom(0), {0.5, 0});
   EXPECT_NEAR(3 * 46.0517018598809, bench.Forward(), 1e-3);  // -3 * log(1e-20).
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 using InfogainLossLayerDeathTest = InfogainLossLayer;
@@ -79,7 +79,7 @@ TEST_F(InfogainLossLayerDeathTest, RefusesFileThatDoesNotRead) {
 TEST_F(InfogainLossLayerDeathTest, RefusesLabelOutsideOfProbabilities) {
   WriteMatrix(1, 1, 2, 2, std::vector<float>(4));
   LayerBench bench = Bench({1, 2, 1, 1}, {0});
-  ExpectBadLabelsAreFatal(&bench);
+  ExpectBadLabelsAreFatal(bench);
 }
 
 TEST_F(InfogainLossLayerDeathTest, RefusesSeveralLabelsAnImage) {

@@ -28,21 +28,21 @@ inline LayerBench LossBench(const std::string& type, const std::vector<int>& sha
 
 /// Runs Forward and Backward and compares the loss with the objective and the gradient of bottom[0]
 /// with its numeric gradient.
-inline void ExpectLossMatches(LayerBench* bench, const Objective& objective,
+inline void ExpectLossMatches(LayerBench& bench, const Objective& objective,
                               double tolerance = 1e-4, double step = 1e-5) {
-  const std::vector<std::vector<double>> inputs = InputsOf(bench->layer(), bench->bottoms());
+  const std::vector<std::vector<double>> inputs = InputsOf(bench.layer(), bench.bottoms());
   const double expected = objective(inputs);
-  EXPECT_NEAR(expected, bench->Forward(), 1e-5 * std::fmax(1, std::fabs(expected)));
-  ExpectBackwardMatches(bench->layer(), bench->bottoms(), bench->tops(), inputs, objective, {0},
-                        step, tolerance);
+  EXPECT_NEAR(expected, bench.Forward(), 1e-5 * std::fmax(1, std::fabs(expected)));
+  ExpectBackwardMatches(bench.layer(), bench.bottoms(), bench.tops(), inputs, objective, {0}, step,
+                        tolerance);
 }
 
 /// Expects Backward without propagation to leave the gradient of bottom[0] alone.
-inline void ExpectNoGradientUnlessPropagated(LayerBench* bench) {
-  bench->Forward();
-  SetDiff(bench->bottom(0), std::vector<float>(bench->bottom(0)->count(), 42.F));
-  bench->Backward(/*propagate_down=*/false);
-  EXPECT_EQ(std::vector<float>(bench->bottom(0)->count(), 42.F), DiffOf(*bench->bottom(0)));
+inline void ExpectNoGradientUnlessPropagated(LayerBench& bench) {
+  bench.Forward();
+  SetDiff(bench.bottom(0), std::vector<float>(bench.bottom(0)->count(), 42.F));
+  bench.Backward(/*propagate_down=*/false);
+  EXPECT_EQ(std::vector<float>(bench.bottom(0)->count(), 42.F), DiffOf(*bench.bottom(0)));
 }
 
 /// Labels that lie outside of [0, dim) of a loss with dim classes.
@@ -52,16 +52,16 @@ inline std::vector<float> BadLabels(int dim) {
 }
 
 /// Expects Forward and Backward to die of each bad label. The bench has one image.
-inline void ExpectBadLabelsAreFatal(LayerBench* bench, bool has_backward = true) {
-  const int dim = bench->bottom(0)->count();
-  bench->Forward();
+inline void ExpectBadLabelsAreFatal(LayerBench& bench, bool has_backward = true) {
+  const int dim = bench.bottom(0)->count();
+  bench.Forward();
   for (const float label : BadLabels(dim)) {
-    SetData(bench->bottom(1), {label});
+    SetData(bench.bottom(1), {label});
     const auto failure =
         testing::ContainsRegex("Label .* is outside of .0, " + std::to_string(dim) + ".");
-    EXPECT_DEATH(bench->Forward(), failure);
+    EXPECT_DEATH(bench.Forward(), failure);
     if (has_backward) {
-      EXPECT_DEATH(bench->Backward(), failure);
+      EXPECT_DEATH(bench.Backward(), failure);
     }
   }
 }

@@ -12,7 +12,7 @@ TEST(MultinomialLogisticLossLayer, MatchesReferenceAndItsGradient) {
   const std::vector<float> labels = {0, 3, 1};
   LayerBench bench = LossBench("MULTINOMIAL_LOGISTIC_LOSS", {3, 4, 1, 1}, labels);
   FillSeeded(bench.bottom(0), 4, 0.1F, 1);
-  ExpectLossMatches(&bench, [&labels](const std::vector<std::vector<double>>& inputs) {
+  ExpectLossMatches(bench, [&labels](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 3; ++i) {
       sum -= std::log(inputs[0][i * 4 + static_cast<int>(labels[i])]);
@@ -32,12 +32,12 @@ TEST(MultinomialLogisticLossLayer, CountsProbabilityOfZeroAsTinyOne) {
 
 TEST(MultinomialLogisticLossLayer, LeavesGradientUnlessPropagated) {
   LayerBench bench = LossBench("MULTINOMIAL_LOGISTIC_LOSS", {1, 2, 1, 1}, {0});
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 TEST(MultinomialLogisticLossLayerDeathTest, RefusesLabelOutsideOfProbabilities) {
   LayerBench bench = LossBench("MULTINOMIAL_LOGISTIC_LOSS", {1, 3, 1, 1}, {0});
-  ExpectBadLabelsAreFatal(&bench);
+  ExpectBadLabelsAreFatal(bench);
 }
 
 TEST(MultinomialLogisticLossLayerDeathTest, RefusesSeveralLabelsAnImage) {

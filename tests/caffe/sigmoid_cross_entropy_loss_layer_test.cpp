@@ -12,7 +12,7 @@ TEST(SigmoidCrossEntropyLossLayer, MatchesReferenceAndItsGradient) {
   LayerBench bench("type: SIGMOID_CROSS_ENTROPY_LOSS", {{3, 2, 2, 1}, {3, 4, 1, 1}}, 0);
   FillSeeded(bench.bottom(0), 5, -4, 4);
   FillSeeded(bench.bottom(1), 6, 0, 1);
-  ExpectLossMatches(&bench, [](const std::vector<std::vector<double>>& inputs) {
+  ExpectLossMatches(bench, [](const std::vector<std::vector<double>>& inputs) {
     double sum = 0;
     for (int i = 0; i < 12; ++i) {
       const double probability = 1 / (1 + std::exp(-inputs[0][i]));
@@ -35,7 +35,7 @@ TEST(SigmoidCrossEntropyLossLayer, StaysFiniteOnLargeScores) {
 TEST(SigmoidCrossEntropyLossLayer, IsLogTwoAtScoreZero) {
   LayerBench bench("type: SIGMOID_CROSS_ENTROPY_LOSS", {{1, 1, 1, 1}, {1, 1, 1, 1}}, 0);
   EXPECT_FLOAT_EQ(0.69314718F, bench.Forward());
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 TEST(SigmoidCrossEntropyLossLayerDeathTest, RefusesDifferentCounts) {

@@ -38,7 +38,7 @@ TEST(SoftmaxWithLossLayer, MatchesReferenceAndItsGradientOnOneImage) {
   for (const float label : {0.F, 1.F, 2.F, 3.F}) {
     LayerBench bench = LossBench("SOFTMAX_LOSS", {1, 4, 1, 1}, {label});
     FillSeeded(bench.bottom(0), 7, -3, 3);
-    ExpectLossMatches(&bench, ReferenceOf(1, 4, 1, {label}));
+    ExpectLossMatches(bench, ReferenceOf(1, 4, 1, {label}));
   }
 }
 
@@ -46,14 +46,14 @@ TEST(SoftmaxWithLossLayer, MatchesReferenceAndItsGradientOnMap) {
   const std::vector<float> labels = {13};  // Channel 2, position 1.
   LayerBench bench = LossBench("SOFTMAX_LOSS", {1, 3, 2, 3}, labels);
   FillSeeded(bench.bottom(0), 8, -3, 3);
-  ExpectLossMatches(&bench, ReferenceOf(1, 3, 6, labels));
+  ExpectLossMatches(bench, ReferenceOf(1, 3, 6, labels));
 }
 
 TEST(SoftmaxWithLossLayer, MatchesReferenceAndItsGradientOnBatch) {
   const std::vector<float> labels = {1, 0, 2};
   LayerBench bench = LossBench("SOFTMAX_LOSS", {3, 3, 1, 1}, labels);
   FillSeeded(bench.bottom(0), 9, -3, 3);
-  ExpectLossMatches(&bench, ReferenceOf(3, 3, 1, labels));
+  ExpectLossMatches(bench, ReferenceOf(3, 3, 1, labels));
 }
 
 TEST(SoftmaxWithLossLayer, GivesTextbookGradientOnEqualScores) {
@@ -61,7 +61,7 @@ TEST(SoftmaxWithLossLayer, GivesTextbookGradientOnEqualScores) {
   EXPECT_FLOAT_EQ(1.3862944F, bench.Forward());  // log 4.
   bench.Backward();
   EXPECT_EQ((std::vector<float>{0.25, 0.25, -0.75, 0.25}), DiffOf(*bench.bottom(0)));
-  ExpectNoGradientUnlessPropagated(&bench);
+  ExpectNoGradientUnlessPropagated(bench);
 }
 
 TEST(SoftmaxWithLossLayer, CountsProbabilityOfZeroAsTinyOne) {
@@ -84,7 +84,7 @@ TEST(SoftmaxWithLossLayerDeathTest, RefusesTop) {
 
 TEST(SoftmaxWithLossLayerDeathTest, RefusesLabelOutsideOfScores) {
   LayerBench bench = LossBench("SOFTMAX_LOSS", {1, 3, 1, 1}, {0});
-  ExpectBadLabelsAreFatal(&bench);
+  ExpectBadLabelsAreFatal(bench);
 }
 
 TEST(SoftmaxWithLossLayerDeathTest, RefusesFewerLabelsThanImages) {

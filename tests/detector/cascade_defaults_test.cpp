@@ -172,14 +172,14 @@ class Definition {
     parameter->set_kernel_size(kernel);
     parameter->set_group(1);
     parameter->set_stride(stride);
-    setFillers(parameter, std);
+    setFillers(*parameter, std);
     return *this;
   }
 
   Definition& product(const std::string& name, const std::string& bottom, int outputs) {
     LayerParameter* const layer = add(name, LayerParameter::INNER_PRODUCT, {bottom}, name);
     layer->mutable_inner_product_param()->set_num_output(outputs);
-    setFillers(layer->mutable_inner_product_param(), 0.01F);
+    setFillers(*layer->mutable_inner_product_param(), 0.01F);
     return *this;
   }
 
@@ -237,11 +237,11 @@ class Definition {
   }
 
   template <class Parameter>
-  static void setFillers(Parameter* parameter, float std) {
-    parameter->mutable_weight_filler()->set_type("gaussian");
-    parameter->mutable_weight_filler()->set_std(std);
-    parameter->mutable_bias_filler()->set_type("constant");
-    parameter->mutable_bias_filler()->set_value(0);
+  static void setFillers(Parameter& parameter, float std) {
+    parameter.mutable_weight_filler()->set_type("gaussian");
+    parameter.mutable_weight_filler()->set_std(std);
+    parameter.mutable_bias_filler()->set_type("constant");
+    parameter.mutable_bias_filler()->set_value(0);
   }
 
   NetParameter net_;

@@ -245,6 +245,7 @@ TEST(ScanDenseStage, ReadsOnlyTheViewItIsGiven) {
 
 // The slow reference: every cell by the defining sums, in double.
 
+// image  Null for one that is 100 everywhere.
 double response(const DenseNet& net, int plane, const cv::Mat* image, int row, int column) {
   double sum = net.bias[plane];
   for (int channel = 0; channel < 3; ++channel) {

@@ -54,6 +54,7 @@ struct Result {
   std::vector<float> numbers;
 };
 
+// gate  Where searches wait for each other; null for a search alone.
 Result search(oznakit_finder* finder, const Photograph& photograph, Gate* gate) {
   oznakit_image image = OZNAKIT_IMAGE_INIT;
   image.pixels = photograph.pixels.data();

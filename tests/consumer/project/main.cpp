@@ -17,16 +17,16 @@ struct Photograph {
   std::vector<std::uint8_t> pixels;
 };
 
-bool read(const char* path, Photograph* photograph) {
+bool read(const char* path, Photograph& photograph) {
   std::ifstream file(path, std::ios::binary);
   std::string magic;
   int maximum = 0;
-  file >> magic >> photograph->width >> photograph->height >> maximum;
+  file >> magic >> photograph.width >> photograph.height >> maximum;
   file.get();
   if (!file || magic != "P6" || maximum != 255) return false;
-  photograph->pixels.resize(std::size_t{3} * photograph->width * photograph->height);
-  file.read(reinterpret_cast<char*>(photograph->pixels.data()),
-            static_cast<std::streamsize>(photograph->pixels.size()));
+  photograph.pixels.resize(std::size_t{3} * photograph.width * photograph.height);
+  file.read(reinterpret_cast<char*>(photograph.pixels.data()),
+            static_cast<std::streamsize>(photograph.pixels.size()));
   return static_cast<bool>(file);
 }
 
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   if (argc != 3) return fail("main MODELS_DIR PHOTO.ppm");
   const std::string models = std::string(argv[1]) + "/";
   Photograph photograph;
-  if (!read(argv[2], &photograph)) return fail("no photograph");
+  if (!read(argv[2], photograph)) return fail("no photograph");
   const oznalib::Image image{photograph.width, photograph.height, 0, photograph.pixels.data()};
 
   oznalib::Detector detector;
