@@ -52,11 +52,12 @@ oznakit::Image viewOf(const Pixels& array, std::int32_t format, std::int32_t ori
   return image;
 }
 
+// An array of the faces' numbers, and a list with an array of points for each: one face may have
+// points where another has none.
 py::tuple toArrays(const std::vector<oznakit::Face>& faces) {
   const auto count = static_cast<py::ssize_t>(faces.size());
-  const auto most = static_cast<py::ssize_t>(faces.empty() ? 0 : faces[0].points.size());
   py::array_t<float> numbers({count, kNumbers});
-  py::array_t<float> points({count, most, py::ssize_t{2}});
+  py::list points;
   for (py::ssize_t i = 0; i < count; ++i) {
     const oznakit::Face& face = faces[static_cast<std::size_t>(i)];
     const std::array<float, kNumbers> row = {
@@ -66,11 +67,14 @@ py::tuple toArrays(const std::vector<oznakit::Face>& faces) {
         face.pitch,      face.left_eye, face.right_eye,
         face.sharpness};
     std::memcpy(numbers.mutable_data(i, 0), row.data(), sizeof(row));
-    for (py::ssize_t k = 0; k < most; ++k) {
+    const auto point_count = static_cast<py::ssize_t>(face.points.size());
+    py::array_t<float> places({point_count, py::ssize_t{2}});
+    for (py::ssize_t k = 0; k < point_count; ++k) {
       const oznakit::Point& point = face.points[static_cast<std::size_t>(k)];
-      *points.mutable_data(i, k, 0) = point.x;
-      *points.mutable_data(i, k, 1) = point.y;
+      *places.mutable_data(k, 0) = point.x;
+      *places.mutable_data(k, 1) = point.y;
     }
+    points.append(std::move(places));
   }
   return py::make_tuple(numbers, points);
 }
@@ -255,7 +259,8 @@ PYBIND11_MODULE(_ozna, module) {
            py::arg("orientation"), py::arg("preset"), py::arg("min_face_px"),
            py::arg("min_face_share"), py::arg("turns"), py::arg("margin"), py::arg("least_score"),
            py::arg("max_faces"), py::arg("points"), py::arg("details"), py::arg("scan"),
-           py::arg("progress"), "Finds faces: an array of their numbers and one of their points.")
+           py::arg("progress"),
+           "Finds faces: an array of their numbers, and one of points for each.")
       .def("align", &Finder::align, py::arg("pixels").noconvert(), py::arg("format"),
            py::arg("orientation"), py::arg("boxes"), py::arg("turns"), py::arg("points"),
            py::arg("details"), "Places landmarks in boxes; returns what find does.")

@@ -153,8 +153,8 @@ class Face:
         return f"<Face {', '.join(said)}>"
 
 
-def faces_of(numbers: "_Floats", points: "_Floats") -> List[Face]:
-    """The library's two arrays as objects."""
+def faces_of(numbers: "_Floats", points: "Sequence[_Floats]") -> List[Face]:
+    """The library's arrays, the points of each face in one of its own, as objects."""
     return [Face._of(row, own) for row, own in zip(numbers, points)]
 
 

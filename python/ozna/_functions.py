@@ -165,7 +165,7 @@ def align(image: Any, box: "Union[Sequence[float], _Floats]", points: int = 68) 
         raise RuntimeError("no landmark model is loaded: call load_landmarks first")
     row: Any = edges[:4].astype(_np.float32).reshape(1, 4)
     _, found = model.align(view.pixels, view.format, 1, row, _np.zeros(1, _np.int32), number, False)
-    if found.shape[1] == 0:
+    if len(found[0]) == 0:
         raise RuntimeError("no landmarks can be placed in a box that much larger than the image")
     return found[0]
 

@@ -48,6 +48,18 @@ def test_align_gives_points_and_details(finder, portrait):
     assert finder.align(portrait, []) == []
 
 
+def test_a_face_without_points_leaves_the_others_theirs(finder, portrait):
+    inside = finder.detect(portrait)[0].box
+    width = portrait.shape[1]
+    beyond = [width - 10, 10, width + 300, 320]  # Less than a quarter of it lies in the image.
+    for boxes in [inside, beyond], [beyond, inside]:
+        faces = finder.align(portrait, boxes)
+        for box, face in zip(boxes, faces):
+            assert face.points.shape == ((68, 2) if box is inside else (0, 2))
+            assert math.isnan(face.quality) == (box is beyond)
+    np.testing.assert_array_equal(faces[1].points, finder.align(portrait, [inside])[0].points)
+
+
 def test_faces_have_a_good_repr_and_may_be_sent(finder, portrait):
     (face,) = finder.align(portrait, finder.detect(portrait))
     text = repr(face)
