@@ -77,11 +77,10 @@ OZNAKIT_EXPORT int32_t oznakit_version(void);
 
 typedef int32_t oznakit_status;
 #define OZNAKIT_OK 0
-#define OZNAKIT_CANCELLED 1 /* The progress callback asked for it. */
-#define OZNAKIT_BAD_ARGUMENT \
-  2                         /* A null pointer, a number out of range, a picture without pixels. */
-#define OZNAKIT_NO_MODEL 3  /* No model files where they were looked for, or unreadable ones. */
-#define OZNAKIT_BAD_MODEL 4 /* A model file that is damaged or does not fit the others. */
+#define OZNAKIT_CANCELLED 1    /* The progress callback asked for it. */
+#define OZNAKIT_BAD_ARGUMENT 2 /* A null pointer, a number out of range, no pixels. */
+#define OZNAKIT_NO_MODEL 3     /* No model files where they were looked for, or unreadable ones. */
+#define OZNAKIT_BAD_MODEL 4    /* A model file that is damaged or does not fit the others. */
 #define OZNAKIT_NO_MEMORY 5
 #define OZNAKIT_INTERNAL 6 /* A fault of the library itself; the message says which. */
 
@@ -181,10 +180,9 @@ typedef struct oznakit_image {
   const void* pixels; /* First byte of the stored picture's first row, the top one. */
   int32_t width;      /* Of the stored picture, 1 to 1000000. */
   int32_t height;     /* 1 to 1000000. */
-  ptrdiff_t
-      row_bytes;  /* From a row to the one below; negative where rows go upwards in memory; 0 for
-                        * rows without gaps. */
-  int32_t format; /* OZNAKIT_RGB and so on. */
+  /* Bytes from a row to the one below: negative where rows go upwards, 0 for rows without gaps. */
+  ptrdiff_t row_bytes;
+  int32_t format;      /* OZNAKIT_RGB and so on. */
   int32_t orientation; /* As in Exif, 1 to 8; 0 stands for 1, upright. */
 } oznakit_image;
 #define OZNAKIT_IMAGE_INIT \
@@ -199,8 +197,7 @@ typedef struct oznakit_image {
 /* What is reported of a face beside its box and score. */
 #define OZNAKIT_WITH_POINTS_68 1
 #define OZNAKIT_WITH_POINTS_5 2 /* Either this or the one before. */
-#define OZNAKIT_WITH_DETAILS \
-  4 /* Quality, pose, eyes, sharpness: from 68 points, reported or not. */
+#define OZNAKIT_WITH_DETAILS 4  /* Quality, pose, eyes, sharpness, with or without points. */
 
 /* Margin that is tried by itself: see oznakit_search_options. */
 #define OZNAKIT_MARGIN_AUTO (-1.0)
@@ -229,19 +226,21 @@ typedef struct oznakit_scan {
   { 2.0F, 640, 0.05F, 12, 1.26F, 13 }
 
 typedef struct oznakit_search_options {
-  size_t size;       /* sizeof(oznakit_search_options). */
-  int32_t preset;    /* OZNAKIT_BALANCED and so on. */
-  float min_face_px; /* Smallest face in pixels of the picture, 8 to 100000. 0: by the preset. */
-  double
-      min_face_share; /* Or as a share of the longer side, 0.001 to 1. 0: by the preset. Not both. */
-  int32_t turns;      /* 1: faces that stand upright. 4: also lying and upside down, by four
-                           * searches of the picture turned by quarters. */
-  double margin;      /* Border put around the picture before the search, as a share of its longer
-                           * side, 0 to 1, for faces that fill it. OZNAKIT_MARGIN_AUTO: one is tried
-                           * where a small picture that is nearly square shows no face. */
-  float least_score;  /* Faces with a lower score are left out. 0 to 1. */
-  int32_t max_faces;  /* The best so many; 0 for all. */
-  int32_t with;       /* Sum of OZNAKIT_WITH_...; 0 for boxes and scores alone. */
+  size_t size;    /* sizeof(oznakit_search_options). */
+  int32_t preset; /* OZNAKIT_BALANCED and so on. */
+  /* The smallest face, in one of two ways. 0: by the preset, or by the other. */
+  float min_face_px;     /* In pixels of the picture, 8 to 100000. */
+  double min_face_share; /* As a share of the longer side, 0.001 to 1. */
+  /* 1: faces that stand upright. 4: also lying and upside down, by four searches of the picture
+   * turned by quarters. */
+  int32_t turns;
+  /* Border put around the picture before the search, as a share of its longer side, 0 to 1, for
+   * faces that fill it. OZNAKIT_MARGIN_AUTO: one is tried where a small picture that is nearly
+   * square shows no face. */
+  double margin;
+  float least_score;         /* Faces with a lower score are left out. 0 to 1. */
+  int32_t max_faces;         /* The best so many; 0 for all. */
+  int32_t with;              /* Sum of OZNAKIT_WITH_...; 0 for boxes and scores alone. */
   const oznakit_scan* scan;  /* Null as a rule. */
   oznakit_progress progress; /* Null: none. */
   void* context;             /* Handed to progress. */
@@ -304,20 +303,22 @@ OZNAKIT_EXPORT oznakit_status oznakit_finder_find(oznakit_finder* finder,
 
 /* What a search of a picture would be, for a host that has not decoded its pixels yet. */
 typedef struct oznakit_plan {
-  size_t size;   /* sizeof(oznakit_plan). */
-  int32_t scans; /* Searches of tiles and of the whole, for each of the turns; 0 for a picture so
-                          * narrow that no face can be found in it. */
+  size_t size; /* sizeof(oznakit_plan). */
+  /* Searches of tiles and of the whole, for each of the turns; 0 for a picture so narrow that no
+   * face can be found in it. */
+  int32_t scans;
   int32_t working_width; /* The picture in pixels as it is when it is searched as a whole. */
   int32_t working_height;
-  float
-      least_fraction; /* 0 where the first network can hold that. Else the search would fail, and a
-                         * scan with this min_face_fraction would be accepted. */
-  int32_t
-      reduction; /* 8, 4, 2 or 1. A picture of which each side is divided by this, rounded up, shows
-                         * the faces as well: decoders of JPEG files make one in a fraction of the time. */
-  oznakit_scan
-      scan;      /* Where reduction is above 1, what to search the reduced picture with, instead */
-  double margin; /* of preset, smallest face, scan and margin. Faces are then in its pixels. */
+  /* 0 where the first network can hold that. Else the search would fail, and a scan with this
+   * min_face_fraction would be accepted. */
+  float least_fraction;
+  /* 8, 4, 2 or 1. A picture of which each side is divided by this, rounded up, shows the faces as
+   * well: decoders of JPEG files make one in a fraction of the time. */
+  int32_t reduction;
+  /* Where reduction is above 1, what to search the reduced picture with, instead of preset, smallest
+   * face, scan and margin. Faces are then in its pixels. */
+  oznakit_scan scan;
+  double margin;
 } oznakit_plan;
 #define OZNAKIT_PLAN_INIT \
   { sizeof(oznakit_plan), 0, 0, 0, 0, 1, OZNAKIT_SCAN_INIT, 0 }
