@@ -371,7 +371,9 @@ class Finder {
     models.built_in = options.built_in ? 1 : 0;
     models.parts =
         (options.detection ? OZNAKIT_DETECTION : 0) | (options.landmarks ? OZNAKIT_LANDMARKS : 0);
-    if (models.parts == 0) throw Error(OZNAKIT_BAD_ARGUMENT, "A finder of nothing was asked for.");
+    if (models.parts == 0) {
+      throw Error(OZNAKIT_BAD_ARGUMENT, "Expected detection, landmarks or both, found neither.");
+    }
     oznakit_finder* finder = nullptr;
     check(oznakit_finder_open(&models, &finder));
     handle_.reset(finder);
@@ -415,7 +417,9 @@ class Finder {
                           const std::vector<std::int32_t>& turns = {},
                           Landmarks landmarks = Landmarks::All68, bool details = false) const {
     if (!turns.empty() && turns.size() != boxes.size()) {
-      throw Error(OZNAKIT_BAD_ARGUMENT, "There are as many turns as boxes, or none.");
+      throw Error(OZNAKIT_BAD_ARGUMENT, "Expected as many turns as boxes, " +
+                                            std::to_string(boxes.size()) + ", or none, found " +
+                                            std::to_string(turns.size()) + ".");
     }
     std::vector<float> edges;
     edges.reserve(4 * boxes.size());
@@ -496,7 +500,9 @@ inline Picture chip(const Image& image, const Face& face, const ChipOptions& opt
   constexpr std::int32_t kSmallest = 8, kLargest = 4096;  // As oznakit_chip_options has them.
   if (options.width < kSmallest || options.width > kLargest || options.height < kSmallest ||
       options.height > kLargest) {
-    throw Error(OZNAKIT_BAD_ARGUMENT, "A chip has 8 to 4096 pixels a side.");
+    throw Error(OZNAKIT_BAD_ARGUMENT, "Expected a chip of 8 to 4096 pixels per side, found " +
+                                          std::to_string(options.width) + " by " +
+                                          std::to_string(options.height) + ".");
   }
   picture.width = options.width;
   picture.height = options.height;

@@ -187,8 +187,8 @@ def test_chips_are_upright_and_in_the_images_order(finder, portrait):
     assert (far[0, 0] == (9, 8, 7)).all()
     (full,) = finder.chips(portrait, faces, size=64, padding=4, border="mirror")
     assert not (full[0, 0] == (9, 8, 7)).all() and full[0].any()
-    with pytest.raises(ValueError):
-        finder.chips(portrait, faces, size=5)
+    with pytest.raises(ValueError, match="8 to 4096 pixels per side, found 5 by 9"):
+        finder.chips(portrait, faces, size=(5, 9))
     with pytest.raises(ValueError, match="mirror"):
         finder.chips(portrait, faces, border="glass")
 
