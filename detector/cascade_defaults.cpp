@@ -1,4 +1,4 @@
-// CascadeDefaults: the built-in description of the default cascade.
+// CascadeDefaults: the cascade that the core has built in, but for its weights.
 
 #include "detector/cascade_defaults.h"
 

@@ -1,4 +1,4 @@
-/// CascadeDefaults: the built-in description of the default cascade.
+/// CascadeDefaults: the cascade that the core has built in, but for its weights.
 
 #ifndef OZNA_DETECTOR_CASCADE_DEFAULTS_H_
 #define OZNA_DETECTOR_CASCADE_DEFAULTS_H_
@@ -9,7 +9,7 @@
 
 namespace oznalib {
 
-/// Everything of the default cascade but its trained weights, which lie in files.
+/// Everything of the built-in cascade but its trained weights, which lie in files.
 ///
 /// The mean images and the definitions are those of public/cascades/, taken into the program when
 /// it is built, so that a load with files and a load without give the same faces. Mean images are
