@@ -10,7 +10,7 @@ exceptions=$(cat <<'END'
 kit/chip.cpp: the C function of faces/chip.cpp, whose tests call it
 kit/models/checked_network.cpp: cascade_test.cpp has a whole cascade refused for each of its reasons
 kit/models/no_built_in_models.cpp: an empty list
-kit/search/face_search.cpp: what oznakit_find_faces runs; find_faces_test.cpp
+kit/search/face_search.cpp: what oznakit_finder_find runs; find_faces_test.cpp
 public/enclosed/calling_thread_loops.cpp: takes a function's place in the linked library; tests/host counts threads
 public/enclosed/error_log.cpp: takes a function's place in the linked library; tests/host/quiet_host.cpp reads it
 public/enclosed/kernel_choice.cpp: takes a function's place in the linked library
