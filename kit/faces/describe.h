@@ -20,7 +20,7 @@ namespace kit {
 /// face     Its turn says how it stands in the picture.
 /// Errors   Error with OZNAKIT_BAD_ARGUMENT for a rectangle without area; std::bad_alloc. No other.
 /// Threads  Any number at once.
-/// Cost     Some 13 ms; less than a millisecond more for details of a face that is not large.
+/// Cost     Some 7 ms; less than a millisecond more for details of a face that is not large.
 void describeFace(const oznalib::SDMModel& model, const Picture& picture, std::int32_t with,
                   Face& face);
 
