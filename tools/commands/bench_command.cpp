@@ -36,8 +36,8 @@ double medianOf(std::vector<double> values) {
 // The stages of the work on a photograph.
 struct Timed {
   std::vector<std::string> stages;
-  std::vector<std::vector<double>>
-      milliseconds;  // By photograph, then by stage: medians of rounds.
+  // By photograph, then by stage: medians of rounds.
+  std::vector<std::vector<double>> milliseconds;
   std::size_t faces = 0;
   double megapixels = 0;
 };

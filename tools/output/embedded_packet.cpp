@@ -94,8 +94,8 @@ JpegParts partsOf(std::string_view file) {
     if (place >= file.size() || at(file, place) != 0xFF) failCut();
     while (place < file.size() && at(file, place) == 0xFF) ++place;
     if (place >= file.size()) failCut();
-    const std::size_t begin =
-        place - 1;  // Further bytes of this value before a marker fill the file up.
+    // Further bytes of this value before a marker fill the file up.
+    const std::size_t begin = place - 1;
     const unsigned marker = at(file, place);
     constexpr unsigned kFirstWithLength = 0xC0;
     if (marker < kFirstWithLength || (marker >= 0xD0 && marker <= 0xD9)) failCut();

@@ -13,8 +13,8 @@ namespace oznatool {
 namespace {
 
 constexpr std::size_t kSignatureSize = 8;
-constexpr std::size_t kSizeAt =
-    16;  // Behind the signature, the length and the name of the first chunk.
+// Behind the signature, the length and the name of the first chunk.
+constexpr std::size_t kSizeAt = 16;
 
 struct Source {
   const unsigned char* at;

@@ -46,9 +46,10 @@ struct Measurement {
   float threshold = 0;  ///< The built-in one of the last network.
   std::vector<FaceResult> faces;
   std::vector<WrongBox> wrong;  ///< By descending score.
-  std::vector<double>
-      judged;         ///< Sums over the photographs, by stage: windows or boxes that it judges,
-  double passed = 0;  ///< and boxes that the last suppression sees.
+  /// Sums over the photographs: by stage the windows or boxes that it judges, and the boxes that the
+  /// last suppression sees.
+  std::vector<double> judged;
+  double passed = 0;
   double milliseconds = 0;  ///< Processor time of all detections.
 };
 

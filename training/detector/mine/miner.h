@@ -24,8 +24,8 @@ struct MinerOptions {
   /// that the second stage scores above the second, and so on. Stages without an entry keep to
   /// their own thresholds.
   std::vector<float> floors;
-  bool score_target =
-      false;  ///< Let the target network itself judge each window, and prefer hard ones.
+  /// Let the target network itself judge each window, and prefer hard ones.
+  bool score_target = false;
   float keep_above = -1;  ///< Negatives with such a score at most are dropped.
   int negatives = 100;    ///< Most windows per view that lie on no face.
   int jittered = 0;       ///< Boxes around each counted face, moved and scaled at random.
