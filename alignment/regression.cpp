@@ -151,7 +151,7 @@ class Descent {
   // Adds the moves of all shapes by one stage.
   //
   // features  Space for a slice of each shape's features.
-  // moves     shapes.size() rows of a number a coordinate.
+  // moves     shapes.size() rows of a number per coordinate.
   // Returns   Whether no shape but the first one needed a descriptor from before the first stage.
   bool addStageMoves(const std::vector<Shape>& shapes, std::size_t stage,
                      std::vector<DescriptorBuffer>& buffers, float* features, float* moves) {

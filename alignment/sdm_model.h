@@ -37,7 +37,7 @@ class SDMModel {
   /// Without any, stageBias is not used. The content is read by nothing.
   std::vector<mp::matrix> auxMatrices;
   std::vector<mp::matrix> stageBias;  ///< 1 by meanShape.size() each, in pixels; or empty.
-  /// One a stage: 64 * meanShape.size() features to meanShape.size() moves.
+  /// One per stage: 64 * meanShape.size() features to meanShape.size() moves.
   std::vector<mp::pca_map> stageMaps;
   bool reservedByte = false;  ///< Read by nothing.
 };

@@ -42,7 +42,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS
     "libopencv-core-dev, libopencv-imgproc-dev, libprotobuf-dev, libgoogle-glog-dev, libopenblas-dev, libleveldb-dev")
 
 set(CPACK_COMPONENT_KIT_DESCRIPTION
-    "face detection and landmarks, the library for applications\nFinds faces in pictures of any pixel order, places landmarks, tells pose and\nquality and cuts chips, through a C interface.")
+    "face detection and landmarks, the library for applications\nFinds faces in pictures of any pixel order, places landmarks, measures pose and\nquality and cuts chips, through a C interface.")
 set(CPACK_DEBIAN_KIT_PACKAGE_NAME liboznakit${PROJECT_VERSION_MAJOR})
 set(CPACK_DEBIAN_KIT_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_KIT_PACKAGE_SHLIBDEPS ON)

@@ -1,5 +1,5 @@
-// Writes the first inputs of the fuzz targets: make_corpus FOLDER, which then holds a folder a
-// target. The definitions of the default cascade join text_reader/ and net/ in run_fuzzers.sh;
+// Writes the first inputs of the fuzz targets: make_corpus FOLDER, which then holds a folder
+// per target. The definitions of the default cascade join text_reader/ and net/ in run_fuzzers.sh;
 // photographs and sidecars are in corpus/.
 
 #include <google/protobuf/text_format.h>

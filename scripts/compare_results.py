@@ -3,7 +3,7 @@
 
     compare_results.py write PROGRAM FOLDER [NAME...]   prints the table of these photographs, of all by default
     compare_results.py table PROGRAM TABLE FOLDER       compares with a table; exit 77 where FOLDER is empty
-    compare_results.py cores PROGRAM FOLDER CORE...     runs once a set of kernels (OZNA_KERNELS) and
+    compare_results.py cores PROGRAM FOLDER CORE...     runs once per set of kernels (OZNA_KERNELS) and
                                                         compares each with the first; exit 77 where the processor
                                                         runs fewer than two
     compare_results.py programs FIRST SECOND FOLDER     compares two builds; words in SECOND after the first are its

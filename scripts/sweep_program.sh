@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # sweep_program.sh [STEP [ARGUMENT...]]: fails every STEP-th allocation (1: every one) of a run of the program, one per run,
-# and counts the exit statuses; tests/allocation/program_sweep.sh tells what is right. By default the run is 'detect' on a
+# and counts the exit statuses; tests/allocation/program_sweep.sh says what is right. By default the run is 'detect' on a
 # sample. The tests do the same with a large step.
 set -euo pipefail
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)

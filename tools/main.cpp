@@ -41,7 +41,7 @@ __attribute__((constructor(101))) void prepareConstants() {
 }
 
 ExitCode run(const oznatool::Options& options) {
-  // Of the work itself: a model file and a photograph a thread, and what is open for a moment.
+  // Of the work itself: a model file, and a photograph per thread, and what is open for a moment.
   constexpr int kBesideThreads = 16;
   const int threads = options.command == oznatool::Command::kInfo ? 0
                       : options.command == oznatool::Command::kBench

@@ -6,7 +6,7 @@
 import csv
 import sys
 
-PARTITION = 16  # Photographs a task.
+PARTITION = 16  # Photographs per task.
 COLUMNS = ["path", "left", "top", "right", "bottom", "score", "error"]
 
 

@@ -31,7 +31,7 @@ using Colour = std::array<float, 4>;
 /// take_row  Called for each row from the top, with size.width pixels. Alpha is 255 inside of the
 ///           picture.
 /// Cost      Grows with the area of the part, or of what it shows where that is larger, up to 8192
-///           pixels a side; from there on every second pixel is passed over, and so on. In the
+///           pixels per side; from there on every second pixel is passed over, and so on. In the
 ///           calling thread. No memory but for a row.
 void resample(const Picture& picture, const cv::Size& size, const Similarity& from,
               const Border& border,

@@ -12,7 +12,7 @@ namespace kit {
 /// The share of the differences between neighbouring pixels that is lost when the face is blurred:
 /// near 0 for a face without fine detail, and the more of it the higher.
 ///
-/// The face is brought to 96 pixels a side first, so that faces of all sizes are measured by the
+/// The face is brought to 96 pixels per side first, so that faces of all sizes are measured by the
 /// same details. A picture of fewer pixels than that has lost them. Contrast and brightness cancel
 /// out; noise counts as detail.
 ///

@@ -22,13 +22,13 @@ namespace kit {
 namespace {
 
 constexpr std::int64_t kCoordinates = 136;                  // x and y of 68 landmarks.
-constexpr std::int64_t kFeatures = kCoordinates / 2 * 128;  // 128 descriptor values a landmark.
+constexpr std::int64_t kFeatures = kCoordinates / 2 * 128;  // 128 descriptor values per landmark.
 constexpr std::int64_t kMostItems = 1000000;  // Of any list or side: more is no count but damage.
 // In units of the face box, from 0 to 1 within it. What lies farther out makes the alignment put a
 // border of that width around its image.
 constexpr float kLeastPlace = -1;
 constexpr float kMostPlace = 2;
-// An alignment keeps a blurred copy of its image, of some three face widths a side, for each level.
+// An alignment keeps a blurred copy of its image, of some three face widths per side, for each level.
 constexpr std::int32_t kMostLevels = 16;
 constexpr std::int32_t kLeastFaceWidth = 8;
 constexpr std::int32_t kMostFaceWidth = 512;

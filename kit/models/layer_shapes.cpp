@@ -1,4 +1,4 @@
-// Ranges of parameters and shapes, a kind of layer each.
+// Ranges of parameters and shapes, one kind of layer after the other.
 
 #include "kit/models/layer_shapes.h"
 

@@ -117,7 +117,7 @@ FoundModels findModels(const oznakit_model_options& options) {
   std::string searched;
   for (const fs::path& place : placesAround(ownFile())) {
     // The compact cascade finds more faces in half the time; the other one, which the core has
-    // built in, is for who names its directory.
+    // built in, is for those who name its directory.
     for (const fs::path& directory : {place / "compact", place}) {
       std::unique_ptr<ModelSource> source = directorySource(directory.string());
       if (holdsModels(*source)) return {std::move(source), "beside the library"};

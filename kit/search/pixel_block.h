@@ -10,8 +10,9 @@
 
 namespace kit {
 
-/// At most one picture of 8-bit red, green, blue. The system takes 450 megabytes back in 50
-/// milliseconds, for as long as which nobody could be asked whether to go on.
+/// At most one picture of 8-bit red, green, blue, whose memory is given back in pieces: for 450
+/// megabytes at once the system takes 50 milliseconds, in which the host could not be asked whether
+/// to continue.
 class PixelBlock {
  public:
   PixelBlock() = default;

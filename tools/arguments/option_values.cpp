@@ -21,7 +21,7 @@ namespace {
   throw Failure(kExitUsage, option + " takes " + accepted + ", not " + printable(text));
 }
 
-// The number that a text is; nothing where it is none or more than one.
+// The number that a text is; nothing where it is anything else.
 template <class T>
 std::optional<T> parsed(const std::string& text) {
   T value = 0;

@@ -134,13 +134,13 @@ void readMetadata(const unsigned char* bytes, std::size_t size, bool size_is_tol
   }
 }
 
-// Bytes a pixel, besides the three of the result, that a decoder holds at its peak.
+// Bytes per pixel, besides the three of the result, that a decoder holds at its peak.
 int decoderBytes(FileFormat format) {
   switch (format) {
     case FileFormat::kJpeg:
       return 0;  // A few rows.
     case FileFormat::kProgressiveJpeg:
-      return 6;  // A 16-bit coefficient a sample.
+      return 6;  // A 16-bit coefficient per sample.
     case FileFormat::kPng:
       return 0;  // A row.
     case FileFormat::kTiff:

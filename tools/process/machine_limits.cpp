@@ -67,7 +67,7 @@ void lowerByVersion1(GroupLimits& limits, const std::string& group) {
 GroupLimits groupLimits(const std::string& root) {
   GroupLimits limits;
   std::ifstream membership(root + "/proc/self/cgroup");
-  // A line a hierarchy: number, controllers, path. Version 2 has no controllers.
+  // A line per hierarchy: number, controllers, path. Version 2 has no controllers.
   for (std::string line; std::getline(membership, line);) {
     const std::size_t first = line.find(':');
     const std::size_t second = first == std::string::npos ? first : line.find(':', first + 1);

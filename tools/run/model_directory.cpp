@@ -55,7 +55,7 @@ ModelPlace modelPlace(const std::string& given) {
   for (const Place& place : places) {
     if (place.directory.empty()) continue;
     // The compact cascade finds more faces in half the time; the other one, which the core has
-    // built in, is for who names its directory.
+    // built in, is for those who name its directory.
     for (const fs::path& directory : {place.directory / "compact", place.directory}) {
       if (holdsModels(directory)) return {directory.string() + "/", place.source};
     }

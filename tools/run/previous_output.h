@@ -22,7 +22,7 @@ class PreviousOutput {
 
   /// Reads the whole file. A last line without its line break, as a killed run leaves it, does not
   /// count, nor does a last photograph without all of its rows; where standard output is this same
-  /// file, they are cut off, and standard output goes on at the end of the file, however it was
+  /// file, they are cut off, and standard output continues at the end of the file, however it was
   /// opened, so that what is written begins where a record ends.
   ///
   /// Errors  Failure with kExitUsage where the file cannot be read or is not such an output; with
@@ -35,7 +35,7 @@ class PreviousOutput {
   bool isReplaced(const std::string& photograph) const;
   std::size_t size() const { return photographs_.size(); }
 
-  /// Whether standard output goes on in this file behind a line of it.
+  /// Whether standard output continues this file after a record of it.
   bool isContinued() const { return continued_; }
 
  private:
