@@ -21,7 +21,7 @@ ozna_fuzz::MemoryFile* file;
 
 extern "C" int LLVMFuzzerInitialize(int* /*argc*/, char*** /*argv*/) {
   ozna_fuzz::Prepare();
-  // Standard output goes on in the file that is read, as in 'ozna ... --resume out.json >>
+  // Standard output continues the file that is read, as in 'ozna ... --resume out.json >>
   // out.json'.
   file = new ozna_fuzz::MemoryFile;
   if (dup2(file->descriptor(), STDOUT_FILENO) == -1) {

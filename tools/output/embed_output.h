@@ -14,7 +14,7 @@ namespace oznatool {
 /// photograph in which nothing changes is not written, as is one without faces and without regions.
 ///
 /// The record of a photograph that was written has the size and time of the new file, so that a run
-/// that goes on takes it for done.
+/// that continues a previous one takes it for done.
 class EmbedOutput : public SideOutput {
  public:
   EmbedOutput();

@@ -29,9 +29,9 @@ bool isWithin(const fs::path& folder, const fs::path& above) {
 
 }  // namespace
 
-Taken takenOf(Existing existing, bool goes_on) {
+Taken takenOf(Existing existing, bool continues) {
   if (existing == Existing::kOverwrite) return Taken::kReplaced;
-  return goes_on ? Taken::kEqualServes : Taken::kAnotherName;
+  return continues ? Taken::kEqualServes : Taken::kAnotherName;
 }
 
 void refuseToOverwritePhotographs(const std::string& directory,

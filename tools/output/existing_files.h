@@ -19,9 +19,9 @@ enum class Existing {
 
 /// What new files do with a name that is taken.
 ///
-/// goes_on  Whether the run goes on where a previous one ended: a file that is as it would be
-///          written is then its own.
-Taken takenOf(Existing existing, bool goes_on);
+/// continues  Whether the run continues a previous one: a file that is as it would be written is
+///            then its own.
+Taken takenOf(Existing existing, bool continues);
 
 /// Refuses a directory whose files are to be overwritten where it is, or lies above, the folder of
 /// a photograph: a photograph could have the name of a result. names  Of files and folders.

@@ -40,7 +40,7 @@ void declareOptions(CLI::App& app, Arguments& arguments) {
   app.add_option("--seed", model.seed, "Seed of all random choices")->capture_default_str();
   app.add_option("--threads", model.stage.threads, "Threads")->capture_default_str();
   app.add_option("--checkpoints", model.checkpoint_folder,
-                 "Existing folder to save in, and go on from");
+                 "Existing folder to save in, and to continue from");
   app.add_option("--stage-levels", model.stage_levels, "Pyramid level of each stage")
       ->delimiter(',')
       ->capture_default_str();
