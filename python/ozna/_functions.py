@@ -166,7 +166,10 @@ def align(image: Any, box: "Union[Sequence[float], _Floats]", points: int = 68) 
     row: Any = edges[:4].astype(_np.float32).reshape(1, 4)
     _, found = model.align(view.pixels, view.format, 1, row, _np.zeros(1, _np.int32), number, False)
     if len(found[0]) == 0:
-        raise RuntimeError("no landmarks can be placed in a box that much larger than the image")
+        raise RuntimeError(
+            "no landmarks can be placed: less than a quarter of the box lies in the image, "
+            "or it is far larger than the image"
+        )
     return found[0]
 
 

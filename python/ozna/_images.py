@@ -9,6 +9,8 @@ _FORMATS = {"rgb": (0, 3), "bgr": (1, 3), "rgba": (2, 4), "bgra": (3, 4), "argb"
 _MIRRORED = {"rgb": "bgr", "bgr": "rgb", "bgra": "argb", "argb": "bgra"}
 _WITH_ALPHA = {"rgb": "rgba", "bgr": "bgra"}
 _PLAIN_MODES = ("RGB", "RGBA", "RGBX", "L")
+# Modes of PIL with channels of 16 or 32 bits begin so. It would cut what is above 255, not scale it.
+_WIDE_MODES = ("I", "F")
 
 
 class View(NamedTuple):
@@ -36,6 +38,8 @@ def _array_of(image: Any) -> "_np.ndarray[Any, Any]":
     # A picture of PIL, whose other modes do not have channels of eight bits.
     mode: Optional[str] = getattr(image, "mode", None)
     if isinstance(mode, str) and hasattr(image, "convert") and mode not in _PLAIN_MODES:
+        if mode.startswith(_WIDE_MODES):
+            raise TypeError(f"picture must have 8 bits per channel, not the mode {mode!r}: scale it to 0 to 255 first")
         image = image.convert("RGB")
     if hasattr(image, "__array_interface__") or hasattr(image, "__array__"):
         return _np.asarray(image)

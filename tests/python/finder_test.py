@@ -117,6 +117,16 @@ def test_grey_images_and_pictures_of_pil(finder, portrait):
     same_faces(finder.detect(Offer()), expected)
 
 
+@pytest.mark.parametrize("dtype, mode", [(np.uint16, "I;16"), (np.int32, "I"), (np.float32, "F")])
+def test_pictures_of_pil_with_wide_channels_are_refused(finder, portrait, dtype, mode):
+    from PIL import Image
+
+    picture = Image.fromarray(portrait[:, :, 0].astype(dtype) * dtype(257))
+    assert picture.mode == mode
+    with pytest.raises(TypeError, match=f"8 bits per channel, not the mode '{mode}'"):
+        finder.detect(picture)
+
+
 @pytest.mark.parametrize(
     "image, options, error, message",
     [

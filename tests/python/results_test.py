@@ -75,8 +75,8 @@ def test_other_numbers_of_points_are_refused(portrait, landmarks, points):
     [
         ((1, 2, 3), "left, top, right, bottom"),
         ((100, 100, 100, 200), "left below right"),
-        ((100, 200, 200, 100), "left below right"),
-        ((float("nan"), 0, 10, 10), "finite edges"),
+        ((100, 200, 200, 100), "left below right and top below bottom, found left 100.0*, top 200.0*, right 200"),
+        ((float("nan"), 0, 10, 10), "finite edges, found left nan, top 0"),
         ((0, 0, float("inf"), 10), "finite edges"),
         ((600, 600, 700, 700), "at least a pixel of the picture"),
         ((-90, -90, -10, -10), "at least a pixel of the picture"),
@@ -88,8 +88,13 @@ def test_boxes_that_hold_no_face_are_refused(portrait, landmarks, box, message):
 
 
 def test_box_far_larger_than_the_image_raises(portrait, landmarks):
-    with pytest.raises(RuntimeError):
+    with pytest.raises(RuntimeError, match="far larger than the image"):
         ozna.align(portrait, (-1e6, -1e6, 1e6, 1e6))
+
+
+def test_box_almost_outside_of_the_image_raises(portrait, landmarks):
+    with pytest.raises(RuntimeError, match="less than a quarter of the box lies in the image"):
+        ozna.align(portrait, (portrait.shape[1] - 10, 10, portrait.shape[1] + 300, 320))
 
 
 @pytest.mark.parametrize(
