@@ -74,19 +74,24 @@ bool holdsPixel(float begin, float end, int length) {
 }
 
 kit::Face givenFace(const float* box, std::int32_t turn, const cv::Size& size, std::int32_t index) {
-  const auto fail = [&](const std::string& expected) {
-    throw kit::Error(OZNAKIT_BAD_ARGUMENT,
-                     "Box " + std::to_string(index) + ": expected " + expected + ".");
+  const auto fail = [&](const std::string& expected, const std::string& found) {
+    throw kit::Error(OZNAKIT_BAD_ARGUMENT, "Box " + std::to_string(index) + ": expected " +
+                                               expected + ", found " + found + ".");
+  };
+  const auto edges = [box] {
+    return "left " + std::to_string(box[0]) + ", top " + std::to_string(box[1]) + ", right " +
+           std::to_string(box[2]) + ", bottom " + std::to_string(box[3]);
   };
   if (!std::all_of(box, box + 4, [](float edge) { return std::isfinite(edge); })) {
-    fail("finite edges, found another number");
+    fail("finite edges", edges());
   }
-  if (!(box[0] < box[2] && box[1] < box[3])) fail("left below right and top below bottom");
+  if (!(box[0] < box[2] && box[1] < box[3])) fail("left below right and top below bottom", edges());
   if (!holdsPixel(box[0], box[2], size.width) || !holdsPixel(box[1], box[3], size.height)) {
     fail("at least a pixel of the picture of " + std::to_string(size.width) + " by " +
-         std::to_string(size.height));
+             std::to_string(size.height),
+         edges());
   }
-  if (turn < 0 || turn > 3) fail("0 to 3 quarter turns, found " + std::to_string(turn));
+  if (turn < 0 || turn > 3) fail("0 to 3 quarter turns", std::to_string(turn));
   kit::Face face;
   face.rect = {box[0], box[1], box[2], box[3]};
   face.turn = turn;

@@ -157,7 +157,7 @@ class MemorySource : public ModelSource {
     if (found == files_.end()) {
       throw Error(OZNAKIT_NO_MODEL, labelOf(name) +
                                         ": expected this file among those in memory, found " +
-                                        std::to_string(files_.size()) + " others.");
+                                        std::to_string(files_.size()) + " without it.");
     }
     const oznakit_file& file = *found->second;
     if (file.byte_count > largest) refuseSize(labelOf(name), file.byte_count, largest);
