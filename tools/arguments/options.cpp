@@ -211,6 +211,7 @@ void writeHelp(const std::vector<char*>& words) {
 
 // Runs the parser. Returns the name of the command, or nothing where help or version was printed.
 std::optional<std::string> parse(Parser& parser, int argc, char** argv) {
+  if (argc < 2) throw Failure(kExitUsage, "no command or PHOTO given (see ozna --help)");
   std::vector<char*> words(argv, argv + argc);
   std::string detect = "detect";
   if (argc > 1 && argv[1][0] != '-' && !isCommand(argv[1])) {

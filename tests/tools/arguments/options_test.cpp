@@ -25,6 +25,7 @@ TEST_F(Usage, RefusesMissingAndUnknownArguments) {
     expectFailure(run, 2, "ozna: ");
     EXPECT_EQ(run.out, "");
   }
+  expectFailure(runOzna({}), 2, "ozna: no command or PHOTO given (see ozna --help)");
 }
 
 TEST_F(Usage, RefusesSearchParametersThatCannotWork) {
