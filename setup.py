@@ -21,7 +21,7 @@ class CMakeBuild(build_ext):
     """Library, module and models, as cmake installs them."""
 
     def run(self) -> None:
-        build = pathlib.Path(self.build_temp).resolve() / "cmake"
+        build = pathlib.Path(self.build_temp).resolve()
         target = pathlib.Path(self.build_lib).resolve()
         options = [
             "-DCMAKE_BUILD_TYPE=Release",

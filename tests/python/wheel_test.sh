@@ -5,7 +5,9 @@ set -euo pipefail
 python=$1 source=$2 work=$3 photograph=$4
 rm -rf "$work"
 mkdir -p "$work/source"
-# A copy, since pip leaves its traces in a source tree.
+# A copy, since pip leaves its traces in a source tree. Seen from the build folders of both, the sources lie at the same places, so
+# that a compiler cache knows most objects from the build of the tree.
+export CCACHE_BASEDIR="$work/source" CCACHE_NOHASHDIR=true
 tar -C "$source" --exclude=./build --exclude=./.git -cf - . | tar -C "$work/source" -xf -
 "$python" -m pip wheel --quiet --no-index --no-build-isolation --no-deps --wheel-dir "$work" "$work/source"
 rm -rf "$work/source"
