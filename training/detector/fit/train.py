@@ -306,7 +306,7 @@ def main():
     parser.add_argument("--threads", type=int, default=2)
     parser.add_argument("--scale", type=float, default=1.0, help="factor on the samples of every fit, and on the views that are mined, of which one is left at least")
     parser.add_argument("--limit", type=int, default=0, help="about so many photographs only")
-    parser.add_argument("--bf16", action="store_true", help="fit the third network in bfloat16, twice as fast where the "
+    parser.add_argument("--bf16", action="store_true", help="fit the last network and the normalised ones in bfloat16, twice as fast where the "
                         "processor has it")
     arguments = parser.parse_args()
     if arguments.plan not in shapes.SHAPES[arguments.shape].plans:
