@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <opencv2/core.hpp>
 #include <set>
 
 #include "tests/tools/program.h"
