@@ -21,6 +21,7 @@ class CMakeBuild(build_ext):
     """Library, module and models, as cmake installs them."""
 
     def run(self) -> None:
+        # As deep below the sources as a build of the tree, whose objects a compiler cache then knows.
         build = pathlib.Path(self.build_temp).resolve()
         target = pathlib.Path(self.build_lib).resolve()
         options = [

@@ -13,6 +13,7 @@
 #include "kit/error.h"
 #include "kit/faces/describe.h"
 #include "kit/finder.h"
+#include "kit/number_text.h"
 #include "kit/pixels/picture.h"
 #include "kit/search/face_search.h"
 #include "kit/search/search_request.h"
@@ -78,10 +79,7 @@ kit::Face givenFace(const float* box, std::int32_t turn, const cv::Size& size, s
     throw kit::Error(OZNAKIT_BAD_ARGUMENT, "Box " + std::to_string(index) + ": expected " +
                                                expected + ", found " + found + ".");
   };
-  const auto edges = [box] {
-    return "left " + std::to_string(box[0]) + ", top " + std::to_string(box[1]) + ", right " +
-           std::to_string(box[2]) + ", bottom " + std::to_string(box[3]);
-  };
+  const auto edges = [box] { return kit::edgesText(box[0], box[1], box[2], box[3]); };
   if (!std::all_of(box, box + 4, [](float edge) { return std::isfinite(edge); })) {
     fail("finite edges", edges());
   }

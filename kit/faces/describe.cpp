@@ -15,6 +15,7 @@
 #include "kit/faces/placement.h"
 #include "kit/faces/point_quality.h"
 #include "kit/faces/sharpness.h"
+#include "kit/number_text.h"
 #include "kit/pixels/quarter_turns.h"
 
 namespace kit {
@@ -29,9 +30,8 @@ void requireRect(const Rect& rect) {
                         rect.left < rect.right && rect.top < rect.bottom;
   if (!has_area) {
     throw Error(OZNAKIT_BAD_ARGUMENT,
-                "Expected a box with left below right and top below bottom, found left " +
-                    std::to_string(rect.left) + ", top " + std::to_string(rect.top) + ", right " +
-                    std::to_string(rect.right) + ", bottom " + std::to_string(rect.bottom) + ".");
+                "Expected a box with left below right and top below bottom, found " +
+                    edgesText(rect.left, rect.top, rect.right, rect.bottom) + ".");
   }
 }
 

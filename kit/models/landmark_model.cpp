@@ -15,6 +15,7 @@
 
 #include "alignment/align68_points.h"
 #include "kit/error.h"
+#include "kit/number_text.h"
 #include "mp/matrix.h"
 #include "mp/pca_map.h"
 
@@ -80,8 +81,8 @@ class Reader {
     const T value = number<T>();
     // Written so that NaN is refused too.
     if (!(value >= least && value <= most)) {
-      const std::string range = least < most ? " to " + std::to_string(most) : std::string();
-      refuse(at, std::string(what) + " of " + std::to_string(least) + range, std::to_string(value));
+      const std::string range = least < most ? " to " + numberText(most) : std::string();
+      refuse(at, std::string(what) + " of " + numberText(least) + range, numberText(value));
     }
     return value;
   }

@@ -117,7 +117,7 @@ void addTo(std::string& file, const std::vector<GrowingNumber>& numbers, std::in
     }
     for (std::size_t i = 0; i < 4; ++i) {
       const std::size_t shift = 8 * (number.is_big_endian ? 3 - i : i);
-      (file)[number.place + i] = static_cast<char>(value >> shift & 0xFF);
+      file[number.place + i] = static_cast<char>(value >> shift & 0xFF);
     }
   }
 }
