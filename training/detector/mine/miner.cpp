@@ -148,8 +148,17 @@ std::vector<WindowLabel> labelsOf(const CandidateList& list, const View& view) {
   return labels;
 }
 
+cv::Mat cutBox(const View& view, const FaceCandidate& box, int side) {
+  const cv::Rect inside =
+      cv::Rect(box.x, box.y, box.width, box.height) & cv::Rect(0, 0, view.rgb.cols, view.rgb.rows);
+  cv::Mat pixels;
+  cv::resize(view.rgb(inside), pixels, cv::Size(side, side), 4.0, 0.0, cv::INTER_LINEAR);
+  return pixels;
+}
+
 std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const MinerOptions& options,
                               std::mt19937_64& random) {
+  const int side = windowSide(detector, options);
   const oznalib::WorkingImage working = oznalib::makeWorkingImage(view.rgb, training::kSearch);
   CandidateList list =
       oznalib::scanDenseStage(detector.stages[0], working.pixels, training::kSearch);
@@ -167,7 +176,10 @@ std::vector<Window> cutLevels(DetectorImpl& detector, const View& view, const Mi
                          kReceptiveField);
     // Pooling rounds up, so the last cells look over the edge by a pixel or two.
     if ((field & cv::Rect(0, 0, level.cols, level.rows)) != field) continue;
-    windows.push_back({level(field).clone(), labels[i]});
+    // Of another side, it is what a later stage would see of the same box.
+    windows.push_back(
+        {side == kReceptiveField ? level(field).clone() : cutBox(view, list.candidates[i], side),
+         labels[i]});
   }
   return windows;
 }
@@ -183,11 +195,7 @@ std::vector<Window> cutBoxes(DetectorImpl& detector, const View& view, const Min
   const std::vector<WindowLabel> labels = labelsOf(list, view);
   std::vector<Window> windows;
   for (const std::size_t i : choose(labels, options, random)) {
-    const FaceCandidate& box = list.candidates[i];
-    cv::Mat pixels;
-    cv::resize(view.rgb(cv::Rect(box.x, box.y, box.width, box.height)), pixels,
-               cv::Size(side, side), 4.0, 0.0, cv::INTER_LINEAR);
-    windows.push_back({pixels, labels[i]});
+    windows.push_back({cutBox(view, list.candidates[i], side), labels[i]});
   }
   return windows;
 }

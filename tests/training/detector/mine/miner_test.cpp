@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 #include <set>
 #include <string>
 #include <vector>
@@ -53,6 +54,31 @@ TEST(Miner, CutsTheVeryPixelsThatTheFirstNetworkJudged) {
   }
   EXPECT_GE(onFaces, 30) << "several windows on each of nine faces";
   EXPECT_GT(windows.size(), 200U + onFaces);
+}
+
+TEST(Miner, CutsTheWindowsOfTheFirstNetworkAsALaterStageSeesThem) {
+  oznalib::DetectorImpl detector;
+  loadCascade(detector);
+  MinerOptions options;
+  options.target = kScan;
+  options.negatives = 50;
+  const View view{training::readPhotoRgb(kGroup), kGroupFaces};
+  const auto windows = mineView(detector, view, options);
+  options.side = 24;
+  const auto later = mineView(detector, view, options);
+  ASSERT_EQ(later.size(), windows.size());
+  for (std::size_t i = 0; i < later.size(); ++i) {
+    const WindowLabel& label = later[i].label;
+    EXPECT_EQ(label.x, windows[i].label.x);
+    EXPECT_EQ(label.y, windows[i].label.y);
+    EXPECT_EQ(label.side, windows[i].label.side);
+    const cv::Rect box(static_cast<int>(label.x), static_cast<int>(label.y),
+                       static_cast<int>(label.side), static_cast<int>(label.side));
+    cv::Mat expected;
+    cv::resize(view.rgb(box & cv::Rect(0, 0, view.rgb.cols, view.rgb.rows)), expected,
+               cv::Size(24, 24));
+    EXPECT_EQ(cv::norm(later[i].pixels, expected, cv::NORM_INF), 0);
+  }
 }
 
 TEST(Miner, LabelsBoxesByTheirOverlapAndTheirFace) {
