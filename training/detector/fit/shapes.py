@@ -111,9 +111,9 @@ class Compact(Shape):
 
 
 # Steps of a plan, in their order. A `mine` step writes windows with the cascade as it stands then; a `fit` step continues from the
-# network's present weights with all windows that are named; a `teach` step fits a teacher of the network from nothing, or has
-# the network teach `itself`: the mean of its answers for a window and the mirror image is better than either alone; that of the
-# `start`, the cascade that the run began with, may have a say in it. A fit that
+# network's present weights with all windows that are named. A `teach` step keeps the answers of those that it names in `by`: a "teacher", which
+# it fits from nothing, or networks of the cascade, of which one may be the learner itself: the mean of its answers for a window and the
+# mirror image is better than either alone. A network of another side reads the same windows as `NAME-48`, cut at that side. A fit that
 # is `taught` learns from the answers; one that is `placed` makes the calibration lose little overlap; one that is `normalised`
 # has its layers normalised meanwhile. A `point` step sets a threshold so that `boxes` boxes (or, of the last network, wrong
 # boxes) per held-back photograph pass. A `scores` step makes the last network's scores probabilities, and sets its threshold so that
@@ -145,12 +145,13 @@ BUILT_IN_PLAN = [
     ("fit", "third", {"windows": ["third", "third-portraits"], "samples": 800_000, "batch": 128, "rate": 6e-4, "muon": True}),
     ("mine", "third-hard", ["--target", "third", "--first-variant", "5", "--variants", "6", "--negatives", "16", "--score",
                             "--keep-above", "0.02", "--floors", "0.35,0.5"]),
-    ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
+    ("teach", "third", {"windows": ["third", "third-portraits", "third-hard"], "by": ["teacher"], "samples": 1_300_000, "batch": 256,
+                       "rate": 0.03}),
     ("fit", "third", {"windows": ["third", "third-portraits", "third-hard"], "samples": 4_500_000, "batch": 256, "rate": 0.014,
                       "taught": True}),
     ("mine", "third-late", ["--target", "third", "--first-variant", "12", "--variants", "5", "--negatives", "12", "--jittered", "1",
                             "--floors", "0.38,0.6"]),
-    ("teach", "third", {"windows": ["third-late"], "itself": True}),
+    ("teach", "third", {"windows": ["third-late"], "by": ["third"]}),
     ("fit", "third", {"windows": ["third-late"], "samples": 1_250_000, "batch": 256, "rate": 0.008, "taught": True}),
     ("point", "third", {"boxes": 0.108}),
 ]
@@ -168,13 +169,38 @@ BUILT_IN = BuiltIn(
     fixed_thresholds=True,
 )
 
-# The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes per photograph it reaches as many
-# faces as the other at 250, and the scan takes a twelfth longer.
-# All others see the roots of their pixels: of two like fits of the second network from random weights, the one with roots was left
-# with a loss of 0.334 on held-back windows, 0.312 below a grey level of 50, the other with 0.359 and 0.365. The calibration, which
-# runs on more boxes than pass, begins with a stride of 2: half the work for 0.006 of recall.
-# The networks of 24 pixels take a tenth of the time of the last one. The second stage has to look at hundreds of boxes; the third
-# sees those that are left once more, after their first calibration.
+
+def cut_at(side, steps):
+    """Steps that mine, each followed by one that cuts the same windows at another side in pixels."""
+    return [each for kind, name, options in steps
+            for each in ((kind, name, options), (kind, f"{name}-{side}", [*options, "--side", str(side)]))]
+
+
+# What the networks of a cascade that stands can teach each other, with windows that it cuts itself. Whatever a network lets pass has to
+# please the later ones, which see more of it: the second and the third learn from all that come after them, and from themselves. The last
+# network has none after it: it learns from its own answers, which are the better for the mirror image, and the mean of its weights before
+# and after is taken. Not the first: taught by the second and the third it found as many faces, and in searches for small ones it let a third
+# more through.
+COMPACT_TEACHING = [
+    *cut_at(48, [("mine", "second-late", ["--target", "second", "--first-variant", "10", "--variants", "3", "--negatives", "50",
+                                          "--jittered", "2", "--floors", "0.3"])]),
+    ("teach", "second", {"windows": ["second-late"], "by": ["second", "third", "fourth"], "certain": 1.3}),
+    ("fit", "second", {"windows": ["second-late"], "samples": 8_000_000, "batch": 512, "rate": 0.012, "taught": True}),
+    *cut_at(48, [("mine", "third-late", ["--target", "third", "--first-variant", "10", "--variants", "3", "--negatives", "30",
+                                         "--jittered", "2", "--floors", "0.4,0.25"])]),
+    ("teach", "third", {"windows": ["third-late"], "by": ["second", "third", "fourth"], "certain": 1.3}),
+    ("fit", "third", {"windows": ["third-late"], "samples": 5_000_000, "batch": 512, "rate": 0.012, "taught": True}),
+    ("point", "second", {"boxes": 28}),
+    ("point", "third", {"boxes": 16}),
+    ("mine", "fourth-late", ["--target", "fourth", "--first-variant", "10", "--variants", "4", "--negatives", "24", "--jittered", "2",
+                             "--floors", "0.4,0.25,0.1"]),
+    ("mine", "fourth-late-portraits", ["--target", "fourth", "--photographs", "landmarks", "--first-variant", "4", "--variants", "2",
+                                       "--jittered", "2", "--floors", "0.3,0.2,0.1"]),
+    ("teach", "fourth", {"windows": ["fourth-late", "fourth-late-portraits"], "by": ["fourth"]}),
+    ("fit", "fourth", {"windows": ["fourth-late", "fourth-late-portraits"], "samples": 2_500_000, "batch": 256, "rate": 0.008,
+                       "taught": True, "dark": 1.5, "mean": True}),
+    ("scores", "fourth", {"wrong": 0.1}),
+]
 COMPACT_PLAN = [
     ("mine", "first-random", ["--target", "first", "--variants", "4", "--negatives", "60"]),
     ("fit", "first", {"windows": ["first-random"], "samples": 3_000_000, "batch": 512, "rate": 2e-3}),
@@ -208,58 +234,26 @@ COMPACT_PLAN = [
                        "normalised": True}),
     ("mine", "fourth-hard", ["--target", "fourth", "--first-variant", "5", "--variants", "5", "--negatives", "16", "--score",
                              "--keep-above", "0.02", "--floors", "0.37,0.3,0.3"]),
-    ("teach", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 1_300_000, "batch": 256, "rate": 0.03}),
+    ("teach", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "by": ["teacher"], "samples": 1_300_000, "batch": 256,
+                         "rate": 0.03}),
     ("fit", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 8_000_000, "batch": 256, "rate": 0.014,
                        "taught": True}),
-    ("teach", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "itself": True}),
-    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits", "fourth-hard"], "samples": 2_000_000, "batch": 256, "rate": 0.008,
-                       "taught": True}),
-    ("scores", "fourth", {"wrong": 0.1}),
+    *COMPACT_TEACHING,
 ]
-# What a cascade of the shape can still learn, with windows that it cuts itself. The last network is fitted to its boxes first, and then
-# to those of the growing cascade as well; the mean of its answers and those of the network that it began as, each over a
-# window and its mirror image, then teaches it. In 348 held-back photographs that mean gave 1,205 of 1,235 faces a window above all but
-# 35 wrong windows, the two networks alone 1,184 and 1,172.
-FOURTH_WINDOWS = ["fourth", "fourth-portraits", "fourth-late", "fourth-late-portraits"]
-COMPACT_FURTHER = [
-    ("mine", "first-random", ["--target", "first", "--variants", "2", "--negatives", "60"]),
-    ("mine", "first-hard", ["--target", "first", "--first-variant", "2", "--variants", "2", "--negatives", "80", "--score",
-                            "--keep-above", "0.1"]),
-    ("mine", "second", ["--target", "second", "--variants", "3", "--negatives", "50", "--jittered", "2", "--floors", "0.3"]),
-    ("mine", "third", ["--target", "third", "--variants", "2", "--negatives", "30", "--jittered", "2", "--floors", "0.4,0.25"]),
-    ("mine", "fourth", ["--target", "fourth", "--variants", "3", "--negatives", "30", "--jittered", "2",
-                        "--floors", "0.4,0.25,0.12"]),
-    ("mine", "fourth-portraits", ["--target", "fourth", "--photographs", "landmarks", "--variants", "3", "--jittered", "2",
-                                  "--floors", "0.3,0.2,0.1"]),
-    ("fit", "first", {"windows": ["first-random", "first-hard"], "samples": 6_000_000, "batch": 512, "rate": 3e-3, "muon": True}),
-    ("fit", "second", {"windows": ["second"], "samples": 5_500_000, "batch": 512, "rate": 0.012, "normalised": True,
-                       "recoloured": 0.5}),
-    ("fit", "calibration", {"windows": ["second", "third"], "samples": 800_000, "batch": 512, "rate": 0.015,
-                            "normalised": True, "recoloured": 0.5}),
-    ("fit", "calibration", {"windows": ["second", "third"], "samples": 4_000_000, "batch": 512, "rate": 0.01,
-                            "normalised": True, "recoloured": 0.5, "placed": True}),
-    ("fit", "third", {"windows": ["third"], "samples": 4_200_000, "batch": 512, "rate": 0.012, "normalised": True, "recoloured": 0.5}),
-    ("fit", "fourth", {"windows": ["fourth", "fourth-portraits"], "samples": 3_500_000, "batch": 256, "rate": 0.012,
-                       "normalised": True, "recoloured": 0.6, "dark": 1.5}),
-    ("point", "first", {"boxes": 190}),
-    ("point", "second", {"boxes": 36}),
-    ("point", "third", {"boxes": 17}),
-    ("mine", "fourth-late", ["--target", "fourth", "--first-variant", "7", "--variants", "3", "--negatives", "24", "--jittered", "2",
-                             "--floors", "0.4,0.25,0.12"]),
-    ("mine", "fourth-late-portraits", ["--target", "fourth", "--photographs", "landmarks", "--first-variant", "5", "--variants", "1",
-                                       "--jittered", "1", "--floors", "0.3,0.2,0.1"]),
-    ("fit", "fourth", {"windows": FOURTH_WINDOWS, "samples": 4_500_000, "batch": 256, "rate": 0.012, "normalised": True,
-                       "recoloured": 0.6, "dark": 1.5}),
-    ("teach", "fourth", {"windows": FOURTH_WINDOWS, "itself": True, "start": True}),
-    ("fit", "fourth", {"windows": FOURTH_WINDOWS, "samples": 2_500_000, "batch": 256, "rate": 0.008, "taught": True, "dark": 1.5,
-                       "mean": True}),
-    ("scores", "fourth", {"wrong": 0.1}),
-]
+COMPACT_FURTHER = COMPACT_TEACHING
+# The first network has twice the kernels of the built-in one and a layer of 1 by 1 more: at 150 boxes per photograph it reaches as many
+# faces as the other at 250, and the scan takes a twelfth longer.
+# All others see the roots of their pixels: of two like fits of the second network from random weights, the one with roots was left
+# with a loss of 0.334 on held-back windows, 0.312 below a grey level of 50, the other with 0.359 and 0.365. The calibration, which
+# runs on more boxes than pass, begins with a stride of 2: half the work for 0.006 of recall.
+# The second network looks at hundreds of boxes, so it is the smallest: taught by those after it, it leaves the cascade as sure with 28 boxes
+# per photograph as one of nearly twice its work, fitted to the labels, with 38. The third sees those that are left once more, after their first
+# calibration; the last one does most of the telling apart.
 COMPACT = Compact(
     "compact",
     {
         "first": Network("cascades/first", 13, "scan", "c16 p3 c32k5/3 c32k1 c2k1", definition="prototxt-full", weights="proto-full"),
-        "second": Network("cascades/second", 24, "middle", "t c16/2 c32 p c48 f64 f2"),
+        "second": Network("cascades/second", 24, "middle", "t c12/2 c24 p c32 f48 f2"),
         "third": Network("cascades/third", 24, "middle", "t c16 p c32 c48 p f64 f2"),
         "fourth": Network("cascades/fourth", 48, "last", "t c24/2 c32 p c64 c64 p f128 f2"),
         "calibration": Network(CALIBRATION, 24, "calibration", f"t c16/2 c32 p c48 f96 f{len(SHIFTS) ** 2 * len(SCALES)}"),

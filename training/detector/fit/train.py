@@ -23,7 +23,6 @@ from shapes import ROOT
 from teacher import Teacher
 
 
-
 def processor_minutes():
     """Of this process and the tools that it ran: what a step takes, whatever else the machine does."""
     return sum(os.times()[:4]) / 60
@@ -83,16 +82,15 @@ class Trainer:
             message.ParseFromString(file.read())
         return message
 
-    def _path(self, network, file, cascade=None):
-        return os.path.join(cascade or self.cascade, self.shape.networks[network].folder, file)
+    def _path(self, network, file):
+        return os.path.join(self.cascade, self.shape.networks[network].folder, file)
 
-    def _twin(self, network, empty=False, cascade=None):
-        """A network of the growing cascade, or as another one defines it."""
+    def _twin(self, network, empty=False):
         about = self.shape.networks[network]
-        definition = networks.read_definition(self.schema, self._path(network, about.definition, cascade))
+        definition = networks.read_definition(self.schema, self._path(network, about.definition))
         twin = networks.Twin(definition, (3, about.side, about.side))
         if not empty:
-            twin.from_message(self._read_message(self._path(network, about.weights, cascade)))
+            twin.from_message(self._read_message(self._path(network, about.weights)))
         return twin
 
     def _save(self, network, twin):
@@ -101,8 +99,8 @@ class Trainer:
             file.write(twin.to_message().SerializeToString(deterministic=True))
         os.replace(path + ".new", path)
 
-    def _mean(self, network, cascade=None):
-        return 100.0 if self.shape.networks[network].role == "scan" else w.read_mean(self._path(network, "mean", cascade))
+    def _mean(self, network):
+        return 100.0 if self.shape.networks[network].role == "scan" else w.read_mean(self._path(network, "mean"))
 
     def _patterns(self):
         return w.read_patterns(self._path("calibration", "offsets-scales"))
@@ -180,28 +178,41 @@ class Trainer:
                 f"{'' if task.recoloured == 1 else f', {task.recoloured:.0%} of the windows recoloured'}: loss "
                 f"{curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
+    def _cut_for(self, judge, network, what):
+        """A step's windows as one of its judges sees them: those of another side have files of their own, `NAME-48` beside `NAME`."""
+        side = self.shape.networks[judge].side if judge in self.shape.networks else self.shape.networks[network].side
+        if side == self.shape.networks[network].side:
+            return self._windows(what)
+        cut = self._windows({"windows": [f"{name}-{side}" for name in what["windows"]]})
+        if not np.array_equal(w.places(cut.labels), w.places(self._windows(what).labels)):
+            raise ValueError(f"the windows of {side} pixels for {judge} are not those that {network} learns from; mine both with the same options")
+        return cut
+
+    def _teacher(self, network, what, key):
+        """Fits a teacher from nothing, and says what was done."""
+        torch.manual_seed(self.arguments.seed)
+        data, patterns = self._windows(what), self._patterns()
+        teacher = Teacher(len(patterns))
+        task = tasks.TeacherTask(data, self.shape.networks[network].role, patterns)
+        return teacher, self._fitted(teacher, data, task, network, self._options(network, what, normalised=True), key)
+
     def teach(self, network, what, key):
-        """Keeps a teacher's answers for the windows, the mean over each and its mirror image; the teacher is fitted from nothing,
-        or is the network as it stands, alone or with that of the cascade that the run began with."""
-        data, role = self._windows(what), self.shape.networks[network].role
-        # Whose definitions and mean images the teachers have; the growing cascade's where none is named.
-        cascades = [None, self.arguments.start] if what.get("start") else [None]
-        if what.get("itself"):
-            teachers = [self._twin(network, cascade=cascade) for cascade in cascades]
-            told = f"its own answers for {len(data):,} windows{', and those of the network of the start' if what.get('start') else ''}"
-        else:
-            torch.manual_seed(self.arguments.seed)
-            patterns = self._patterns()
-            teacher = Teacher(len(patterns))
-            options = self._options(network, what, normalised=True)
-            told = self._fitted(teacher, data, tasks.TeacherTask(data, role, patterns), network, options, key)
-            teachers = [teacher]
-        taught = [tasks.face_logits(fitting.answers(
-            teacher, data, self._mean(network, cascade), self.arguments.threads, bf16=self.arguments.bf16, mirrored=mirrored,
-            name=f"{network} (the teacher's answers{', mirrored' if mirrored else ''})"))
-                  for teacher, cascade in zip(teachers, cascades, strict=True) for mirrored in (False, True)]
-        np.save(self.taught_path, np.mean(taught, 0))
-        return told
+        """Keeps the answers of judges for a network's windows: the mean over all of them, and over each window and its mirror image.
+        `certain` is what the mean is multiplied by: that of several logits is less sure than each of them."""
+        said, told = [], []
+        for judge in what["by"]:
+            if judge == "teacher":
+                twin, words = self._teacher(network, what, key)
+            else:
+                twin, words = self._twin(judge), f"the {judge} network"
+            data, mean = self._cut_for(judge, network, what), self._mean(judge if judge in self.shape.networks else network)
+            for mirrored in (False, True):
+                name = f"{network} ({judge}'s answers{', mirrored' if mirrored else ''})"
+                said.append(tasks.face_logits(fitting.answers(twin, data, mean, self.arguments.threads, bf16=self.arguments.bf16,
+                                                              mirrored=mirrored, name=name)))
+            told.append(words)
+        np.save(self.taught_path, what.get("certain", 1.0) * np.mean(said, 0))
+        return f"{len(said[0]):,} windows judged by {', '.join(told)}"
 
     def _task(self, data, role, what):
         """What a fit asks of its network."""
@@ -215,7 +226,8 @@ class Trainer:
 
     def fit(self, network, what, key):
         data = self._windows(what)
-        normalised = what.get("taught", False) or what.get("normalised", False)
+        # Not the first network, whose first layer has its bias given.
+        normalised = (what.get("taught", False) or what.get("normalised", False)) and self.shape.networks[network].role != "scan"
         options = self._options(network, what, normalised)
         twin = self._twin(network)
         task = self._task(data, self.shape.networks[network].role, what)

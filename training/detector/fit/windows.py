@@ -21,6 +21,11 @@ def read_labels(prefix):
     return np.fromfile(prefix + ".f32", np.float32).reshape(about["windows"], about["label_values"])
 
 
+def places(labels):
+    """Which photograph, view and box each window is of (N, 5): the same for the same boxes at another side in pixels."""
+    return labels[:, [PHOTOGRAPH, VARIANT, X, Y, SIDE]]
+
+
 def moved_overlaps(labels, patterns, side):
     """Overlaps (N, K) of boxes with their faces after each move of the calibration, in the library's own arithmetic.
 

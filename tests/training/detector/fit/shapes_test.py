@@ -42,7 +42,7 @@ PLANS = [(shape, name) for shape in shapes.SHAPES.values() for name in shape.pla
 
 
 @pytest.mark.parametrize("shape, plan", PLANS, ids=[f"{shape.name} {plan}" for shape, plan in PLANS])
-def test_a_plan_names_windows_that_were_mined_before_and_fits_every_network(shape, plan):
+def test_a_plan_names_windows_that_were_mined_before_and_fits_its_networks(shape, plan):
     mined, answers = set(), None
     for kind, name, what in shape.plans[plan]:
         if kind == "mine":
@@ -53,9 +53,17 @@ def test_a_plan_names_windows_that_were_mined_before_and_fits_every_network(shap
         assert set(what.get("windows", ())) <= mined
         if kind == "teach":
             answers = what["windows"]
+            sides = {shape.networks[judge].side for judge in what["by"] if judge != "teacher"} - {shape.networks[name].side}
+            assert {f"{windows}-{side}" for windows in answers for side in sides} <= mined
         if what.get("taught"):
             assert what["windows"] == answers  # One answer a window.
-    assert {name for kind, name, _ in shape.plans[plan] if kind == "fit"} == set(shape.networks)
+    fitted = {name for kind, name, _ in shape.plans[plan] if kind == "fit"}
+    assert fitted == set(shape.networks) - ({"first", "calibration"} if plan == "further" else set())
+
+
+def test_windows_are_cut_at_another_side_by_the_same_options():
+    steps = shapes.cut_at(48, [("mine", "second", ["--target", "second"])])
+    assert steps == [("mine", "second", ["--target", "second"]), ("mine", "second-48", ["--target", "second", "--side", "48"])]
 
 
 def test_thresholds_are_written_and_read(tmp_path):
