@@ -59,7 +59,7 @@ class Trainer:
 
     def _begin(self):
         """A cascade of the shape, with the weights of --start where that has them for layers of these sizes, and random ones
-        otherwise."""
+        otherwise. Not in the plan further, whose networks judge windows from its first step on: a random one would teach noise."""
         self.shape.prepare(self.cascade)
         generator = torch.Generator().manual_seed(self.arguments.seed)
         if self.arguments.start and self.shape.has_stages_of(self.arguments.start):
@@ -70,6 +70,9 @@ class Trainer:
             message = self._read_message(weights) if self.arguments.start and os.path.exists(weights) else None
             if message and twin.fits(message):
                 twin.from_message(message)
+            elif self.arguments.plan == "further":
+                raise ValueError(f"the plan further needs a start whose {name} network has the layers '{network.layers}'; "
+                                 f"{weights} {'has others' if message else 'does not exist'}")
             else:
                 twin.initialise(generator)
                 if network.role == "scan":
@@ -178,20 +181,20 @@ class Trainer:
                 f"{'' if task.recoloured == 1 else f', {task.recoloured:.0%} of the windows recoloured'}: loss "
                 f"{curve[0][1]:.3f} to {curve[-1][1]:.3f}")
 
-    def _cut_for(self, judge, network, what):
-        """A step's windows as one of its judges sees them: those of another side have files of their own, `NAME-48` beside `NAME`."""
-        side = self.shape.networks[judge].side if judge in self.shape.networks else self.shape.networks[network].side
+    def _cut_for(self, judge, network, what, data):
+        """A step's windows `data` as another network sees them: those of another side have files of their own, `NAME-48` beside `NAME`."""
+        side = self.shape.networks[judge].side
         if side == self.shape.networks[network].side:
-            return self._windows(what)
+            return data
         cut = self._windows({"windows": [f"{name}-{side}" for name in what["windows"]]})
-        if not np.array_equal(w.places(cut.labels), w.places(self._windows(what).labels)):
+        if not np.array_equal(w.places(cut.labels), w.places(data.labels)):
             raise ValueError(f"the windows of {side} pixels for {judge} are not those that {network} learns from; mine both with the same options")
         return cut
 
-    def _teacher(self, network, what, key):
+    def _teacher(self, network, what, data, key):
         """Fits a teacher from nothing, and says what was done."""
         torch.manual_seed(self.arguments.seed)
-        data, patterns = self._windows(what), self._patterns()
+        patterns = self._patterns()
         teacher = Teacher(len(patterns))
         task = tasks.TeacherTask(data, self.shape.networks[network].role, patterns)
         return teacher, self._fitted(teacher, data, task, network, self._options(network, what, normalised=True), key)
@@ -199,20 +202,20 @@ class Trainer:
     def teach(self, network, what, key):
         """Keeps the answers of judges for a network's windows: the mean over all of them, and over each window and its mirror image.
         `certain` is what the mean is multiplied by: that of several logits is less sure than each of them."""
-        said, told = [], []
+        data, said, told = self._windows(what), [], []
         for judge in what["by"]:
             if judge == "teacher":
-                twin, words = self._teacher(network, what, key)
+                (twin, words), seen, mean = self._teacher(network, what, data, key), data, self._mean(network)
             else:
                 twin, words = self._twin(judge), f"the {judge} network"
-            data, mean = self._cut_for(judge, network, what), self._mean(judge if judge in self.shape.networks else network)
+                seen, mean = self._cut_for(judge, network, what, data), self._mean(judge)
             for mirrored in (False, True):
                 name = f"{network} ({judge}'s answers{', mirrored' if mirrored else ''})"
-                said.append(tasks.face_logits(fitting.answers(twin, data, mean, self.arguments.threads, bf16=self.arguments.bf16,
+                said.append(tasks.face_logits(fitting.answers(twin, seen, mean, self.arguments.threads, bf16=self.arguments.bf16,
                                                               mirrored=mirrored, name=name)))
             told.append(words)
         np.save(self.taught_path, what.get("certain", 1.0) * np.mean(said, 0))
-        return f"{len(said[0]):,} windows judged by {', '.join(told)}"
+        return f"{len(data):,} windows judged by {', '.join(told)}"
 
     def _task(self, data, role, what):
         """What a fit asks of its network."""
@@ -310,7 +313,7 @@ def main():
                         help="folder of the built mine_windows and evaluate_detector")
     parser.add_argument("--shape", choices=list(shapes.SHAPES), default="built-in", help="the cascade to train")
     parser.add_argument("--plan", choices=["whole", "further"], default="whole",
-                        help="whole: from nothing; further: from the weights of --start, with windows that they find hard")
+                        help="whole: from nothing; further: from the weights of --start, whose networks teach each other")
     parser.add_argument("--start", help="model directory whose weights to start from; random ones where it has none")
     parser.add_argument("--remarks", help="text to end MODEL.md with, such as what people saw on its contact sheets")
     parser.add_argument("--only", type=lambda text: text.split(","), help="networks to train, such as first,second")
@@ -327,7 +330,11 @@ def main():
         parser.error("the plan further continues from a cascade, which --start names")
     if arguments.plan == "further" and not shapes.SHAPES[arguments.shape].has_stages_of(arguments.start):
         parser.error(f"--start {arguments.start} does not have the stages of the shape {arguments.shape}, from which the plan further continues")
-    Trainer(arguments).run()
+    try:
+        trainer = Trainer(arguments)
+    except ValueError as error:
+        parser.error(str(error))
+    trainer.run()
 
 
 if __name__ == "__main__":

@@ -148,11 +148,12 @@ std::vector<WindowLabel> labelsOf(const CandidateList& list, const View& view) {
   return labels;
 }
 
+// What a network of that side sees of a box, which lies inside of the view as all boxes of the
+// library do.
 cv::Mat cutBox(const View& view, const FaceCandidate& box, int side) {
-  const cv::Rect inside =
-      cv::Rect(box.x, box.y, box.width, box.height) & cv::Rect(0, 0, view.rgb.cols, view.rgb.rows);
   cv::Mat pixels;
-  cv::resize(view.rgb(inside), pixels, cv::Size(side, side), 4.0, 0.0, cv::INTER_LINEAR);
+  cv::resize(view.rgb(cv::Rect(box.x, box.y, box.width, box.height)), pixels, cv::Size(side, side),
+             4.0, 0.0, cv::INTER_LINEAR);
   return pixels;
 }
 

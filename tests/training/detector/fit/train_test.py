@@ -3,6 +3,7 @@
 import argparse
 import json
 import os
+import shutil
 import subprocess
 import sys
 
@@ -168,3 +169,30 @@ def test_a_plan_that_cannot_begin_is_refused(tmp_path, options, words):
     run = subprocess.run(command, capture_output=True, text=True, check=False)
     assert run.returncode == 2 and words in run.stderr
     assert not (tmp_path / "work").exists()
+
+
+@pytest.mark.parametrize("change, words", [(lambda second, third: shutil.copy(third, second), "has others"),
+                                           (lambda second, _third: os.remove(second), "does not exist")], ids=["other layers", "none"])
+def test_the_plan_further_refuses_a_start_whose_networks_cannot_judge(tmp_path, change, words):
+    start = tmp_path / "start"
+    shutil.copytree(os.path.join(ROOT, "public/compact"), start)
+    change(*(start / shapes.COMPACT.networks[name].folder / "proto" for name in ("second", "third")))
+    command = [sys.executable, TRAIN, str(tmp_path), "--work", str(tmp_path / "work"), "--shape", "compact", "--plan", "further",
+               "--start", str(start)]
+    run = subprocess.run(command, capture_output=True, text=True, check=False)
+    assert run.returncode == 2 and "t c12/2 c24 p c32 f48 f2" in run.stderr and words in run.stderr
+    assert not (tmp_path / "work" / "record.json").exists()
+
+
+def test_a_taught_first_network_is_not_normalised(monkeypatch):
+    fitted = []
+    monkeypatch.setattr(train.Trainer, "_windows", lambda *_: LabelledWindows(JUDGED))
+    monkeypatch.setattr(train.Trainer, "_task", lambda *_: tasks.Task())
+    monkeypatch.setattr(train.Trainer, "_twin", lambda *_: argparse.Namespace(modules_by_name={}))
+    monkeypatch.setattr(train.Trainer, "_fitted", lambda self, twin, data, task, network, options, key: fitted.append(options) or "told")
+    monkeypatch.setattr(train.Trainer, "_save", lambda *_: None)
+    trainer = object.__new__(train.Trainer)
+    trainer.shape = shapes.COMPACT
+    trainer.arguments = argparse.Namespace(seed=1, threads=1, bf16=False, scale=1.0)
+    trainer.fit("first", {"windows": ["some"], "samples": 10, "batch": 2, "rate": 1e-3, "taught": True}, "")
+    assert fitted[0]["scan"] and not fitted[0]["normalised"]
